@@ -1,0 +1,18 @@
+# The system libraries behind the capture, render and record pipeline (Debian 12 packages,
+# installed by tools/setup.sh). Each becomes an imported target that vorncore links.
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
+  libavcodec libavformat libavutil libswscale libswresample libavfilter)
+pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
+  xcb xcb-shm xcb-xfixes xcb-randr xcb-damage xcb-shape xcb-xtest)
+pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
+pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
+find_package(OpenCV 4 REQUIRED COMPONENTS core imgproc objdetect)
+
+# libyuv ships no pkg-config file on Debian 12.
+find_path(LIBYUV_INCLUDE_DIR libyuv.h REQUIRED)
+find_library(LIBYUV_LIBRARY yuv REQUIRED)
+add_library(libyuv::libyuv UNKNOWN IMPORTED)
+set_target_properties(libyuv::libyuv PROPERTIES
+  IMPORTED_LOCATION "${LIBYUV_LIBRARY}"
+  INTERFACE_INCLUDE_DIRECTORIES "${LIBYUV_INCLUDE_DIR}")

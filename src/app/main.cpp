@@ -1,0 +1,45 @@
+#include "app/Icons.h"
+#include "app/Studio.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMainWindow>
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+int main(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("Vorn"));
+  QApplication::setOrganizationName(QStringLiteral("Vorn"));
+  QApplication::setQuitOnLastWindowClosed(false);
+
+  vorn::Studio& studio = vorn::Studio::shared();
+
+  QMainWindow window;
+  window.setWindowTitle(QStringLiteral("Vorn"));
+  window.setWindowIcon(vorn::symbolIcon("rectangle.portrait.inset.filled"));
+  window.resize(360, 640);
+
+  QMenu menu;
+  QAction* show = menu.addAction(QStringLiteral("Open Vorn"));
+  menu.addSeparator();
+  QAction* quit = menu.addAction(QStringLiteral("Quit Vorn"));
+  quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
+  QObject::connect(show, &QAction::triggered, &window, [&window] {
+    window.show();
+    window.raise();
+  });
+  QObject::connect(quit, &QAction::triggered, &app, &QApplication::quit);
+  QObject::connect(&studio, &vorn::Studio::phaseChanged, &menu, [&] {
+    show->setText(studio.phase() == vorn::Phase::idle ? QStringLiteral("Open Vorn")
+                                                      : QStringLiteral("Show Vorn"));
+  });
+
+  QSystemTrayIcon tray(vorn::symbolIcon("rectangle.portrait.inset.filled"));
+  tray.setToolTip(QStringLiteral("Vorn"));
+  tray.setContextMenu(&menu);
+  tray.show();
+
+  window.show();
+  return QApplication::exec();
+}

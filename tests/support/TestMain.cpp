@@ -1,0 +1,30 @@
+#include "support/TestServices.h"
+
+#include <QApplication>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  const bool listing = testing::GTEST_FLAG(list_tests);
+  try {
+    vorn::test::startServices(!listing && VORN_TEST_NEEDS_X, !listing && VORN_TEST_NEEDS_PULSE);
+  } catch (const std::exception& error) {
+    std::cerr << "test services: " << error.what() << "\n";
+    return 1;
+  }
+  // Programs without an X server draw off screen.
+  setenv("QT_QPA_PLATFORM", VORN_TEST_NEEDS_X && !listing ? "xcb" : "offscreen", 1);
+  int status;
+  {
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Vorn"));
+    QApplication::setApplicationName(QStringLiteral("Vorn"));
+    status = RUN_ALL_TESTS();
+  }
+  vorn::test::stopServices();
+  return status;
+}

@@ -1,0 +1,104 @@
+#include "support/TestServices.h"
+
+#include <chrono>
+#include <functional>
+#include <cstdlib>
+#include <filesystem>
+#include <poll.h>
+#include <stdexcept>
+#include <thread>
+#include <unistd.h>
+
+namespace vorn::test {
+namespace {
+
+std::unique_ptr<TempHome> gHome;
+std::unique_ptr<XServer> gX;
+std::unique_ptr<PulseServer> gPulse;
+
+bool waitFor(const std::function<bool()>& ready, std::chrono::milliseconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (ready()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return ready();
+}
+
+}  // namespace
+
+TempHome::TempHome() {
+  char pattern[] = "/tmp/vorn-test-XXXXXX";
+  if (!mkdtemp(pattern)) throw std::runtime_error("cannot make a temporary home");
+  path_ = pattern;
+  for (const char* dir : {"config", "data", "cache", "runtime", "Videos"})
+    std::filesystem::create_directories(path_ + "/" + dir);
+  std::filesystem::permissions(path_ + "/runtime", std::filesystem::perms::owner_all);
+  setenv("HOME", path_.c_str(), 1);
+  setenv("XDG_CONFIG_HOME", (path_ + "/config").c_str(), 1);
+  setenv("XDG_DATA_HOME", (path_ + "/data").c_str(), 1);
+  setenv("XDG_CACHE_HOME", (path_ + "/cache").c_str(), 1);
+  setenv("XDG_RUNTIME_DIR", (path_ + "/runtime").c_str(), 1);
+}
+
+TempHome::~TempHome() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+XServer::XServer() {
+  int fds[2];
+  if (pipe(fds) != 0) throw std::runtime_error("cannot make a pipe for Xvfb");
+  // Xvfb picks a free display number itself and writes it to the descriptor.
+  process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
+      "Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", "1920x1080x24", "-nolisten",
+      "tcp", "-ac"});
+  close(fds[1]);
+  std::string number;
+  pollfd p{fds[0], POLLIN, 0};
+  char c;
+  while (poll(&p, 1, 10000) > 0 && read(fds[0], &c, 1) == 1 && c != '\n') number.push_back(c);
+  close(fds[0]);
+  if (number.empty()) throw std::runtime_error("Xvfb did not start");
+  display_ = ":" + number;
+  setenv("DISPLAY", display_.c_str(), 1);
+}
+
+PulseServer::PulseServer(const std::string& runtimeDir) {
+  const std::string dir = runtimeDir + "/pulse";
+  std::filesystem::create_directories(dir);
+  const std::string socket = dir + "/native";
+  server_ = "unix:" + socket;
+  process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
+      "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+      "--disallow-exit", "-L", "module-native-protocol-unix socket=" + socket, "-L",
+      "module-null-sink sink_name=vsink rate=48000", "-L", "module-always-sink"});
+  setenv("PULSE_SERVER", server_.c_str(), 1);
+  const bool up = waitFor([this] { return pactl({"info"}) == 0; }, std::chrono::seconds(15));
+  if (!up) throw std::runtime_error("PulseAudio did not start");
+  pactl({"set-default-sink", "vsink"});
+}
+
+int PulseServer::pactl(const std::vector<std::string>& args, std::string* output) const {
+  std::vector<std::string> argv{"pactl", "--server=" + server_};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return runCommand(argv, output);
+}
+
+TempHome* tempHome() { return gHome.get(); }
+XServer* xServer() { return gX.get(); }
+PulseServer* pulseServer() { return gPulse.get(); }
+
+void startServices(bool needsX, bool needsPulse) {
+  gHome = std::make_unique<TempHome>();
+  if (needsX) gX = std::make_unique<XServer>();
+  if (needsPulse) gPulse = std::make_unique<PulseServer>(gHome->path() + "/runtime");
+}
+
+void stopServices() {
+  gPulse.reset();
+  gX.reset();
+  gHome.reset();
+}
+
+}  // namespace vorn::test

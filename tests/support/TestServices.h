@@ -1,0 +1,56 @@
+#pragma once
+
+#include "support/ChildProcess.h"
+
+#include <memory>
+#include <string>
+
+namespace vorn::test {
+
+// A fresh temporary folder as HOME and every XDG directory, removed at the end, so that no
+// test touches the user's settings or videos.
+class TempHome {
+ public:
+  TempHome();
+  ~TempHome();
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// A private Xvfb display (1920 × 1080 × 24); DISPLAY points at it while it lives.
+class XServer {
+ public:
+  XServer();
+  const std::string& display() const { return display_; }
+
+ private:
+  std::string display_;
+  std::unique_ptr<ChildProcess> process_;
+};
+
+// A private PulseAudio server with a null sink "vsink" as its default sink; PULSE_SERVER
+// points at it while it lives.
+class PulseServer {
+ public:
+  explicit PulseServer(const std::string& runtimeDir);
+  const std::string& server() const { return server_; }
+  // Runs pactl against this server; returns its exit code and, when asked, its output.
+  int pactl(const std::vector<std::string>& args, std::string* output = nullptr) const;
+
+ private:
+  std::string server_;
+  std::unique_ptr<ChildProcess> process_;
+};
+
+// The services of the running test program (null when the program did not ask for them).
+TempHome* tempHome();
+XServer* xServer();
+PulseServer* pulseServer();
+
+// Set up by the test main before any test runs.
+void startServices(bool needsX, bool needsPulse);
+void stopServices();
+
+}  // namespace vorn::test

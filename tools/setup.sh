@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package Vorn needs to build, run and test.
+# Safe to run again: apt-get skips what is already there.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake pkg-config git
+  # Qt 6.4
+  qt6-base-dev qt6-qpa-plugins libgl-dev fonts-dejavu-core
+  # FFmpeg 5.1 (libx264 comes in through libavcodec)
+  libavcodec-dev libavformat-dev libavutil-dev libswscale-dev libswresample-dev libavfilter-dev
+  # X11 capture
+  libxcb1-dev libxcb-shm0-dev libxcb-xfixes0-dev libxcb-randr0-dev libxcb-damage0-dev
+  libxcb-shape0-dev libxcb-xtest0-dev libxcb-image0-dev
+  # audio, camera, pixels, faces
+  libpulse-dev libudev-dev libturbojpeg0-dev libyuv-dev
+  libopencv-dev libopencv-contrib-dev opencv-data
+  # tests and benchmarks
+  libgtest-dev libgmock-dev libbenchmark-dev
+  xvfb x11-utils pulseaudio pulseaudio-utils ffmpeg
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "Installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi

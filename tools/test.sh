@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs the whole test suite. Tests start their own
+# Xvfb display and PulseAudio server; nothing needs to be running beforehand.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash tools/setup.sh
+bash tools/build.sh
+cd "${VORN_BUILD_DIR:-build}"
+ctest --output-on-failure -j"$(nproc)"
