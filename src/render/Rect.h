@@ -63,6 +63,25 @@ struct Rect {
 
   Rect outsetBy(double dx, double dy) const { return insetBy(-dx, -dy); }
 
+  // Moved (and, if larger, first shrunk about its centre keeping its aspect) to lie within
+  // `bounds`.
+  Rect clamped(const Rect& bounds) const {
+    Rect r = *this;
+    if (r.width > bounds.width || r.height > bounds.height) {
+      const double factor = std::min(bounds.width / r.width, bounds.height / r.height);
+      const Point c = r.center();
+      r.width *= factor;
+      r.height *= factor;
+      r.x = c.x - r.width * 0.5;
+      r.y = c.y - r.height * 0.5;
+    }
+    r.x = std::min(std::max(r.minX(), bounds.minX()), bounds.maxX() - r.width);
+    r.y = std::min(std::max(r.minY(), bounds.minY()), bounds.maxY() - r.height);
+    return r;
+  }
+
+  static Rect centered(Point c, Size s) { return {c.x - s.width * 0.5, c.y - s.height * 0.5, s.width, s.height}; }
+
   // The smallest whole-number rectangle that contains this one.
   Rect integral() const {
     const double left = std::floor(minX());

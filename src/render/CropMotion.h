@@ -1,0 +1,40 @@
+#pragma once
+
+#include "render/Geometry.h"
+#include "render/Rect.h"
+
+#include <optional>
+
+namespace vorn {
+
+// A face the detector saw: a unit rectangle with its origin at the bottom-left, and the
+// media time it was seen.
+struct FaceSighting {
+  Rect rect;
+  double time = 0;
+  bool operator==(const FaceSighting&) const = default;
+};
+
+// Face framing: which part of the camera image the camera card shows (a unit rectangle,
+// origin top-left). Render thread only.
+class CropMotion {
+ public:
+  // Moves `crop` by one tick for a camera image of widthPixels × heightPixels.
+  void step(double dt, double now, const Slots& slots, int widthPixels, int heightPixels,
+            const std::optional<FaceSighting>& face);
+
+  const Rect& crop() const { return crop_; }
+
+  // A face seen longer ago than this no longer steers the crop.
+  static constexpr double faceMaxAge = 1.5;
+  static constexpr double glideRate = 3.2;
+
+  // Where the crop should go for a card of aspect `aspect` (width ÷ height).
+  static Rect target(double aspect, double faceFraction, double w, double h,
+                     const std::optional<Rect>& face);
+
+ private:
+  Rect crop_{0, 0, 1, 1};
+};
+
+}  // namespace vorn
