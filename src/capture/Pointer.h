@@ -1,0 +1,28 @@
+#pragma once
+
+#include "render/Rect.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vorn {
+
+// Where the pointer is (global points, origin top-left) and whether its primary button is
+// down. A small interface so that tests can script the pointer.
+struct PointerState {
+  Point position;
+  bool pressed = false;
+};
+
+class Pointer {
+ public:
+  virtual ~Pointer() = default;
+  // Nothing when the position is unavailable.
+  virtual std::optional<PointerState> query() = 0;
+};
+
+// The X11 pointer of `display` (empty: $DISPLAY); null when the display cannot be opened.
+std::unique_ptr<Pointer> makeX11Pointer(const std::string& display = {});
+
+}  // namespace vorn
