@@ -1,0 +1,36 @@
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace vorn {
+
+// A dedicated thread that calls `tick` on a steady 60 Hz grid: it sleeps until the next
+// deadline, and deadlines missed while a tick ran long are skipped, never queued.
+class RenderTimer {
+ public:
+  static constexpr long long periodNanoseconds = 16'666'667;
+
+  RenderTimer(std::string threadName, std::function<void()> tick);
+  RenderTimer(const RenderTimer&) = delete;
+  RenderTimer& operator=(const RenderTimer&) = delete;
+  // Stops the thread; a running tick finishes first.
+  ~RenderTimer();
+
+  long long skippedDeadlines() const { return skipped_.load(); }
+
+ private:
+  void run(std::stop_token stop);
+
+  const std::string name_;
+  const std::function<void()> tick_;
+  std::atomic<long long> skipped_{0};
+  std::mutex mutex_;
+  std::condition_variable_any wake_;
+  std::jthread thread_;  // last: joins before the members it uses go away
+};
+
+}  // namespace vorn
