@@ -48,7 +48,8 @@ struct ScreenSinks {
 };
 
 // The display-server side of the screen source: everything the source needs from X11 (or a
-// sample file, or later PipeWire), and nothing more.
+// sample file, or later PipeWire), and nothing more. Its operations are called from one
+// thread at a time (the source's "vorn.screen.config" queue).
 class ScreenBackend {
  public:
   // Called with nothing on success, or one sentence saying why the update failed.

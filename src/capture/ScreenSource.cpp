@@ -53,6 +53,7 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
   const DisplayInfo* display = pickDisplay(all, displayID);
   if (!display) throw std::runtime_error("No display to capture");
 
+  ++generation_;
   const Size size = display->rect.size();
   displaySize_.set(size);
   nativeScale_.store(display->scale);
@@ -126,8 +127,9 @@ void ScreenSource::reconfigure(Rect rect, bool native) {
   config_.sourceRect = area;
   config_.width = width;
   config_.height = height;
-  backend_->update(config_, [this, area, width, height, native](std::optional<std::string> error) {
-    finishReconfigure(std::move(error), area, width, height, native);
+  const Change change{area, width, height, native, generation_};
+  backend_->update(config_, [this, change](std::optional<std::string> error) {
+    finishReconfigure(std::move(error), change);
   });
 }
 
@@ -140,19 +142,19 @@ void ScreenSource::setSystemAudio(bool on) {
 }
 
 // Runs on a backend thread.
-void ScreenSource::finishReconfigure(std::optional<std::string> error, Rect area, int width,
-                                     int height, bool native) {
-  const std::string line = "capture area " + describe(area) + " " + std::to_string(width) + "x" +
-                           std::to_string(height);
+void ScreenSource::finishReconfigure(std::optional<std::string> error, const Change& change) {
+  const std::string line = "capture area " + describe(change.area) + " " +
+                           std::to_string(change.width) + "x" + std::to_string(change.height);
   if (error)
     logError(line + " failed: " + *error);
   else
     debugLine("Vorn: " + line);
   const bool ok = !error;
-  configQueue_.async([this, ok, area, width, height, native] {
-    if (ok) {
-      currentKey_ = sizeKey(width, height);
-      requested.set(CaptureRequest{area, native});
+  configQueue_.async([this, ok, change] {
+    // A change made for a capture that has since been restarted is not in force.
+    if (ok && change.generation == generation_) {
+      currentKey_ = sizeKey(change.width, change.height);
+      requested.set(CaptureRequest{change.area, change.native});
     }
     pending_.set(false);
   });

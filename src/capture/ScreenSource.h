@@ -80,8 +80,15 @@ class ScreenSource {
 
   void startOnConfigQueue(uint32_t displayID, bool systemAudio);
   void reconfigure(Rect rect, bool native);
-  void finishReconfigure(std::optional<std::string> error, Rect area, int width, int height,
-                         bool native);
+  // One area change handed to the backend.
+  struct Change {
+    Rect area;
+    int width;
+    int height;
+    bool native;
+    uint64_t generation;
+  };
+  void finishReconfigure(std::optional<std::string> error, const Change& change);
   void handleFrame(FrameRef buffer);
   void countFrame(const FrameBuffer& buffer);
 
@@ -102,7 +109,7 @@ class ScreenSource {
   bool running_ = false;
   ScreenConfig config_;
   int64_t currentKey_ = 0;
-
+  uint64_t generation_ = 0;  // counts starts
   SerialQueue configQueue_{"vorn.screen.config"};  // last: drains before the fields go
 };
 

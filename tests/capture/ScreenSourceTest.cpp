@@ -226,6 +226,29 @@ TEST_F(ScreenSourceTest, RequestsBeforeStartAreIgnored) {
   EXPECT_FALSE(idle.requested.get().has_value());
 }
 
+TEST_F(ScreenSourceTest, AChangeCompletedAfterARestartIsNotInForce) {
+  ask({0, 0, 800, 600});
+  source.start(7, false);
+  script->complete(0);
+  // The restart's whole display stays in force; the next request goes through.
+  const ScreenConfig next = ask({0, 0, 800, 600});
+  EXPECT_EQ(next.width, 800);
+  EXPECT_EQ(source.requested.get(), (CaptureRequest{Rect{0, 0, 1920, 1080}, false}));
+}
+
+TEST(OwnWindowsRegistry, AddsUpdatesAndRemovesRectangles) {
+  OwnWindows own;
+  const auto empty = own.rects();
+  const int a = own.add({0, 0, 10, 10});
+  const int b = own.add({20, 20, 5, 5});
+  EXPECT_NE(own.rects(), empty);
+  own.update(a, {1, 1, 10, 10});
+  EXPECT_EQ(*own.rects(), (std::vector<Rect>{{1, 1, 10, 10}, {20, 20, 5, 5}}));
+  own.remove(b);
+  EXPECT_EQ(*own.rects(), (std::vector<Rect>{{1, 1, 10, 10}}));
+  EXPECT_TRUE(empty->empty());
+}
+
 TEST(ScreenSourceStart, AVanishedDisplayCapturesTheFirstOne) {
   auto script = std::make_shared<Script>();
   script->displays = {{5, "Left", Rect{0, 0, 1280, 800}, 1.0}, {6, "Right", Rect{1280, 0, 1920, 1080}, 1.0}};
