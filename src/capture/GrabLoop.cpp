@@ -34,8 +34,14 @@ GrabLoop::~GrabLoop() {
 }
 
 void GrabLoop::update(const ScreenConfig& config, ScreenBackend::Completion done) {
-  std::lock_guard guard(mutex_);
-  updates_.push_back({config, std::move(done)});
+  {
+    std::lock_guard guard(mutex_);
+    if (!ended_) {
+      updates_.push_back({config, std::move(done)});
+      return;
+    }
+  }
+  if (done) done("The capture stopped.");
 }
 
 void GrabLoop::failUpdates(std::vector<Update>& updates, const std::string& why) {
@@ -63,7 +69,13 @@ void GrabLoop::run(std::stop_token stop) {
     }
     Grabber::Result result = grabber_.grab(config_, changed);
     if (result.lost) {
+      {
+        std::lock_guard guard(mutex_);
+        ended_ = true;
+        incoming.swap(updates_);
+      }
       failUpdates(applied, result.error);
+      failUpdates(incoming, result.error);
       if (sinks_.onStopped) sinks_.onStopped(result.error);
       return;
     }

@@ -58,9 +58,10 @@ class GrabLoop {
   ScreenConfig config_;  // loop thread only after construction
   ScreenConfig good_;    // loop thread only: the last configuration that delivered a frame
 
-  std::mutex mutex_;  // guards updates_
+  std::mutex mutex_;  // guards updates_ and ended_
   std::condition_variable_any wake_;
   std::vector<Update> updates_;
+  bool ended_ = false;  // the capture was lost: updates fail at once
   std::jthread thread_;  // last: joins before the fields it uses go
 };
 
