@@ -109,6 +109,7 @@ void X11Grabber::setUpCursor() {
   XcbReply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
       connection, xcb_xfixes_query_version(connection, 4, 0), nullptr));
   if (!version) return;
+  hasCursor_ = true;
   xcb_xfixes_select_cursor_input(connection, session_.screen->root,
                                  XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
 }
@@ -148,7 +149,7 @@ void X11Grabber::readEvents(const QRect& source) {
       const auto* damage = reinterpret_cast<const xcb_damage_notify_event_t*>(event.get());
       const QRect area(damage->area.x, damage->area.y, damage->area.width, damage->area.height);
       if (area.intersects(source)) dirty_ = true;
-    } else if (fixesEvent_ && type == fixesEvent_ + XCB_XFIXES_CURSOR_NOTIFY) {
+    } else if (hasCursor_ && type == fixesEvent_ + XCB_XFIXES_CURSOR_NOTIFY) {
       cursorStale_ = true;
       cursorRedraw_ = true;
     }
@@ -255,7 +256,7 @@ FrameRef X11Grabber::makeFrame(const ScreenConfig& config, const QRect& source,
   if (now - clickTime_ < clickRingSeconds && nearArea(source, clickAt_))
     drawClickRing(*frame, toFrame(clickAt_), now - clickTime_, scaleX);
   if (nearArea(source, pointer_)) {
-    if (cursorStale_) fetchCursorImage();
+    if (cursorStale_ && hasCursor_) fetchCursorImage();
     drawCursor(*frame, cursor_, toFrame(pointer_), scaleX);
   }
   return frame;

@@ -57,6 +57,7 @@ class X11Grabber : public Grabber {
   uint8_t fixesEvent_ = 0;
   bool dirty_ = true;  // something was drawn in the area since the last frame
 
+  bool hasCursor_ = false;  // XFixes is there: without it no cursor is drawn
   CursorImage cursor_;
   bool cursorStale_ = true;  // the cursor's picture changed since it was fetched
   bool cursorRedraw_ = true;  // ...since the last frame
