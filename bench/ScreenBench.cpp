@@ -1,0 +1,243 @@
+// Screen capture costs under a private Xvfb. Needs Xvfb and ffplay (package ffmpeg), which
+// paints moving pictures onto the display from its own process.
+//
+//   build/bench/screen_bench
+//
+// Each case runs the capture for a few seconds and reports the CPU time of this process per
+// second of capture (cpu_percent: percent of one core) and the frames delivered per second.
+
+#include "capture/ScreenSource.h"
+#include "capture/X11ScreenBackend.h"
+
+#include <benchmark/benchmark.h>
+#include <libyuv/scale_argb.h>
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <cstdlib>
+#include <ctime>
+#include <poll.h>
+#include <spawn.h>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+extern char** environ;
+
+namespace vorn {
+namespace {
+
+constexpr double measureSeconds = 5.0;
+
+// A program started for the bench and ended with it.
+class Child {
+ public:
+  explicit Child(std::vector<std::string> argv) {
+    std::vector<char*> args;
+    for (std::string& arg : argv) args.push_back(arg.data());
+    args.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    if (posix_spawnp(&pid_, args[0], &actions, nullptr, args.data(), environ) != 0)
+      throw std::runtime_error("cannot start " + argv[0]);
+    posix_spawn_file_actions_destroy(&actions);
+  }
+  ~Child() {
+    kill(pid_, SIGTERM);
+    waitpid(pid_, nullptr, 0);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+ private:
+  pid_t pid_ = -1;
+};
+
+// A private Xvfb of the given size; DISPLAY points at it while it lives.
+class Display {
+ public:
+  Display(int width, int height) {
+    int fds[2];
+    if (pipe(fds) != 0) throw std::runtime_error("no pipe");
+    server_ = std::make_unique<Child>(std::vector<std::string>{
+        "Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
+        std::to_string(width) + "x" + std::to_string(height) + "x24", "-nolisten", "tcp", "-ac"});
+    close(fds[1]);
+    std::string number;
+    pollfd p{fds[0], POLLIN, 0};
+    char c;
+    while (poll(&p, 1, 10000) > 0 && read(fds[0], &c, 1) == 1 && c != '\n') number.push_back(c);
+    close(fds[0]);
+    if (number.empty()) throw std::runtime_error("Xvfb did not start");
+    setenv("DISPLAY", (":" + number).c_str(), 1);
+  }
+
+  // Plays a moving test picture of the given size at (0, 0), 60 pictures a second.
+  void play(int width, int height) {
+    setenv("SDL_AUDIODRIVER", "dummy", 1);
+    player_ = std::make_unique<Child>(std::vector<std::string>{
+        "ffplay", "-loglevel", "error", "-an", "-noborder", "-left", "0", "-top", "0", "-f",
+        "lavfi", "-i",
+        "testsrc2=size=" + std::to_string(width) + "x" + std::to_string(height) + ":rate=60"});
+    std::this_thread::sleep_for(std::chrono::seconds(2));  // until it paints
+  }
+  void stopPlaying() { player_.reset(); }
+
+ private:
+  std::unique_ptr<Child> server_;
+  std::unique_ptr<Child> player_;
+};
+
+// The X11 backend with every delivered frame counted.
+class CountingBackend : public X11ScreenBackend {
+ public:
+  void start(const DisplayInfo& display, const ScreenConfig& config,
+             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) override {
+    auto deliver = std::move(sinks.onFrame);
+    sinks.onFrame = [this, deliver](FrameRef frame) {
+      frames.fetch_add(1);
+      deliver(std::move(frame));
+    };
+    X11ScreenBackend::start(display, config, std::move(ownWindows), std::move(sinks));
+  }
+  std::atomic<int> frames{0};
+};
+
+double processSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return now.tv_sec + now.tv_nsec * 1e-9;
+}
+
+void waitFor(const std::function<bool()>& condition) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!condition() && std::chrono::steady_clock::now() < limit)
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+// Captures `area` for measureSeconds and reports CPU and frame rate.
+void measure(benchmark::State& state, Rect area) {
+  auto backend = std::make_unique<CountingBackend>();
+  CountingBackend& counting = *backend;
+  ScreenSource source(std::move(backend));
+  source.start(0, false);
+  waitFor([&] {
+    if (source.requested.get()->rect != area) source.request(area, false);
+    const auto frame = source.latest.get();
+    return frame && frame->rect == area;
+  });
+  for (auto _ : state) {
+    const int framesBefore = counting.frames.load();
+    const double cpuBefore = processSeconds();
+    const auto wallBefore = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::duration<double>(measureSeconds));
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallBefore).count();
+    state.counters["cpu_percent"] = 100 * (processSeconds() - cpuBefore) / wall;
+    state.counters["fps"] = (counting.frames.load() - framesBefore) / wall;
+  }
+  source.stop();
+}
+
+// A small moving picture inside the area marks it all changed on every tick, so every tick
+// grabs the whole area (a full-size player could not paint 60 pictures a second here).
+void BM_Moving1280x720(benchmark::State& state) {
+  Display display(1920, 1080);
+  display.play(320, 240);
+  measure(state, {0, 0, 1280, 720});
+}
+
+void BM_Unchanged1280x720(benchmark::State& state) {
+  Display display(1920, 1080);
+  display.play(1280, 720);
+  display.stopPlaying();  // leaves its last picture on the screen
+  measure(state, {0, 0, 1280, 720});
+}
+
+void BM_MovingFull2560x1440(benchmark::State& state) {
+  Display display(2560, 1440);
+  display.play(320, 240);
+  measure(state, {0, 0, 2560, 1440});
+}
+
+// Frames delivered from `request` until the first frame of the new area.
+void BM_NewAreaInForce(benchmark::State& state) {
+  Display display(1920, 1080);
+  display.play(1280, 720);
+  auto backend = std::make_unique<CountingBackend>();
+  CountingBackend& counting = *backend;
+  ScreenSource source(std::move(backend));
+  source.start(0, false);
+  waitFor([&] { return source.latest.get().has_value(); });
+  int worstFrames = 0;
+  double totalMs = 0, worstMs = 0;
+  int switches = 0;
+  for (auto _ : state) {
+    for (int i = 0; i < 40; ++i) {
+      const Rect area{double(10 * i), double(5 * i), double(800 + 4 * i), 600};
+      waitFor([&] {
+        const auto req = source.requested.get();
+        return req && source.latest.get()->rect == req->rect;
+      });
+      const int before = counting.frames.load();
+      const auto start = std::chrono::steady_clock::now();
+      source.request(area, false);
+      waitFor([&] { return source.latest.get()->rect == area; });
+      const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+      // Frames of the old area delivered before the new one arrived, plus the new one.
+      worstFrames = std::max(worstFrames, counting.frames.load() - before);
+      worstMs = std::max(worstMs, ms);
+      totalMs += ms;
+      ++switches;
+    }
+  }
+  state.counters["mean_ms"] = totalMs / switches;
+  state.counters["worst_ms"] = worstMs;
+  state.counters["worst_frames"] = worstFrames;
+  source.stop();
+}
+
+// The two scalers on the same BGRA picture, 2560 × 1440 down to 1280 × 720.
+void BM_ScaleLibyuvBox(benchmark::State& state) {
+  FrameBuffer from(2560, 1440), to(1280, 720);
+  std::fill(from.data(), from.data() + from.stride() * 1440, 0x5a);
+  for (auto _ : state)
+    libyuv::ARGBScale(from.data(), from.stride(), 2560, 1440, to.data(), to.stride(), 1280, 720,
+                      libyuv::kFilterBox);
+}
+
+void BM_ScaleSwscaleArea(benchmark::State& state) {
+  FrameBuffer from(2560, 1440), to(1280, 720);
+  std::fill(from.data(), from.data() + from.stride() * 1440, 0x5a);
+  SwsContext* scale = sws_getContext(2560, 1440, AV_PIX_FMT_BGRA, 1280, 720, AV_PIX_FMT_BGRA,
+                                     SWS_AREA, nullptr, nullptr, nullptr);
+  const uint8_t* source[4] = {from.data()};
+  const int sourceStride[4] = {from.stride()};
+  uint8_t* target[4] = {to.data()};
+  const int targetStride[4] = {to.stride()};
+  for (auto _ : state) sws_scale(scale, source, sourceStride, 0, 1440, target, targetStride);
+  sws_freeContext(scale);
+}
+
+}  // namespace
+
+BENCHMARK(BM_Moving1280x720)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(BM_Unchanged1280x720)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(BM_MovingFull2560x1440)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(BM_NewAreaInForce)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(BM_ScaleLibyuvBox)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScaleSwscaleArea)->Unit(benchmark::kMillisecond);
+
+}  // namespace vorn
+
+BENCHMARK_MAIN();

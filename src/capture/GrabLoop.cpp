@@ -1,0 +1,106 @@
+#include "capture/GrabLoop.h"
+
+#include <chrono>
+#include <pthread.h>
+
+namespace vorn {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+const auto interval =
+    std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(GrabLoop::frameInterval));
+
+}  // namespace
+
+GrabLoop::GrabLoop(Grabber& grabber, const ScreenConfig& config, ScreenSinks sinks)
+    : grabber_(grabber),
+      sinks_(std::move(sinks)),
+      config_(config),
+      good_(config),
+      thread_([this](std::stop_token stop) { run(stop); }) {
+  pthread_setname_np(thread_.native_handle(), "vorn.screen");
+}
+
+GrabLoop::~GrabLoop() {
+  thread_.request_stop();
+  wake_.notify_all();
+  if (thread_.joinable()) thread_.join();
+  std::vector<Update> left;
+  {
+    std::lock_guard guard(mutex_);
+    left.swap(updates_);
+  }
+  failUpdates(left, "The capture stopped.");
+}
+
+void GrabLoop::update(const ScreenConfig& config, ScreenBackend::Completion done) {
+  {
+    std::lock_guard guard(mutex_);
+    if (!ended_) {
+      updates_.push_back({config, std::move(done)});
+      return;
+    }
+  }
+  if (done) done("The capture stopped.");
+}
+
+void GrabLoop::failUpdates(std::vector<Update>& updates, const std::string& why) {
+  for (Update& update : updates)
+    if (update.done) update.done(why);
+  updates.clear();
+}
+
+void GrabLoop::run(std::stop_token stop) {
+  std::vector<Update> applied, incoming;
+  applied.reserve(8);
+  incoming.reserve(8);
+  bool changed = true;
+  auto deadline = Clock::now();
+  while (!stop.stop_requested()) {
+    {
+      std::lock_guard guard(mutex_);
+      incoming.swap(updates_);
+    }
+    if (!incoming.empty()) {
+      config_ = incoming.back().config;
+      changed = true;
+      for (Update& update : incoming) applied.push_back(std::move(update));
+      incoming.clear();
+    }
+    Grabber::Result result = grabber_.grab(config_, changed);
+    if (result.lost) {
+      {
+        std::lock_guard guard(mutex_);
+        ended_ = true;
+        incoming.swap(updates_);
+      }
+      failUpdates(applied, result.error);
+      failUpdates(incoming, result.error);
+      if (sinks_.onStopped) sinks_.onStopped(result.error);
+      return;
+    }
+    if (!result.error.empty()) {
+      failUpdates(applied, result.error);
+      config_ = good_;
+    } else if (result.frame) {
+      sinks_.onFrame(std::move(result.frame));
+      good_ = config_;
+      changed = false;
+    }
+    // In force once its first frame is out; a tick that could not make one tries again.
+    if (!changed) {
+      for (Update& update : applied)
+        if (update.done) update.done(std::nullopt);
+      applied.clear();
+    }
+
+    deadline += interval;
+    const auto now = Clock::now();
+    if (deadline < now) deadline = now + interval - (now - deadline) % interval;
+    std::unique_lock lock(mutex_);
+    wake_.wait_until(lock, stop, deadline, [] { return false; });
+  }
+  failUpdates(applied, "The capture stopped.");
+}
+
+}  // namespace vorn

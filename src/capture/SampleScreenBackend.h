@@ -1,0 +1,34 @@
+#pragma once
+
+#include "capture/ScreenBackend.h"
+
+#include <memory>
+#include <string>
+
+namespace vorn {
+
+class GrabLoop;
+class SampleGrabber;
+
+// A picture or a movie (looped) served as the one display, so that everything downstream of
+// the screen source runs without a display server. Chosen when VORN_SAMPLE_SCREEN names a
+// file; anything FFmpeg decodes will do.
+class SampleScreenBackend : public ScreenBackend {
+ public:
+  explicit SampleScreenBackend(std::string path);
+  ~SampleScreenBackend() override;
+
+  // One display, "Sample", the size of the file's picture; none when the file cannot be read.
+  std::vector<DisplayInfo> displays() override;
+  void start(const DisplayInfo& display, const ScreenConfig& config,
+             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) override;
+  void stop() override;
+  void update(const ScreenConfig& config, Completion done) override;
+
+ private:
+  const std::string path_;
+  std::unique_ptr<SampleGrabber> grabber_;
+  std::unique_ptr<GrabLoop> loop_;  // after grabber_: it stops before the grabber goes
+};
+
+}  // namespace vorn

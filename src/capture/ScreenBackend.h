@@ -1,0 +1,77 @@
+#pragma once
+
+#include "capture/AudioBuffer.h"
+#include "render/FrameBuffer.h"
+#include "render/Rect.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorn {
+
+class OwnWindows;
+
+// One display as the screen source sees it. `rect` is in desktop points (the coordinates of
+// Qt's global window geometry); `scale` is pixels per point.
+struct DisplayInfo {
+  uint32_t id = 0;
+  std::string name;
+  Rect rect;
+  double scale = 1.0;
+  bool operator==(const DisplayInfo&) const = default;
+};
+
+// What a running capture delivers: the part of the display to grab (in points, origin at the
+// display's top-left), the size of each delivered frame in pixels, and whether system audio is
+// captured alongside.
+struct ScreenConfig {
+  Rect sourceRect;
+  int width = 0;
+  int height = 0;
+  bool systemAudio = false;
+  bool operator==(const ScreenConfig&) const = default;
+};
+
+// Where a backend delivers. Every callback runs on a backend thread and must return quickly.
+struct ScreenSinks {
+  // A complete frame of exactly config.width × config.height pixels of some configuration
+  // that was (or still is) in force. Unchanged content is not delivered again.
+  std::function<void(FrameRef)> onFrame;
+  // A buffer of system audio, stamped in media time.
+  std::function<void(AudioRef)> onAudio;
+  // The capture ended on its own; the text is one sentence saying why.
+  std::function<void(const std::string&)> onStopped;
+};
+
+// The display-server side of the screen source: everything the source needs from X11 (or a
+// sample file, or later PipeWire), and nothing more. Its operations are called from one
+// thread at a time (the source's "vorn.screen.config" queue).
+class ScreenBackend {
+ public:
+  // Called with nothing on success, or one sentence saying why the update failed.
+  using Completion = std::function<void(std::optional<std::string> error)>;
+
+  virtual ~ScreenBackend() = default;
+
+  // The displays that can be captured now, in the server's order; empty when there is none.
+  virtual std::vector<DisplayInfo> displays() = 0;
+  // Starts capturing `display` with `config`. Pixels of the rectangles in `ownWindows` are
+  // left out of every frame. Throws std::runtime_error with one sentence on failure.
+  virtual void start(const DisplayInfo& display, const ScreenConfig& config,
+                     std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) = 0;
+  // Stops capturing; no callback runs once this returns. Updates still in flight complete
+  // with an error.
+  virtual void stop() = 0;
+  // Asks the running capture to change its configuration; `done` runs once the change is in
+  // force (or has failed), on a backend thread.
+  virtual void update(const ScreenConfig& config, Completion done) = 0;
+};
+
+// The backend for this session: a sample file when VORN_SAMPLE_SCREEN names one, else X11.
+std::unique_ptr<ScreenBackend> makeScreenBackend();
+
+}  // namespace vorn

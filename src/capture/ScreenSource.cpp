@@ -1,0 +1,186 @@
+#include "capture/ScreenSource.h"
+
+#include "app/Clock.h"
+#include "app/Log.h"
+
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+namespace vorn {
+namespace {
+
+std::string describe(const Rect& r) {
+  char text[128];
+  std::snprintf(text, sizeof text, "(%g, %g, %g, %g)", r.x, r.y, r.width, r.height);
+  return text;
+}
+
+const DisplayInfo* pickDisplay(const std::vector<DisplayInfo>& displays, uint32_t displayID) {
+  for (const DisplayInfo& display : displays)
+    if (display.id == displayID) return &display;
+  return displays.empty() ? nullptr : &displays.front();
+}
+
+}  // namespace
+
+ScreenSource::ScreenSource(std::unique_ptr<ScreenBackend> backend)
+    : since_(mediaTime()), backend_(std::move(backend)) {}
+
+ScreenSource::~ScreenSource() { stop(); }
+
+std::vector<DisplayInfo> ScreenSource::displays() { return makeScreenBackend()->displays(); }
+
+void ScreenSource::start(uint32_t displayID, bool systemAudio) {
+  std::exception_ptr failure;
+  configQueue_.sync([&] {
+    try {
+      startOnConfigQueue(displayID, systemAudio);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  });
+  if (failure) std::rethrow_exception(failure);
+}
+
+void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
+  if (running_) {
+    running_ = false;
+    backend_->stop();
+  }
+  const std::vector<DisplayInfo> all = backend_->displays();
+  const DisplayInfo* display = pickDisplay(all, displayID);
+  if (!display) throw std::runtime_error("No display to capture");
+
+  ++generation_;
+  const Size size = display->rect.size();
+  displaySize_.set(size);
+  nativeScale_.store(display->scale);
+  const Rect whole{0, 0, size.width, size.height};
+  // One pixel per point to begin with.
+  const ScreenConfig config{whole, int(size.width), int(size.height), systemAudio};
+  currentKey_ = sizeKey(config.width, config.height);
+  areas_.set(std::make_shared<const std::map<int64_t, Rect>>(
+      std::map<int64_t, Rect>{{currentKey_, whole}}));
+  requested.set(CaptureRequest{whole, false});
+
+  ScreenSinks sinks;
+  sinks.onFrame = [this](FrameRef buffer) { handleFrame(std::move(buffer)); };
+  sinks.onAudio = [this](AudioRef audio) {
+    if (onSystemAudio) onSystemAudio(std::move(audio));
+  };
+  sinks.onStopped = [](const std::string& why) { logError("screen stream stopped: " + why); };
+  backend_->start(*display, config, ownWindows_, std::move(sinks));
+  running_ = true;
+  config_ = config;
+  displayID_.store(display->id);
+}
+
+void ScreenSource::stop() {
+  configQueue_.sync([this] {
+    if (!running_) return;
+    running_ = false;
+    backend_->stop();
+  });
+}
+
+void ScreenSource::request(Rect rect, bool native) {
+  // One change in flight at a time; the render loop asks again on a later tick.
+  if (!pending_.testAndSet(false, true)) return;
+  configQueue_.async([this, rect, native] { reconfigure(rect, native); });
+}
+
+void ScreenSource::reconfigure(Rect rect, bool native) {
+  const Size display = displaySize_.get();
+  if (!running_ || display.width <= 0) {
+    pending_.set(false);
+    return;
+  }
+  const double scale = native ? nativeScale_.load() : 1.0;
+  Rect area = rect.intersected({0, 0, display.width, display.height});
+  int width = int(scale * area.width);
+  const int height = int(scale * area.height);
+  // Frames are told apart by size alone, so the new area must not share the current size.
+  if (sizeKey(width, height) == currentKey_)
+    width = int(scale * display.width) >= width + 2 ? width + 2 : width - 2;
+  if (width <= 0 || height <= 0) {  // nothing of the display left to show
+    pending_.set(false);
+    return;
+  }
+
+  // Whole pixels, then back inside the display.
+  area.width = width / scale;
+  area.height = height / scale;
+  if (area.maxX() > display.width) area.x = display.width - area.width;
+  if (area.maxY() > display.height) area.y = display.height - area.height;
+
+  const int64_t key = sizeKey(width, height);
+  auto areas = std::make_shared<std::map<int64_t, Rect>>(*areas_.get());
+  (*areas)[key] = area;
+  if (areas->size() >= pruneAt)
+    std::erase_if(*areas, [&](const auto& entry) {
+      return entry.first != key && entry.first != currentKey_;
+    });
+  areas_.set(std::move(areas));
+
+  config_.sourceRect = area;
+  config_.width = width;
+  config_.height = height;
+  const Change change{area, width, height, native, generation_};
+  backend_->update(config_, [this, change](std::optional<std::string> error) {
+    finishReconfigure(std::move(error), change);
+  });
+}
+
+void ScreenSource::setSystemAudio(bool on) {
+  configQueue_.async([this, on] {
+    if (!running_ || config_.systemAudio == on) return;
+    config_.systemAudio = on;
+    backend_->update(config_, {});
+  });
+}
+
+// Runs on a backend thread.
+void ScreenSource::finishReconfigure(std::optional<std::string> error, const Change& change) {
+  const std::string line = "capture area " + describe(change.area) + " " +
+                           std::to_string(change.width) + "x" + std::to_string(change.height);
+  if (error)
+    logError(line + " failed: " + *error);
+  else
+    debugLine("Vorn: " + line);
+  const bool ok = !error;
+  configQueue_.async([this, ok, change] {
+    // A change made for a capture that has since been restarted is not in force.
+    if (ok && change.generation == generation_) {
+      currentKey_ = sizeKey(change.width, change.height);
+      requested.set(CaptureRequest{change.area, change.native});
+    }
+    pending_.set(false);
+  });
+}
+
+// Runs on the backend's frame thread.
+void ScreenSource::handleFrame(FrameRef buffer) {
+  if (!buffer) return;
+  const Areas areas = areas_.get();
+  const auto found = areas->find(sizeKey(buffer->width(), buffer->height()));
+  if (found == areas->end()) return;  // a size no area stands for: never shown
+  if (debugEnabled()) countFrame(*buffer);
+  latest.set(ScreenFrame{std::move(buffer), found->second});
+}
+
+void ScreenSource::countFrame(const FrameBuffer& buffer) {
+  ++count_;
+  const double now = mediaTime();
+  const double elapsed = now - since_;
+  if (elapsed < 2.0) return;
+  char text[96];
+  std::snprintf(text, sizeof text, "Vorn capture: %.1f fps %dx%d", count_ / elapsed,
+                buffer.width(), buffer.height());
+  logLine(text);
+  count_ = 0;
+  since_ = now;
+}
+
+}  // namespace vorn

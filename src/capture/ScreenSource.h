@@ -1,0 +1,110 @@
+#pragma once
+
+#include "app/SerialQueue.h"
+#include "capture/AudioBuffer.h"
+#include "capture/CaptureRequest.h"
+#include "capture/Locked.h"
+#include "capture/OwnWindows.h"
+#include "capture/ScreenBackend.h"
+#include "render/FrameBuffer.h"
+#include "render/Rect.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vorn {
+
+// One captured screen buffer and the part of the display it shows (points, origin top-left).
+struct ScreenFrame {
+  FrameRef buffer;
+  Rect rect;
+};
+
+// Captures one display and keeps the newest frame ready for the render loop. The render loop
+// asks for just the area it needs (`request`); the source reconfigures the running capture to
+// that area and size. Frames are matched to the area they show purely by their pixel size, so
+// two areas in flight never share a size.
+class ScreenSource {
+ public:
+  // Output sizes of w × h pixels are keyed w × 100000 + h.
+  static int64_t sizeKey(int width, int height) { return int64_t(width) * 100000 + height; }
+  // The area table holds at most this many entries before it is pruned.
+  static constexpr size_t pruneAt = 13;
+
+  explicit ScreenSource(std::unique_ptr<ScreenBackend> backend = makeScreenBackend());
+  ScreenSource(const ScreenSource&) = delete;
+  ScreenSource& operator=(const ScreenSource&) = delete;
+  ~ScreenSource();
+
+  // The displays the session's backend can capture now.
+  static std::vector<DisplayInfo> displays();
+
+  // Starts capturing the display `displayID` (the first display when it no longer exists).
+  // Blocks until the capture runs; throws std::runtime_error with one sentence on failure.
+  void start(uint32_t displayID, bool systemAudio);
+  // Stops the capture if one runs; `latest` keeps the last frame.
+  void stop();
+  // Asks for a new capture area in display points; returns at once. Dropped while another
+  // change is in flight: the caller asks again later if it still needs the area.
+  void request(Rect rect, bool native);
+  // Switches system audio capture on the running capture.
+  void setSystemAudio(bool on);
+
+  Size displaySize() const { return displaySize_.get(); }
+  double nativeScale() const { return nativeScale_.load(); }
+  // The id of the display being captured (0 before the first start).
+  uint32_t displayID() const { return displayID_.load(); }
+  // Vorn's own windows, left out of every frame.
+  OwnWindows& ownWindows() { return *ownWindows_; }
+
+  // Newest complete frame (written on "vorn.screen", read by the render loop).
+  Locked<std::optional<ScreenFrame>> latest;
+  // The capture area in force (written on "vorn.screen.config" after a successful change).
+  Locked<std::optional<CaptureRequest>> requested;
+  // Receives system audio buffers; set before start.
+  std::function<void(AudioRef)> onSystemAudio;
+
+ private:
+  using Areas = std::shared_ptr<const std::map<int64_t, Rect>>;
+
+  void startOnConfigQueue(uint32_t displayID, bool systemAudio);
+  void reconfigure(Rect rect, bool native);
+  // One area change handed to the backend.
+  struct Change {
+    Rect area;
+    int width;
+    int height;
+    bool native;
+    uint64_t generation;
+  };
+  void finishReconfigure(std::optional<std::string> error, const Change& change);
+  void handleFrame(FrameRef buffer);
+  void countFrame(const FrameBuffer& buffer);
+
+  // "vorn.screen" only.
+  int count_ = 0;
+  double since_;
+
+  // Shared, each copied under its own lock.
+  Locked<Areas> areas_{std::make_shared<const std::map<int64_t, Rect>>()};
+  Locked<bool> pending_{false};
+  Locked<Size> displaySize_;
+  std::atomic<double> nativeScale_{2.0};
+  std::atomic<uint32_t> displayID_{0};
+  const std::shared_ptr<OwnWindows> ownWindows_ = std::make_shared<OwnWindows>();
+
+  // "vorn.screen.config" only.
+  std::unique_ptr<ScreenBackend> backend_;
+  bool running_ = false;
+  ScreenConfig config_;
+  int64_t currentKey_ = 0;
+  uint64_t generation_ = 0;  // counts starts
+  SerialQueue configQueue_{"vorn.screen.config"};  // last: drains before the fields go
+};
+
+}  // namespace vorn

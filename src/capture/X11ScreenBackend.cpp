@@ -1,0 +1,96 @@
+#include "capture/X11ScreenBackend.h"
+
+#include "capture/GrabLoop.h"
+#include "capture/X11Connection.h"
+#include "capture/X11Grabber.h"
+
+#include <xcb/randr.h>
+
+namespace vorn {
+namespace {
+
+std::string atomName(xcb_connection_t* connection, xcb_atom_t atom) {
+  XcbReply<xcb_get_atom_name_reply_t> reply(
+      xcb_get_atom_name_reply(connection, xcb_get_atom_name(connection, atom), nullptr));
+  if (!reply) return {};
+  return std::string(xcb_get_atom_name_name(reply.get()),
+                     size_t(xcb_get_atom_name_name_length(reply.get())));
+}
+
+// One display per active RandR monitor, named after the monitor; the monitor's name atom is
+// its id, stable while the server runs.
+std::vector<DisplayInfo> monitors(xcb_connection_t* connection, xcb_window_t root) {
+  std::vector<DisplayInfo> displays;
+  const xcb_query_extension_reply_t* randr = xcb_get_extension_data(connection, &xcb_randr_id);
+  if (!randr || !randr->present) return displays;
+  XcbReply<xcb_randr_query_version_reply_t> version(xcb_randr_query_version_reply(
+      connection, xcb_randr_query_version(connection, 1, 5), nullptr));
+  if (!version || (version->major_version == 1 && version->minor_version < 5)) return displays;
+  XcbReply<xcb_randr_get_monitors_reply_t> reply(xcb_randr_get_monitors_reply(
+      connection, xcb_randr_get_monitors(connection, root, 1), nullptr));
+  if (!reply) return displays;
+  for (auto it = xcb_randr_get_monitors_monitors_iterator(reply.get()); it.rem;
+       xcb_randr_monitor_info_next(&it)) {
+    const xcb_randr_monitor_info_t& monitor = *it.data;
+    if (monitor.width == 0 || monitor.height == 0) continue;
+    displays.push_back({monitor.name, atomName(connection, monitor.name),
+                        Rect{double(monitor.x), double(monitor.y), double(monitor.width),
+                             double(monitor.height)},
+                        1.0});
+  }
+  return displays;
+}
+
+}  // namespace
+
+X11Session X11Session::open() {
+  X11Session session;
+  int screenNumber = 0;
+  XcbConnection connection(xcb_connect(nullptr, &screenNumber));
+  if (!connection || xcb_connection_has_error(connection.get())) return session;
+  auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
+  for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
+  if (!screens.rem) return session;
+  session.screen = screens.data;
+  session.connection = std::move(connection);
+  return session;
+}
+
+X11ScreenBackend::X11ScreenBackend() = default;
+
+X11ScreenBackend::~X11ScreenBackend() { stop(); }
+
+std::vector<DisplayInfo> X11ScreenBackend::displays() {
+  X11Session session = X11Session::open();
+  if (!session) return {};
+  std::vector<DisplayInfo> found = monitors(session.connection.get(), session.screen->root);
+  // A server without RandR monitors still has its one screen.
+  if (found.empty())
+    found.push_back({1, "Screen",
+                     Rect{0, 0, double(session.screen->width_in_pixels),
+                          double(session.screen->height_in_pixels)},
+                     1.0});
+  return found;
+}
+
+void X11ScreenBackend::start(const DisplayInfo& display, const ScreenConfig& config,
+                             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) {
+  stop();
+  grabber_ = std::make_unique<X11Grabber>(display, std::move(ownWindows));
+  loop_ = std::make_unique<GrabLoop>(*grabber_, config, std::move(sinks));
+}
+
+void X11ScreenBackend::stop() {
+  loop_.reset();
+  grabber_.reset();
+}
+
+void X11ScreenBackend::update(const ScreenConfig& config, Completion done) {
+  if (!loop_) {
+    if (done) done("The capture is not running.");
+    return;
+  }
+  loop_->update(config, std::move(done));
+}
+
+}  // namespace vorn

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "capture/ScreenBackend.h"
+
+#include <memory>
+
+namespace vorn {
+
+class GrabLoop;
+class X11Grabber;
+
+// Screen capture from the X server named by DISPLAY: one display per RandR monitor, grabbed
+// through MIT-SHM on the "vorn.screen" thread. Displays are measured in pixels: one point is
+// one pixel on X11.
+class X11ScreenBackend : public ScreenBackend {
+ public:
+  X11ScreenBackend();
+  ~X11ScreenBackend() override;
+
+  std::vector<DisplayInfo> displays() override;
+  void start(const DisplayInfo& display, const ScreenConfig& config,
+             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) override;
+  void stop() override;
+  void update(const ScreenConfig& config, Completion done) override;
+
+ private:
+  std::unique_ptr<X11Grabber> grabber_;
+  std::unique_ptr<GrabLoop> loop_;  // after grabber_: it stops before the grabber goes
+};
+
+}  // namespace vorn

@@ -1,0 +1,104 @@
+#include "capture/GrabLoop.h"
+#include "capture/Locked.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <thread>
+
+namespace vorn {
+namespace {
+
+bool eventually(const std::function<bool()>& condition) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > limit) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+// Delivers a frame only when asked to (a change), fails 13-pixel-wide areas, and holds back
+// frames or loses the display on request.
+class ScriptedGrabber : public Grabber {
+ public:
+  Result grab(const ScreenConfig& config, bool changed) override {
+    if (lose.load()) return {nullptr, "The display went away.", true};
+    if (hold.load()) return {};
+    if (config.width == 13) return {nullptr, "The capture area lies outside the display.", false};
+    if (!changed) return {};
+    return {std::make_shared<FrameBuffer>(config.width, config.height), {}, false};
+  }
+  std::atomic<bool> lose{false};
+  std::atomic<bool> hold{false};  // never delivers
+};
+
+struct Outcome {
+  std::atomic<bool> done{false};
+  Locked<std::optional<std::string>> error;
+  ScreenBackend::Completion completion() {
+    return [this](std::optional<std::string> why) {
+      error.set(std::move(why));
+      done.store(true);
+    };
+  }
+};
+
+class GrabLoopTest : public testing::Test {
+ protected:
+  GrabLoopTest() {
+    sinks.onFrame = [this](FrameRef frame) { lastWidth.store(frame->width()); };
+    sinks.onStopped = [this](const std::string& why) { stopped.set(why); };
+  }
+  ScriptedGrabber grabber;
+  ScreenSinks sinks;
+  std::atomic<int> lastWidth{0};
+  Locked<std::string> stopped;
+};
+
+TEST_F(GrabLoopTest, AChangeCompletesOnceItsFirstFrameIsOut) {
+  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
+  Outcome outcome;
+  loop.update({Rect{0, 0, 50, 50}, 50, 50, false}, outcome.completion());
+  ASSERT_TRUE(eventually([&] { return outcome.done.load(); }));
+  EXPECT_FALSE(outcome.error.get().has_value());
+  EXPECT_EQ(lastWidth.load(), 50);
+}
+
+TEST_F(GrabLoopTest, AnAreaThatCannotBeCapturedFailsAndTheLastGoodOneReturns) {
+  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
+  ASSERT_TRUE(eventually([&] { return lastWidth.load() == 100; }));
+  lastWidth.store(0);
+  Outcome outcome;
+  loop.update({Rect{0, 0, 13, 13}, 13, 13, false}, outcome.completion());
+  ASSERT_TRUE(eventually([&] { return outcome.done.load(); }));
+  EXPECT_EQ(outcome.error.get(), "The capture area lies outside the display.");
+  EXPECT_TRUE(eventually([&] { return lastWidth.load() == 100; }));
+}
+
+TEST_F(GrabLoopTest, ALostDisplayStopsTheCaptureAndFailsLaterChanges) {
+  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
+  grabber.lose.store(true);
+  ASSERT_TRUE(eventually([&] { return !stopped.get().empty(); }));
+  EXPECT_EQ(stopped.get(), "The display went away.");
+  Outcome outcome;
+  loop.update({Rect{0, 0, 50, 50}, 50, 50, false}, outcome.completion());
+  EXPECT_TRUE(outcome.done.load());
+  EXPECT_TRUE(outcome.error.get().has_value());
+}
+
+TEST_F(GrabLoopTest, StoppingFailsAChangeNotYetInForce) {
+  Outcome outcome;
+  grabber.hold.store(true);
+  {
+    GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
+    loop.update({Rect{0, 0, 50, 50}, 50, 50, false}, outcome.completion());
+  }
+  EXPECT_TRUE(outcome.done.load());
+  EXPECT_EQ(outcome.error.get(), "The capture stopped.");
+}
+
+}  // namespace
+}  // namespace vorn
