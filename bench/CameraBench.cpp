@@ -1,24 +1,24 @@
 // Camera and microphone costs: MJPEG decode of a 1080p camera frame, one face detection on a
 // 1080p frame (three cascades compared), and the timing of microphone buffers recorded from
 // a private PulseAudio server.
-#include "app/Clock.h"
-#include "capture/CameraDecode.h"
-#include "capture/CameraSource.h"
-#include "capture/FaceDetector.h"
-#include "capture/SampleCamera.h"
-#include "support/TestServices.h"
-#include "capture/PulseTestSupport.h"
+#include <benchmark/benchmark.h>
+#include <turbojpeg.h>
 
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
-#include <benchmark/benchmark.h>
-#include <turbojpeg.h>
-
 #include <cmath>
 #include <cstring>
 #include <mutex>
 #include <numeric>
+
+#include "app/Clock.h"
+#include "capture/CameraDecode.h"
+#include "capture/CameraSource.h"
+#include "capture/FaceDetector.h"
+#include "capture/PulseTestSupport.h"
+#include "capture/SampleCamera.h"
+#include "support/TestServices.h"
 
 using namespace vorn;
 
@@ -35,7 +35,8 @@ QImage cameraPicture() {
 
 FrameRef toFrame(const QImage& image) {
   auto frame = std::make_shared<FrameBuffer>(image.width(), image.height());
-  for (int y = 0; y < image.height(); ++y) std::memcpy(frame->row(y), image.constScanLine(y), size_t(image.width()) * 4);
+  for (int y = 0; y < image.height(); ++y)
+    std::memcpy(frame->row(y), image.constScanLine(y), size_t(image.width()) * 4);
   return frame;
 }
 
@@ -45,8 +46,8 @@ std::vector<unsigned char> cameraJpeg() {
   tjhandle handle = tjInitCompress();
   unsigned char* jpeg = nullptr;
   unsigned long size = 0;
-  tjCompress2(handle, picture.constBits(), picture.width(), int(picture.bytesPerLine()), picture.height(), TJPF_BGRA,
-              &jpeg, &size, TJSAMP_422, 85, 0);
+  tjCompress2(handle, picture.constBits(), picture.width(), int(picture.bytesPerLine()),
+              picture.height(), TJPF_BGRA, &jpeg, &size, TJSAMP_422, 85, 0);
   std::vector<unsigned char> bytes(jpeg, jpeg + size);
   tjFree(jpeg);
   tjDestroy(handle);
@@ -85,14 +86,16 @@ double hitRate(FaceDetector& detector) {
       const double scale = share * 1920 / faceInSample.width();
       const QPointF faceCentre(place * 1920, 0.4 * 1080);
       const QRectF drawn(faceCentre.x() - faceInSample.center().x() * scale,
-                         faceCentre.y() - faceInSample.center().y() * scale, 512 * scale, 512 * scale);
+                         faceCentre.y() - faceInSample.center().y() * scale, 512 * scale,
+                         512 * scale);
       QImage picture(1920, 1080, QImage::Format_ARGB32_Premultiplied);
       picture.fill(QColor(90, 80, 70));
       QPainter painter(&picture);
       painter.drawImage(drawn, sample);
       painter.end();
       const double w = faceInSample.width() * scale, h = faceInSample.height() * scale;
-      const Rect truth{(faceCentre.x() - w / 2) / 1920, 1 - (faceCentre.y() + h / 2) / 1080, w / 1920, h / 1080};
+      const Rect truth{(faceCentre.x() - w / 2) / 1920, 1 - (faceCentre.y() + h / 2) / 1080,
+                       w / 1920, h / 1080};
       const std::optional<Rect> found = detector.largestFace(*toFrame(picture));
       ++trials;
       if (found && truth.contains(found->center())) ++hits;
@@ -107,7 +110,10 @@ void FaceDetection1080p(benchmark::State& state) {
   state.counters["hit_rate"] = hitRate(detector);
   state.SetLabel(std::strrchr(cascades[state.range(0)], '/') + 1);
 }
-BENCHMARK(FaceDetection1080p)->DenseRange(0, 2)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(FaceDetection1080p)
+    ->DenseRange(0, 2)
+    ->MeasureProcessCPUTime()
+    ->Unit(benchmark::kMillisecond);
 
 // Five seconds of a microphone fed at real time; counters in milliseconds: how far each
 // buffer's stamp is from 10 ms after the previous one (worst and standard deviation), and
@@ -125,7 +131,8 @@ void MicTimestampJitter(benchmark::State& state) {
       stamps.push_back(buffer->pts);
       arrivals.push_back(now);
     };
-    source.configure(std::nullopt, DeviceInfo{QStringLiteral("vbenchmic"), QStringLiteral("Bench")});
+    source.configure(std::nullopt,
+                     DeviceInfo{QStringLiteral("vbenchmic"), QStringLiteral("Bench")});
     source.sync();
     mic.play(5.0, 0.3);
     source.configure(std::nullopt, std::nullopt);

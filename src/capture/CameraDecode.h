@@ -1,9 +1,9 @@
 #pragma once
 
-#include "render/FrameBuffer.h"
-
 #include <cstddef>
 #include <cstdint>
+
+#include "render/FrameBuffer.h"
 
 namespace vorn {
 

@@ -9,8 +9,10 @@ std::vector<DeviceInfo> listCameras() {
   std::vector<DeviceInfo> cameras;
   for (const V4l2Node& node : listV4l2Cameras()) cameras.push_back(node.info);
   // Asked for by name, the sample camera comes first so that it is the one chosen.
-  if (SampleCamera::requested()) cameras.insert(cameras.begin(), SampleCamera::info());
-  else if (cameras.empty()) cameras.push_back(SampleCamera::info());
+  if (SampleCamera::requested())
+    cameras.insert(cameras.begin(), SampleCamera::info());
+  else if (cameras.empty())
+    cameras.push_back(SampleCamera::info());
   return cameras;
 }
 

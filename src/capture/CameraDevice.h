@@ -1,12 +1,12 @@
 #pragma once
 
-#include "app/Model.h"
-#include "render/FrameBuffer.h"
-
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "app/Model.h"
+#include "render/FrameBuffer.h"
 
 namespace vorn {
 

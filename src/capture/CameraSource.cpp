@@ -1,5 +1,7 @@
 #include "capture/CameraSource.h"
 
+#include <cstdio>
+
 #include "app/Clock.h"
 #include "app/Log.h"
 #include "capture/CameraDevice.h"
@@ -7,8 +9,6 @@
 #include "capture/MicLevel.h"
 #include "capture/PulseAudio.h"
 #include "capture/PulseRecorder.h"
-
-#include <cstdio>
 
 namespace vorn {
 
@@ -33,12 +33,14 @@ std::vector<DeviceInfo> CameraSource::mics() {
   std::vector<DeviceInfo> found;
   for (const PulseSourceInfo& source : PulseContext::shared().sources())
     if (!source.isMonitor)
-      found.push_back({QString::fromStdString(source.name), QString::fromStdString(source.description)});
+      found.push_back(
+          {QString::fromStdString(source.name), QString::fromStdString(source.description)});
   return found;
 }
 
 void CameraSource::configure(std::optional<DeviceInfo> camera, std::optional<DeviceInfo> mic) {
-  sessionQueue_.async([this, camera = std::move(camera), mic = std::move(mic)] { reconfigure(camera, mic); });
+  sessionQueue_.async(
+      [this, camera = std::move(camera), mic = std::move(mic)] { reconfigure(camera, mic); });
 }
 
 void CameraSource::stop() {
@@ -55,7 +57,8 @@ void CameraSource::sync() {
   audioQueue_.sync([] {});
 }
 
-void CameraSource::reconfigure(const std::optional<DeviceInfo>& camera, const std::optional<DeviceInfo>& mic) {
+void CameraSource::reconfigure(const std::optional<DeviceInfo>& camera,
+                               const std::optional<DeviceInfo>& mic) {
   // An input already open on the same device stays: reopening a camera costs a visible gap.
   if (!camera || !camera_ || cameraId_ != camera->id) {
     if (camera_) camera_->stop();
@@ -92,7 +95,8 @@ void CameraSource::openCamera(const DeviceInfo& camera) {
 }
 
 void CameraSource::openMic(const DeviceInfo& mic) {
-  auto recorder = std::make_unique<PulseRecorder>(audioQueue_, [this](AudioRef buffer) { micBuffer(buffer); });
+  auto recorder =
+      std::make_unique<PulseRecorder>(audioQueue_, [this](AudioRef buffer) { micBuffer(buffer); });
   std::string error;
   if (!recorder->open(PulseRecordFormat::microphone(mic.id.toStdString()), &error)) {
     logError("microphone left out: " + error);
@@ -124,7 +128,8 @@ void CameraSource::cameraFrame(FrameRef frame) {
 void CameraSource::detectFace(const FrameRef& frame) {
   if (!detector_) detector_ = std::make_unique<FaceDetector>();
   // No face keeps the old one: its age tells the render loop when to stop trusting it.
-  if (const std::optional<Rect> found = detector_->largestFace(*frame)) face.set(Face{*found, mediaTime()});
+  if (const std::optional<Rect> found = detector_->largestFace(*frame))
+    face.set(Face{*found, mediaTime()});
 }
 
 void CameraSource::receiveMic(const AudioRef& buffer) {
@@ -137,9 +142,10 @@ void CameraSource::micBuffer(const AudioRef& buffer) {
   if (debugEnabled() && buffer && ++micCount_ % 50 == 1) {
     // Our stamps are already on the host clock: both columns show the same time.
     char line[200];
-    std::snprintf(line, sizeof line, "Vorn mic: buffer #%ld %d Hz %d ch, %d samples, pts %.6f host %.6f level %.1f",
-                  micCount_, buffer->sampleRate, buffer->channels, buffer->frameCount(), buffer->pts, buffer->pts,
-                  power);
+    std::snprintf(line, sizeof line,
+                  "Vorn mic: buffer #%ld %d Hz %d ch, %d samples, pts %.6f host %.6f level %.1f",
+                  micCount_, buffer->sampleRate, buffer->channels, buffer->frameCount(),
+                  buffer->pts, buffer->pts, power);
     debugLine(line);
   }
   if (hasChannel) {

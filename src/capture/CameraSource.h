@@ -1,16 +1,16 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
 #include "app/Model.h"
 #include "app/SerialQueue.h"
 #include "capture/AudioBuffer.h"
 #include "capture/Locked.h"
 #include "render/FrameBuffer.h"
 #include "render/Rect.h"
-
-#include <functional>
-#include <memory>
-#include <optional>
-#include <vector>
 
 namespace vorn {
 
@@ -20,8 +20,8 @@ class PulseRecorder;
 
 // A face found in a camera picture.
 struct Face {
-  Rect rect;          // unit rectangle, origin at the bottom left
-  double time = 0;    // media time of the detection
+  Rect rect;        // unit rectangle, origin at the bottom left
+  double time = 0;  // media time of the detection
   bool operator==(const Face&) const = default;
 };
 

@@ -1,14 +1,14 @@
 #include "capture/DeviceMonitor.h"
 
-#include "app/Log.h"
-#include "capture/PulseAudio.h"
-#include "capture/V4l2Camera.h"
-
 #include <libudev.h>
 #include <poll.h>
 #include <pthread.h>
 
 #include <memory>
+
+#include "app/Log.h"
+#include "capture/PulseAudio.h"
+#include "capture/V4l2Camera.h"
 
 namespace vorn {
 
@@ -27,25 +27,27 @@ struct UdevUnref {
 
 DeviceMonitor::DeviceMonitor(Handler onConnected, Handler onDisconnected)
     : onConnected_(std::move(onConnected)), onDisconnected_(std::move(onDisconnected)) {
-  pulseToken_ = PulseContext::shared().addSourceListener([this](PulseSourceEvent event, const PulseSourceInfo& source) {
-    if (source.isMonitor) return;
-    const DeviceInfo mic{QString::fromStdString(source.name), QString::fromStdString(source.description)};
-    const Handler& handler = event == PulseSourceEvent::added ? onConnected_ : onDisconnected_;
-    if (handler) handler(DeviceKind::mic, mic);
-  });
+  pulseToken_ = PulseContext::shared().addSourceListener(
+      [this](PulseSourceEvent event, const PulseSourceInfo& source) {
+        if (source.isMonitor) return;
+        const DeviceInfo mic{QString::fromStdString(source.name),
+                             QString::fromStdString(source.description)};
+        const Handler& handler = event == PulseSourceEvent::added ? onConnected_ : onDisconnected_;
+        if (handler) handler(DeviceKind::mic, mic);
+      });
   thread_ = std::jthread([this](std::stop_token stop) { watchCameras(stop); });
 }
 
-DeviceMonitor::~DeviceMonitor() {
-  PulseContext::shared().removeSourceListener(pulseToken_);
-}
+DeviceMonitor::~DeviceMonitor() { PulseContext::shared().removeSourceListener(pulseToken_); }
 
 void DeviceMonitor::watchCameras(std::stop_token stop) {
   pthread_setname_np(pthread_self(), "vorn.devices");
   for (const V4l2Node& node : listV4l2Cameras()) cameras_[node.path] = node.info;
   std::unique_ptr<udev, UdevUnref> context(udev_new());
-  std::unique_ptr<udev_monitor, UdevUnref> monitor(context ? udev_monitor_new_from_netlink(context.get(), "udev") : nullptr);
-  if (!monitor || udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), "video4linux", nullptr) < 0 ||
+  std::unique_ptr<udev_monitor, UdevUnref> monitor(
+      context ? udev_monitor_new_from_netlink(context.get(), "udev") : nullptr);
+  if (!monitor ||
+      udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), "video4linux", nullptr) < 0 ||
       udev_monitor_enable_receiving(monitor.get()) < 0) {
     debugLine("Vorn capture: no udev monitor, cameras plugged in later won't be noticed");
     return;

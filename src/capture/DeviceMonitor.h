@@ -1,11 +1,11 @@
 #pragma once
 
-#include "app/Model.h"
-
 #include <functional>
 #include <map>
 #include <string>
 #include <thread>
+
+#include "app/Model.h"
 
 namespace vorn {
 
@@ -25,7 +25,7 @@ class DeviceMonitor {
   DeviceMonitor& operator=(const DeviceMonitor&) = delete;
 
  private:
-  void watchCameras(std::stop_token stop);  // "vorn.devices"
+  void watchCameras(std::stop_token stop);                               // "vorn.devices"
   void cameraEvent(const std::string& action, const std::string& node);  // "vorn.devices"
 
   const Handler onConnected_;

@@ -1,11 +1,10 @@
 #include "capture/FaceDetector.h"
 
-#include "app/Log.h"
-
+#include <algorithm>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>
 
-#include <algorithm>
+#include "app/Log.h"
 
 namespace vorn {
 
@@ -50,26 +49,30 @@ bool FaceDetector::ready() const { return !state_->cascade.empty(); }
 std::optional<Rect> FaceDetector::largestFace(const FrameBuffer& frame) {
   if (!ready() || frame.width() <= 0 || frame.height() <= 0) return std::nullopt;
   State& s = *state_;
-  const cv::Mat picture(frame.height(), frame.width(), CV_8UC4, const_cast<std::uint8_t*>(frame.data()),
-                        size_t(frame.stride()));
+  const cv::Mat picture(frame.height(), frame.width(), CV_8UC4,
+                        const_cast<std::uint8_t*>(frame.data()), size_t(frame.stride()));
   const double scale = std::min(1.0, double(detectionWidth) / frame.width());
-  const cv::Size size(std::max(1, int(frame.width() * scale)), std::max(1, int(frame.height() * scale)));
+  const cv::Size size(std::max(1, int(frame.width() * scale)),
+                      std::max(1, int(frame.height() * scale)));
   try {
     cv::resize(picture, s.small, size, 0, 0, cv::INTER_AREA);
     cv::cvtColor(s.small, s.gray, cv::COLOR_BGRA2GRAY);
     cv::equalizeHist(s.gray, s.gray);
     const int minimum = std::max(20, int(size.width * minimumFaceShare));
     s.faces.clear();
-    s.cascade.detectMultiScale(s.gray, s.faces, scaleStep, minimumNeighbours, 0, cv::Size(minimum, minimum));
+    s.cascade.detectMultiScale(s.gray, s.faces, scaleStep, minimumNeighbours, 0,
+                               cv::Size(minimum, minimum));
   } catch (const cv::Exception& error) {
     debugLine(std::string("Vorn capture: face detection failed: ") + error.what());
     return std::nullopt;
   }
   if (s.faces.empty()) return std::nullopt;
-  const cv::Rect largest = *std::max_element(s.faces.begin(), s.faces.end(),
-                                             [](const cv::Rect& a, const cv::Rect& b) { return a.area() < b.area(); });
+  const cv::Rect largest =
+      *std::max_element(s.faces.begin(), s.faces.end(),
+                        [](const cv::Rect& a, const cv::Rect& b) { return a.area() < b.area(); });
   const double w = size.width, h = size.height;
-  return Rect{largest.x / w, 1 - (largest.y + largest.height) / h, largest.width / w, largest.height / h};
+  return Rect{largest.x / w, 1 - (largest.y + largest.height) / h, largest.width / w,
+              largest.height / h};
 }
 
 }  // namespace vorn

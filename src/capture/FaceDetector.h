@@ -1,11 +1,11 @@
 #pragma once
 
-#include "render/FrameBuffer.h"
-#include "render/Rect.h"
-
 #include <memory>
 #include <optional>
 #include <string>
+
+#include "render/FrameBuffer.h"
+#include "render/Rect.h"
 
 namespace vorn {
 

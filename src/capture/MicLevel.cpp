@@ -18,8 +18,6 @@ double averagePowerDb(const AudioBuffer& buffer) {
   return std::max(20 * std::log10(rms), silentPowerDb);
 }
 
-float levelForPower(double powerDb) {
-  return float(std::clamp((powerDb + 50) / 50, 0.0, 1.0));
-}
+float levelForPower(double powerDb) { return float(std::clamp((powerDb + 50) / 50, 0.0, 1.0)); }
 
 }  // namespace vorn

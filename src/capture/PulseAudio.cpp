@@ -1,8 +1,8 @@
 #include "capture/PulseAudio.h"
 
-#include "app/Log.h"
-
 #include <pulse/pulseaudio.h>
+
+#include "app/Log.h"
 
 namespace vorn {
 
@@ -38,8 +38,15 @@ struct ServerQuery {
 
 // The C callbacks of the mainloop thread, with access to the context's private parts.
 struct PulseContextCallbacks {
-  static void contextState(pa_context*, void* self) {
-    static_cast<PulseContext*>(self)->signal();
+  static void contextState(pa_context* context, void* self) {
+    auto* owner = static_cast<PulseContext*>(self);
+    if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(context)) && owner->subscribed_) {
+      // The server went away after we were connected: try once to come back, so that
+      // device events resume when the server restarts at once (PipeWire does).
+      owner->subscribed_ = false;
+      owner->events_.async([owner] { owner->connected(); });
+    }
+    owner->signal();
   }
 
   static void sourceListed(pa_context*, const pa_source_info* info, int end, void* query) {
@@ -80,7 +87,8 @@ struct PulseContextCallbacks {
     auto* owner = static_cast<PulseContext*>(self);
     switch (type & PA_SUBSCRIPTION_EVENT_TYPE_MASK) {
       case PA_SUBSCRIPTION_EVENT_NEW:
-        if (pa_operation* op = pa_context_get_source_info_by_index(context, index, knownSource, self))
+        if (pa_operation* op =
+                pa_context_get_source_info_by_index(context, index, knownSource, self))
           pa_operation_unref(op);
         break;
       case PA_SUBSCRIPTION_EVENT_REMOVE:
@@ -146,12 +154,15 @@ bool PulseContext::connectLocked() {
   while (ready) {
     const pa_context_state_t state = pa_context_get_state(context_);
     if (state == PA_CONTEXT_READY) break;
-    if (!PA_CONTEXT_IS_GOOD(state)) ready = false;
-    else pa_threaded_mainloop_wait(mainloop_);
+    if (!PA_CONTEXT_IS_GOOD(state))
+      ready = false;
+    else
+      pa_threaded_mainloop_wait(mainloop_);
   }
   if (!ready) {
     if (!outageReported_)
-      logError(std::string("PulseAudio isn't reachable: ") + pa_strerror(pa_context_errno(context_)));
+      logError(std::string("PulseAudio isn't reachable: ") +
+               pa_strerror(pa_context_errno(context_)));
     outageReported_ = true;
     dropContextLocked();
     return false;
@@ -169,16 +180,19 @@ void PulseContext::dropContextLocked() {
   pa_context_unref(context_);
   context_ = nullptr;
   subscribed_ = false;
+  known_.clear();
 }
 
 void PulseContext::subscribeLocked() {
   if (subscribed_) return;
   subscribed_ = true;
   pa_context_set_subscribe_callback(context_, PulseContextCallbacks::subscription, this);
-  if (pa_operation* op = pa_context_subscribe(context_, PA_SUBSCRIPTION_MASK_SOURCE, nullptr, nullptr))
+  if (pa_operation* op =
+          pa_context_subscribe(context_, PA_SUBSCRIPTION_MASK_SOURCE, nullptr, nullptr))
     pa_operation_unref(op);
   // Learn the sources present now, so that a later removal can be named.
-  if (pa_operation* op = pa_context_get_source_info_list(context_, PulseContextCallbacks::presentSource, this))
+  if (pa_operation* op =
+          pa_context_get_source_info_list(context_, PulseContextCallbacks::presentSource, this))
     pa_operation_unref(op);
 }
 

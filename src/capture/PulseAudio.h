@@ -1,7 +1,5 @@
 #pragma once
 
-#include "app/SerialQueue.h"
-
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -9,6 +7,8 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "app/SerialQueue.h"
 
 struct pa_context;
 struct pa_operation;
@@ -86,7 +86,7 @@ class PulseContext {
   void dropContextLocked();
   void subscribeLocked();
   void sourceAdded(const PulseSourceInfo& source, bool announce);  // mainloop thread
-  void sourceRemoved(std::uint32_t index);          // mainloop thread
+  void sourceRemoved(std::uint32_t index);                         // mainloop thread
   void deliver(PulseSourceEvent event, const PulseSourceInfo& source);
 
   friend struct PulseContextCallbacks;
@@ -95,8 +95,9 @@ class PulseContext {
   // Guarded by the mainloop lock.
   pa_context* context_ = nullptr;
   bool outageReported_ = false;
-  bool subscribed_ = false;
-  // Mainloop thread only: the sources known since subscribing, to name a removed one.
+  bool subscribed_ = false;  // also: the connection has been ready
+  // Mainloop thread, or under the lock: the sources known since subscribing, to name a
+  // removed one.
   std::map<std::uint32_t, PulseSourceInfo> known_;
 
   std::mutex listenersMutex_;  // guards listeners_ and nextToken_

@@ -1,13 +1,13 @@
 #include "capture/PulseRecorder.h"
 
-#include "app/Clock.h"
-#include "app/Log.h"
-#include "capture/PulseAudio.h"
-
 #include <pulse/pulseaudio.h>
 
 #include <algorithm>
 #include <cmath>
+
+#include "app/Clock.h"
+#include "app/Log.h"
+#include "capture/PulseAudio.h"
 
 namespace vorn {
 
@@ -30,7 +30,9 @@ double latencySeconds(pa_stream* stream) {
 }  // namespace
 
 struct PulseRecorderCallbacks {
-  static void readable(pa_stream*, size_t, void* self) { static_cast<PulseRecorder*>(self)->read(); }
+  static void readable(pa_stream*, size_t, void* self) {
+    static_cast<PulseRecorder*>(self)->read();
+  }
 
   static void state(pa_stream* stream, void* self) {
     const pa_stream_state_t now = pa_stream_get_state(stream);
@@ -84,8 +86,10 @@ bool PulseRecorder::open(const PulseRecordFormat& format, std::string* error) {
   while (ready) {
     const pa_stream_state_t state = pa_stream_get_state(stream);
     if (state == PA_STREAM_READY) break;
-    if (!PA_STREAM_IS_GOOD(state)) ready = false;
-    else pa_threaded_mainloop_wait(pulse.mainloop());
+    if (!PA_STREAM_IS_GOOD(state))
+      ready = false;
+    else
+      pa_threaded_mainloop_wait(pulse.mainloop());
   }
   if (ready) {
     ready_ = true;
@@ -128,8 +132,10 @@ void PulseRecorder::read() {
     // is at least as old as everything waiting behind it, whatever the server estimates.
     const double firstSamplePts =
         std::min(arrival - latencySeconds(stream_), arrival - double(readable) / bytesPerSecond);
-    if (data) append(static_cast<const float*>(data), bytes / sizeof(float), firstSamplePts);
-    else clockSet_ = false;  // a hole: the stamps start again after it
+    if (data)
+      append(static_cast<const float*>(data), bytes / sizeof(float), firstSamplePts);
+    else
+      clockSet_ = false;  // a hole: the stamps start again after it
     pa_stream_drop(stream_);
     readable -= std::min(readable, bytes);
   }
@@ -178,8 +184,10 @@ void PulseRecorder::streamFailed(const std::string& reason) {
   const std::string message = "Recording from " + format_.source + " stopped: " + reason + ".";
   queue_.async([live = live_, handler = onError_, message] {
     if (!live->load()) return;
-    if (handler) handler(message);
-    else logError(message);
+    if (handler)
+      handler(message);
+    else
+      logError(message);
   });
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "app/SerialQueue.h"
-#include "capture/AudioBuffer.h"
-
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "app/SerialQueue.h"
+#include "capture/AudioBuffer.h"
 
 struct pa_stream;
 
@@ -55,10 +55,10 @@ class PulseRecorder {
 
  private:
   friend struct PulseRecorderCallbacks;
-  void read();                                 // mainloop thread
+  void read();                                                             // mainloop thread
   void append(const float* samples, size_t count, double firstSamplePts);  // mainloop thread
-  void emitFull();                             // mainloop thread
-  void streamFailed(const std::string& reason);  // mainloop thread
+  void emitFull();                                                         // mainloop thread
+  void streamFailed(const std::string& reason);                            // mainloop thread
 
   SerialQueue& queue_;
   const BufferHandler onBuffer_;

@@ -1,9 +1,9 @@
 #include "capture/SampleCamera.h"
 
+#include <QImage>
+
 #include "app/Clock.h"
 #include "app/Log.h"
-
-#include <QImage>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -15,9 +15,9 @@ extern "C" {
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <condition_variable>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -105,7 +105,8 @@ class MovieCamera final : public PacedCamera {
  public:
   bool open(const std::string& path, std::string* error) {
     AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0) return fail(error, "not a picture or movie");
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0)
+      return fail(error, "not a picture or movie");
     format_.reset(format);
     if (avformat_find_stream_info(format, nullptr) < 0) return fail(error, "unreadable movie");
     const AVCodec* codec = nullptr;
@@ -116,8 +117,10 @@ class MovieCamera final : public PacedCamera {
     if (!codec_ || avcodec_parameters_to_context(codec_.get(), stream->codecpar) < 0 ||
         avcodec_open2(codec_.get(), codec, nullptr) < 0)
       return fail(error, "the movie's video can't be decoded");
-    if (codec_->width <= 0 || codec_->height <= 0) return fail(error, "the movie has no picture size");
-    const AVRational rate = stream->avg_frame_rate.num > 0 ? stream->avg_frame_rate : stream->r_frame_rate;
+    if (codec_->width <= 0 || codec_->height <= 0)
+      return fail(error, "the movie has no picture size");
+    const AVRational rate =
+        stream->avg_frame_rate.num > 0 ? stream->avg_frame_rate : stream->r_frame_rate;
     if (rate.num > 0 && rate.den > 0) fps_ = std::clamp(av_q2d(rate), 1.0, 60.0);
     pool_ = std::make_unique<FramePool>(codec_->width, codec_->height, 3);
     return true;
@@ -152,14 +155,16 @@ class MovieCamera final : public PacedCamera {
 
   FrameRef convert() {
     FrameRef frame = pool_->take();
-    if (!frame || decoded_->width != pool_->width() || decoded_->height != pool_->height()) return nullptr;
-    scale_.reset(sws_getCachedContext(scale_.release(), decoded_->width, decoded_->height,
-                                      AVPixelFormat(decoded_->format), frame->width(), frame->height(),
-                                      AV_PIX_FMT_BGRA, SWS_BILINEAR, nullptr, nullptr, nullptr));
+    if (!frame || decoded_->width != pool_->width() || decoded_->height != pool_->height())
+      return nullptr;
+    scale_.reset(sws_getCachedContext(
+        scale_.release(), decoded_->width, decoded_->height, AVPixelFormat(decoded_->format),
+        frame->width(), frame->height(), AV_PIX_FMT_BGRA, SWS_BILINEAR, nullptr, nullptr, nullptr));
     if (!scale_) return nullptr;
     uint8_t* planes[4] = {frame->data(), nullptr, nullptr, nullptr};
     const int strides[4] = {frame->stride(), 0, 0, 0};
-    sws_scale(scale_.get(), decoded_->data, decoded_->linesize, 0, decoded_->height, planes, strides);
+    sws_scale(scale_.get(), decoded_->data, decoded_->linesize, 0, decoded_->height, planes,
+              strides);
     av_frame_unref(decoded_.get());
     return frame;
   }
@@ -185,7 +190,9 @@ bool requested() {
   return value && *value;
 }
 
-QString path() { return requested() ? QString::fromLocal8Bit(std::getenv("VORN_SAMPLE_CAMERA")) : builtInPath; }
+QString path() {
+  return requested() ? QString::fromLocal8Bit(std::getenv("VORN_SAMPLE_CAMERA")) : builtInPath;
+}
 
 std::unique_ptr<CameraDevice> open(const QString& path, std::string* error) {
   const QImage image(path);

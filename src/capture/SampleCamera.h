@@ -1,8 +1,8 @@
 #pragma once
 
-#include "capture/CameraDevice.h"
-
 #include <QString>
+
+#include "capture/CameraDevice.h"
 
 namespace vorn {
 

@@ -1,9 +1,5 @@
 #include "capture/V4l2Camera.h"
 
-#include "app/Clock.h"
-#include "app/Log.h"
-#include "capture/CameraDecode.h"
-
 #include <fcntl.h>
 #include <linux/videodev2.h>
 #include <poll.h>
@@ -18,6 +14,10 @@
 #include <filesystem>
 #include <thread>
 #include <tuple>
+
+#include "app/Clock.h"
+#include "app/Log.h"
+#include "capture/CameraDecode.h"
 
 namespace vorn {
 
@@ -39,7 +39,8 @@ int retryIoctl(int fd, unsigned long request, void* argument) {
 }
 
 std::string text(const __u8* bytes, size_t size) {
-  return std::string(reinterpret_cast<const char*>(bytes), strnlen(reinterpret_cast<const char*>(bytes), size));
+  return std::string(reinterpret_cast<const char*>(bytes),
+                     strnlen(reinterpret_cast<const char*>(bytes), size));
 }
 
 std::vector<double> frameRates(int fd, std::uint32_t format, int width, int height) {
@@ -49,7 +50,8 @@ std::vector<double> frameRates(int fd, std::uint32_t format, int width, int heig
   interval.width = std::uint32_t(width);
   interval.height = std::uint32_t(height);
   for (; retryIoctl(fd, VIDIOC_ENUM_FRAMEINTERVALS, &interval) == 0; ++interval.index) {
-    const v4l2_fract f = interval.type == V4L2_FRMIVAL_TYPE_DISCRETE ? interval.discrete : interval.stepwise.min;
+    const v4l2_fract f =
+        interval.type == V4L2_FRMIVAL_TYPE_DISCRETE ? interval.discrete : interval.stepwise.min;
     if (f.numerator > 0) rates.push_back(double(f.denominator) / f.numerator);
     if (interval.type != V4L2_FRMIVAL_TYPE_DISCRETE) break;
   }
@@ -93,8 +95,8 @@ std::string byIdNameOf(const std::string& node) {
 
 class V4l2Camera final : public CameraDevice {
  public:
-  V4l2Camera(int fd, const V4l2Mode& mode, int bytesPerLine) : fd_(fd), mode_(mode), bytesPerLine_(bytesPerLine),
-        pool_(mode.width, mode.height, 3) {}
+  V4l2Camera(int fd, const V4l2Mode& mode, int bytesPerLine)
+      : fd_(fd), mode_(mode), bytesPerLine_(bytesPerLine), pool_(mode.width, mode.height, 3) {}
 
   ~V4l2Camera() override {
     stop();
@@ -115,7 +117,8 @@ class V4l2Camera final : public CameraDevice {
       v4l2_buffer buffer = emptyBuffer();
       buffer.index = i;
       if (retryIoctl(fd_, VIDIOC_QUERYBUF, &buffer) < 0) return fail(error, "buffer query");
-      void* address = mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, buffer.m.offset);
+      void* address =
+          mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, buffer.m.offset);
       if (address == MAP_FAILED) return fail(error, "buffer mapping");
       maps_.emplace_back(address, buffer.length);
       if (retryIoctl(fd_, VIDIOC_QBUF, &buffer) < 0) return fail(error, "buffer queueing");
@@ -130,7 +133,8 @@ class V4l2Camera final : public CameraDevice {
       logError(std::string("camera didn't start: ") + std::strerror(errno));
       return;
     }
-    thread_ = std::jthread([this, onFrame = std::move(onFrame)](std::stop_token stop) { run(stop, onFrame); });
+    thread_ = std::jthread(
+        [this, onFrame = std::move(onFrame)](std::stop_token stop) { run(stop, onFrame); });
   }
 
   void stop() override {
@@ -178,13 +182,22 @@ class V4l2Camera final : public CameraDevice {
     const auto* data = static_cast<const std::uint8_t*>(maps_[buffer.index].first);
     bool decoded = false;
     switch (mode_.pixelFormat) {
-      case V4L2_PIX_FMT_MJPEG: decoded = decoder_.decodeJpeg(data, buffer.bytesused, *frame); break;
-      case V4L2_PIX_FMT_YUYV: decoded = CameraDecoder::convertYuyv(data, buffer.bytesused, bytesPerLine_, *frame); break;
-      case V4L2_PIX_FMT_NV12: decoded = CameraDecoder::convertNv12(data, buffer.bytesused, bytesPerLine_, *frame); break;
+      case V4L2_PIX_FMT_MJPEG:
+        decoded = decoder_.decodeJpeg(data, buffer.bytesused, *frame);
+        break;
+      case V4L2_PIX_FMT_YUYV:
+        decoded = CameraDecoder::convertYuyv(data, buffer.bytesused, bytesPerLine_, *frame);
+        break;
+      case V4L2_PIX_FMT_NV12:
+        decoded = CameraDecoder::convertNv12(data, buffer.bytesused, bytesPerLine_, *frame);
+        break;
     }
     if (!decoded) return;
-    const bool monotonic = (buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
-    const double pts = monotonic ? double(buffer.timestamp.tv_sec) + double(buffer.timestamp.tv_usec) / 1e6 : mediaTime();
+    const bool monotonic =
+        (buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
+    const double pts =
+        monotonic ? double(buffer.timestamp.tv_sec) + double(buffer.timestamp.tv_usec) / 1e6
+                  : mediaTime();
     onFrame(std::move(frame), pts);
   }
 
@@ -199,13 +212,16 @@ class V4l2Camera final : public CameraDevice {
 
 }  // namespace
 
-std::optional<V4l2Mode> chooseV4l2Mode(const std::vector<V4l2Mode>& offered, int width, int height) {
+std::optional<V4l2Mode> chooseV4l2Mode(const std::vector<V4l2Mode>& offered, int width,
+                                       int height) {
   auto rank = [&](const V4l2Mode& mode) {
-    const double distance = std::abs(std::log(double(mode.width) * mode.height / (double(width) * height)));
+    const double distance =
+        std::abs(std::log(double(mode.width) * mode.height / (double(width) * height)));
     const bool fast = mode.fps >= 29.5;
     const bool jpeg = mode.pixelFormat == V4L2_PIX_FMT_MJPEG;
     const int preference = fast ? (jpeg ? 0 : 1) : 2;
-    return std::tuple(distance, preference, -std::min(mode.fps, 30.0), mode.pixelFormat == V4L2_PIX_FMT_YUYV ? 0 : 1);
+    return std::tuple(distance, preference, -std::min(mode.fps, 30.0),
+                      mode.pixelFormat == V4L2_PIX_FMT_YUYV ? 0 : 1);
   };
   std::optional<V4l2Mode> best;
   for (const V4l2Mode& mode : offered) {
@@ -215,7 +231,8 @@ std::optional<V4l2Mode> chooseV4l2Mode(const std::vector<V4l2Mode>& offered, int
   return best;
 }
 
-QString v4l2CameraId(const std::string& byIdName, const std::string& card, const std::string& busInfo) {
+QString v4l2CameraId(const std::string& byIdName, const std::string& card,
+                     const std::string& busInfo) {
   if (!byIdName.empty()) return QString::fromStdString("v4l2:" + byIdName);
   return QString::fromStdString("v4l2:" + card + "@" + busInfo);
 }
@@ -225,7 +242,8 @@ std::vector<V4l2Node> listV4l2Cameras() {
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator("/dev", error)) {
     const std::string name = entry.path().filename().string();
-    if (name.rfind("video", 0) == 0 && name.size() > 5 && std::isdigit(static_cast<unsigned char>(name[5])))
+    if (name.rfind("video", 0) == 0 && name.size() > 5 &&
+        std::isdigit(static_cast<unsigned char>(name[5])))
       nodes.emplace_back(std::atoi(name.c_str() + 5), entry.path().string());
   }
   std::sort(nodes.begin(), nodes.end());
@@ -240,11 +258,14 @@ std::vector<V4l2Node> listV4l2Cameras() {
     const bool queried = retryIoctl(fd, VIDIOC_QUERYCAP, &capability) == 0;
     close(fd);
     if (!queried) continue;
-    const std::uint32_t caps = capability.capabilities & V4L2_CAP_DEVICE_CAPS ? capability.device_caps : capability.capabilities;
+    const std::uint32_t caps = capability.capabilities & V4L2_CAP_DEVICE_CAPS
+                                   ? capability.device_caps
+                                   : capability.capabilities;
     if (!(caps & V4L2_CAP_VIDEO_CAPTURE) || !(caps & V4L2_CAP_STREAMING)) continue;
     const std::string card = text(capability.card, sizeof capability.card);
     const std::string bus = text(capability.bus_info, sizeof capability.bus_info);
-    cameras.push_back({path, {v4l2CameraId(byIdNameOf(path), card, bus), QString::fromStdString(card)}});
+    cameras.push_back(
+        {path, {v4l2CameraId(byIdNameOf(path), card, bus), QString::fromStdString(card)}});
   }
   return cameras;
 }
@@ -273,7 +294,8 @@ std::unique_ptr<CameraDevice> openV4l2Camera(const std::string& path, std::strin
     return nullptr;
   }
   // The driver may have adjusted the size; decode what it actually sends.
-  const V4l2Mode actual{format.fmt.pix.pixelformat, int(format.fmt.pix.width), int(format.fmt.pix.height), mode->fps};
+  const V4l2Mode actual{format.fmt.pix.pixelformat, int(format.fmt.pix.width),
+                        int(format.fmt.pix.height), mode->fps};
   v4l2_streamparm rate{};
   rate.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
   rate.parm.capture.timeperframe = {1000, std::uint32_t(std::lround(mode->fps * 1000))};

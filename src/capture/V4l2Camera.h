@@ -1,11 +1,11 @@
 #pragma once
 
-#include "capture/CameraDevice.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "capture/CameraDevice.h"
 
 namespace vorn {
 

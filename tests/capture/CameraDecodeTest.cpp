@@ -1,10 +1,9 @@
-#include "capture/CameraDecode.h"
-
+#include <gtest/gtest.h>
 #include <turbojpeg.h>
 
-#include <gtest/gtest.h>
-
 #include <vector>
+
+#include "capture/CameraDecode.h"
 
 using namespace vorn;
 
@@ -15,7 +14,8 @@ std::vector<unsigned char> grayJpeg(int width, int height, unsigned char value) 
   tjhandle handle = tjInitCompress();
   unsigned char* jpeg = nullptr;
   unsigned long size = 0;
-  tjCompress2(handle, pixels.data(), width, width * 4, height, TJPF_BGRX, &jpeg, &size, TJSAMP_422, 90, 0);
+  tjCompress2(handle, pixels.data(), width, width * 4, height, TJPF_BGRX, &jpeg, &size, TJSAMP_422,
+              90, 0);
   std::vector<unsigned char> bytes(jpeg, jpeg + size);
   tjFree(jpeg);
   tjDestroy(handle);

@@ -1,14 +1,12 @@
-#include "capture/CameraSource.h"
-
-#include "app/Clock.h"
-
-#include "capture/CaptureTestSupport.h"
-#include "capture/PulseTestSupport.h"
-#include "capture/SampleCamera.h"
-
 #include <gtest/gtest.h>
 
 #include <mutex>
+
+#include "app/Clock.h"
+#include "capture/CameraSource.h"
+#include "capture/CaptureTestSupport.h"
+#include "capture/PulseTestSupport.h"
+#include "capture/SampleCamera.h"
 
 using namespace vorn;
 
@@ -126,7 +124,8 @@ TEST(CameraSource, MicrophonesExcludeMonitors) {
   ASSERT_TRUE(mic.ok());
   const std::vector<DeviceInfo> mics = CameraSource::mics();
   auto has = [&](const char* id) {
-    return std::any_of(mics.begin(), mics.end(), [&](const DeviceInfo& d) { return d.id == QLatin1String(id); });
+    return std::any_of(mics.begin(), mics.end(),
+                       [&](const DeviceInfo& d) { return d.id == QLatin1String(id); });
   };
   EXPECT_TRUE(has("vlistmic"));
   EXPECT_FALSE(has("vsink.monitor"));
@@ -150,15 +149,16 @@ TEST(CameraSource, ARealMicrophoneDrivesLevelAndSilence) {
   source.sync();
   ASSERT_TRUE(source.isRunning());
 
-  mic.play(0.3, 0.5);   // −9 dBFS
-  mic.play(1.3, 0.0);   // 130 buffers of digital silence
+  mic.play(0.3, 0.5);  // −9 dBFS
+  mic.play(1.3, 0.0);  // 130 buffers of digital silence
   ASSERT_TRUE(test::eventually([&] { return source.silent.get(); }));
   EXPECT_EQ(source.level.get(), 0.0f);
   {
     std::lock_guard guard(mutex);
     EXPECT_GT(loudest, 0.7f);
     EXPECT_GT(stamps.size(), 101u);
-    for (size_t i = 1; i < stamps.size(); ++i) ASSERT_GT(stamps[i], stamps[i - 1]) << "buffer " << i;
+    for (size_t i = 1; i < stamps.size(); ++i)
+      ASSERT_GT(stamps[i], stamps[i - 1]) << "buffer " << i;
   }
   mic.play(0.05, 0.5);
   EXPECT_TRUE(test::eventually([&] { return !source.silent.get(); }));

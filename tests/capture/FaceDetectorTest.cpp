@@ -1,10 +1,10 @@
-#include "capture/FaceDetector.h"
-#include "capture/SampleCamera.h"
-#include "capture/CaptureTestSupport.h"
+#include <gtest/gtest.h>
 
 #include <QPainter>
 
-#include <gtest/gtest.h>
+#include "capture/CaptureTestSupport.h"
+#include "capture/FaceDetector.h"
+#include "capture/SampleCamera.h"
 
 using namespace vorn;
 

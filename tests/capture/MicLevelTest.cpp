@@ -1,8 +1,8 @@
-#include "capture/MicLevel.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
+
+#include "capture/MicLevel.h"
 
 using namespace vorn;
 
@@ -10,7 +10,8 @@ namespace {
 
 AudioBuffer sine(double amplitude, int frames = 480) {
   AudioBuffer buffer;
-  for (int i = 0; i < frames; ++i) buffer.samples.push_back(float(amplitude * std::sin(2 * M_PI * 1000 * i / 48000.0)));
+  for (int i = 0; i < frames; ++i)
+    buffer.samples.push_back(float(amplitude * std::sin(2 * M_PI * 1000 * i / 48000.0)));
   return buffer;
 }
 
@@ -58,4 +59,6 @@ TEST(MicLevel, OnlyTheFirstChannelCounts) {
   EXPECT_EQ(averagePowerDb(stereo), zeroPowerDb);
 }
 
-TEST(MicLevel, EmptyBufferCountsAsSilence) { EXPECT_EQ(averagePowerDb(AudioBuffer{}), zeroPowerDb); }
+TEST(MicLevel, EmptyBufferCountsAsSilence) {
+  EXPECT_EQ(averagePowerDb(AudioBuffer{}), zeroPowerDb);
+}

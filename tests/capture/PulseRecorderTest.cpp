@@ -1,14 +1,13 @@
-#include "capture/PulseRecorder.h"
+#include <gtest/gtest.h>
+
+#include <mutex>
 
 #include "app/Clock.h"
 #include "capture/CaptureTestSupport.h"
 #include "capture/DeviceMonitor.h"
 #include "capture/PulseAudio.h"
+#include "capture/PulseRecorder.h"
 #include "capture/PulseTestSupport.h"
-
-#include <gtest/gtest.h>
-
-#include <mutex>
 
 using namespace vorn;
 
@@ -34,7 +33,8 @@ TEST(PulseAudio, ServerInfoNamesTheDefaultSinksMonitor) {
 
 TEST(PulseAudio, SourcesCarryMonitorFlagAndDescription) {
   const std::vector<PulseSourceInfo> sources = PulseContext::shared().sources();
-  auto monitor = std::find_if(sources.begin(), sources.end(), [](const auto& s) { return s.name == "vsink.monitor"; });
+  auto monitor = std::find_if(sources.begin(), sources.end(),
+                              [](const auto& s) { return s.name == "vsink.monitor"; });
   ASSERT_NE(monitor, sources.end());
   EXPECT_TRUE(monitor->isMonitor);
   EXPECT_FALSE(monitor->description.empty());

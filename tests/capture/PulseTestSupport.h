@@ -1,10 +1,7 @@
 #pragma once
 
-#include "support/TestServices.h"
-
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -13,15 +10,18 @@
 #include <thread>
 #include <vector>
 
+#include "support/TestServices.h"
+
 namespace vorn::test {
 
 // A microphone on the private server fed through a FIFO: 48 kHz mono float32.
 class PipeMicrophone {
  public:
-  explicit PipeMicrophone(const std::string& name) : name_(name), fifo_(tempHome()->path() + "/" + name + ".fifo") {
+  explicit PipeMicrophone(const std::string& name)
+      : name_(name), fifo_(tempHome()->path() + "/" + name + ".fifo") {
     std::string output;
-    pulseServer()->pactl({"load-module", "module-pipe-source", "source_name=" + name, "file=" + fifo_,
-                          "format=float32le", "rate=48000", "channels=1"},
+    pulseServer()->pactl({"load-module", "module-pipe-source", "source_name=" + name,
+                          "file=" + fifo_, "format=float32le", "rate=48000", "channels=1"},
                          &output);
     module_ = output.substr(0, output.find_first_of("\r\n"));
     fd_ = ::open(fifo_.c_str(), O_WRONLY);

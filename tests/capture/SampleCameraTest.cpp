@@ -1,15 +1,15 @@
-#include "capture/CameraDevice.h"
-#include "capture/SampleCamera.h"
-#include "capture/V4l2Camera.h"
-#include "capture/CaptureTestSupport.h"
-#include "support/ChildProcess.h"
-#include "support/TestServices.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
+
+#include "capture/CameraDevice.h"
+#include "capture/CaptureTestSupport.h"
+#include "capture/SampleCamera.h"
+#include "capture/V4l2Camera.h"
+#include "support/ChildProcess.h"
+#include "support/TestServices.h"
 
 using namespace vorn;
 
@@ -43,7 +43,8 @@ TEST(SampleCamera, IsListedAloneWhenNoCameraExists) {
   if (!listV4l2Cameras().empty()) GTEST_SKIP() << "this machine has a real camera";
   const std::vector<DeviceInfo> cameras = listCameras();
   ASSERT_EQ(cameras.size(), 1u);
-  EXPECT_EQ(cameras.front(), (DeviceInfo{QStringLiteral("sample"), QStringLiteral("Sample Camera")}));
+  EXPECT_EQ(cameras.front(),
+            (DeviceInfo{QStringLiteral("sample"), QStringLiteral("Sample Camera")}));
 }
 
 TEST(SampleCamera, NamedByTheEnvironmentItComesFirst) {
@@ -72,9 +73,10 @@ TEST(SampleCamera, ServesTheBuiltInPictureRepeatedly) {
 
 TEST(SampleCamera, LoopsAMovieAtItsOwnSize) {
   const std::string movie = test::tempHome()->path() + "/sample.mp4";
-  ASSERT_EQ(test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=320x240:rate=25",
-                              "-t", "0.2", "-pix_fmt", "yuv420p", movie}),
-            0);
+  ASSERT_EQ(
+      test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
+                        "testsrc=size=320x240:rate=25", "-t", "0.2", "-pix_fmt", "yuv420p", movie}),
+      0);
   std::string error;
   auto camera = SampleCamera::open(QString::fromStdString(movie), &error);
   ASSERT_TRUE(camera) << error;
