@@ -47,8 +47,7 @@ void CameraSource::stop() {
   sessionQueue_.async([this] {
     closeInputs();
     running_.set(false);
-    latest.set(nullptr);
-    face.set(std::nullopt);
+    clearPicture();
   });
 }
 
@@ -71,10 +70,7 @@ void CameraSource::reconfigure(const std::optional<DeviceInfo>& camera,
     micId_.reset();
     if (mic) openMic(*mic);
   }
-  if (!camera) {
-    latest.set(nullptr);
-    face.set(std::nullopt);
-  }
+  if (!camera) clearPicture();
   // A new microphone starts with a clean slate.
   audioQueue_.async([this] {
     zeroRun_ = 0;
@@ -104,6 +100,13 @@ void CameraSource::openMic(const DeviceInfo& mic) {
   }
   mic_ = std::move(recorder);
   micId_ = mic.id;
+}
+
+void CameraSource::clearPicture() {
+  // A detection still running on the last frame would bring the face back: let it end.
+  visionQueue_.sync([] {});
+  latest.set(nullptr);
+  face.set(std::nullopt);
 }
 
 void CameraSource::closeInputs() {

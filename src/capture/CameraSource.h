@@ -69,6 +69,7 @@ class CameraSource {
   void openCamera(const DeviceInfo& camera);
   void openMic(const DeviceInfo& mic);
   void closeInputs();
+  void clearPicture();
   void cameraFrame(FrameRef frame);
   void detectFace(const FrameRef& frame);
   void micBuffer(const AudioRef& buffer);

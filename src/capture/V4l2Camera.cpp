@@ -170,6 +170,13 @@ class V4l2Camera final : public CameraDevice {
         logError(std::string("camera stopped: ") + std::strerror(errno));
         return;
       }
+      // Late frames are dropped, not queued: when several wait, only the newest is decoded.
+      v4l2_buffer newer = emptyBuffer();
+      while (retryIoctl(fd_, VIDIOC_DQBUF, &newer) == 0) {
+        retryIoctl(fd_, VIDIOC_QBUF, &buffer);
+        buffer = newer;
+        newer = emptyBuffer();
+      }
       deliver(buffer, onFrame);
       retryIoctl(fd_, VIDIOC_QBUF, &buffer);
     }
