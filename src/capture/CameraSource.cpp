@@ -38,6 +38,14 @@ std::vector<DeviceInfo> CameraSource::mics() {
   return found;
 }
 
+std::optional<DeviceInfo> CameraSource::defaultMic() {
+  const std::optional<PulseServerInfo> server = PulseContext::shared().serverInfo();
+  if (!server) return std::nullopt;
+  for (const DeviceInfo& mic : mics())
+    if (mic.id.toStdString() == server->defaultSource) return mic;
+  return std::nullopt;
+}
+
 void CameraSource::configure(std::optional<DeviceInfo> camera, std::optional<DeviceInfo> mic) {
   sessionQueue_.async(
       [this, camera = std::move(camera), mic = std::move(mic)] { reconfigure(camera, mic); });

@@ -39,6 +39,8 @@ class CameraSource {
   static std::vector<DeviceInfo> cameras();
   // PulseAudio sources that are not monitors; the id is the source name.
   static std::vector<DeviceInfo> mics();
+  // The server's default input, unless that is a monitor (then there is no default mic).
+  static std::optional<DeviceInfo> defaultMic();
 
   // Swaps the inputs on "vorn.session" and returns at once. A device that can't be opened
   // is left out; with neither device the session stops.

@@ -131,6 +131,17 @@ TEST(CameraSource, MicrophonesExcludeMonitors) {
   EXPECT_FALSE(has("vsink.monitor"));
 }
 
+TEST(CameraSource, TheDefaultMicIsTheServersDefaultSourceButNeverAMonitor) {
+  test::pulseServer()->pactl({"set-default-source", "vsink.monitor"});
+  EXPECT_FALSE(CameraSource::defaultMic().has_value());
+  test::PipeMicrophone mic("vdefaultmic");
+  ASSERT_TRUE(mic.ok());
+  test::pulseServer()->pactl({"set-default-source", "vdefaultmic"});
+  const std::optional<DeviceInfo> found = CameraSource::defaultMic();
+  ASSERT_TRUE(found.has_value());
+  EXPECT_EQ(found->id, QStringLiteral("vdefaultmic"));
+}
+
 TEST(CameraSource, ARealMicrophoneDrivesLevelAndSilence) {
   test::PipeMicrophone mic("vmic");
   ASSERT_TRUE(mic.ok());
