@@ -52,7 +52,9 @@ class PulseLock {
 
 // The one connection of the process to the PulseAudio server (or PipeWire's pulse server),
 // run on a threaded mainloop. It connects on first use and again on the next use after the
-// server went away; a missing server is reported once per outage, never retried in a loop.
+// server went away (and once right away when a live connection drops, so that device events
+// resume after a quick server restart). A missing server is reported once per outage and never
+// retried in a loop.
 class PulseContext {
  public:
   using SourceListener = std::function<void(PulseSourceEvent, const PulseSourceInfo&)>;
