@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/Model.h"
+#include "render/FrameBuffer.h"
+
+namespace vorn {
+
+// One opened camera. It delivers frames from a thread of its own ("vorn.camera") until it
+// is stopped or destroyed; a frame carries the media time at which it was captured.
+class CameraDevice {
+ public:
+  using FrameHandler = std::function<void(FrameRef frame, double pts)>;
+
+  virtual ~CameraDevice() = default;
+  // Starts delivering; the handler runs on the camera thread.
+  virtual void start(FrameHandler onFrame) = 0;
+  // Stops delivering; no handler runs after this returns.
+  virtual void stop() = 0;
+};
+
+// Every camera that can be opened: real cameras first, then the sample camera when
+// VORN_SAMPLE_CAMERA names a file or when no real camera exists.
+std::vector<DeviceInfo> listCameras();
+
+// Opens the camera, preferring 1920 × 1080; null (with the reason in `error`) when it can't
+// be opened.
+std::unique_ptr<CameraDevice> openCamera(const DeviceInfo& camera, std::string* error);
+
+}  // namespace vorn

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+
+#include "app/Model.h"
+
+namespace vorn {
+
+enum class DeviceKind { camera, mic };
+
+// Tells when a camera or a microphone is connected or disconnected: cameras from the udev
+// monitor, microphones from PulseAudio's subscription. The handlers run on background
+// threads (cameras on "vorn.devices", microphones on "vorn.pulse"); post to the GUI thread
+// from there.
+class DeviceMonitor {
+ public:
+  using Handler = std::function<void(DeviceKind kind, const DeviceInfo& device)>;
+
+  DeviceMonitor(Handler onConnected, Handler onDisconnected);
+  ~DeviceMonitor();
+  DeviceMonitor(const DeviceMonitor&) = delete;
+  DeviceMonitor& operator=(const DeviceMonitor&) = delete;
+
+ private:
+  void watchCameras(std::stop_token stop);                               // "vorn.devices"
+  void cameraEvent(const std::string& action, const std::string& node);  // "vorn.devices"
+
+  const Handler onConnected_;
+  const Handler onDisconnected_;
+  int pulseToken_ = 0;
+  // "vorn.devices" only: the cameras seen, by device node, to name one that goes away.
+  std::map<std::string, DeviceInfo> cameras_;
+  std::jthread thread_;  // last: stops before the rest goes away
+};
+
+}  // namespace vorn

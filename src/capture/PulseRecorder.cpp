@@ -1,0 +1,194 @@
+#include "capture/PulseRecorder.h"
+
+#include <pulse/pulseaudio.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "app/Clock.h"
+#include "app/Log.h"
+#include "capture/PulseAudio.h"
+
+namespace vorn {
+
+namespace {
+
+// A stamp further than this from where the sample count puts it means a gap (or a server
+// hiccup): the clock starts again from the measured stamp.
+constexpr double resyncSeconds = 0.02;
+// How much of the difference between the measured and the counted stamp each buffer takes
+// in: slow enough to iron out scheduling noise, fast enough to follow clock drift.
+constexpr double clockGain = 0.05;
+
+double latencySeconds(pa_stream* stream) {
+  pa_usec_t usec = 0;
+  int negative = 0;
+  if (pa_stream_get_latency(stream, &usec, &negative) < 0) return 0;
+  return negative ? -double(usec) / 1e6 : double(usec) / 1e6;
+}
+
+}  // namespace
+
+struct PulseRecorderCallbacks {
+  static void readable(pa_stream*, size_t, void* self) {
+    static_cast<PulseRecorder*>(self)->read();
+  }
+
+  static void state(pa_stream* stream, void* self) {
+    const pa_stream_state_t now = pa_stream_get_state(stream);
+    auto* recorder = static_cast<PulseRecorder*>(self);
+    if (now == PA_STREAM_FAILED || now == PA_STREAM_TERMINATED)
+      recorder->streamFailed(pa_strerror(pa_context_errno(pa_stream_get_context(stream))));
+    PulseContext::shared().signal();
+  }
+};
+
+PulseRecorder::PulseRecorder(SerialQueue& queue, BufferHandler onBuffer, ErrorHandler onError)
+    : queue_(queue), onBuffer_(std::move(onBuffer)), onError_(std::move(onError)) {}
+
+PulseRecorder::~PulseRecorder() { close(); }
+
+bool PulseRecorder::open(const PulseRecordFormat& format, std::string* error) {
+  close();
+  auto fail = [&](const std::string& reason) {
+    if (error) *error = "Couldn't record from " + format.source + ": " + reason + ".";
+    return false;
+  };
+  if (format.channels < 1 || format.sampleRate < 8000 || format.bufferSeconds <= 0)
+    return fail("unsupported format");
+  PulseContext& pulse = PulseContext::shared();
+  PulseLock lock(pulse.mainloop());
+  pa_context* context = pulse.readyContext();
+  if (!context) return fail("no PulseAudio server");
+
+  const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, std::uint32_t(format.sampleRate),
+                            std::uint8_t(format.channels)};
+  pa_stream* stream = pa_stream_new(context, format.streamName.c_str(), &spec, nullptr);
+  if (!stream) return fail(pa_strerror(pa_context_errno(context)));
+
+  format_ = format;
+  pending_.clear();
+  ready_ = false;
+  clockSet_ = false;
+  lastEnd_ = 0;
+  live_ = std::make_shared<std::atomic<bool>>(true);
+  stream_ = stream;
+  pa_stream_set_state_callback(stream, PulseRecorderCallbacks::state, this);
+  pa_stream_set_read_callback(stream, PulseRecorderCallbacks::readable, this);
+
+  const std::uint32_t fragmentBytes =
+      std::uint32_t(std::lround(format.bufferSeconds * format.sampleRate)) * pa_frame_size(&spec);
+  const pa_buffer_attr attributes{std::uint32_t(-1), std::uint32_t(-1), std::uint32_t(-1),
+                                  std::uint32_t(-1), fragmentBytes};
+  const auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
+                                       PA_STREAM_AUTO_TIMING_UPDATE);
+  bool ready = pa_stream_connect_record(stream, format.source.c_str(), &attributes, flags) >= 0;
+  while (ready) {
+    const pa_stream_state_t state = pa_stream_get_state(stream);
+    if (state == PA_STREAM_READY) break;
+    if (!PA_STREAM_IS_GOOD(state))
+      ready = false;
+    else
+      pa_threaded_mainloop_wait(pulse.mainloop());
+  }
+  if (ready) {
+    ready_ = true;
+    return true;
+  }
+  const std::string reason = pa_strerror(pa_context_errno(context));
+  live_->store(false);
+  pa_stream_set_state_callback(stream, nullptr, nullptr);
+  pa_stream_set_read_callback(stream, nullptr, nullptr);
+  pa_stream_disconnect(stream);
+  pa_stream_unref(stream);
+  stream_ = nullptr;
+  return fail(reason);
+}
+
+void PulseRecorder::close() {
+  if (!stream_) return;
+  live_->store(false);
+  {
+    PulseLock lock(PulseContext::shared().mainloop());
+    pa_stream_set_state_callback(stream_, nullptr, nullptr);
+    pa_stream_set_read_callback(stream_, nullptr, nullptr);
+    pa_stream_disconnect(stream_);
+    pa_stream_unref(stream_);
+    stream_ = nullptr;
+  }
+  // A handler may be running right now: let it finish before the caller goes on.
+  if (!queue_.isCurrent()) queue_.sync([] {});
+}
+
+void PulseRecorder::read() {
+  const double arrival = mediaTime();
+  const double bytesPerSecond = double(format_.sampleRate) * format_.channels * sizeof(float);
+  size_t readable = pa_stream_readable_size(stream_);
+  if (readable == size_t(-1)) readable = 0;
+  const void* data = nullptr;
+  size_t bytes = 0;
+  while (pa_stream_peek(stream_, &data, &bytes) == 0 && bytes > 0) {
+    // The read position is the first sample of this fragment: its age is the latency. It
+    // is at least as old as everything waiting behind it, whatever the server estimates.
+    const double firstSamplePts =
+        std::min(arrival - latencySeconds(stream_), arrival - double(readable) / bytesPerSecond);
+    if (data)
+      append(static_cast<const float*>(data), bytes / sizeof(float), firstSamplePts);
+    else
+      clockSet_ = false;  // a hole: the stamps start again after it
+    pa_stream_drop(stream_);
+    readable -= std::min(readable, bytes);
+  }
+  emitFull();
+}
+
+void PulseRecorder::append(const float* samples, size_t count, double firstSamplePts) {
+  const double rate = format_.sampleRate;
+  const double pendingSeconds = double(pending_.size() / format_.channels) / rate;
+  const double counted = pendingPts_ + pendingSeconds;
+  const double error = firstSamplePts - counted;
+  if (!clockSet_ || std::abs(error) > resyncSeconds) {
+    pendingPts_ = firstSamplePts - pendingSeconds;
+    clockSet_ = true;
+  } else {
+    pendingPts_ += error * clockGain;
+  }
+  // Stamps never go back, whatever the server reports.
+  pendingPts_ = std::max(pendingPts_, lastEnd_);
+  pending_.insert(pending_.end(), samples, samples + count);
+}
+
+void PulseRecorder::emitFull() {
+  const size_t frames = size_t(std::lround(format_.bufferSeconds * format_.sampleRate));
+  const size_t values = frames * size_t(format_.channels);
+  size_t used = 0;
+  while (pending_.size() - used >= values) {
+    auto buffer = std::make_shared<AudioBuffer>();
+    buffer->samples.assign(pending_.begin() + std::ptrdiff_t(used),
+                           pending_.begin() + std::ptrdiff_t(used + values));
+    buffer->channels = format_.channels;
+    buffer->sampleRate = format_.sampleRate;
+    buffer->pts = pendingPts_;
+    pendingPts_ += double(frames) / format_.sampleRate;
+    lastEnd_ = pendingPts_;
+    used += values;
+    queue_.async([live = live_, handler = onBuffer_, buffer = AudioRef(std::move(buffer))] {
+      if (live->load() && handler) handler(buffer);
+    });
+  }
+  pending_.erase(pending_.begin(), pending_.begin() + std::ptrdiff_t(used));
+}
+
+void PulseRecorder::streamFailed(const std::string& reason) {
+  if (!ready_) return;  // open reports its own failure
+  const std::string message = "Recording from " + format_.source + " stopped: " + reason + ".";
+  queue_.async([live = live_, handler = onError_, message] {
+    if (!live->load()) return;
+    if (handler)
+      handler(message);
+    else
+      logError(message);
+  });
+}
+
+}  // namespace vorn
