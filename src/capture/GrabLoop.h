@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture/ScreenBackend.h"
+#include "capture/SystemAudioCapture.h"
 
 #include <condition_variable>
 #include <functional>
@@ -33,6 +34,7 @@ class Grabber {
 // (a missed deadline is skipped, not made up), a configuration change taking effect on the
 // next tick, and its completion reported once the first frame of it has been delivered. A
 // configuration the grabber cannot capture fails its update and the last good one returns.
+// System audio follows the configuration's switch.
 class GrabLoop {
  public:
   static constexpr double frameInterval = 1.0 / 60;
@@ -62,6 +64,7 @@ class GrabLoop {
   std::condition_variable_any wake_;
   std::vector<Update> updates_;
   bool ended_ = false;  // the capture was lost: updates fail at once
+  SystemAudioCapture audio_;  // switched by the constructor and update()
   std::jthread thread_;  // last: joins before the fields it uses go
 };
 
