@@ -8,10 +8,14 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/pidfd.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+// glibc 2.36's header declares these without C linkage.
+extern "C" {
+#include <sys/pidfd.h>
+}
 
 #include <cerrno>
 #include <cstring>
