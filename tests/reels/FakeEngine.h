@@ -73,13 +73,29 @@ inline bool eventually(const std::function<bool()>& condition) {
   return QTest::qWaitFor(condition, 20000);
 }
 
-// The process state letter from /proc ('T' when stopped); 0 once it is gone.
-inline char processState(pid_t pid) {
-  QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-  if (!stat.open(QIODevice::ReadOnly)) return 0;
-  const QByteArray text = stat.readAll();
-  const qsizetype close = text.lastIndexOf(')');
-  return close >= 0 && close + 2 < text.size() ? text.at(close + 2) : 0;
+// True when the process group `group` has stopped: some member is stopped ('T'), every other
+// one has ended ('Z', not yet reaped by its stopped parent) or waits ('D') on a stopped
+// member, as a shell does for a child it has vforked.
+inline bool groupStopped(pid_t group) {
+  bool anyStopped = false;
+  const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+  for (const QString& entry : entries) {
+    bool isPid = false;
+    entry.toInt(&isPid);
+    if (!isPid) continue;
+    QFile stat(QStringLiteral("/proc/") + entry + QStringLiteral("/stat"));
+    if (!stat.open(QIODevice::ReadOnly)) continue;
+    const QByteArray text = stat.readAll();
+    // After "pid (name) ": state, parent, process group.
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 3 || fields[2].toInt() != group) continue;
+    if (fields[0] == "T") {
+      anyStopped = true;
+    } else if (fields[0] != "D" && fields[0] != "Z") {
+      return false;
+    }
+  }
+  return anyStopped;
 }
 
 inline bool processGone(pid_t pid) { return ::kill(pid, 0) != 0; }

@@ -236,7 +236,7 @@ TEST_F(ReelMakerTest, aSuspendedEngineMakesNoProgressUntilResumed) {
   maker->pause();
   EXPECT_TRUE(maker->held());
   EXPECT_TRUE(maker->suspended());
-  ASSERT_TRUE(eventually([&] { return test::processState(pid) == 'T'; }));
+  ASSERT_TRUE(eventually([&] { return test::groupStopped(pid); }));
   maker->make(b, QString());
   const int frozen = count();
   QTest::qWait(300);
@@ -264,7 +264,7 @@ TEST_F(ReelMakerTest, stoppingASuspendedRunEndsItAsStopped) {
   ASSERT_TRUE(eventually([&] { return stage(a) == ReelStage::story(); }));
   const pid_t pid = FakeEngine::pid(a);
   maker->pause();
-  ASSERT_TRUE(eventually([&] { return test::processState(pid) == 'T'; }));
+  ASSERT_TRUE(eventually([&] { return test::groupStopped(pid); }));
   maker->shutdown();
   EXPECT_FALSE(maker->runningTake());
   EXPECT_FALSE(maker->suspended());
