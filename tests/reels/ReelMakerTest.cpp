@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 
+#include <sys/stat.h>
+
 namespace vorn {
 namespace {
 
@@ -140,6 +142,22 @@ TEST_F(ReelMakerTest, discardingTheRunningJobStopsItTrashesItsFilesAndStartsTheN
   EXPECT_TRUE(trash.exists(QFileInfo(reelFiles[3]).fileName()));
   EXPECT_TRUE(QFileInfo::exists(a.url.toLocalFile() + ".engine")) << "the take side is untouched";
   EXPECT_FALSE(maker->job(a).has_value()) << "late events of the stopped run change nothing";
+}
+
+TEST_F(ReelMakerTest, aDoneMessageForADiscardedTakeChangesNothing) {
+  // This engine outlives the termination request and reports after its job is gone.
+  const Take a = engine.take("A", "trap '' TERM\necho '{\"event\":\"stage\",\"stage\":\"story\"}'\n"
+                                  "sleep 0.3\necho '{\"event\":\"done\"}'\n");
+  maker->make(a, QString());
+  ASSERT_TRUE(eventually([&] { return stage(a) == ReelStage::story(); }));
+  const pid_t pid = FakeEngine::pid(a);
+  maker->discard(a);
+  EXPECT_FALSE(maker->runningTake());
+  ASSERT_TRUE(eventually([&] { return test::processGone(pid); }));
+  QCoreApplication::sendPostedEvents();
+  EXPECT_FALSE(maker->job(a).has_value());
+  EXPECT_FALSE(maker->latest().has_value());
+  EXPECT_TRUE(toasts.isEmpty());
 }
 
 TEST_F(ReelMakerTest, discardingAFinishedReelClearsLatest) {
@@ -308,6 +326,31 @@ TEST_F(ReelMakerTest, theLogIsStartedAnewAbove512000BytesAndAppendedBelow) {
   maker->make(fresh, QString());
   ASSERT_TRUE(settles(fresh, ReelStage::ready()));
   EXPECT_EQ(QFileInfo(log).size(), 5);
+}
+
+TEST_F(ReelMakerTest, anUnopenableLogSendsTheEnginesErrorsToTheNullDevice) {
+  const QString log = ReelMaker::folder() + "/.engine.log";
+  QFile::remove(log);
+  ASSERT_TRUE(QDir().mkpath(log));  // a folder where the log should be
+  {
+    const UniqueFd fd = ReelMaker::log();
+    struct stat opened {};
+    struct stat null {};
+    ASSERT_EQ(::fstat(fd.get(), &opened), 0);
+    ASSERT_EQ(::stat("/dev/null", &null), 0);
+    EXPECT_EQ(opened.st_rdev, null.st_rdev);
+  }
+  const Take a = engine.take("A", "printf 'oops\\n' >&2\n" + kDone);
+  maker->make(a, QString());
+  EXPECT_TRUE(settles(a, ReelStage::ready()));
+  EXPECT_TRUE(QDir().rmdir(log)) << "still an empty folder";
+}
+
+TEST_F(ReelMakerTest, theEngineRunsAtLowPriority) {
+  const Take a = engine.take("A", "nice > \"$2.nice\"\n" + kDone);
+  maker->make(a, QString());
+  ASSERT_TRUE(settles(a, ReelStage::ready()));
+  EXPECT_GE(FakeEngine::sidecar(a, "nice").trimmed().toInt(), 10);
 }
 
 TEST_F(ReelMakerTest, theEngineReceivesTheThemeAsOneArgument) {
