@@ -2,9 +2,14 @@
 
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTimer>
 
 namespace vorn::PhoneShare {
 namespace {
+
+// kdeconnect-cli waits on its daemon; a daemon that never answers must not leave the user
+// without any word.
+constexpr int kToolTimeoutMilliseconds = 15000;
 
 using Finished = std::function<void(bool succeeded, const QByteArray& output)>;
 
@@ -23,6 +28,7 @@ void run(const QString& tool, const QStringList& arguments, QObject* context, Fi
                      process->deleteLater();
                      then(false, {});
                    });
+  QTimer::singleShot(kToolTimeoutMilliseconds, process, [process] { process->kill(); });
   process->start(tool, arguments);
 }
 
