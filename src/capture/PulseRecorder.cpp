@@ -61,9 +61,9 @@ bool PulseRecorder::open(const PulseRecordFormat& format, std::string* error) {
   pa_context* context = pulse.readyContext();
   if (!context) return fail("no PulseAudio server");
 
-  const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, std::uint32_t(format.sampleRate),
+  const pa_sample_spec sampleFormat{PA_SAMPLE_FLOAT32LE, std::uint32_t(format.sampleRate),
                             std::uint8_t(format.channels)};
-  pa_stream* stream = pa_stream_new(context, format.streamName.c_str(), &spec, nullptr);
+  pa_stream* stream = pa_stream_new(context, format.streamName.c_str(), &sampleFormat, nullptr);
   if (!stream) return fail(pa_strerror(pa_context_errno(context)));
 
   format_ = format;
@@ -77,7 +77,7 @@ bool PulseRecorder::open(const PulseRecordFormat& format, std::string* error) {
   pa_stream_set_read_callback(stream, PulseRecorderCallbacks::readable, this);
 
   const std::uint32_t fragmentBytes =
-      std::uint32_t(std::lround(format.bufferSeconds * format.sampleRate)) * pa_frame_size(&spec);
+      std::uint32_t(std::lround(format.bufferSeconds * format.sampleRate)) * pa_frame_size(&sampleFormat);
   const pa_buffer_attr attributes{std::uint32_t(-1), std::uint32_t(-1), std::uint32_t(-1),
                                   std::uint32_t(-1), fragmentBytes};
   const auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
