@@ -1,0 +1,66 @@
+#include "render/CompositorBenchmark.h"
+
+#include <QGuiApplication>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+namespace vorn {
+namespace {
+
+constexpr int warmUpFrames = 5;
+constexpr int measuredFrames = 200;
+
+double percentile(std::vector<double> values, double share) {
+  if (values.empty()) return 0;
+  const size_t index = std::min(values.size() - 1, size_t(share * double(values.size())));
+  std::nth_element(values.begin(), values.begin() + std::ptrdiff_t(index), values.end());
+  return values[index];
+}
+
+}  // namespace
+
+CompositorBenchmark::CompositorBenchmark()
+    : cases_(sampleCases(sampleDisplayPicture(), sampleCameraPicture())) {}
+
+void CompositorBenchmark::composeOnce(std::size_t index, double scale) {
+  const SampleCase& sample = cases_[index];
+  const FrameRef target = compositor_.previewBuffer(scale);
+  if (!target) return;
+  compositor_.compose(sample.scene, sample.screen.get(), sample.camera.get(), scale, *target);
+}
+
+std::vector<CompositorBenchmark::Timing> CompositorBenchmark::measure(int frames) {
+  std::vector<Timing> timings;
+  std::vector<double> samples(size_t(std::max(frames, 1)));
+  for (double scale : scales) {
+    for (std::size_t i = 0; i < cases_.size(); ++i) {
+      for (int f = 0; f < warmUpFrames; ++f) composeOnce(i, scale);
+      for (double& sample : samples) {
+        const auto start = std::chrono::steady_clock::now();
+        composeOnce(i, scale);
+        sample = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+      }
+      timings.push_back({cases_[i].name, scale, percentile(samples, 0.5), percentile(samples, 0.9)});
+    }
+  }
+  return timings;
+}
+
+int runCompositorBenchmark(int argc, char** argv) {
+  // Nothing is shown: no display is needed.
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  QGuiApplication app(argc, argv);
+  CompositorBenchmark benchmark;
+  std::printf("compose, one thread, %d frames each: median / 90th percentile in ms\n",
+              measuredFrames);
+  for (const auto& timing : benchmark.measure(measuredFrames)) {
+    std::printf("%-16s scale %.1f  %6.2f  %6.2f\n", timing.name.toUtf8().constData(), timing.scale,
+                timing.medianMs, timing.p90Ms);
+  }
+  std::fflush(stdout);
+  return 0;
+}
+
+}  // namespace vorn

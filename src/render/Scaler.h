@@ -1,0 +1,56 @@
+#pragma once
+
+#include "render/FrameBuffer.h"
+#include "render/PixelRect.h"
+#include "render/Rect.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace vorn {
+
+// Draws part of a picture scaled onto the canvas, one canvas row at a time, with filtering fit
+// for text: while the picture shrinks to less than half, the needed source pixels are first
+// halved with exact 2 × 2 box averages, then sampled bilinearly, so every source pixel counts
+// and small text does not alias. Edges are clamped (the picture's border pixels extend outwards).
+// The vertical and halving kernels are libyuv's SIMD row functions, driven over our own scratch
+// rows: libyuv's whole-image scalers allocate a row buffer on every call.
+// Scratch memory grows to the largest job seen and is then reused: a steady stream of frames
+// allocates nothing. One thread at a time.
+class Scaler {
+ public:
+  // Prepares to show `region` of `source` (source pixels, may be fractional) stretched over
+  // `target` (canvas pixels, may be fractional). Only canvas pixels inside `clip` will be asked
+  // for: pre-shrinking is limited to the source pixels they need. `mirror` flips the region left
+  // to right about its own centre. False when there is nothing to draw.
+  bool prepare(const FrameBuffer& source, const Rect& region, const Rect& target,
+               const PixelRect& clip, bool mirror);
+
+  // Loads canvas row y (vertical filtering); columns() then writes any of its pixels.
+  void beginRow(int y);
+  // Writes canvas pixels [x0, x1) of the row begun last to `out` (4 bytes a pixel, BGRA).
+  void columns(int x0, int x1, std::uint8_t* out) const;
+
+ private:
+  // How many times the source is halved before sampling (0: sampled directly).
+  static int halvings(double scale, int width, int height);
+  void buildLevels(const std::uint8_t* origin, int stride, int width, int height, int count);
+
+  // The picture that is sampled: the source itself or its last halving. Valid after prepare().
+  const std::uint8_t* level_ = nullptr;
+  int levelStride_ = 0;
+  int levelWidth_ = 0;
+  int levelHeight_ = 0;
+  // Pixel-centre coordinate in the level of canvas column X is u0_ + du_ * X; rows likewise.
+  double u0_ = 0;
+  double du_ = 0;
+  double v0_ = 0;
+  double dv_ = 0;
+
+  std::vector<std::uint8_t> halves_[2];
+  // One vertically filtered level row, with two copies of the edge pixels on each side so the
+  // column filter may read one pixel past either end.
+  std::vector<std::uint8_t> line_;
+};
+
+}  // namespace vorn
