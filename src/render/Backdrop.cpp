@@ -35,7 +35,10 @@ bool Backdrop::build(const FrameBuffer& source, const Rect& region, bool mirror,
   const double k = std::max(width / region.width, height / region.height);
   const Rect target{width * 0.5 - k * region.width * 0.5, height * 0.5 - k * region.height * 0.5,
                     k * region.width, k * region.height};
-  if (!shrinker_.prepare(source, region, target, {0, 0, width, height}, mirror)) return false;
+  if (!shrinker_.prepare(source, region, target, {0, 0, width, height}, mirror,
+                         Scaler::Reduction::sparse)) {
+    return false;
+  }
   for (int y = 0; y < height; ++y) {
     shrinker_.beginRow(y);
     shrinker_.columns(0, width, small_->row(y));

@@ -7,8 +7,8 @@
 #include <cmath>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#if defined(__x86_64__)
+#include <immintrin.h>
 #endif
 
 namespace vorn {
@@ -18,10 +18,12 @@ constexpr int linePadding = 2;  // pixels of edge copies on each side of line_
 
 using InterpolateRowFn = void (*)(std::uint8_t*, const std::uint8_t*, std::ptrdiff_t, int, int);
 using HalveRowFn = void (*)(const std::uint8_t*, std::ptrdiff_t, std::uint8_t*, int);
+using BoxEveryRowFn = void (*)(const std::uint8_t*, std::ptrdiff_t, int, std::uint8_t*, int);
 
 struct Kernels {
   InterpolateRowFn interpolateRow = libyuv::InterpolateRow_C;
   HalveRowFn halveRow = libyuv::ScaleARGBRowDown2Box_C;
+  BoxEveryRowFn boxEvery = libyuv::ScaleARGBRowDownEvenBox_C;
 };
 
 // The fastest row functions this processor runs, chosen once.
@@ -29,7 +31,10 @@ const Kernels& kernels() {
   static const Kernels chosen = [] {
     Kernels k;
 #if defined(__x86_64__) || defined(__i386__)
-    if (libyuv::TestCpuFlag(libyuv::kCpuHasSSE2)) k.halveRow = libyuv::ScaleARGBRowDown2Box_Any_SSE2;
+    if (libyuv::TestCpuFlag(libyuv::kCpuHasSSE2)) {
+      k.halveRow = libyuv::ScaleARGBRowDown2Box_Any_SSE2;
+      k.boxEvery = libyuv::ScaleARGBRowDownEvenBox_Any_SSE2;
+    }
     if (libyuv::TestCpuFlag(libyuv::kCpuHasSSSE3)) k.interpolateRow = libyuv::InterpolateRow_Any_SSSE3;
     if (libyuv::TestCpuFlag(libyuv::kCpuHasAVX2)) k.interpolateRow = libyuv::InterpolateRow_Any_AVX2;
 #endif
@@ -39,37 +44,60 @@ const Kernels& kernels() {
 }
 
 // Horizontal linear filtering of `count` pixels: pixel i blends source pixels x >> 16 and the
-// one after it by the fraction (x >> 8) & 255, x advancing by dx. libyuv's SIMD column filter
-// weighs the two pixels 127/128 in all, which darkens every picture by one percent; this one
-// keeps a flat colour exact.
-void filterColumns(std::uint8_t* dst, const std::uint8_t* src, int count, int x, int dx) {
-  int i = 0;
-#if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i half = _mm_set1_epi32(128);
-  const auto blendOne = [&](int position) {
-    const int fraction = (position >> 8) & 255;
-    __m128i pair = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + 4 * (position >> 16)));
-    pair = _mm_unpacklo_epi8(pair, zero);                       // b0 g0 r0 a0 b1 g1 r1 a1
-    pair = _mm_unpacklo_epi16(pair, _mm_srli_si128(pair, 8));   // b0 b1 g0 g1 r0 r1 a0 a1
-    const __m128i weights = _mm_set1_epi32((fraction << 16) | (256 - fraction));
-    return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(pair, weights), half), 8);
-  };
-  for (; i + 2 <= count; i += 2) {
-    const __m128i first = blendOne(x);
-    const __m128i second = blendOne(x + dx);
-    x += 2 * dx;
-    const __m128i words = _mm_packs_epi32(first, second);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + 4 * i), _mm_packus_epi16(words, words));
-  }
-#endif
-  for (; i < count; ++i, x += dx) {
+// one after it by the fraction of x, x advancing by dx. libyuv's SIMD column filter weighs the
+// two pixels 127/128 in all, which darkens every picture by one percent; these keep a flat
+// colour exact (weights of 7 bits that add up to 128).
+void filterColumnsPortable(std::uint8_t* dst, const std::uint8_t* src, int count, int x, int dx) {
+  for (int i = 0; i < count; ++i, x += dx) {
     const std::uint8_t* left = src + 4 * (x >> 16);
-    const int fraction = (x >> 8) & 255;
+    const int fraction = (x >> 9) & 127;
     for (int c = 0; c < 4; ++c) {
-      dst[4 * i + c] = std::uint8_t((left[c] * (256 - fraction) + left[4 + c] * fraction + 128) >> 8);
+      dst[4 * i + c] = std::uint8_t((left[c] * (128 - fraction) + left[4 + c] * fraction + 64) >> 7);
     }
   }
+}
+
+#if defined(__x86_64__)
+// Four pixels at a time: one gather fetches the four source pairs, one multiply-add blends them.
+__attribute__((target("avx2"))) void filterColumnsAvx2(std::uint8_t* dst, const std::uint8_t* src,
+                                                       int count, int x, int dx) {
+  const __m128i steps = _mm_setr_epi32(0, dx, 2 * dx, 3 * dx);
+  // Within each 128-bit lane, two pairs (8 bytes each: left pixel, right pixel) become
+  // channel-interleaved: b0 b1 g0 g1 r0 r1 a0 a1.
+  const __m256i interleave = _mm256_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15,
+                                              0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);
+  const __m256i spread = _mm256_setr_epi32(0, 0, 1, 1, 2, 2, 3, 3);
+  const __m256i half = _mm256_set1_epi16(64);
+  const __m128i fractionMask = _mm_set1_epi32(127);
+  int i = 0;
+  for (; i + 4 <= count; i += 4, x += 4 * dx) {
+    const __m128i positions = _mm_add_epi32(_mm_set1_epi32(x), steps);
+    const __m128i indices = _mm_srai_epi32(positions, 16);
+    const __m256i pairs = _mm256_i32gather_epi64(reinterpret_cast<const long long*>(src), indices, 4);
+    const __m128i fractions = _mm_and_si128(_mm_srai_epi32(positions, 9), fractionMask);
+    // Per pixel the byte pair (128 - f, f), twice in each 32-bit lane.
+    __m128i weights = _mm_or_si128(_mm_sub_epi32(_mm_set1_epi32(128), fractions),
+                                   _mm_slli_epi32(fractions, 8));
+    weights = _mm_or_si128(weights, _mm_slli_epi32(weights, 16));
+    const __m256i weights256 = _mm256_permutevar8x32_epi32(_mm256_castsi128_si256(weights), spread);
+    const __m256i sums = _mm256_maddubs_epi16(_mm256_shuffle_epi8(pairs, interleave), weights256);
+    const __m256i words = _mm256_srli_epi16(_mm256_add_epi16(sums, half), 7);
+    const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(words, words), 0x08);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 4 * i), _mm256_castsi256_si128(bytes));
+  }
+  filterColumnsPortable(dst + 4 * i, src, count - i, x, dx);
+}
+#endif
+
+void filterColumns(std::uint8_t* dst, const std::uint8_t* src, int count, int x, int dx) {
+#if defined(__x86_64__)
+  static const bool avx2 = libyuv::TestCpuFlag(libyuv::kCpuHasAVX2) != 0;
+  if (avx2) {
+    filterColumnsAvx2(dst, src, count, x, dx);
+    return;
+  }
+#endif
+  filterColumnsPortable(dst, src, count, x, dx);
 }
 
 bool finite(const Rect& r) {
@@ -91,7 +119,7 @@ int Scaler::halvings(double scale, int width, int height) {
 }
 
 bool Scaler::prepare(const FrameBuffer& source, const Rect& region, const Rect& target,
-                     const PixelRect& clip, bool mirror) {
+                     const PixelRect& clip, bool mirror, Reduction reduction) {
   level_ = nullptr;
   if (!finite(region) || !finite(target) || region.isEmpty() || target.isEmpty() ||
       clip.isEmpty()) {
@@ -121,7 +149,10 @@ bool Scaler::prepare(const FrameBuffer& source, const Rect& region, const Rect& 
 
   const int count = halvings(std::min(kx, ky), needed.width, needed.height);
   const std::uint8_t* origin = source.row(needed.y) + needed.x * 4;
-  buildLevels(origin, source.stride(), needed.width, needed.height, count);
+  if (reduction != Reduction::sparse || count < 2 ||
+      !buildSparseLevel(origin, source.stride(), needed.width, needed.height, count)) {
+    buildLevels(origin, source.stride(), needed.width, needed.height, count);
+  }
 
   const double unit = double(1 << count);
   u0_ = (ax - needed.x) / unit - 0.5;
@@ -131,7 +162,21 @@ bool Scaler::prepare(const FrameBuffer& source, const Rect& region, const Rect& 
 
   const size_t lineBytes = size_t(levelWidth_ + 2 * linePadding) * 4;
   if (line_.size() < lineBytes) line_.resize(lineBytes);
+  clip_ = clip;
+  enlarging_ = dv_ <= 1;
+  if (enlarging_) {
+    const size_t wideBytes = size_t(clip.width) * 4 * 2;
+    if (wide_.size() < wideBytes) wide_.resize(wideBytes);
+    wideRow_[0] = wideRow_[1] = -1;
+  }
   return true;
+}
+
+std::uint8_t* Scaler::scratch(int index, int width, int height, int& stride) {
+  stride = (width * 4 + 63) & ~63;
+  std::vector<std::uint8_t>& buffer = halves_[index];
+  if (buffer.size() < size_t(stride) * size_t(height)) buffer.resize(size_t(stride) * size_t(height));
+  return buffer.data();
 }
 
 void Scaler::buildLevels(const std::uint8_t* origin, int stride, int width, int height, int count) {
@@ -142,18 +187,39 @@ void Scaler::buildLevels(const std::uint8_t* origin, int stride, int width, int 
   for (int i = 0; i < count; ++i) {
     const int w = levelWidth_ / 2;
     const int h = levelHeight_ / 2;
-    const int outStride = (w * 4 + 63) & ~63;
-    std::vector<std::uint8_t>& out = halves_[i % 2];
-    if (out.size() < size_t(outStride) * size_t(h)) out.resize(size_t(outStride) * size_t(h));
+    int outStride = 0;
+    std::uint8_t* out = scratch(i % 2, w, h, outStride);
     for (int y = 0; y < h; ++y) {
       kernels().halveRow(level_ + std::ptrdiff_t(2 * y) * levelStride_, levelStride_,
-                         out.data() + std::ptrdiff_t(y) * outStride, w);
+                         out + std::ptrdiff_t(y) * outStride, w);
     }
-    level_ = out.data();
+    level_ = out;
     levelStride_ = outStride;
     levelWidth_ = w;
     levelHeight_ = h;
   }
+}
+
+bool Scaler::buildSparseLevel(const std::uint8_t* origin, int stride, int width, int height,
+                              int count) {
+  const int step = 1 << count;
+  // Each box is centred where a full reduction's output pixel would be: step / 2 in.
+  const int inset = step / 2 - 1;
+  if (width < inset + 2 || height < inset + 2) return false;
+  const int w = (width - inset - 2) / step + 1;
+  const int h = (height - inset - 2) / step + 1;
+  int outStride = 0;
+  std::uint8_t* out = scratch(0, w, h, outStride);
+  const std::uint8_t* first = origin + std::ptrdiff_t(inset) * stride + inset * 4;
+  for (int y = 0; y < h; ++y) {
+    kernels().boxEvery(first + std::ptrdiff_t(y) * step * stride, stride, step,
+                       out + std::ptrdiff_t(y) * outStride, w);
+  }
+  level_ = out;
+  levelStride_ = outStride;
+  levelWidth_ = w;
+  levelHeight_ = h;
+  return true;
 }
 
 void Scaler::beginRow(int y) {
@@ -169,8 +235,20 @@ void Scaler::beginRow(int y) {
     yi = levelHeight_ - 1;
     fraction = 0;
   }
+  if (enlarging_) {
+    // Rows are filtered horizontally once per level row and kept; each canvas row is then only
+    // a blend of two kept rows.
+    top_ = wideRowFor(yi);
+    bottom_ = fraction == 0 ? top_ : wideRowFor(yi + 1);
+    fraction_ = fraction;
+    return;
+  }
+  loadLine(yi, fraction);
+}
+
+void Scaler::loadLine(int levelRow, int fraction) {
   std::uint8_t* line = line_.data() + linePadding * 4;
-  const std::uint8_t* top = level_ + std::ptrdiff_t(yi) * levelStride_;
+  const std::uint8_t* top = level_ + std::ptrdiff_t(levelRow) * levelStride_;
   if (fraction == 0) {
     std::memcpy(line, top, size_t(levelWidth_) * 4);
   } else {
@@ -182,8 +260,37 @@ void Scaler::beginRow(int y) {
   }
 }
 
+const std::uint8_t* Scaler::wideRowFor(int levelRow) {
+  for (int slot = 0; slot < 2; ++slot) {
+    if (wideRow_[slot] == levelRow) return wide_.data() + size_t(slot) * size_t(clip_.width) * 4;
+  }
+  // Replace the kept row that is not the other one in use: rows only move downwards.
+  const int slot = wideRow_[0] < wideRow_[1] ? 0 : 1;
+  std::uint8_t* out = wide_.data() + size_t(slot) * size_t(clip_.width) * 4;
+  loadLine(levelRow, 0);
+  filterLine(clip_.x, clip_.right(), out);
+  wideRow_[slot] = levelRow;
+  return out;
+}
+
 void Scaler::columns(int x0, int x1, std::uint8_t* out) const {
   if (!level_ || x1 <= x0) return;
+  if (!enlarging_) {
+    filterLine(x0, x1, out);
+    return;
+  }
+  x0 = std::max(x0, clip_.x);
+  x1 = std::min(x1, clip_.right());
+  if (x1 <= x0) return;
+  const std::uint8_t* top = top_ + 4 * (x0 - clip_.x);
+  if (fraction_ == 0) {
+    std::memcpy(out, top, size_t(x1 - x0) * 4);
+  } else {
+    kernels().interpolateRow(out, top, bottom_ - top_, (x1 - x0) * 4, fraction_);
+  }
+}
+
+void Scaler::filterLine(int x0, int x1, std::uint8_t* out) const {
   const std::uint8_t* line = line_.data() + linePadding * 4;
   const double last = levelWidth_ - 1;
   // Columns whose sample lies inside the level; the rest repeat the edge pixels.

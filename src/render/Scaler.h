@@ -19,12 +19,20 @@ namespace vorn {
 // allocates nothing. One thread at a time.
 class Scaler {
  public:
+  // How a picture that shrinks to a quarter or less is reduced before sampling.
+  enum class Reduction {
+    box,     // every source pixel counts: for anything that shows detail (cards)
+    sparse,  // one 2 × 2 box per output pixel, in a single pass that reads a fraction of the
+             // rows: for pictures blurred heavily afterwards (the backdrop), where the blur
+             // averages hundreds of such samples
+  };
+
   // Prepares to show `region` of `source` (source pixels, may be fractional) stretched over
   // `target` (canvas pixels, may be fractional). Only canvas pixels inside `clip` will be asked
   // for: pre-shrinking is limited to the source pixels they need. `mirror` flips the region left
   // to right about its own centre. False when there is nothing to draw.
   bool prepare(const FrameBuffer& source, const Rect& region, const Rect& target,
-               const PixelRect& clip, bool mirror);
+               const PixelRect& clip, bool mirror, Reduction reduction = Reduction::box);
 
   // Loads canvas row y (vertical filtering); columns() then writes any of its pixels.
   void beginRow(int y);
@@ -35,6 +43,15 @@ class Scaler {
   // How many times the source is halved before sampling (0: sampled directly).
   static int halvings(double scale, int width, int height);
   void buildLevels(const std::uint8_t* origin, int stride, int width, int height, int count);
+  // One pass of 2 × 2 boxes every 2^count pixels; false when the picture is too small for it.
+  bool buildSparseLevel(const std::uint8_t* origin, int stride, int width, int height, int count);
+  std::uint8_t* scratch(int index, int width, int height, int& stride);
+  // Vertically filters level row `levelRow` with the next one into line_.
+  void loadLine(int levelRow, int fraction);
+  // Horizontally filters line_ into canvas columns [x0, x1).
+  void filterLine(int x0, int x1, std::uint8_t* out) const;
+  // The horizontally filtered level row, computed or kept.
+  const std::uint8_t* wideRowFor(int levelRow);
 
   // The picture that is sampled: the source itself or its last halving. Valid after prepare().
   const std::uint8_t* level_ = nullptr;
@@ -46,6 +63,17 @@ class Scaler {
   double du_ = 0;
   double v0_ = 0;
   double dv_ = 0;
+
+  PixelRect clip_;
+  // Enlarging vertically, rows are filtered horizontally first (once per level row, two kept in
+  // wide_, over the clip's columns) and canvas rows blend two of them; otherwise each canvas row
+  // is first blended vertically at the level's width, then filtered horizontally.
+  bool enlarging_ = false;
+  std::vector<std::uint8_t> wide_;
+  int wideRow_[2] = {-1, -1};  // the level row each half of wide_ holds
+  const std::uint8_t* top_ = nullptr;
+  const std::uint8_t* bottom_ = nullptr;
+  int fraction_ = 0;
 
   std::vector<std::uint8_t> halves_[2];
   // One vertically filtered level row, with two copies of the edge pixels on each side so the
