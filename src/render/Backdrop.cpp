@@ -16,9 +16,7 @@ constexpr double dimAlpha = 0.5;
 constexpr double gradientAlpha = 0.45;    // black at the bottom edge
 constexpr double gradientReach = 0.4;     // share of the canvas height it fades over
 
-std::uint8_t toByte(float unit) {
-  return std::uint8_t(std::lround(std::clamp(unit, 0.0f, 1.0f) * 255.0f));
-}
+std::uint8_t toByte(float unit) { return std::uint8_t(std::clamp(unit, 0.0f, 1.0f) * 255.0f + 0.5f); }
 
 }  // namespace
 
@@ -35,10 +33,7 @@ bool Backdrop::build(const FrameBuffer& source, const Rect& region, bool mirror,
   const double k = std::max(width / region.width, height / region.height);
   const Rect target{width * 0.5 - k * region.width * 0.5, height * 0.5 - k * region.height * 0.5,
                     k * region.width, k * region.height};
-  if (!shrinker_.prepare(source, region, target, {0, 0, width, height}, mirror,
-                         Scaler::Reduction::sparse)) {
-    return false;
-  }
+  if (!shrinker_.prepare(source, region, target, {0, 0, width, height}, mirror)) return false;
   for (int y = 0; y < height; ++y) {
     shrinker_.beginRow(y);
     shrinker_.columns(0, width, small_->row(y));

@@ -30,7 +30,8 @@ class Backdrop {
  private:
   void grade(int canvasHeight);
 
-  Scaler shrinker_;
+  // The small picture is blurred heavily next: a sparse reduction is as good as a full one.
+  Scaler shrinker_{Scaler::Reduction::sparse};
   Scaler enlarge_;
   std::unique_ptr<FrameBuffer> small_;
   std::vector<float> plane_;  // small_ as premultiplied floats, 0 to 1

@@ -90,7 +90,8 @@ class Compositor {
 
   // Per-frame state, reused.
   Scaler screenScaler_;
-  Scaler cameraScaler_;
+  // Camera pictures are soft from the lens: large reductions may sample sparsely.
+  Scaler cameraScaler_{Scaler::Reduction::sparse};
   Backdrop backdrop_;
   Card cards_[2];
   int cardCount_ = 0;

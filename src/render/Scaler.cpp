@@ -119,7 +119,7 @@ int Scaler::halvings(double scale, int width, int height) {
 }
 
 bool Scaler::prepare(const FrameBuffer& source, const Rect& region, const Rect& target,
-                     const PixelRect& clip, bool mirror, Reduction reduction) {
+                     const PixelRect& clip, bool mirror) {
   level_ = nullptr;
   if (!finite(region) || !finite(target) || region.isEmpty() || target.isEmpty() ||
       clip.isEmpty()) {
@@ -149,7 +149,7 @@ bool Scaler::prepare(const FrameBuffer& source, const Rect& region, const Rect& 
 
   const int count = halvings(std::min(kx, ky), needed.width, needed.height);
   const std::uint8_t* origin = source.row(needed.y) + needed.x * 4;
-  if (reduction != Reduction::sparse || count < 2 ||
+  if (reduction_ != Reduction::sparse || count < 2 ||
       !buildSparseLevel(origin, source.stride(), needed.width, needed.height, count)) {
     buildLevels(origin, source.stride(), needed.width, needed.height, count);
   }

@@ -23,16 +23,18 @@ class Scaler {
   enum class Reduction {
     box,     // every source pixel counts: for anything that shows detail (cards)
     sparse,  // one 2 × 2 box per output pixel, in a single pass that reads a fraction of the
-             // rows: for pictures blurred heavily afterwards (the backdrop), where the blur
-             // averages hundreds of such samples
+             // rows: for pictures without pixel-fine detail (camera pictures, soft from their
+             // lens) or blurred heavily afterwards (the backdrop)
   };
+
+  explicit Scaler(Reduction reduction = Reduction::box) : reduction_(reduction) {}
 
   // Prepares to show `region` of `source` (source pixels, may be fractional) stretched over
   // `target` (canvas pixels, may be fractional). Only canvas pixels inside `clip` will be asked
   // for: pre-shrinking is limited to the source pixels they need. `mirror` flips the region left
   // to right about its own centre. False when there is nothing to draw.
   bool prepare(const FrameBuffer& source, const Rect& region, const Rect& target,
-               const PixelRect& clip, bool mirror, Reduction reduction = Reduction::box);
+               const PixelRect& clip, bool mirror);
 
   // Loads canvas row y (vertical filtering); columns() then writes any of its pixels.
   void beginRow(int y);
@@ -53,6 +55,7 @@ class Scaler {
   // The horizontally filtered level row, computed or kept.
   const std::uint8_t* wideRowFor(int levelRow);
 
+  Reduction reduction_;
   // The picture that is sampled: the source itself or its last halving. Valid after prepare().
   const std::uint8_t* level_ = nullptr;
   int levelStride_ = 0;
