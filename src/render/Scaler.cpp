@@ -44,21 +44,22 @@ const Kernels& kernels() {
 }
 
 // Horizontal linear filtering of `count` pixels: pixel i blends source pixels x >> 16 and the
-// one after it by the fraction of x, x advancing by dx. libyuv's SIMD column filter weighs the
-// two pixels 127/128 in all, which darkens every picture by one percent; these keep a flat
-// colour exact (weights of 7 bits that add up to 128).
+// one after it by the fraction (x >> 8) & 255, x advancing by dx. libyuv's SIMD column filter
+// weighs the two pixels 127/128 in all, which darkens every picture by one percent; these keep a
+// flat colour exact.
 void filterColumnsPortable(std::uint8_t* dst, const std::uint8_t* src, int count, int x, int dx) {
   for (int i = 0; i < count; ++i, x += dx) {
     const std::uint8_t* left = src + 4 * (x >> 16);
-    const int fraction = (x >> 9) & 127;
+    const int fraction = (x >> 8) & 255;
     for (int c = 0; c < 4; ++c) {
-      dst[4 * i + c] = std::uint8_t((left[c] * (128 - fraction) + left[4 + c] * fraction + 64) >> 7);
+      dst[4 * i + c] = std::uint8_t((left[c] * (256 - fraction) + left[4 + c] * fraction + 128) >> 8);
     }
   }
 }
 
 #if defined(__x86_64__)
-// Four pixels at a time: one gather fetches the four source pairs, one multiply-add blends them.
+// Four pixels at a time: one gather fetches the four source pairs, 16-bit multiply-adds blend
+// them (weights up to 256 do not fit the 8-bit multiply-add).
 __attribute__((target("avx2"))) void filterColumnsAvx2(std::uint8_t* dst, const std::uint8_t* src,
                                                        int count, int x, int dx) {
   const __m128i steps = _mm_setr_epi32(0, dx, 2 * dx, 3 * dx);
@@ -66,23 +67,30 @@ __attribute__((target("avx2"))) void filterColumnsAvx2(std::uint8_t* dst, const 
   // channel-interleaved: b0 b1 g0 g1 r0 r1 a0 a1.
   const __m256i interleave = _mm256_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15,
                                               0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);
-  const __m256i spread = _mm256_setr_epi32(0, 0, 1, 1, 2, 2, 3, 3);
-  const __m256i half = _mm256_set1_epi16(64);
-  const __m128i fractionMask = _mm_set1_epi32(127);
+  const __m256i firstTwo = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
+  const __m256i lastTwo = _mm256_setr_epi32(2, 2, 2, 2, 3, 3, 3, 3);
+  const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 0, 0, 0, 0);
+  const __m256i half = _mm256_set1_epi32(128);
+  const __m128i fractionMask = _mm_set1_epi32(255);
   int i = 0;
   for (; i + 4 <= count; i += 4, x += 4 * dx) {
     const __m128i positions = _mm_add_epi32(_mm_set1_epi32(x), steps);
     const __m128i indices = _mm_srai_epi32(positions, 16);
-    const __m256i pairs = _mm256_i32gather_epi64(reinterpret_cast<const long long*>(src), indices, 4);
-    const __m128i fractions = _mm_and_si128(_mm_srai_epi32(positions, 9), fractionMask);
-    // Per pixel the byte pair (128 - f, f), twice in each 32-bit lane.
-    __m128i weights = _mm_or_si128(_mm_sub_epi32(_mm_set1_epi32(128), fractions),
-                                   _mm_slli_epi32(fractions, 8));
-    weights = _mm_or_si128(weights, _mm_slli_epi32(weights, 16));
-    const __m256i weights256 = _mm256_permutevar8x32_epi32(_mm256_castsi128_si256(weights), spread);
-    const __m256i sums = _mm256_maddubs_epi16(_mm256_shuffle_epi8(pairs, interleave), weights256);
-    const __m256i words = _mm256_srli_epi16(_mm256_add_epi16(sums, half), 7);
-    const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(words, words), 0x08);
+    const __m256i pairs = _mm256_shuffle_epi8(
+        _mm256_i32gather_epi64(reinterpret_cast<const long long*>(src), indices, 4), interleave);
+    const __m128i fractions = _mm_and_si128(_mm_srai_epi32(positions, 8), fractionMask);
+    // Per pixel the 16-bit pair (256 - f, f).
+    const __m128i weights = _mm_or_si128(_mm_sub_epi32(_mm_set1_epi32(256), fractions),
+                                         _mm_slli_epi32(fractions, 16));
+    const __m256i weights256 = _mm256_castsi128_si256(weights);
+    const __m256i low = _mm256_madd_epi16(_mm256_cvtepu8_epi16(_mm256_castsi256_si128(pairs)),
+                                          _mm256_permutevar8x32_epi32(weights256, firstTwo));
+    const __m256i high = _mm256_madd_epi16(_mm256_cvtepu8_epi16(_mm256_extracti128_si256(pairs, 1)),
+                                           _mm256_permutevar8x32_epi32(weights256, lastTwo));
+    const __m256i words = _mm256_packs_epi32(_mm256_srli_epi32(_mm256_add_epi32(low, half), 8),
+                                             _mm256_srli_epi32(_mm256_add_epi32(high, half), 8));
+    // Lanes now hold pixels (0, 2) and (1, 3); put them back in order.
+    const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words, words), inOrder);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 4 * i), _mm256_castsi256_si128(bytes));
   }
   filterColumnsPortable(dst + 4 * i, src, count - i, x, dx);

@@ -200,6 +200,28 @@ TEST_F(CompositorTest, everyLayoutAndStyleGivesAnOpaqueFrame) {
   }
 }
 
+TEST_F(CompositorTest, scaledGradientsStaySmoothInBothDirections) {
+  // A horizontal ramp enlarged and shrunk: every row must rise steadily, with no stray columns.
+  for (int width : {300, 2400}) {
+    auto screen = std::make_shared<FrameBuffer>(width, 200);
+    for (int x = 0; x < width; ++x) {
+      const int value = x * 255 / (width - 1);
+      paint(*screen, x, 0, x + 1, 200, {value, value, value, 255});
+    }
+    FrameScene scene = sceneFor(slotsFor(Layout::split, FrameStyle::bleed, false));
+    scene.area = {0, 0, double(width), 200};
+    scene.cam = scene.area;
+    const FrameBuffer& frame = compose(scene, screen, nullptr);
+    for (int y : {10, 400, 800}) {
+      for (int x = 1; x < 1080; ++x) {
+        const int step = pixelAt(frame, x, y).r - pixelAt(frame, x - 1, y).r;
+        ASSERT_GE(step, 0) << "source width " << width << ", row " << y << ", column " << x;
+        ASSERT_LE(step, 3) << "source width " << width << ", row " << y << ", column " << x;
+      }
+    }
+  }
+}
+
 TEST_F(CompositorTest, theViewportPicksItsPartOfTheDisplay) {
   // A 200 × 100 image of the display area (0, 0, 2000, 1000): blue left half, green right half.
   const Pixel blue{255, 0, 0, 255};
