@@ -8,6 +8,8 @@
 namespace vorn {
 namespace {
 
+constexpr double maximumCardSpan = 8;  // canvas widths (or heights)
+
 // The base colour (red 0.02, green 0.02, blue 0.024, opaque) as one BGRA pixel.
 constexpr std::uint32_t basePixel = 0xFF050506u;
 
@@ -113,6 +115,12 @@ bool Compositor::prepareCard(const FrameBuffer& image, const Rect& region, bool 
                              const Rect& slot, double radius, bool lifted, double scale,
                              const PixelRect& canvas, Scaler& scaler, Card& card) {
   if (!finite(slot) || slot.isEmpty() || !std::isfinite(radius)) return false;
+  // No layout makes a card many times the canvas; baking an outline that size would take
+  // seconds and gigabytes, so such a card is left out.
+  if (slot.width > maximumCardSpan * scale * Geometry::canvasWidth ||
+      slot.height > maximumCardSpan * scale * Geometry::canvasHeight) {
+    return false;
+  }
   card = {};
   card.key = {slot, radius, scale};
   card.rounded = radius > 0;

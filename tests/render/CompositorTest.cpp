@@ -314,6 +314,8 @@ TEST_F(CompositorTest, degenerateInputsDrawWhatTheyCanWithoutFailing) {
   scene.cam = {nan, 0, 10, 10};
   scene.crop = {0.5, 0.5, 0, 0};
   compose(scene, screen, camera);
+  scene.slots.camera = Rect{-1e6, -1e6, 3e6, 3e6};  // a circle far larger than the canvas
+  compose(scene, screen, camera);
   scene.slots.camera = Rect{-5000, 1e12, 1e9, 3};
   scene.slots.screen = Rect{0, 0, 1080, 0};
   compose(scene, screen, camera, 0.25);
