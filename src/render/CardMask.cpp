@@ -10,7 +10,7 @@ namespace {
 
 constexpr double rimAlpha = 0.1;  // the rim is white at this opacity
 
-std::uint8_t toByte(double unit) { return std::uint8_t(std::lround(std::clamp(unit, 0.0, 1.0) * 255)); }
+std::uint8_t toByte(double unit) { return std::uint8_t(std::clamp(unit, 0.0, 1.0) * 255 + 0.5); }
 
 }  // namespace
 
@@ -20,12 +20,14 @@ CardMask::CardMask(const Rect& rect, double radius, double scale)
       rimRect_(rect.insetBy(0.5 * scale, 0.5 * scale)),
       rimWidth_(std::max(2 * scale, 1.0)) {
   bounds_ = reach(rect, scale);
-  // Beyond this distance from the card's sides every pixel is plain picture.
+  // Beyond this distance from the left and right sides every pixel is plain picture (the corners'
+  // arcs lie within it); rows this close to the top or bottom are rim or outline all along.
   const double margin = std::min(radius_, std::min(rect.width, rect.height) * 0.5) + rimWidth_ + 3;
+  const double edgeRows = rimWidth_ + 3;
   rows_.reserve(size_t(bounds_.height));
   for (int y = bounds_.y; y < bounds_.bottom(); ++y) {
     const double centre = y + 0.5;
-    const bool nearTopOrBottom = centre < rect.minY() + margin || centre > rect.maxY() - margin;
+    const bool nearTopOrBottom = centre < rect.minY() + edgeRows || centre > rect.maxY() - edgeRows;
     bakeRow(y, nearTopOrBottom, margin);
   }
   weights_.shrink_to_fit();

@@ -16,7 +16,9 @@ inline double roundedRectDistance(const Rect& rect, double radius, double px, do
   const double r = std::clamp(radius, 0.0, std::min(halfWidth, halfHeight));
   const double qx = std::abs(px - rect.midX()) - (halfWidth - r);
   const double qy = std::abs(py - rect.midY()) - (halfHeight - r);
-  const double outside = std::hypot(std::max(qx, 0.0), std::max(qy, 0.0));
+  const double ox = std::max(qx, 0.0);
+  const double oy = std::max(qy, 0.0);
+  const double outside = std::sqrt(ox * ox + oy * oy);
   const double inside = std::min(std::max(qx, qy), 0.0);
   return outside + inside - r;
 }

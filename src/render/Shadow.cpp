@@ -59,32 +59,70 @@ Shadow::Shadow(const Rect& rect, double radius, double scale, std::vector<float>
   bounds_ = PixelRect::covering(rect.outsetBy(margin, margin));
   const int width = bounds_.width;
   const int height = bounds_.height;
-  std::vector<float> plane(size_t(width) * size_t(height));
-  Rect dropped = rect;
-  dropped.y += dropAtFullScale * scale;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      plane[size_t(y) * size_t(width) + size_t(x)] = float(
-          opacity * roundedRectCoverage(dropped, radius, bounds_.x + x + 0.5, bounds_.y + y + 0.5));
+  const double sigma = sigmaAtFullScale * scale;
+  // So soft a shadow loses nothing visible when it is blurred at a fraction of the resolution
+  // and enlarged; it makes baking many times cheaper (a dragged divider re-bakes every step).
+  const int factor = std::clamp(int(sigma / 6), 1, 4);
+  const int smallWidth = (width + factor - 1) / factor;
+  const int smallHeight = (height + factor - 1) / factor;
+  std::vector<float> small(size_t(smallWidth) * size_t(smallHeight));
+  const Rect dropped{(rect.x - bounds_.x) / factor,
+                     (rect.y + dropAtFullScale * scale - bounds_.y) / factor, rect.width / factor,
+                     rect.height / factor};
+  for (int y = 0; y < smallHeight; ++y) {
+    for (int x = 0; x < smallWidth; ++x) {
+      small[size_t(y) * size_t(smallWidth) + size_t(x)] =
+          float(opacity * roundedRectCoverage(dropped, radius / factor, x + 0.5, y + 0.5));
     }
   }
-  gaussianBlur(plane.data(), width, height, 1, sigmaAtFullScale * scale, BlurEdges::transparent,
+  gaussianBlur(small.data(), smallWidth, smallHeight, 1, sigma / factor, BlurEdges::transparent,
                scratch);
+  enlarge(small, smallWidth, smallHeight, factor);
+}
 
-  keep_.resize(plane.size());
+// Bilinear enlargement of the small alpha plane into keep_ (255 − opacity): first each small row
+// to the full width, then each full row as a blend of two of those; then the reach of each row.
+void Shadow::enlarge(const std::vector<float>& small, int smallWidth, int smallHeight, int factor) {
+  const int width = bounds_.width;
+  const int height = bounds_.height;
+  const auto sample = [factor](int i, int count, int& first, float& share) {
+    const float at = std::clamp((i + 0.5f) / float(factor) - 0.5f, 0.0f, float(count - 1));
+    first = std::min(int(at), std::max(count - 2, 0));
+    share = count > 1 ? at - float(first) : 0.0f;
+  };
+  std::vector<int> lefts(static_cast<size_t>(width));
+  std::vector<float> shares(static_cast<size_t>(width));
+  for (int x = 0; x < width; ++x) sample(x, smallWidth, lefts[size_t(x)], shares[size_t(x)]);
+  std::vector<float> wide(size_t(smallHeight) * size_t(width));
+  for (int y = 0; y < smallHeight; ++y) {
+    const float* row = small.data() + size_t(y) * size_t(smallWidth);
+    float* out = wide.data() + size_t(y) * size_t(width);
+    for (int x = 0; x < width; ++x) {
+      const int l = lefts[size_t(x)];
+      const int r = std::min(l + 1, smallWidth - 1);
+      out[x] = row[l] + (row[r] - row[l]) * shares[size_t(x)];
+    }
+  }
+  keep_.resize(size_t(width) * size_t(height));
   reach_.resize(size_t(height));
   for (int y = 0; y < height; ++y) {
-    ColumnSpan reach{bounds_.right(), bounds_.x};
+    int top = 0;
+    float share = 0;
+    sample(y, smallHeight, top, share);
+    const float* upper = wide.data() + size_t(top) * size_t(width);
+    const float* lower = wide.data() + size_t(std::min(top + 1, smallHeight - 1)) * size_t(width);
+    std::uint8_t* out = keep_.data() + size_t(y) * size_t(width);
     for (int x = 0; x < width; ++x) {
-      const size_t i = size_t(y) * size_t(width) + size_t(x);
-      const int alpha = int(std::lround(std::clamp(plane[i], 0.0f, 1.0f) * 255));
-      keep_[i] = std::uint8_t(255 - alpha);
-      if (alpha > 0) {
-        reach.begin = std::min(reach.begin, bounds_.x + x);
-        reach.end = std::max(reach.end, bounds_.x + x + 1);
-      }
+      // Blurred coverage stays within 0 and the opacity: no clamping needed.
+      const float alpha = upper[x] + (lower[x] - upper[x]) * share;
+      out[x] = std::uint8_t(255.5f - alpha * 255.0f);
     }
-    reach_[size_t(y)] = reach;
+    int begin = 0;
+    while (begin < width && out[begin] == 255) ++begin;
+    int end = width;
+    while (end > begin && out[end - 1] == 255) --end;
+    reach_[size_t(y)] = begin < end ? ColumnSpan{bounds_.x + begin, bounds_.x + end}
+                                    : ColumnSpan{bounds_.right(), bounds_.x};
   }
 }
 

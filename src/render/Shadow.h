@@ -28,6 +28,8 @@ class Shadow {
   void darken(int y, std::uint8_t* canvasRow, int canvasWidth, ColumnSpan skip) const;
 
  private:
+  void enlarge(const std::vector<float>& small, int smallWidth, int smallHeight, int factor);
+
   PixelRect bounds_;
   // 255 minus the shadow's opacity, row by row over bounds_: what stays of the pixel beneath.
   std::vector<std::uint8_t> keep_;
