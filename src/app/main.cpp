@@ -1,5 +1,7 @@
 #include "app/Icons.h"
 #include "app/Studio.h"
+#include "render/CompositorBenchmark.h"
+#include "render/RenderSamples.h"
 
 #include <QAction>
 #include <QApplication>
@@ -7,7 +9,12 @@
 #include <QMenu>
 #include <QSystemTrayIcon>
 
+#include <cstdlib>
+#include <cstring>
+
 int main(int argc, char** argv) {
+  if (std::getenv("VORN_BENCH")) return vorn::runCompositorBenchmark(argc, argv);
+  if (argc > 1 && std::strcmp(argv[1], "render-samples") == 0) return vorn::runRenderSamples(argc, argv);
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Vorn"));
   QApplication::setOrganizationName(QStringLiteral("Vorn"));
