@@ -8,6 +8,7 @@
 #include "app/Model.h"
 #include "app/SerialQueue.h"
 #include "capture/AudioBuffer.h"
+#include "capture/Face.h"
 #include "capture/Locked.h"
 #include "render/FrameBuffer.h"
 #include "render/Rect.h"
@@ -17,13 +18,6 @@ namespace vorn {
 class CameraDevice;
 class FaceDetector;
 class PulseRecorder;
-
-// A face found in a camera picture.
-struct Face {
-  Rect rect;        // unit rectangle, origin at the bottom left
-  double time = 0;  // media time of the detection
-  bool operator==(const Face&) const = default;
-};
 
 // The camera and the microphone of a session. It keeps the newest camera picture, finds
 // the largest face in every seventh one, meters the microphone, notices a microphone that

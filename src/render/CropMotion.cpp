@@ -26,7 +26,7 @@ Rect CropMotion::target(double aspect, double faceFraction, double w, double h,
 }
 
 void CropMotion::step(double dt, double now, const Slots& slots, int widthPixels,
-                      int heightPixels, const std::optional<FaceSighting>& face) {
+                      int heightPixels, const std::optional<Face>& face) {
   if (!slots.camera || widthPixels <= 0 || heightPixels <= 0) return;
   const double aspect = slots.camera->width / slots.camera->height;
   if (!(aspect > 0) || !std::isfinite(aspect)) return;  // a pane of zero height shows nothing

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/Face.h"
 #include "render/Geometry.h"
 #include "render/Rect.h"
 
@@ -7,21 +8,13 @@
 
 namespace vorn {
 
-// A face the detector saw: a unit rectangle with its origin at the bottom-left, and the
-// media time it was seen.
-struct FaceSighting {
-  Rect rect;
-  double time = 0;
-  bool operator==(const FaceSighting&) const = default;
-};
-
 // Face framing: which part of the camera image the camera card shows (a unit rectangle,
 // origin top-left). Render thread only.
 class CropMotion {
  public:
   // Moves `crop` by one tick for a camera image of widthPixels × heightPixels.
   void step(double dt, double now, const Slots& slots, int widthPixels, int heightPixels,
-            const std::optional<FaceSighting>& face);
+            const std::optional<Face>& face);
 
   const Rect& crop() const { return crop_; }
 

@@ -181,7 +181,7 @@ TEST(CropMotion, aspectChangesJumpAndOldFacesAreIgnored) {
       << "the first step from (0,0,1,1) jumps";
 
   // A fresh face: the crop glides (one step moves only part of the way).
-  const FaceSighting face{{0.2, 0.3, 0.1, 0.2}, 1.0};
+  const Face face{{0.2, 0.3, 0.1, 0.2}, 1.0};
   const Rect before = motion.crop();
   motion.step(kTick, 1.1, split, 1920, 1080, face);
   const Rect goal = CropMotion::target(aspect, split.faceFraction, 1920, 1080, face.rect);
