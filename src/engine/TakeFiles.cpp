@@ -1,0 +1,139 @@
+#include "engine/TakeFiles.h"
+
+#include "app/Log.h"
+#include "engine/Av.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cmath>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/file.h>
+#include <unistd.h>
+#include <vector>
+
+namespace vorn::TakeFiles {
+namespace {
+
+const QString fragmentPrefix = QStringLiteral(".recording-");
+
+std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }
+
+// Copies every packet in order; returns the number of video packets.
+int copyPackets(AVFormatContext* input, AVFormatContext* output, double endSeconds) {
+  av::Packet packet = av::makePacket();
+  int videoPackets = 0;
+  // A fragment cut by a crash ends in a damaged box: everything before it is kept.
+  while (av_read_frame(input, packet.get()) >= 0) {
+    AVStream* in = input->streams[packet->stream_index];
+    AVStream* out = output->streams[packet->stream_index];
+    const bool video = in->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    const bool damaged = packet->flags & AV_PKT_FLAG_CORRUPT;
+    const bool late = !video && packet->pts != AV_NOPTS_VALUE &&
+                      packet->pts * av_q2d(in->time_base) >= endSeconds;
+    if (!damaged && !late) {
+      av_packet_rescale_ts(packet.get(), in->time_base, out->time_base);
+      packet->pos = -1;
+      av::check(av_interleaved_write_frame(output, packet.get()), "Couldn't write the take");
+      videoPackets += video;
+    }
+    av_packet_unref(packet.get());
+  }
+  return videoPackets;
+}
+
+int remuxStreams(const QString& source, const QString& target, double endSeconds) {
+  av::Input input = av::openInput(local(source));
+  av::Output output = av::openOutput(local(target));
+  for (unsigned i = 0; i < input->nb_streams; ++i) {
+    AVStream* in = input->streams[i];
+    AVStream* out = avformat_new_stream(output.get(), nullptr);
+    if (!out) throw std::bad_alloc();
+    av::check(avcodec_parameters_copy(out->codecpar, in->codecpar), "Couldn't copy a track");
+    out->codecpar->codec_tag = 0;
+    out->time_base = in->time_base;
+    out->avg_frame_rate = in->avg_frame_rate;
+  }
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "movflags", "faststart", 0);
+  const int code = avformat_write_header(output.get(), &options);
+  av_dict_free(&options);
+  av::check(code, "Couldn't write the take");
+  const int videoPackets = copyPackets(input.get(), output.get(), endSeconds);
+  av::check(av_write_trailer(output.get()), "Couldn't finish the take");
+  av::check(output->pb->error, "Couldn't write the take");
+  return videoPackets;
+}
+
+// "Take.mp4", else "Take (recovered).mp4", "Take (recovered 2).mp4"…
+QString freeName(const QString& wanted) {
+  if (!QFileInfo::exists(wanted)) return wanted;
+  const QFileInfo info(wanted);
+  const QString stem = info.dir().filePath(info.completeBaseName());
+  for (int n = 1;; ++n) {
+    const QString suffix = n == 1 ? QStringLiteral(" (recovered)")
+                                  : QStringLiteral(" (recovered %1)").arg(n);
+    const QString name = stem + suffix + "." + info.suffix();
+    if (!QFileInfo::exists(name)) return name;
+  }
+}
+
+}  // namespace
+
+QString fragmentPath(const QString& takePath) {
+  const QFileInfo info(takePath);
+  return info.dir().filePath(fragmentPrefix + info.fileName());
+}
+
+int remux(const QString& source, const QString& target, double endSeconds) {
+  try {
+    return remuxStreams(source, target, endSeconds);
+  } catch (...) {
+    QFile::remove(target);
+    throw;
+  }
+}
+
+int lockFragment(const QString& fragment) {
+  const int descriptor = ::open(local(fragment).c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return -1;
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+    ::close(descriptor);
+    return -1;
+  }
+  return descriptor;
+}
+
+void unlockFragment(int descriptor) {
+  if (descriptor >= 0) ::close(descriptor);
+}
+
+std::vector<QString> recoverCrashedTakes(const QString& folder) {
+  std::vector<QString> recovered;
+  const QDir dir(folder);
+  const QStringList fragments =
+      dir.entryList({fragmentPrefix + "*"}, QDir::Files | QDir::Hidden, QDir::Name);
+  for (const QString& name : fragments) {
+    const QString fragment = dir.filePath(name);
+    const int lock = lockFragment(fragment);
+    if (lock < 0) continue;  // still being recorded by a running Vorn
+    const QString take = freeName(dir.filePath(name.mid(fragmentPrefix.size())));
+    try {
+      if (remux(fragment, take) > 0) {
+        recovered.push_back(take);
+        logError("recovered take " + local(take));
+      } else {
+        QFile::remove(take);
+      }
+      QFile::remove(fragment);
+    } catch (const std::exception& error) {
+      logError("couldn't recover the take in " + local(fragment) + ": " + error.what());
+    }
+    unlockFragment(lock);
+  }
+  return recovered;
+}
+
+}  // namespace vorn::TakeFiles
