@@ -1,8 +1,18 @@
 #include "engine/Av.h"
 
+#include "app/Log.h"
+
+#include <mutex>
+
 namespace vorn::av {
 
+void quietLogs() {
+  static std::once_flag once;
+  std::call_once(once, [] { av_log_set_level(debugEnabled() ? AV_LOG_INFO : AV_LOG_ERROR); });
+}
+
 Input openInput(const std::string& path) {
+  quietLogs();
   AVFormatContext* raw = nullptr;
   check(avformat_open_input(&raw, path.c_str(), nullptr, nullptr), "Couldn't open " + path);
   Input input(raw);
@@ -11,6 +21,7 @@ Input openInput(const std::string& path) {
 }
 
 Output openOutput(const std::string& path) {
+  quietLogs();
   AVFormatContext* raw = nullptr;
   check(avformat_alloc_output_context2(&raw, nullptr, "mp4", path.c_str()),
         "Couldn't create a movie writer for " + path);

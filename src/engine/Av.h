@@ -65,6 +65,9 @@ inline int check(int code, const std::string& what) {
   return code;
 }
 
+// Keeps FFmpeg's own messages to errors unless VORN_DEBUG is set. Called before any use.
+void quietLogs();
+
 // Opens a movie for reading and reads its stream information; throws on failure.
 Input openInput(const std::string& path);
 
