@@ -1,7 +1,9 @@
 #include "engine/Av.h"
 #include "engine/MovieProbe.h"
 #include "engine/Recorder.h"
+#include "app/Clock.h"
 #include "engine/TakeFiles.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +16,7 @@
 #include <csignal>
 #include <string>
 #include <sys/resource.h>
+#include <thread>
 
 using namespace vorn;
 using namespace vorn::test;
@@ -249,6 +252,38 @@ TEST_F(RecorderTest, RecoveryTurnsALeftFragmentIntoATake) {
   EXPECT_EQ(recovered[0], take());
   EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
   EXPECT_GE(readPackets(take(), 0).size(), 60u);  // fragments of whole seconds survive
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RecorderTest, ATakeKilledMidwayIsRecoveredUpToTheLastTwoSeconds) {
+  ChildProcess child({VORN_BINARY_DIR "/tests/recorder_child", take().toStdString(), "30"});
+  QFile marker(take() + ".began");
+  // Wait for the child to begin its take (it may be slow to start on a loaded machine).
+  for (int i = 0; i < 600 && marker.size() == 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  ASSERT_TRUE(marker.open(QIODevice::ReadOnly));
+  const double began = marker.readAll().toDouble();
+  std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+  const double elapsed = mediaTime() - began;
+  kill(child.pid(), SIGKILL);
+  while (child.running()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  marker.remove();
+
+  ASSERT_TRUE(QFileInfo::exists(TakeFiles::fragmentPath(take())));
+  const auto recovered = TakeFiles::recoverCrashedTakes(folder.path());
+  ASSERT_EQ(recovered.size(), 1u);
+  EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
+  const auto streams = probeStreams(take());
+  ASSERT_EQ(streams.size(), 2u);
+  const auto packets = readPackets(take(), 0);
+  ASSERT_FALSE(packets.empty());
+  EXPECT_TRUE(packets.front().key);
+  EXPECT_GE(packets.back().seconds, elapsed - 2.0);
+  EXPECT_LE(packets.back().seconds, elapsed);
+  EXPECT_GE(probeDuration(take()), elapsed - 2.0);
 }
 
 }  // namespace
