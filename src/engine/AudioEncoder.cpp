@@ -7,9 +7,14 @@
 namespace vorn {
 namespace {
 
-// Buffers may arrive up to this far from where the track expects them and still be joined
-// seamlessly (capture callbacks jitter by a few milliseconds).
-constexpr std::int64_t jitterFrames = AudioEncoder::sampleRate / 50;
+// A jump this large (a lost buffer, the edge of a pause) is followed at once.
+constexpr std::int64_t jumpFrames = AudioEncoder::sampleRate / 10;
+// Otherwise buffers are joined seamlessly, and only a steady drift of the sound card's clock
+// against the host clock, seen through the jitter of the capture stamps, is corrected once it
+// reaches this much: well under one video frame at 60 fps.
+constexpr double driftFrames = AudioEncoder::sampleRate / 100.0;
+// Weight of each new buffer in the running mean of the stamps' offsets (about 30 buffers).
+constexpr double driftSmoothing = 1.0 / 32;
 
 }  // namespace
 
@@ -27,6 +32,8 @@ AudioEncoder::AudioEncoder(int channels, int bitRate)
   context_->time_base = {1, sampleRate};
   context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   av::check(avcodec_open2(context_.get(), codec, nullptr), "Couldn't open the AAC encoder");
+  if (context_->initial_padding != primingSamples)
+    throw std::runtime_error("The AAC encoder has an unexpected delay.");
 }
 
 int AudioEncoder::add(const AudioBuffer& buffer, double seconds, const PacketSink& sink) {
@@ -35,13 +42,25 @@ int AudioEncoder::add(const AudioBuffer& buffer, double seconds, const PacketSin
   const std::int64_t expected = encodedPosition_ + std::int64_t(pending_[0].size());
   const float* samples = buffer.samples.data();
   int frames = buffer.frameCount();
-  if (at > expected + jitterFrames) {
-    if (int code = appendSilence(at - expected, sink); code < 0) return code;
-  } else if (at < expected - jitterFrames) {
-    const std::int64_t overlap = std::min<std::int64_t>(expected - at, frames);
+  std::int64_t correction = 0;
+  if (!placedAny_ || std::abs(at - expected) >= jumpFrames) {
+    correction = at - expected;
+    drift_ = 0;
+  } else {
+    drift_ += (double(at - expected) - drift_) * driftSmoothing;
+    if (std::abs(drift_) >= driftFrames) {
+      correction = std::llround(drift_);
+      drift_ = 0;
+    }
+  }
+  if (correction > 0) {
+    if (int code = appendSilence(correction, sink); code < 0) return code;
+  } else if (correction < 0) {
+    const std::int64_t overlap = std::min<std::int64_t>(-correction, frames);
     samples += overlap * buffer.channels;
     frames -= int(overlap);
   }
+  placedAny_ = true;
   return append(samples, frames, buffer.channels, sink);
 }
 
@@ -114,6 +133,8 @@ int AudioEncoder::drain(const PacketSink& sink) {
     int code = avcodec_receive_packet(context_.get(), packet_.get());
     if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return 0;
     if (code < 0) return code;
+    packet_->pts += primingSamples;
+    packet_->dts += primingSamples;
     code = sink(packet_.get());
     av_packet_unref(packet_.get());
     if (code < 0) return code;

@@ -1,6 +1,7 @@
 #include "engine/TakeFiles.h"
 
 #include "app/Log.h"
+#include "engine/AudioEncoder.h"
 #include "engine/Av.h"
 
 #include <QDir>
@@ -34,6 +35,13 @@ int copyPackets(AVFormatContext* input, AVFormatContext* output, double endSecon
     const bool late = !video && packet->pts != AV_NOPTS_VALUE &&
                       packet->pts * av_q2d(in->time_base) >= endSeconds;
     if (!damaged && !late) {
+      // Give the AAC encoder's delay back to the audio: the final movie's edit list hides it.
+      const std::int64_t shift =
+          in->codecpar->codec_id == AV_CODEC_ID_AAC
+              ? av_rescale_q(AudioEncoder::primingSamples, {1, AudioEncoder::sampleRate}, in->time_base)
+              : 0;
+      if (packet->pts != AV_NOPTS_VALUE) packet->pts -= shift;
+      if (packet->dts != AV_NOPTS_VALUE) packet->dts -= shift;
       av_packet_rescale_ts(packet.get(), in->time_base, out->time_base);
       packet->pos = -1;
       av::check(av_interleaved_write_frame(output, packet.get()), "Couldn't write the take");
