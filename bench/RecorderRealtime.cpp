@@ -1,8 +1,11 @@
 // Records a synthetic screen-like take in real time through the Recorder, as the render loop
 // and the capture sources would feed it, then finishes and flattens it.
 //   recorder_realtime FPS SECONDS [FOLDER]
+// With VORN_BENCH_OFFLINE set, frames are fed as fast as the writer takes them, stamped as if
+// in real time: the CPU figure is then the cost of a recorded second on an idle machine.
 // Prints frames fed and dropped, process CPU per recorded second (frame painting included),
-// the encoder, and the time `finish` and `AudioFlattener::flatten` took.
+// the encoder, and the time `finish` and `AudioFlattener::flatten` took. With VORN_KEEP_TAKE
+// set, a copy of the take before flattening stays beside it.
 
 #include "app/Clock.h"
 #include "engine/AudioFlattener.h"
@@ -55,6 +58,7 @@ int main(int argc, char** argv) {
   const QString take = QDir(folder).filePath(QStringLiteral("bench-%1fps.mp4").arg(fps));
   QFile::remove(take);
 
+  const bool offline = qEnvironmentVariableIsSet("VORN_BENCH_OFFLINE");
   const bench::ScreenLikeFrames screen(1080, 1920);
   Recorder recorder(take, fps, true, true);
   const double start = mediaTime();
@@ -65,7 +69,7 @@ int main(int argc, char** argv) {
   std::atomic<bool> recording{true};
   std::thread audio([&] {
     const auto first = std::chrono::steady_clock::now();
-    for (int i = 0; recording; ++i) {
+    for (int i = 0; recording && !offline; ++i) {
       std::this_thread::sleep_until(first + std::chrono::milliseconds(10 * i));
       const double now = mediaTime();
       recorder.appendAudio(sine(1, 440, now), now, false);
@@ -78,14 +82,23 @@ int main(int argc, char** argv) {
   const auto first = std::chrono::steady_clock::now();
   int fed = 0, noBuffer = 0;
   for (int i = 0; i < frames; ++i) {
-    std::this_thread::sleep_until(first + std::chrono::microseconds(1'000'000LL * i / fps));
+    const double stamp = start + double(i) / fps;
+    if (offline) {
+      for (double t = stamp - 1.0 / fps; t < stamp; t += 0.01) {
+        recorder.appendAudio(sine(1, 440, t), t, false);
+        recorder.appendAudio(sine(2, 660, t), t, true);
+      }
+    } else {
+      std::this_thread::sleep_until(first + std::chrono::microseconds(1'000'000LL * i / fps));
+    }
     FrameRef frame = recorder.pool()->take();
     if (!frame) {
       ++noBuffer;
       continue;
     }
     screen.paint(*frame, i);
-    recorder.appendVideo(std::move(frame), mediaTime());
+    recorder.appendVideo(std::move(frame), offline ? stamp : mediaTime());
+    if (offline) recorder.drain();
     ++fed;
   }
   recording = false;
@@ -97,6 +110,7 @@ int main(int argc, char** argv) {
   const double duration = recorder.finish();
   const double finishSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - finishStart).count();
+  if (qEnvironmentVariableIsSet("VORN_KEEP_TAKE")) QFile::copy(take, take + ".unflattened.mp4");
   const auto flattenStart = std::chrono::steady_clock::now();
   AudioFlattener::flatten(take);
   const double flattenSeconds =

@@ -1,5 +1,9 @@
 #include "engine/AudioEncoder.h"
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -31,6 +35,8 @@ AudioEncoder::AudioEncoder(int channels, int bitRate)
   context_->bit_rate = bitRate;
   context_->time_base = {1, sampleRate};
   context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  // The "fast" coder costs a quarter of the default's time for the same bit rate.
+  av_opt_set(context_->priv_data, "aac_coder", "fast", 0);
   av::check(avcodec_open2(context_.get(), codec, nullptr), "Couldn't open the AAC encoder");
   if (context_->initial_padding != primingSamples)
     throw std::runtime_error("The AAC encoder has an unexpected delay.");

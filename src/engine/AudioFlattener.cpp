@@ -1,10 +1,7 @@
 #include "engine/AudioFlattener.h"
 
+#include "engine/AudioMix.h"
 #include "engine/Av.h"
-
-extern "C" {
-#include <libswresample/swresample.h>
-}
 
 #include <QDir>
 #include <QFile>
@@ -12,198 +9,160 @@ extern "C" {
 #include <QUuid>
 
 #include <algorithm>
-#include <cmath>
+#include <condition_variable>
 #include <cstdio>
 #include <deque>
-#include <limits>
-#include <memory>
+#include <exception>
+#include <mutex>
+#include <pthread.h>
+#include <thread>
 #include <vector>
 
 namespace vorn {
 namespace {
 
-constexpr int mixRate = 48000;
-constexpr int mixChannels = 2;
-
 std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }
 
-struct ResamplerFree {
-  void operator()(SwrContext* context) const { swr_free(&context); }
-};
-
-// One audio track read on its own demuxer (the other tracks skipped unread), decoded and
-// converted to 48 kHz stereo float, laid out on the take's sample timeline.
-class AudioTrack {
+// Encoded audio handed from the mixing thread to the writing one. Bounded, so the mix runs at
+// most a few seconds ahead of the video.
+class PacketChannel {
  public:
-  AudioTrack(const std::string& path, int streamIndex)
-      : input_(av::openInput(path)), stream_(streamIndex), frame_(av::makeFrame()),
-        packet_(av::makePacket()) {
-    for (unsigned i = 0; i < input_->nb_streams; ++i)
-      input_->streams[i]->discard = int(i) == stream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    const AVCodecParameters* parameters = input_->streams[stream_]->codecpar;
-    const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
-    if (!codec) throw std::runtime_error("The take has an audio track that can't be decoded.");
-    decoder_.reset(avcodec_alloc_context3(codec));
-    if (!decoder_) throw std::bad_alloc();
-    av::check(avcodec_parameters_to_context(decoder_.get(), parameters), "Couldn't read audio");
-    decoder_->pkt_timebase = input_->streams[stream_]->time_base;
-    av::check(avcodec_open2(decoder_.get(), codec, nullptr), "Couldn't open an audio decoder");
+  // Waits for room; false when the reader has given up.
+  bool push(av::Packet packet) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return packets_.size() < capacity || abandoned_; });
+    if (abandoned_) return false;
+    packets_.push_back(std::move(packet));
+    lock.unlock();
+    changed_.notify_all();
+    return true;
   }
-
-  // Decodes until samples up to `end` are there or the track is over.
-  void fill(std::int64_t end) {
-    while (!finished_ && bufferStart_ + std::int64_t(left_.size()) < end) decodeMore();
-  }
-
-  // Adds samples [from, from + count) into the mix and forgets everything before from + count.
-  void mixInto(std::int64_t from, int count, float* left, float* right) {
-    for (int i = 0; i < count; ++i) {
-      const std::int64_t at = from + i - bufferStart_;
-      if (at < 0 || at >= std::int64_t(left_.size())) continue;
-      left[i] += left_[at];
-      right[i] += right_[at];
+  // The end of the stream, or the failure that ended it.
+  void close(std::exception_ptr failure) {
+    {
+      std::lock_guard guard(mutex_);
+      closed_ = true;
+      failure_ = failure;
     }
-    const std::int64_t drop = std::clamp<std::int64_t>(from + count - bufferStart_, 0, left_.size());
-    left_.erase(left_.begin(), left_.begin() + drop);
-    right_.erase(right_.begin(), right_.begin() + drop);
-    bufferStart_ += drop;
+    changed_.notify_all();
   }
-
-  bool exhausted() const { return finished_ && left_.empty(); }
+  void abandon() {
+    {
+      std::lock_guard guard(mutex_);
+      abandoned_ = true;
+    }
+    changed_.notify_all();
+  }
+  // The next packet, or null at the end; rethrows the writer's failure.
+  av::Packet pop() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return !packets_.empty() || closed_; });
+    if (packets_.empty()) {
+      if (failure_) std::rethrow_exception(failure_);
+      return nullptr;
+    }
+    av::Packet packet = std::move(packets_.front());
+    packets_.pop_front();
+    lock.unlock();
+    changed_.notify_all();
+    return packet;
+  }
 
  private:
-  void decodeMore() {
-    const int code = avcodec_receive_frame(decoder_.get(), frame_.get());
-    if (code == 0) {
-      place(*frame_);
-      av_frame_unref(frame_.get());
-    } else if (code == AVERROR_EOF) {
-      finished_ = true;
-    } else if (code == AVERROR(EAGAIN)) {
-      const int read = av_read_frame(input_.get(), packet_.get());
-      if (read < 0) {
-        avcodec_send_packet(decoder_.get(), nullptr);
-      } else {
-        if (packet_->stream_index == stream_) avcodec_send_packet(decoder_.get(), packet_.get());
-        av_packet_unref(packet_.get());
-      }
-    } else {
-      av::check(code, "Couldn't decode the take's audio");
-    }
-  }
-
-  void place(const AVFrame& frame) {
-    if (!resampler_) openResampler(frame);
-    const int capacity = swr_get_out_samples(resampler_.get(), frame.nb_samples);
-    std::vector<float> out(std::size_t(std::max(capacity, 0)) * mixChannels);
-    std::uint8_t* outData[] = {reinterpret_cast<std::uint8_t*>(out.data())};
-    const int produced = av::check(
-        swr_convert(resampler_.get(), outData, capacity,
-                    const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples),
-        "Couldn't convert the take's audio");
-    std::int64_t at = bufferStart_ + std::int64_t(left_.size());
-    if (frame.best_effort_timestamp != AV_NOPTS_VALUE && !placedAny_)
-      at = av_rescale_q(frame.best_effort_timestamp, input_->streams[stream_]->time_base,
-                        {1, mixRate});
-    placedAny_ = true;
-    if (left_.empty()) bufferStart_ = std::max<std::int64_t>(bufferStart_, at);
-    for (int i = 0; i < produced; ++i) {
-      if (at + i < bufferStart_) continue;
-      left_.push_back(out[2 * i]);
-      right_.push_back(out[2 * i + 1]);
-    }
-  }
-
-  void openResampler(const AVFrame& frame) {
-    SwrContext* raw = nullptr;
-    AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
-    AVChannelLayout input = {};
-    av_channel_layout_copy(&input, &frame.ch_layout);
-    const int code = swr_alloc_set_opts2(&raw, &stereo, AV_SAMPLE_FMT_FLT, mixRate, &input,
-                                         AVSampleFormat(frame.format), frame.sample_rate, 0,
-                                         nullptr);
-    av_channel_layout_uninit(&input);
-    av::check(code, "Couldn't convert the take's audio");
-    resampler_.reset(raw);
-    av::check(swr_init(raw), "Couldn't convert the take's audio");
-  }
-
-  av::Input input_;
-  int stream_;
-  av::CodecContext decoder_;
-  std::unique_ptr<SwrContext, ResamplerFree> resampler_;
-  av::Frame frame_;
-  av::Packet packet_;
-  std::deque<float> left_, right_;
-  std::int64_t bufferStart_ = 0;  // sample index of left_[0]
-  bool placedAny_ = false;
-  bool finished_ = false;
+  static constexpr std::size_t capacity = 256;  // about five seconds of AAC
+  std::mutex mutex_;  // guards everything below
+  std::condition_variable changed_;
+  std::deque<av::Packet> packets_;
+  bool closed_ = false;
+  bool abandoned_ = false;
+  std::exception_ptr failure_;
 };
 
-// Writes the flattened movie: video packets copied in order, the mix encoded as it goes.
+// Writes the flattened movie: the video packets copied in order on the calling thread, the mix
+// made at the same time on "vorn.flatten.audio".
 class MixWriter {
  public:
   MixWriter(const std::string& source, const std::string& target, int videoStream,
             const std::vector<int>& audioStreams)
-      : video_(av::openInput(source)), videoStream_(videoStream), output_(av::openOutput(target)),
-        frame_(av::makeFrame()), packet_(av::makePacket()) {
+      : video_(av::openInput(source)), videoStream_(videoStream),
+        mix_(source, audioStreams), output_(av::openOutput(target)), packet_(av::makePacket()) {
     for (unsigned i = 0; i < video_->nb_streams; ++i)
       video_->streams[i]->discard = int(i) == videoStream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    for (int stream : audioStreams) tracks_.push_back(std::make_unique<AudioTrack>(source, stream));
-    addVideoStream();
-    openEncoder();
+    addStreams();
   }
 
   void run() {
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "movflags", "faststart", 0);
-    const int code = avformat_write_header(output_.get(), &options);
-    av_dict_free(&options);
-    av::check(code, "Couldn't write the flattened take");
-    bool videoLeft = readVideo();
-    bool audioLeft = true;
-    while (videoLeft || audioLeft) {
-      const double audioTime = double(mixPosition_) / mixRate;
-      if (videoLeft && (!audioLeft || videoTime() <= audioTime)) {
-        writeVideo();
-        videoLeft = readVideo();
-      } else {
-        audioLeft = mixFrame();
-      }
+    av::writeHeaderMoovInFront(output_.get(), packetBound());
+    PacketChannel channel;
+    std::jthread mixer([&] { produce(channel); });
+    try {
+      interleave(channel);
+    } catch (...) {
+      channel.abandon();
+      throw;
     }
-    encode(nullptr);
     av::check(av_write_trailer(output_.get()), "Couldn't finish the flattened take");
     av::check(output_->pb->error, "Couldn't write the flattened take");
   }
 
  private:
-  void addVideoStream() {
+  void addStreams() {
     const AVStream* in = video_->streams[videoStream_];
-    AVStream* out = avformat_new_stream(output_.get(), nullptr);
-    if (!out) throw std::bad_alloc();
-    av::check(avcodec_parameters_copy(out->codecpar, in->codecpar), "Couldn't copy the video");
-    out->codecpar->codec_tag = 0;
-    out->time_base = in->time_base;
-    out->avg_frame_rate = in->avg_frame_rate;
+    AVStream* video = avformat_new_stream(output_.get(), nullptr);
+    if (!video) throw std::bad_alloc();
+    av::check(avcodec_parameters_copy(video->codecpar, in->codecpar), "Couldn't copy the video");
+    video->codecpar->codec_tag = 0;
+    video->time_base = in->time_base;
+    video->avg_frame_rate = in->avg_frame_rate;
+    AVStream* audio = avformat_new_stream(output_.get(), nullptr);
+    if (!audio) throw std::bad_alloc();
+    av::check(avcodec_parameters_from_context(audio->codecpar, mix_.encoder()),
+              "Couldn't describe the mixed audio");
+    audio->time_base = mix_.encoder()->time_base;
   }
 
-  void openEncoder() {
-    const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    if (!codec) throw std::runtime_error("The AAC encoder is not available.");
-    encoder_.reset(avcodec_alloc_context3(codec));
-    if (!encoder_) throw std::bad_alloc();
-    encoder_->sample_fmt = AV_SAMPLE_FMT_FLTP;
-    encoder_->sample_rate = mixRate;
-    encoder_->ch_layout = AV_CHANNEL_LAYOUT_STEREO;
-    encoder_->bit_rate = 192'000;
-    encoder_->time_base = {1, mixRate};
-    encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    av::check(avcodec_open2(encoder_.get(), codec, nullptr), "Couldn't open the AAC encoder");
-    AVStream* out = avformat_new_stream(output_.get(), nullptr);
-    if (!out) throw std::bad_alloc();
-    av::check(avcodec_parameters_from_context(out->codecpar, encoder_.get()),
-              "Couldn't describe the mixed audio");
-    out->time_base = encoder_->time_base;
+  void produce(PacketChannel& channel) {
+    pthread_setname_np(pthread_self(), "vorn.flatten.au");
+    try {
+      for (;;) {
+        av::Packet packet = av::makePacket();
+        if (!mix_.next(packet.get())) break;
+        if (!channel.push(std::move(packet))) return;
+      }
+      channel.close(nullptr);
+    } catch (...) {
+      channel.close(std::current_exception());
+    }
+  }
+
+  void interleave(PacketChannel& channel) {
+    const AVRational videoBase = video_->streams[videoStream_]->time_base;
+    const AVRational audioBase = mix_.encoder()->time_base;
+    av::Packet audio = channel.pop();
+    bool videoLeft = readVideo();
+    while (videoLeft || audio) {
+      if (videoLeft && (!audio || av_compare_ts(packet_->dts, videoBase, audio->dts, audioBase) <= 0)) {
+        write(packet_.get(), 0, videoBase);
+        videoLeft = readVideo();
+      } else {
+        write(audio.get(), 1, audioBase);
+        audio = channel.pop();
+      }
+    }
+  }
+
+  // The video packets plus the mixed audio's (as long as the longest track, with a margin).
+  std::int64_t packetBound() const {
+    const AVStream* video = video_->streams[videoStream_];
+    if (video->nb_frames <= 0) return 0;
+    double audioSeconds = 0;
+    for (unsigned i = 0; i < video_->nb_streams; ++i) {
+      const AVStream* stream = video_->streams[i];
+      if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+      if (stream->duration <= 0) return 0;
+      audioSeconds = std::max(audioSeconds, stream->duration * av_q2d(stream->time_base));
+    }
+    return video->nb_frames + std::int64_t(audioSeconds * AudioMix::sampleRate / 1024 * 1.1) + 16;
   }
 
   bool readVideo() {
@@ -214,69 +173,18 @@ class MixWriter {
     }
   }
 
-  double videoTime() const {
-    const std::int64_t dts = packet_->dts != AV_NOPTS_VALUE ? packet_->dts : packet_->pts;
-    return dts == AV_NOPTS_VALUE ? 0 : dts * av_q2d(video_->streams[videoStream_]->time_base);
-  }
-
-  void writeVideo() {
-    av_packet_rescale_ts(packet_.get(), video_->streams[videoStream_]->time_base,
-                         output_->streams[0]->time_base);
-    packet_->stream_index = 0;
-    packet_->pos = -1;
-    av::check(av_interleaved_write_frame(output_.get(), packet_.get()),
-              "Couldn't write the flattened take");
-  }
-
-  // Mixes and encodes the next frame of audio; false once every track is exhausted.
-  bool mixFrame() {
-    const int count = encoder_->frame_size;
-    bool any = false;
-    for (auto& track : tracks_) {
-      track->fill(mixPosition_ + count);
-      any = any || !track->exhausted();
-    }
-    if (!any) return false;
-    av_frame_unref(frame_.get());
-    frame_->format = AV_SAMPLE_FMT_FLTP;
-    frame_->sample_rate = mixRate;
-    frame_->nb_samples = count;
-    av_channel_layout_copy(&frame_->ch_layout, &encoder_->ch_layout);
-    av::check(av_frame_get_buffer(frame_.get(), 0), "Couldn't allocate audio");
-    auto* left = reinterpret_cast<float*>(frame_->data[0]);
-    auto* right = reinterpret_cast<float*>(frame_->data[1]);
-    std::fill_n(left, count, 0.0f);
-    std::fill_n(right, count, 0.0f);
-    for (auto& track : tracks_) track->mixInto(mixPosition_, count, left, right);
-    for (int i = 0; i < count; ++i) {
-      left[i] = std::clamp(left[i], -1.0f, 1.0f);
-      right[i] = std::clamp(right[i], -1.0f, 1.0f);
-    }
-    frame_->pts = mixPosition_;
-    mixPosition_ += count;
-    encode(frame_.get());
-    return true;
-  }
-
-  void encode(const AVFrame* frame) {
-    av::check(avcodec_send_frame(encoder_.get(), frame), "Couldn't encode the mixed audio");
-    av::Packet packet = av::makePacket();
-    while (avcodec_receive_packet(encoder_.get(), packet.get()) == 0) {
-      av_packet_rescale_ts(packet.get(), encoder_->time_base, output_->streams[1]->time_base);
-      packet->stream_index = 1;
-      av::check(av_interleaved_write_frame(output_.get(), packet.get()),
-                "Couldn't write the flattened take");
-    }
+  void write(AVPacket* packet, int streamIndex, AVRational timeBase) {
+    av_packet_rescale_ts(packet, timeBase, output_->streams[streamIndex]->time_base);
+    packet->stream_index = streamIndex;
+    packet->pos = -1;
+    av::check(av_interleaved_write_frame(output_.get(), packet), "Couldn't write the flattened take");
   }
 
   av::Input video_;
   int videoStream_;
-  std::vector<std::unique_ptr<AudioTrack>> tracks_;
+  AudioMix mix_;
   av::Output output_;
-  av::CodecContext encoder_;
-  av::Frame frame_;
-  av::Packet packet_;
-  std::int64_t mixPosition_ = 0;
+  av::Packet packet_;  // the next video packet
 };
 
 }  // namespace

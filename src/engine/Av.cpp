@@ -30,4 +30,18 @@ Output openOutput(const std::string& path) {
   return output;
 }
 
+void writeHeaderMoovInFront(AVFormatContext* output, std::int64_t packetBound) {
+  AVDictionary* options = nullptr;
+  if (packetBound > 0) {
+    // Each sample costs at most a size, a time, a sync entry, a chunk offset and a chunk
+    // entry in the moov's tables (well under 64 bytes), plus the fixed boxes.
+    av_dict_set_int(&options, "moov_size", 64 * packetBound + 65536, 0);
+  } else {
+    av_dict_set(&options, "movflags", "faststart", 0);
+  }
+  const int code = avformat_write_header(output, &options);
+  av_dict_free(&options);
+  check(code, "Couldn't write the movie header");
+}
+
 }  // namespace vorn::av

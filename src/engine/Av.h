@@ -74,4 +74,9 @@ Input openInput(const std::string& path);
 // Creates an MP4 output context for `path` and opens the file; throws on failure.
 Output openOutput(const std::string& path);
 
+// Writes the header of a movie whose moov goes in front of its media. Given an upper bound of
+// the packets to come, room for the moov is reserved at the front so the file is written
+// once; without one (0) the muxer moves the media in a second pass. Throws on failure.
+void writeHeaderMoovInFront(AVFormatContext* output, std::int64_t packetBound);
+
 }  // namespace vorn::av

@@ -14,9 +14,9 @@
 namespace vorn {
 namespace {
 
-// Frames waiting for the writer. Enough to ride out one slow frame; more would only delay
-// the drop and hold more buffers.
-constexpr int maxQueuedVideo = 3;
+// Frames waiting for the writer: enough to ride out a scheduling hiccup of about 100 ms at
+// 60 fps on a busy machine; more would only delay the drop and hold more 8 MB buffers.
+constexpr int maxQueuedVideo = 6;
 // Audio buffers waiting (about two seconds of 10 ms buffers per source).
 constexpr int maxQueuedAudio = 400;
 
@@ -58,18 +58,23 @@ void Recorder::setFailureHandler(std::function<void(const QString&)> handler) {
 }
 
 bool Recorder::begin(double hostTime) {
-  if (status_ != Status::created || !writer_->start()) {
-    const std::string reason = writer_ && !writer_->error().empty() ? writer_->error()
-                                                                    : "no reason given";
-    logError("writer failed to start: " + reason);
-    status_ = Status::failed;
-    discardFiles();
-    return false;
-  }
-  logEncoderOnce(writer_->encoderName());
-  start_ = hostTime;
-  status_ = Status::writing;
-  return true;
+  bool started = false;
+  // On the writer thread, so an append queued too early sees a consistent timeline.
+  queue_.sync([&] {
+    if (status_ != Status::created) return;
+    if (!writer_->start()) {
+      const std::string reason = writer_->error().empty() ? "no reason given" : writer_->error();
+      logError("writer failed to start: " + reason);
+      status_ = Status::failed;
+      discardFiles();
+      return;
+    }
+    logEncoderOnce(writer_->encoderName());
+    start_ = hostTime;
+    status_ = Status::writing;
+    started = true;
+  });
+  return started;
 }
 
 void Recorder::appendVideo(FrameRef frame, double hostTime) {

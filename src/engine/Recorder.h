@@ -34,7 +34,8 @@ class Recorder {
   ~Recorder();
 
   // Starts the session at `hostTime` (media time). Logs "Vorn: writer failed to start: …"
-  // and returns false when writing cannot start. Call before any append.
+  // and returns false when writing cannot start (or the recorder was begun already). Call
+  // before any append.
   bool begin(double hostTime);
   void appendVideo(FrameRef frame, double hostTime);
   void appendAudio(AudioRef sample, double hostPTS, bool system);
@@ -75,10 +76,10 @@ class Recorder {
   const int fps_;
   const std::shared_ptr<FramePool> pool_;
   QString encoderName_;                // set at construction
-  std::unique_ptr<TakeWriter> writer_;  // writer thread only after begin
-  int fragmentLock_ = -1;               // writer thread only after begin
+  std::unique_ptr<TakeWriter> writer_;  // writer thread only after construction
+  int fragmentLock_ = -1;               // writer thread only after construction
 
-  // The timeline: writer thread only (begin sets start_ before any task can run).
+  // The timeline: writer thread only.
   Status status_ = Status::created;
   std::optional<double> start_;
   double offset_ = 0;

@@ -52,6 +52,16 @@ int copyPackets(AVFormatContext* input, AVFormatContext* output, double endSecon
   return videoPackets;
 }
 
+// The packets a fragmented movie holds, from its fragments' indexes; 0 when unknown.
+std::int64_t packetBound(const AVFormatContext* input) {
+  std::int64_t bound = 0;
+  for (unsigned i = 0; i < input->nb_streams; ++i) {
+    if (input->streams[i]->nb_frames <= 0) return 0;
+    bound += input->streams[i]->nb_frames;
+  }
+  return bound;
+}
+
 int remuxStreams(const QString& source, const QString& target, double endSeconds) {
   av::Input input = av::openInput(local(source));
   av::Output output = av::openOutput(local(target));
@@ -64,11 +74,7 @@ int remuxStreams(const QString& source, const QString& target, double endSeconds
     out->time_base = in->time_base;
     out->avg_frame_rate = in->avg_frame_rate;
   }
-  AVDictionary* options = nullptr;
-  av_dict_set(&options, "movflags", "faststart", 0);
-  const int code = avformat_write_header(output.get(), &options);
-  av_dict_free(&options);
-  av::check(code, "Couldn't write the take");
+  av::writeHeaderMoovInFront(output.get(), packetBound(input.get()));
   const int videoPackets = copyPackets(input.get(), output.get(), endSeconds);
   av::check(av_write_trailer(output.get()), "Couldn't finish the take");
   av::check(output->pb->error, "Couldn't write the take");

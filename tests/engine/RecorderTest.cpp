@@ -171,6 +171,16 @@ TEST_F(RecorderTest, FinishBeforeAnyFrameReturnsZero) {
   EXPECT_EQ(recorder.finish(), 0.0);
 }
 
+TEST_F(RecorderTest, ASecondBeginIsRefusedAndTheTakeGoesOn) {
+  Recorder recorder(take(), 30, false, false);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 3, 30, start);
+  EXPECT_FALSE(recorder.begin(start + 5));
+  feedFrames(recorder, 3, 30, start + 0.1, 3);
+  EXPECT_NEAR(recorder.finish(), 0.1 + 2.0 / 30, 1e-9);
+  EXPECT_EQ(readPackets(take(), 0).size(), 6u);
+}
+
 TEST_F(RecorderTest, FinishWithoutBeginReturnsZero) {
   Recorder recorder(take(), 30, false, false);
   EXPECT_EQ(recorder.finish(), 0.0);
