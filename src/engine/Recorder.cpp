@@ -192,7 +192,7 @@ void Recorder::stopAfterFailure() {
 double Recorder::saveTake() {
   const double duration = lastVideo_ ? *lastVideo_ - *start_ : 0;
   try {
-    TakeFiles::remux(fragment_, path_, duration);
+    TakeFiles::remux(fragment_, path_, duration, writer_->packetCount());
     QFile::remove(fragment_);
   } catch (const std::exception& error) {
     logError(std::string("couldn't finish the take, keeping it as recorded: ") + error.what());

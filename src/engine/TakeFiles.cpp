@@ -62,7 +62,8 @@ std::int64_t packetBound(const AVFormatContext* input) {
   return bound;
 }
 
-int remuxStreams(const QString& source, const QString& target, double endSeconds) {
+int remuxStreams(const QString& source, const QString& target, double endSeconds,
+                 std::int64_t knownBound) {
   av::Input input = av::openInput(local(source));
   av::Output output = av::openOutput(local(target));
   for (unsigned i = 0; i < input->nb_streams; ++i) {
@@ -74,7 +75,8 @@ int remuxStreams(const QString& source, const QString& target, double endSeconds
     out->time_base = in->time_base;
     out->avg_frame_rate = in->avg_frame_rate;
   }
-  av::writeHeaderMoovInFront(output.get(), packetBound(input.get()));
+  av::writeHeaderMoovInFront(output.get(),
+                             knownBound > 0 ? knownBound : packetBound(input.get()));
   const int videoPackets = copyPackets(input.get(), output.get(), endSeconds);
   av::check(av_write_trailer(output.get()), "Couldn't finish the take");
   av::check(output->pb->error, "Couldn't write the take");
@@ -101,9 +103,10 @@ QString fragmentPath(const QString& takePath) {
   return info.dir().filePath(fragmentPrefix + info.fileName());
 }
 
-int remux(const QString& source, const QString& target, double endSeconds) {
+int remux(const QString& source, const QString& target, double endSeconds,
+          std::int64_t packetBound) {
   try {
-    return remuxStreams(source, target, endSeconds);
+    return remuxStreams(source, target, endSeconds, packetBound);
   } catch (...) {
     QFile::remove(target);
     throw;

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -15,11 +16,13 @@ namespace TakeFiles {
 QString fragmentPath(const QString& takePath);
 
 // Copies the streams of `source` into a new MP4 at `target` with the moov at the front
-// (no re-encoding), leaving out audio from `endSeconds` on and any damaged tail. Returns the
-// number of video packets written. Throws std::runtime_error with one sentence; a partly
-// written target is removed.
+// (no re-encoding), leaving out audio from `endSeconds` on and any damaged tail. Given an
+// upper bound of the packets in `source`, the file is written in one pass. Returns the number
+// of video packets written. Throws std::runtime_error with one sentence; a partly written
+// target is removed.
 int remux(const QString& source, const QString& target,
-          double endSeconds = std::numeric_limits<double>::infinity());
+          double endSeconds = std::numeric_limits<double>::infinity(),
+          std::int64_t packetBound = 0);
 
 // Holds an exclusive lock on a fragment while its recording runs, so recovery in another
 // process leaves it alone. Returns the descriptor (−1 when it could not be locked).

@@ -118,6 +118,7 @@ int TakeWriter::writePacket(AVPacket* packet, int streamIndex, AVRational timeBa
   av_packet_rescale_ts(packet, timeBase, stream->time_base);
   int code = av_write_frame(output_.get(), packet);
   if (code >= 0 && output_->pb->error < 0) code = output_->pb->error;
+  if (code >= 0) ++packetCount_;
   return code;
 }
 

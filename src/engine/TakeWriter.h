@@ -24,6 +24,8 @@ class TakeWriter {
   // Why the last call failed ("" when none did), and whether the disk (or quota) was full.
   const std::string& error() const { return error_; }
   bool diskFull() const { return diskFull_; }
+  // Packets written to the file so far.
+  std::int64_t packetCount() const { return packetCount_; }
 
   // Writes the header; false (with error()) on failure.
   bool start();
@@ -49,6 +51,7 @@ class TakeWriter {
   bool started_ = false;
   std::string error_;
   bool diskFull_ = false;
+  std::int64_t packetCount_ = 0;
 };
 
 }  // namespace vorn
