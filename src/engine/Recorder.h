@@ -65,6 +65,7 @@ class Recorder {
 
   void writeVideo(const FrameBuffer& frame, double hostTime);
   void writeAudio(const AudioBuffer& sample, double hostPTS, bool system);
+  void syncToDiskNowAndThen(double pts);
   void stopAfterFailure();
   double saveTake();
   void discardFiles();
@@ -86,12 +87,15 @@ class Recorder {
   std::optional<double> pausedAt_;
   std::optional<double> lastVideo_;
   double savedDuration_ = 0;  // a take saved after an early stop
+  double lastDiskSync_ = 0;   // written time of the last push to disk
 
   std::function<void(const QString&)> failureHandler_;  // set before begin
   Locked<QString> failure_;
   std::atomic<int> queuedVideo_{0};
   std::atomic<int> queuedAudio_{0};
   std::atomic<int> dropped_{0};
+  std::atomic<bool> syncPending_{false};
+  SerialQueue syncQueue_{"vorn.writer.sync"};
   SerialQueue queue_{"vorn.writer"};  // last: drains before the fields it uses go away
 };
 

@@ -83,6 +83,28 @@ int remuxStreams(const QString& source, const QString& target, double endSeconds
   return videoPackets;
 }
 
+// True when the fragmented movie holds at least one fragment (a "moof" box at the top level);
+// a run that died before its first fragment left nothing to recover.
+bool holdsAFragment(const QString& path) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) return false;
+  qint64 at = 0;
+  while (at + 8 <= file.size() && file.seek(at)) {
+    const QByteArray header = file.read(16);
+    if (header.size() < 8) return false;
+    if (header.mid(4, 4) == "moof") return true;
+    std::uint64_t size = 0;
+    for (int i = 0; i < 4; ++i) size = size << 8 | std::uint8_t(header[i]);
+    if (size == 1 && header.size() == 16) {
+      size = 0;
+      for (int i = 8; i < 16; ++i) size = size << 8 | std::uint8_t(header[i]);
+    }
+    if (size < 8) return false;
+    at += qint64(size);
+  }
+  return false;
+}
+
 // "Take.mp4", else "Take (recovered).mp4", "Take (recovered 2).mp4"…
 QString freeName(const QString& wanted) {
   if (!QFileInfo::exists(wanted)) return wanted;
@@ -136,6 +158,11 @@ std::vector<QString> recoverCrashedTakes(const QString& folder) {
     const QString fragment = dir.filePath(name);
     const int lock = lockFragment(fragment);
     if (lock < 0) continue;  // still being recorded by a running Vorn
+    if (!holdsAFragment(fragment)) {
+      QFile::remove(fragment);
+      unlockFragment(lock);
+      continue;
+    }
     const QString take = freeName(dir.filePath(name.mid(fragmentPrefix.size())));
     try {
       if (remux(fragment, take) > 0) {

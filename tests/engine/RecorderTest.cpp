@@ -297,3 +297,41 @@ TEST_F(RecorderTest, ATakeKilledMidwayIsRecoveredUpToTheLastTwoSeconds) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(RecorderTest, RecoveryRemovesAFragmentThatHoldsNoFrame) {
+  {
+    Recorder recorder(take(), 30, false, false);
+    ASSERT_TRUE(recorder.begin(start));
+    ASSERT_TRUE(QFile::copy(TakeFiles::fragmentPath(take()), folder.filePath("copy")));
+    recorder.cancel();
+  }
+  ASSERT_TRUE(QFile::rename(folder.filePath("copy"), TakeFiles::fragmentPath(take())));
+  EXPECT_TRUE(TakeFiles::recoverCrashedTakes(folder.path()).empty());
+  EXPECT_TRUE(filesInFolder().isEmpty());
+}
+
+TEST_F(RecorderTest, RecoveryPicksAFreeNameBesideAnExistingTake) {
+  {
+    QFile existing(take());
+    ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+  }
+  const QString other = folder.filePath("Other.mp4");
+  {
+    Recorder recorder(other, 30, false, false);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 40, 30, start);
+    recorder.drain();
+    ASSERT_TRUE(QFile::copy(TakeFiles::fragmentPath(other), folder.filePath("copy")));
+    recorder.cancel();
+  }
+  // The fragment of "Take.mp4" while a file of that name exists already.
+  ASSERT_TRUE(QFile::rename(folder.filePath("copy"), TakeFiles::fragmentPath(take())));
+  const auto recovered = TakeFiles::recoverCrashedTakes(folder.path());
+  ASSERT_EQ(recovered.size(), 1u);
+  EXPECT_EQ(recovered[0], folder.filePath("Take (recovered).mp4"));
+  EXPECT_EQ(filesInFolder(), (QStringList{"Take (recovered).mp4", "Take.mp4"}));
+}
+
+}  // namespace
