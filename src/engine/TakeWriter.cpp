@@ -46,8 +46,12 @@ bool TakeWriter::start() {
   av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
   av_dict_set(&options, "frag_duration", "1000000", 0);  // microseconds
   output_->flags |= AVFMT_FLAG_FLUSH_PACKETS;
-  const int code = avformat_write_header(output_.get(), &options);
+  int code = avformat_write_header(output_.get(), &options);
   av_dict_free(&options);
+  if (code >= 0) {
+    avio_flush(output_->pb);
+    code = output_->pb->error;
+  }
   if (code < 0) return fail(code, "couldn't write the movie header");
   started_ = true;
   return true;

@@ -335,3 +335,57 @@ TEST_F(RecorderTest, RecoveryPicksAFreeNameBesideAnExistingTake) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(RecorderTest, AWriterThatCannotStartLeavesNoFile) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit saved{};
+  getrlimit(RLIMIT_FSIZE, &saved);
+  Recorder recorder(take(), 30, true, true);
+  rlimit limited = saved;
+  limited.rlim_cur = 16;  // not even the movie header fits
+  setrlimit(RLIMIT_FSIZE, &limited);
+  const bool began = recorder.begin(start);
+  setrlimit(RLIMIT_FSIZE, &saved);
+  EXPECT_FALSE(began);
+  recorder.appendVideo(syntheticFrame(recorder, 0), start);
+  EXPECT_EQ(recorder.finish(), 0.0);
+  EXPECT_TRUE(filesInFolder().isEmpty());
+}
+
+// Frames from a render thread, audio from two capture threads, pauses from a third: every
+// frame is either written or counted as dropped, and the file reads back whole.
+TEST_F(RecorderTest, FramesFromBusyThreadsAreWrittenOrCountedNeverLost) {
+  Recorder recorder(take(), 30, true, true);
+  ASSERT_TRUE(recorder.begin(start));
+  constexpr int frames = 90;
+  std::thread render([&] {
+    for (int i = 0; i < frames; ++i) {
+      FrameRef frame = recorder.pool()->take();
+      recorder.appendVideo(frame, start + i / 30.0);  // as fast as possible: the queue fills
+    }
+  });
+  auto capture = [&](bool system) {
+    for (int i = 0; i < 300; ++i)
+      recorder.appendAudio(tone(system ? 2 : 1, 0.01, 440, start + i * 0.01), start + i * 0.01,
+                           system);
+  };
+  std::thread mic(capture, false), sys(capture, true);
+  std::thread control([&] {
+    recorder.pause(start + 1.0);
+    recorder.resume(start + 1.0);
+  });
+  render.join();
+  mic.join();
+  sys.join();
+  control.join();
+  recorder.finish();
+  const auto packets = readPackets(take(), 0);
+  EXPECT_GT(recorder.droppedFrames(), 0);
+  EXPECT_EQ(int(packets.size()) + recorder.droppedFrames(), frames);
+  for (std::size_t i = 1; i < packets.size(); ++i) EXPECT_GT(packets[i].pts, packets[i - 1].pts);
+  EXPECT_EQ(probeStreams(take()).size(), 3u);
+}
+
+}  // namespace
