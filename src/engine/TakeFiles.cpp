@@ -127,10 +127,17 @@ QString fragmentPath(const QString& takePath) {
 
 int remux(const QString& source, const QString& target, double endSeconds,
           std::int64_t packetBound) {
+  // Written under a hidden name and moved into place whole, so a crash meanwhile never leaves
+  // a half-written file under the take's name (the fragment is still there to recover).
+  const QFileInfo info(target);
+  const QString partial = info.dir().filePath(QStringLiteral(".finishing-") + info.fileName());
   try {
-    return remuxStreams(source, target, endSeconds, packetBound);
+    const int videoPackets = remuxStreams(source, partial, endSeconds, packetBound);
+    if (!QFile::rename(partial, target))
+      throw std::runtime_error("Couldn't move the finished take to " + local(target) + ".");
+    return videoPackets;
   } catch (...) {
-    QFile::remove(target);
+    QFile::remove(partial);
     throw;
   }
 }
@@ -158,6 +165,8 @@ std::vector<QString> recoverCrashedTakes(const QString& folder) {
     const QString fragment = dir.filePath(name);
     const int lock = lockFragment(fragment);
     if (lock < 0) continue;  // still being recorded by a running Vorn
+    // A run that crashed while finishing may have left its final movie half-written.
+    QFile::remove(dir.filePath(QStringLiteral(".finishing-") + name.mid(fragmentPrefix.size())));
     if (!holdsAFragment(fragment)) {
       QFile::remove(fragment);
       unlockFragment(lock);

@@ -18,8 +18,8 @@ QString fragmentPath(const QString& takePath);
 // Copies the streams of `source` into a new MP4 at `target` with the moov at the front
 // (no re-encoding), leaving out audio from `endSeconds` on and any damaged tail. Given an
 // upper bound of the packets in `source`, the file is written in one pass. Returns the number
-// of video packets written. Throws std::runtime_error with one sentence; a partly written
-// target is removed.
+// of video packets written. The target appears only once complete. Throws
+// std::runtime_error with one sentence, leaving no partly written file behind.
 int remux(const QString& source, const QString& target,
           double endSeconds = std::numeric_limits<double>::infinity(),
           std::int64_t packetBound = 0);

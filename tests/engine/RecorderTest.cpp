@@ -257,6 +257,11 @@ TEST_F(RecorderTest, RecoveryTurnsALeftFragmentIntoATake) {
     recorder.cancel();
   }
   ASSERT_TRUE(QFile::rename(fragment + ".copy", fragment));
+  {  // the half-written final movie of a run that crashed while finishing
+    QFile partial(folder.filePath(".finishing-Take.mp4"));
+    ASSERT_TRUE(partial.open(QIODevice::WriteOnly));
+    partial.write("partial");
+  }
   const auto recovered = TakeFiles::recoverCrashedTakes(folder.path());
   ASSERT_EQ(recovered.size(), 1u);
   EXPECT_EQ(recovered[0], take());
