@@ -42,10 +42,10 @@ class Recorder {
   void pause(double hostTime);
   void resume(double hostTime);
   // Blocks until the take is on disk; returns its written duration in seconds (last frame −
-  // start, pauses excluded), 0 when it never wrote. A take stopped by a full disk keeps
-  // what was written and returns its duration.
+  // start, pauses excluded); 0 when no frame was written (its files are then removed). A
+  // take stopped early by a full disk keeps what was written and returns its duration.
   double finish();
-  // Abandons the take and deletes its files.
+  // Abandons the take and deletes its files (on the writer thread, right after what is queued).
   void cancel();
   // Blocks until the writer has handled everything queued so far (tests, benchmarks).
   void drain();
