@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+
+namespace vorn {
+
+// Mixes the audio tracks of a take into one stereo AAC track (48 kHz, 192 kbit/s), copying
+// the video packets untouched.
+class AudioFlattener {
+ public:
+  // Rewrites the movie at `path` in place through a hidden ".mix-<UUID>.mp4" beside it, which
+  // replaces the take only once completely written. Returns at once, leaving the file as it
+  // is, when it has fewer than two audio tracks or no video. Throws std::runtime_error with
+  // one sentence on failure; the take is then untouched and the temporary file removed.
+  static void flatten(const QString& path);
+};
+
+}  // namespace vorn

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace vorn {
+
+// The files of a take on disk: the hidden fragmented movie written while recording, its
+// conversion into the final movie, and the recovery of fragments that a crashed run left.
+namespace TakeFiles {
+
+// ".recording-<take file name>" beside the take: the movie while it is being recorded.
+QString fragmentPath(const QString& takePath);
+
+// Copies the streams of `source` into a new MP4 at `target` with the moov at the front
+// (no re-encoding), leaving out audio from `endSeconds` on and any damaged tail. Given an
+// upper bound of the packets in `source`, the file is written in one pass. Returns the number
+// of video packets written. The target appears only once complete. Throws
+// std::runtime_error with one sentence, leaving no partly written file behind.
+int remux(const QString& source, const QString& target,
+          double endSeconds = std::numeric_limits<double>::infinity(),
+          std::int64_t packetBound = 0);
+
+// Holds an exclusive lock on a fragment while its recording runs, so recovery in another
+// process leaves it alone. Returns the descriptor (−1 when it could not be locked).
+int lockFragment(const QString& fragment);
+void unlockFragment(int descriptor);
+
+// Turns every unlocked fragment in `folder` into a normal take beside it ("Vorn: recovered
+// take …"); a fragment without a single frame is removed. Returns the recovered takes.
+std::vector<QString> recoverCrashedTakes(const QString& folder);
+
+}  // namespace TakeFiles
+}  // namespace vorn
