@@ -1,6 +1,6 @@
 // Times AudioFlattener::flatten on a copy of a take.
 //   recorder_flatten TAKE
-#include "engine/AudioFlattener.h"
+#include "render/AudioFlattener.h"
 
 #include <QFile>
 

@@ -1,5 +1,5 @@
 // BGRA → YUV 4:2:0 BT.709 of one 1080 × 1920 frame: our conversion against libswscale's.
-#include "engine/Yuv709.h"
+#include "render/Yuv709.h"
 #include "ScreenLikeFrames.h"
 
 #include <benchmark/benchmark.h>

@@ -8,8 +8,8 @@
 // set, a copy of the take before flattening stays beside it.
 
 #include "app/Clock.h"
-#include "engine/AudioFlattener.h"
-#include "engine/Recorder.h"
+#include "render/AudioFlattener.h"
+#include "render/Recorder.h"
 #include "ScreenLikeFrames.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/Recorder.h"
+#include "render/Recorder.h"
 
 #include <QString>
 

@@ -3,8 +3,8 @@
 // After `begin` it writes the session's start time to "<take>.began".
 
 #include "app/Clock.h"
-#include "engine/MovieProbe.h"
-#include "engine/Recorder.h"
+#include "render/MovieProbe.h"
+#include "render/Recorder.h"
 
 #include <QFile>
 #include <QString>

@@ -1,8 +1,8 @@
-#include "engine/Av.h"
-#include "engine/MovieProbe.h"
-#include "engine/Recorder.h"
+#include "render/Av.h"
+#include "render/MovieProbe.h"
+#include "render/Recorder.h"
 #include "app/Clock.h"
-#include "engine/TakeFiles.h"
+#include "render/TakeFiles.h"
 #include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#include "engine/VideoEncoder.h"
+#include "render/VideoEncoder.h"
 
 #include "app/Log.h"
-#include "engine/Yuv709.h"
+#include "render/Yuv709.h"
 
 extern "C" {
 #include <libavutil/opt.h>

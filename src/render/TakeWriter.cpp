@@ -1,4 +1,4 @@
-#include "engine/TakeWriter.h"
+#include "render/TakeWriter.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -1,6 +1,6 @@
-#include "engine/AudioFlattener.h"
-#include "engine/MovieProbe.h"
-#include "engine/Recorder.h"
+#include "render/AudioFlattener.h"
+#include "render/MovieProbe.h"
+#include "render/Recorder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "engine/AudioEncoder.h"
-#include "engine/VideoEncoder.h"
+#include "render/AudioEncoder.h"
+#include "render/VideoEncoder.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "engine/Av.h"
+#include "render/Av.h"
 
 #include "app/Log.h"
 

@@ -1,4 +1,4 @@
-#include "engine/AudioEncoder.h"
+#include "render/AudioEncoder.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "capture/AudioBuffer.h"
-#include "engine/Av.h"
+#include "render/Av.h"
 
 #include <cstdint>
 #include <functional>

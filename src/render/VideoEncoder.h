@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/Av.h"
+#include "render/Av.h"
 #include "render/FrameBuffer.h"
 
 #include <functional>

@@ -1,8 +1,8 @@
-#include "engine/TakeFiles.h"
+#include "render/TakeFiles.h"
 
 #include "app/Log.h"
-#include "engine/AudioEncoder.h"
-#include "engine/Av.h"
+#include "render/AudioEncoder.h"
+#include "render/Av.h"
 
 #include <QDir>
 #include <QFile>

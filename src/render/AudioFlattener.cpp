@@ -1,7 +1,7 @@
-#include "engine/AudioFlattener.h"
+#include "render/AudioFlattener.h"
 
-#include "engine/AudioMix.h"
-#include "engine/Av.h"
+#include "render/AudioMix.h"
+#include "render/Av.h"
 
 #include <QDir>
 #include <QFile>

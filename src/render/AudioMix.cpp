@@ -1,4 +1,4 @@
-#include "engine/AudioMix.h"
+#include "render/AudioMix.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -1,4 +1,4 @@
-#include "engine/Yuv709.h"
+#include "render/Yuv709.h"
 
 #include <algorithm>
 

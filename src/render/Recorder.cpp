@@ -1,9 +1,9 @@
-#include "engine/Recorder.h"
+#include "render/Recorder.h"
 
 #include "app/Log.h"
-#include "engine/TakeFiles.h"
-#include "engine/TakeWriter.h"
-#include "engine/VideoEncoder.h"
+#include "render/TakeFiles.h"
+#include "render/TakeWriter.h"
+#include "render/VideoEncoder.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/Av.h"
+#include "render/Av.h"
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
-#include "engine/MovieProbe.h"
+#include "render/MovieProbe.h"
 
-#include "engine/Av.h"
+#include "render/Av.h"
 
 #include <QFile>
 
