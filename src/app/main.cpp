@@ -1,5 +1,7 @@
 #include "app/Icons.h"
+#include "app/RecordCommand.h"
 #include "app/Studio.h"
+#include "render/Av.h"
 #include "render/CompositorBenchmark.h"
 #include "render/RenderSamples.h"
 
@@ -13,8 +15,10 @@
 #include <cstring>
 
 int main(int argc, char** argv) {
+  vorn::av::quietLogs();
   if (std::getenv("VORN_BENCH")) return vorn::runCompositorBenchmark(argc, argv);
   if (argc > 1 && std::strcmp(argv[1], "render-samples") == 0) return vorn::runRenderSamples(argc, argv);
+  if (argc > 1 && std::strcmp(argv[1], "record") == 0) return vorn::runRecordCommand(argc, argv);
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Vorn"));
   QApplication::setOrganizationName(QStringLiteral("Vorn"));

@@ -37,6 +37,11 @@ Recorder::Recorder(const QString& path, int fps, bool hasMic, bool hasSystem)
       hasSystem_(hasSystem),
       fps_(fps),
       pool_(std::make_shared<FramePool>(VideoEncoder::width, VideoEncoder::height, 4)) {
+  const QFileInfo folder(QFileInfo(path_).absolutePath());
+  if (!folder.isDir())
+    throw std::runtime_error("The folder " + local(folder.filePath()) + " doesn't exist.");
+  if (!folder.isWritable())
+    throw std::runtime_error("The folder " + local(folder.filePath()) + " isn't writable.");
   if (QFileInfo::exists(path_))
     throw std::runtime_error("A file already exists at " + local(path_) + ".");
   if (QFileInfo::exists(fragment_))

@@ -81,8 +81,10 @@ void RenderLoop::tick() {
   ++rendered_;
 
   if (target && buffer->width() == 1080) {
-    target->appendVideo(buffer, mediaTime());
+    const double at = mediaTime();
+    target->appendVideo(buffer, at);
     ++appended_;
+    appendedSpan_ = {appendedSpan_ ? appendedSpan_->first : at, at};
   }
   showPreview(buffer);
 }

@@ -56,6 +56,8 @@ class RenderLoop {
   // Counters for diagnostics and tests (any thread).
   long renderedFrames() const { return rendered_.load(); }
   long appendedFrames() const { return appended_.load(); }
+  // Media times of the first and the last frame handed to a recorder; read after stop().
+  std::optional<std::pair<double, double>> appendedSpan() const { return appendedSpan_; }
 
  private:
   // What a preview frame shows; an equal one need not be drawn again.
@@ -85,6 +87,7 @@ class RenderLoop {
   CameraMotion cameraMotion_;
   CropMotion cropMotion_;
   std::optional<Signature> lastSignature_;
+  std::optional<std::pair<double, double>> appendedSpan_;
 
   Locked<bool> previewPending_{false};
   std::atomic<long> rendered_{0};

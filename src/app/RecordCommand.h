@@ -1,0 +1,9 @@
+#pragma once
+
+namespace vorn {
+
+// `vorn record …`: records one take without the studio's windows and prints its path, its
+// duration and the count of dropped frames. Returns the process's exit code.
+int runRecordCommand(int argc, char** argv);
+
+}  // namespace vorn
