@@ -7,19 +7,9 @@
 #include <thread>
 
 #include "render/FrameBuffer.h"
+#include "support/Eventually.h"
 
 namespace vorn::test {
-
-// Waits for something another thread does; false when it hasn't happened by the deadline
-// (which is generous: it only keeps a broken test from hanging).
-inline bool eventually(const std::function<bool()>& happened, double seconds = 20) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  while (!happened()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
 
 // The picture drawn into a new frame buffer of the given size (its own size when 0).
 inline FrameRef frameFromImage(const QImage& image, int width = 0, int height = 0) {

@@ -1,3 +1,4 @@
+#include "support/Eventually.h"
 #include "capture/GrabLoop.h"
 #include "capture/Locked.h"
 
@@ -11,14 +12,7 @@
 namespace vorn {
 namespace {
 
-bool eventually(const std::function<bool()>& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
+using test::eventually;
 
 // Delivers a frame only when asked to (a change), fails 13-pixel-wide areas, and holds back
 // frames or loses the display on request.

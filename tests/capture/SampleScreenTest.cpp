@@ -1,3 +1,4 @@
+#include "support/Eventually.h"
 #include "capture/SampleScreenBackend.h"
 #include "capture/ScreenSource.h"
 #include "support/ChildProcess.h"
@@ -15,14 +16,7 @@
 namespace vorn {
 namespace {
 
-bool eventually(const std::function<bool()>& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
-}
+using test::eventually;
 
 QRgb pixel(const FrameBuffer& frame, int x, int y) {
   return reinterpret_cast<const QRgb*>(frame.row(y))[x];

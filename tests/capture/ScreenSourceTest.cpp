@@ -1,3 +1,4 @@
+#include "support/Eventually.h"
 #include "capture/ScreenSource.h"
 
 #include <gtest/gtest.h>
@@ -70,14 +71,7 @@ class ScriptedBackend : public ScreenBackend {
 };
 
 // Waits for work handed to another thread; the limit only keeps a broken build from hanging.
-bool eventually(const std::function<bool()>& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
+using test::eventually;
 
 class ScreenSourceTest : public testing::Test {
  protected:

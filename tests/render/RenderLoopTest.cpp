@@ -1,3 +1,4 @@
+#include "support/Eventually.h"
 #include "app/Clock.h"
 #include "capture/CameraSource.h"
 #include "capture/SampleCamera.h"
@@ -18,14 +19,7 @@
 namespace vorn {
 namespace {
 
-bool eventually(const std::function<bool()>& happened, double seconds = 20) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (happened()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return happened();
-}
+using test::eventually;
 
 // A 1280 × 720 sample display and no camera: the loop's real parts, with no X server.
 class RenderLoopTest : public testing::Test {
