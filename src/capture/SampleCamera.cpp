@@ -1,3 +1,4 @@
+#include "render/Av.h"
 #include "capture/SampleCamera.h"
 
 #include <QImage>
@@ -26,22 +27,6 @@ namespace vorn {
 namespace {
 
 constexpr double imageFps = 30;
-
-struct FormatClose {
-  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-struct CodecFree {
-  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FrameFree {
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketFree {
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct ScaleFree {
-  void operator()(SwsContext* context) const { sws_freeContext(context); }
-};
 
 // Sleeps until the deadline or a stop request, whichever comes first; true when stopped.
 bool sleepUntil(std::stop_token stop, std::chrono::steady_clock::time_point deadline) {
@@ -170,11 +155,11 @@ class MovieCamera final : public PacedCamera {
   }
 
   // Camera thread only, after open.
-  std::unique_ptr<AVFormatContext, FormatClose> format_;
-  std::unique_ptr<AVCodecContext, CodecFree> codec_;
-  std::unique_ptr<AVFrame, FrameFree> decoded_{av_frame_alloc()};
-  std::unique_ptr<AVPacket, PacketFree> packet_{av_packet_alloc()};
-  std::unique_ptr<SwsContext, ScaleFree> scale_;
+  av::Input format_;
+  av::CodecContext codec_;
+  av::Frame decoded_{av_frame_alloc()};
+  av::Packet packet_{av_packet_alloc()};
+  av::Scale scale_;
   std::unique_ptr<FramePool> pool_;
   int stream_ = -1;
 };

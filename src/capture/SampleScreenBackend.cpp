@@ -1,3 +1,4 @@
+#include "render/Av.h"
 #include "capture/SampleScreenBackend.h"
 
 #include "app/Clock.h"
@@ -17,28 +18,6 @@ extern "C" {
 namespace vorn {
 namespace {
 
-struct FormatClose {
-  void operator()(AVFormatContext* c) const { avformat_close_input(&c); }
-};
-struct CodecFree {
-  void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
-};
-struct FrameFree {
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-};
-struct PacketFree {
-  void operator()(AVPacket* p) const { av_packet_free(&p); }
-};
-struct ScaleFree {
-  void operator()(SwsContext* s) const { sws_freeContext(s); }
-};
-
-std::string averror(int code) {
-  char text[AV_ERROR_MAX_STRING_SIZE] = {};
-  av_strerror(code, text, sizeof text);
-  return text;
-}
-
 }  // namespace
 
 // Decodes the sample file picture by picture into BGRA, starting over at its end.
@@ -47,17 +26,17 @@ class SampleDecoder {
   explicit SampleDecoder(const std::string& path) {
     AVFormatContext* format = nullptr;
     int status = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
-    if (status < 0) throw std::runtime_error("Cannot open " + path + ": " + averror(status) + ".");
+    if (status < 0) throw std::runtime_error("Cannot open " + path + ": " + av::errorText(status) + ".");
     format_.reset(format);
     if ((status = avformat_find_stream_info(format, nullptr)) < 0)
-      throw std::runtime_error("Cannot read " + path + ": " + averror(status) + ".");
+      throw std::runtime_error("Cannot read " + path + ": " + av::errorText(status) + ".");
     const AVCodec* codec = nullptr;
     stream_ = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
     if (stream_ < 0 || !codec) throw std::runtime_error(path + " holds no picture.");
     codec_.reset(avcodec_alloc_context3(codec));
     avcodec_parameters_to_context(codec_.get(), format->streams[stream_]->codecpar);
     if ((status = avcodec_open2(codec_.get(), codec, nullptr)) < 0)
-      throw std::runtime_error("Cannot decode " + path + ": " + averror(status) + ".");
+      throw std::runtime_error("Cannot decode " + path + ": " + av::errorText(status) + ".");
     timeBase_ = av_q2d(format->streams[stream_]->time_base);
     if (!decodeNext()) throw std::runtime_error(path + " holds no picture.");
   }
@@ -119,11 +98,11 @@ class SampleDecoder {
     }
   }
 
-  std::unique_ptr<AVFormatContext, FormatClose> format_;
-  std::unique_ptr<AVCodecContext, CodecFree> codec_;
-  std::unique_ptr<AVFrame, FrameFree> frame_{av_frame_alloc()};
-  std::unique_ptr<AVPacket, PacketFree> packet_{av_packet_alloc()};
-  std::unique_ptr<SwsContext, ScaleFree> scale_;
+  av::Input format_;
+  av::CodecContext codec_;
+  av::Frame frame_{av_frame_alloc()};
+  av::Packet packet_{av_packet_alloc()};
+  av::Scale scale_;
   int stream_ = -1;
   double timeBase_ = 0;
   double frameSeconds_ = 1.0 / 30;

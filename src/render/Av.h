@@ -4,6 +4,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/avutil.h>
+#include <libswscale/swscale.h>
 }
 
 #include <memory>
@@ -22,6 +23,9 @@ struct FrameFree {
 struct PacketFree {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
+struct ScaleFree {
+  void operator()(SwsContext* context) const { sws_freeContext(context); }
+};
 // An input format context (opened with avformat_open_input).
 struct InputFree {
   void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
@@ -39,6 +43,7 @@ using Frame = std::unique_ptr<AVFrame, FrameFree>;
 using Packet = std::unique_ptr<AVPacket, PacketFree>;
 using Input = std::unique_ptr<AVFormatContext, InputFree>;
 using Output = std::unique_ptr<AVFormatContext, OutputFree>;
+using Scale = std::unique_ptr<SwsContext, ScaleFree>;
 
 inline Frame makeFrame() {
   Frame frame(av_frame_alloc());
