@@ -107,22 +107,15 @@ PulseLock::PulseLock(pa_threaded_mainloop* mainloop) : mainloop_(mainloop) {
 PulseLock::~PulseLock() { pa_threaded_mainloop_unlock(mainloop_); }
 
 PulseContext& PulseContext::shared() {
-  static PulseContext context;
-  return context;
+  // Never destroyed: threads still winding down at exit may use it, and the server drops
+  // the connection of an ended process anyway.
+  static PulseContext* context = new PulseContext();
+  return *context;
 }
 
 PulseContext::PulseContext() : mainloop_(pa_threaded_mainloop_new()) {
   pa_threaded_mainloop_set_name(mainloop_, "vorn.pulseloop");
   if (pa_threaded_mainloop_start(mainloop_) < 0) logError("PulseAudio mainloop didn't start.");
-}
-
-PulseContext::~PulseContext() {
-  {
-    PulseLock lock(mainloop_);
-    dropContextLocked();
-  }
-  pa_threaded_mainloop_stop(mainloop_);
-  pa_threaded_mainloop_free(mainloop_);
 }
 
 bool PulseContext::connected() {

@@ -83,7 +83,7 @@ class PulseContext {
 
  private:
   PulseContext();
-  ~PulseContext();
+  ~PulseContext() = delete;  // lives for the whole process
   bool connectLocked();
   void dropContextLocked();
   void subscribeLocked();
