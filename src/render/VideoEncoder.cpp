@@ -10,6 +10,7 @@ extern "C" {
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
@@ -23,7 +24,27 @@ namespace {
 constexpr std::array<const char*, 3> presets = {"veryfast", "superfast", "ultrafast"};
 std::atomic<int> presetStep{0};  // how many steps faster than the default the next take starts
 
+constexpr std::array<const char*, 10> knownPresets = {
+    "ultrafast", "superfast", "veryfast", "faster", "fast",
+    "medium",    "slow",      "slower",   "veryslow", "placebo"};
+
+// VORN_X264_PRESET forces one preset for every take (to compare encoders at equal settings);
+// read once, null when unset or unknown.
+const char* forcedPreset() {
+  static const char* const forced = [] () -> const char* {
+    const char* value = std::getenv("VORN_X264_PRESET");
+    if (!value || !*value) return nullptr;
+    for (const char* known : knownPresets)
+      if (std::strcmp(value, known) == 0) return known;
+    logError(std::string("VORN_X264_PRESET \"") + value +
+             "\" is not a libx264 preset: Vorn picks the preset itself.");
+    return nullptr;
+  }();
+  return forced;
+}
+
 const char* presetFor(int fps) {
+  if (const char* forced = forcedPreset()) return forced;
   const int base = fps >= 60 ? 2 : 1;
   return presets[std::min<int>(base + presetStep.load(), int(presets.size()) - 1)];
 }
