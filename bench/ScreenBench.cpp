@@ -103,7 +103,7 @@ class Display {
 class CountingBackend : public X11ScreenBackend {
  public:
   void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) override {
+             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override {
     auto deliver = std::move(sinks.onFrame);
     sinks.onFrame = [this, deliver](FrameRef frame) {
       frames.fetch_add(1);

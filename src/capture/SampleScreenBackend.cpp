@@ -175,7 +175,7 @@ std::vector<DisplayInfo> SampleScreenBackend::displays() {
 }
 
 void SampleScreenBackend::start(const DisplayInfo&, const ScreenConfig& config,
-                                std::shared_ptr<const OwnWindows>, ScreenSinks sinks) {
+                                std::shared_ptr<OwnWindows>, ScreenSinks sinks) {
   stop();
   grabber_ = std::make_unique<SampleGrabber>(path_);
   loop_ = std::make_unique<GrabLoop>(*grabber_, config, std::move(sinks));

@@ -21,7 +21,7 @@ class SampleScreenBackend : public ScreenBackend {
   // One display, "Sample", the size of the file's picture; none when the file cannot be read.
   std::vector<DisplayInfo> displays() override;
   void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) override;
+             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override;
   void stop() override;
   void update(const ScreenConfig& config, Completion done) override;
 

@@ -62,7 +62,7 @@ class ScreenBackend {
   // Starts capturing `display` with `config`. Pixels of the rectangles in `ownWindows` are
   // left out of every frame. Throws std::runtime_error with one sentence on failure.
   virtual void start(const DisplayInfo& display, const ScreenConfig& config,
-                     std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) = 0;
+                     std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) = 0;
   // Stops capturing; no callback runs once this returns. Updates still in flight complete
   // with an error.
   virtual void stop() = 0;

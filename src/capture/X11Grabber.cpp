@@ -73,7 +73,7 @@ constexpr uint16_t clickButtons =
 
 }  // namespace
 
-X11Grabber::X11Grabber(const DisplayInfo& display, std::shared_ptr<const OwnWindows> ownWindows)
+X11Grabber::X11Grabber(const DisplayInfo& display, std::shared_ptr<OwnWindows> ownWindows)
     : session_(X11Session::open()),
       display_(pixelsOf(display.rect, display.scale)),
       scale_(display.scale),

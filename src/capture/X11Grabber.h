@@ -21,7 +21,7 @@ class X11Grabber : public Grabber {
  public:
   // Opens its own connection; throws std::runtime_error with one sentence when the server
   // cannot be reached or shares no memory.
-  X11Grabber(const DisplayInfo& display, std::shared_ptr<const OwnWindows> ownWindows);
+  X11Grabber(const DisplayInfo& display, std::shared_ptr<OwnWindows> ownWindows);
   ~X11Grabber() override;
 
   Result grab(const ScreenConfig& config, bool changed) override;
@@ -43,7 +43,7 @@ class X11Grabber : public Grabber {
   X11Session session_;
   const QRect display_;  // the display in root-window pixels
   const double scale_;   // pixels per point
-  const std::shared_ptr<const OwnWindows> ownWindows_;
+  const std::shared_ptr<OwnWindows> ownWindows_;
 
   // Two segments in turn: the previous grab still holds the last clean pixels of the area,
   // which stand in for Vorn's own windows in the next one.

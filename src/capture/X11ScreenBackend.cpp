@@ -74,7 +74,7 @@ std::vector<DisplayInfo> X11ScreenBackend::displays() {
 }
 
 void X11ScreenBackend::start(const DisplayInfo& display, const ScreenConfig& config,
-                             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) {
+                             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) {
   stop();
   grabber_ = std::make_unique<X11Grabber>(display, std::move(ownWindows));
   loop_ = std::make_unique<GrabLoop>(*grabber_, config, std::move(sinks));

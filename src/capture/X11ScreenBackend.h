@@ -19,7 +19,7 @@ class X11ScreenBackend : public ScreenBackend {
 
   std::vector<DisplayInfo> displays() override;
   void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<const OwnWindows> ownWindows, ScreenSinks sinks) override;
+             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override;
   void stop() override;
   void update(const ScreenConfig& config, Completion done) override;
 

@@ -32,7 +32,12 @@ RenderLoop::~RenderLoop() { stop(); }
 
 void RenderLoop::start() {
   if (timer_) return;
-  timer_ = std::make_unique<RenderTimer>("vorn.render", [this] { tick(); });
+  timer_ = std::make_unique<RenderTimer>("vorn.render", [this](long long skipped) {
+    // Skipped deadlines still count as ticks of the 60 Hz clock, so a 30 fps take keeps to
+    // its grid after a stall instead of slipping half a frame.
+    frame_ += long(skipped);
+    tick();
+  });
 }
 
 void RenderLoop::stop() {

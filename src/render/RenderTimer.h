@@ -9,12 +9,13 @@
 namespace vorn {
 
 // A dedicated thread that calls `tick` on a steady 60 Hz grid: it sleeps until the next
-// deadline, and deadlines missed while a tick ran long are skipped, never queued.
+// deadline, and deadlines missed while a tick ran long are skipped, never queued. Each call
+// is told how many deadlines were skipped just before it.
 class RenderTimer {
  public:
   static constexpr long long periodNanoseconds = 16'666'667;
 
-  RenderTimer(std::string threadName, std::function<void()> tick);
+  RenderTimer(std::string threadName, std::function<void(long long skipped)> tick);
   RenderTimer(const RenderTimer&) = delete;
   RenderTimer& operator=(const RenderTimer&) = delete;
   // Stops the thread; a running tick finishes first.
@@ -26,7 +27,7 @@ class RenderTimer {
   void run(std::stop_token stop);
 
   const std::string name_;
-  const std::function<void()> tick_;
+  const std::function<void(long long)> tick_;
   std::atomic<long long> skipped_{0};
   std::mutex mutex_;
   std::condition_variable_any wake_;

@@ -48,7 +48,7 @@ class ScriptedBackend : public ScreenBackend {
     return script_->displays;
   }
   void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<const OwnWindows>, ScreenSinks sinks) override {
+             std::shared_ptr<OwnWindows>, ScreenSinks sinks) override {
     std::lock_guard guard(script_->mutex);
     script_->started = display;
     script_->startConfig = config;
@@ -228,19 +228,6 @@ TEST_F(ScreenSourceTest, AChangeCompletedAfterARestartIsNotInForce) {
   const ScreenConfig next = ask({0, 0, 800, 600});
   EXPECT_EQ(next.width, 800);
   EXPECT_EQ(source.requested.get(), (CaptureRequest{Rect{0, 0, 1920, 1080}, false}));
-}
-
-TEST(OwnWindowsRegistry, AddsUpdatesAndRemovesRectangles) {
-  OwnWindows own;
-  const auto empty = own.rects();
-  const int a = own.add({0, 0, 10, 10});
-  const int b = own.add({20, 20, 5, 5});
-  EXPECT_NE(own.rects(), empty);
-  own.update(a, {1, 1, 10, 10});
-  EXPECT_EQ(*own.rects(), (std::vector<Rect>{{1, 1, 10, 10}, {20, 20, 5, 5}}));
-  own.remove(b);
-  EXPECT_EQ(*own.rects(), (std::vector<Rect>{{1, 1, 10, 10}}));
-  EXPECT_TRUE(empty->empty());
 }
 
 TEST(ScreenSourceStart, AVanishedDisplayCapturesTheFirstOne) {

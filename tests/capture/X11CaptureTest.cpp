@@ -171,6 +171,11 @@ TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrame) {
   Swatch backdrop({100, 100, 600, 400}, green);
   backdrop.showNow();
   startOn({100, 100, 600, 400});
+  // The own window's place keeps what the grab saw there last: wait until that is the backdrop.
+  ASSERT_TRUE(eventually([&] {
+    backdrop.repaint();
+    return sameColour(pixel(*source.latest.get(), 250, 175), green);
+  }));
   const QRect ownPlace(250, 200, 200, 150);
   Swatch own(ownPlace, magenta);
   const int id = source.ownWindows().add(Rect{250, 200, 200, 150});

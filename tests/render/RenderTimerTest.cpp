@@ -14,7 +14,7 @@ TEST(RenderTimer, ticksOnItsOwnThreadAndStopsPromptly) {
   std::thread::id tickThread;
   const auto created = std::chrono::steady_clock::now();
   {
-    RenderTimer timer("vorn.render", [&] {
+    RenderTimer timer("vorn.render", [&](long long) {
       tickThread = std::this_thread::get_id();
       ++ticks;
     });
@@ -30,11 +30,14 @@ TEST(RenderTimer, ticksOnItsOwnThreadAndStopsPromptly) {
 
 TEST(RenderTimer, longTicksSkipDeadlinesInsteadOfQueueing) {
   std::atomic<int> ticks{0};
-  RenderTimer timer("vorn.render", [&] {
+  std::atomic<long long> toldSkipped{0};
+  RenderTimer timer("vorn.render", [&](long long skipped) {
+    toldSkipped += skipped;
     if (++ticks == 1) std::this_thread::sleep_for(std::chrono::milliseconds(60));
   });
   while (ticks < 2) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   EXPECT_GE(timer.skippedDeadlines(), 3);
+  EXPECT_GE(toldSkipped.load(), 3) << "the tick after a long one hears of the skipped deadlines";
 }
 
 }  // namespace
