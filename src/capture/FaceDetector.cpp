@@ -33,6 +33,9 @@ std::string FaceDetector::defaultCascade() {
 }
 
 FaceDetector::FaceDetector(const std::string& cascadeFile) : state_(std::make_unique<State>()) {
+  // One detection at a time, on "vorn.vision" alone: OpenCV's worker pool would spin on the
+  // core the encoder needs.
+  cv::setNumThreads(1);
   bool loaded = false;
   try {
     loaded = state_->cascade.load(cascadeFile);
