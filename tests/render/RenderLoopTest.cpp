@@ -164,7 +164,7 @@ TEST_F(RenderLoopTest, theTimerTicksOnItsOwnAndStopRestartsFromHome) {
   EXPECT_EQ(loop->live.get(), (Rect{400, 0, 405, 720}));
 }
 
-TEST_F(RenderLoopTest, theSampleCameraReachesTheBubbleAndFacesSteerTheCrop) {
+TEST_F(RenderLoopTest, theSampleCameraReachesTheBubble) {
   camera.configure(SampleCamera::info(), std::nullopt);
   camera.sync();
   ASSERT_TRUE(eventually([&] { return camera.latest.get() != nullptr; }));
