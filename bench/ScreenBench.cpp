@@ -8,6 +8,7 @@
 
 #include "capture/ScreenSource.h"
 #include "capture/X11ScreenBackend.h"
+#include "support/TestServices.h"
 
 #include <benchmark/benchmark.h>
 #include <libyuv/scale_argb.h>
@@ -18,75 +19,27 @@ extern "C" {
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
-#include <fcntl.h>
 #include <cstdlib>
 #include <ctime>
-#include <poll.h>
-#include <spawn.h>
 #include <stdexcept>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
-
-extern char** environ;
 
 namespace vorn {
 namespace {
 
 constexpr double measureSeconds = 5.0;
 
-// A program started for the bench and ended with it.
-class Child {
- public:
-  explicit Child(std::vector<std::string> argv) {
-    std::vector<char*> args;
-    for (std::string& arg : argv) args.push_back(arg.data());
-    args.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    if (posix_spawnp(&pid_, args[0], &actions, nullptr, args.data(), environ) != 0)
-      throw std::runtime_error("cannot start " + argv[0]);
-    posix_spawn_file_actions_destroy(&actions);
-  }
-  ~Child() {
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
- private:
-  pid_t pid_ = -1;
-};
-
 // A private Xvfb of the given size; DISPLAY points at it while it lives.
 class Display {
  public:
-  Display(int width, int height) {
-    int fds[2];
-    if (pipe(fds) != 0) throw std::runtime_error("no pipe");
-    server_ = std::make_unique<Child>(std::vector<std::string>{
-        "Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
-        std::to_string(width) + "x" + std::to_string(height) + "x24", "-nolisten", "tcp", "-ac"});
-    close(fds[1]);
-    std::string number;
-    pollfd p{fds[0], POLLIN, 0};
-    char c;
-    while (poll(&p, 1, 10000) > 0 && read(fds[0], &c, 1) == 1 && c != '\n') number.push_back(c);
-    close(fds[0]);
-    if (number.empty()) throw std::runtime_error("Xvfb did not start");
-    setenv("DISPLAY", (":" + number).c_str(), 1);
-  }
+  Display(int width, int height) : server_(width, height) {}
 
   // Plays a moving test picture of the given size at (0, 0), 60 pictures a second.
   void play(int width, int height) {
     setenv("SDL_AUDIODRIVER", "dummy", 1);
-    player_ = std::make_unique<Child>(std::vector<std::string>{
+    player_ = std::make_unique<test::ChildProcess>(std::vector<std::string>{
         "ffplay", "-loglevel", "error", "-an", "-noborder", "-left", "0", "-top", "0", "-f",
         "lavfi", "-i",
         "testsrc2=size=" + std::to_string(width) + "x" + std::to_string(height) + ":rate=60"});
@@ -95,8 +48,8 @@ class Display {
   void stopPlaying() { player_.reset(); }
 
  private:
-  std::unique_ptr<Child> server_;
-  std::unique_ptr<Child> player_;
+  test::XServer server_;
+  std::unique_ptr<test::ChildProcess> player_;
 };
 
 // The X11 backend with every delivered frame counted.

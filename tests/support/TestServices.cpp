@@ -46,13 +46,13 @@ TempHome::~TempHome() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-XServer::XServer() {
+XServer::XServer(int width, int height) {
   int fds[2];
   if (pipe(fds) != 0) throw std::runtime_error("cannot make a pipe for Xvfb");
   // Xvfb picks a free display number itself and writes it to the descriptor.
   process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
-      "Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", "1920x1080x24", "-nolisten",
-      "tcp", "-ac"});
+      "Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
+      std::to_string(width) + "x" + std::to_string(height) + "x24", "-nolisten", "tcp", "-ac"});
   close(fds[1]);
   std::string number;
   pollfd p{fds[0], POLLIN, 0};

@@ -19,10 +19,10 @@ class TempHome {
   std::string path_;
 };
 
-// A private Xvfb display (1920 × 1080 × 24); DISPLAY points at it while it lives.
+// A private Xvfb display (24-bit colour); DISPLAY points at it while it lives.
 class XServer {
  public:
-  XServer();
+  explicit XServer(int width = 1920, int height = 1080);
   const std::string& display() const { return display_; }
 
  private:
