@@ -112,7 +112,10 @@ void CameraSource::openMic(const DeviceInfo& mic) {
 
 void CameraSource::clearPicture() {
   // A detection still running on the last frame would bring the face back: let it end.
-  visionQueue_.sync([] {});
+  // The next camera's face is nowhere near the old one.
+  visionQueue_.sync([this] {
+    if (detector_) detector_->forget();
+  });
   latest.set(nullptr);
   face.set(std::nullopt);
 }

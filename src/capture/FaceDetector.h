@@ -10,10 +10,15 @@
 namespace vorn {
 
 // Finds faces in camera pictures with an OpenCV cascade, on a copy scaled down to
-// detectionWidth pixels. Not thread-safe: one detection at a time (the "vorn.vision" queue).
+// detectionWidth pixels. Once a face is found, the next detections look only near it and at
+// sizes close to it, and every fullSearchEvery-th detection searches the whole picture again
+// for faces at least about as large, so that a larger face elsewhere is still picked up. A
+// face lost brings back the full search at every size. Not thread-safe: one detection at a time
+// (the "vorn.vision" queue).
 class FaceDetector {
  public:
   static constexpr int detectionWidth = 320;
+  static constexpr int fullSearchEvery = 6;
 
   // The frontal-face cascade ("alt2") that Debian's opencv-data ships: of the three
   // frontal cascades measured it found the most faces with no false ones.
@@ -30,6 +35,9 @@ class FaceDetector {
   // The face with the largest area as a unit rectangle with its origin at the bottom left;
   // nothing when there is no face.
   std::optional<Rect> largestFace(const FrameBuffer& frame);
+
+  // The next detection searches the whole picture (a new camera, or a measurement).
+  void forget();
 
  private:
   struct State;

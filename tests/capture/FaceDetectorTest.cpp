@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QLineF>
 #include <QPainter>
 
 #include "capture/CaptureTestSupport.h"
@@ -14,6 +15,40 @@ QImage sampleFace() {
   const QImage image(SampleCamera::builtInPath);
   EXPECT_FALSE(image.isNull()) << "the sample face is built into the program";
   return image;
+}
+
+// The face box in the 512 × 512 sample, in its pixels.
+const QRectF faceInSample(176, 65, 96, 97);
+
+struct DrawnFace {
+  QPointF centre;  // in pixels of a 1920 × 1080 picture
+  double width;    // of the face, in pixels
+};
+
+// The sample drawn so that its face has the given centre and width.
+void drawFace(QPainter& painter, const QImage& sample, DrawnFace face) {
+  const double scale = face.width / faceInSample.width();
+  painter.drawImage(QRectF(face.centre.x() - faceInSample.center().x() * scale,
+                           face.centre.y() - faceInSample.center().y() * scale, 512 * scale,
+                           512 * scale),
+                    sample);
+}
+
+FrameRef cameraPicture(const std::vector<DrawnFace>& faces) {
+  static const QImage sample = sampleFace();
+  QImage picture(1920, 1080, QImage::Format_ARGB32_Premultiplied);
+  picture.fill(QColor(90, 80, 70));
+  QPainter painter(&picture);
+  for (const DrawnFace& face : faces) drawFace(painter, sample, face);
+  painter.end();
+  return test::frameFromImage(picture);
+}
+
+// Whether the found face's centre lies within a third of a face width of the drawn centre.
+bool finds(const std::optional<Rect>& found, DrawnFace face) {
+  if (!found) return false;
+  const QPointF centre(found->midX() * 1920, (1 - found->midY()) * 1080);
+  return QLineF(centre, face.centre).length() < face.width / 3;
 }
 
 }  // namespace
@@ -58,4 +93,37 @@ TEST(FaceDetector, AMissingCascadeFindsNothingAndNeverThrows) {
   FaceDetector detector("/nonexistent/cascade.xml");
   EXPECT_FALSE(detector.ready());
   EXPECT_FALSE(detector.largestFace(*test::frameFromImage(sampleFace())).has_value());
+}
+
+TEST(FaceDetector, FollowsAFaceThatMovesAppearsElsewhereAndComesBack) {
+  FaceDetector detector;
+  DrawnFace face{{500, 420}, 240};
+  // Small steps: each detection after the first looks only near the last face.
+  for (int step = 0; step < 12; ++step) {
+    face.centre += QPointF(0.3 * face.width, step % 2 ? 10 : -10);
+    face.width *= step < 6 ? 1.08 : 0.93;
+    EXPECT_TRUE(finds(detector.largestFace(*cameraPicture({face})), face)) << "step " << step;
+  }
+  // A jump across the picture is found in the same detection.
+  face.centre = {400, 600};
+  EXPECT_TRUE(finds(detector.largestFace(*cameraPicture({face})), face));
+  // Gone, then back somewhere else.
+  EXPECT_FALSE(detector.largestFace(*cameraPicture({})).has_value());
+  face.centre = {1500, 500};
+  EXPECT_TRUE(finds(detector.largestFace(*cameraPicture({face})), face));
+}
+
+TEST(FaceDetector, ALargerFaceElsewhereTakesOverWithinAFullSearch) {
+  FaceDetector detector;
+  const DrawnFace small{{500, 420}, 200}, large{{1400, 500}, 300};
+  ASSERT_TRUE(finds(detector.largestFace(*cameraPicture({small})), small));
+  const FrameRef both = cameraPicture({small, large});
+  int detections = 0;
+  while (++detections <= FaceDetector::fullSearchEvery &&
+         !finds(detector.largestFace(*both), large)) {
+  }
+  EXPECT_LE(detections, FaceDetector::fullSearchEvery);
+  // And it is kept from then on.
+  for (int i = 0; i < 2 * FaceDetector::fullSearchEvery; ++i)
+    EXPECT_TRUE(finds(detector.largestFace(*both), large)) << "detection " << i;
 }
