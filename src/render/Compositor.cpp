@@ -188,9 +188,19 @@ void Compositor::drawRow(int y, int width, std::uint8_t* row, bool withBackdrop)
 
   for (int i = 0; i < cardCount_; ++i) {
     const Card& card = cards_[i];
-    if (card.shadow) card.shadow->darken(y, row, width, solidSpan(card, y));
+    if (card.shadow) card.shadow->darken(y, row, width, shadowCover(i, y));
     drawCard(card, y, row);
   }
+}
+
+// The columns of row y where card `index`'s shadow needn't be drawn: its own solid span, or in
+// rows it doesn't reach, that of a card drawn over it (split's panes shade each other's rows).
+ColumnSpan Compositor::shadowCover(int index, int y) const {
+  for (int i = index; i < cardCount_; ++i) {
+    const ColumnSpan span = solidSpan(cards_[i], y);
+    if (!span.isEmpty()) return span;
+  }
+  return {};
 }
 
 void Compositor::drawBackground(int x0, int x1, std::uint8_t* row, bool withBackdrop) {

@@ -80,6 +80,7 @@ class Compositor {
                    Scaler& scaler, Card& card);
   void resolveShapes();
   static ColumnSpan solidSpan(const Card& card, int y);
+  ColumnSpan shadowCover(int index, int y) const;
   void drawRow(int y, int width, std::uint8_t* row, bool withBackdrop);
   void drawBackground(int x0, int x1, std::uint8_t* row, bool withBackdrop);
   void drawCard(const Card& card, int y, std::uint8_t* row);

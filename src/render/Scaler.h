@@ -23,8 +23,9 @@ class Scaler {
   enum class Reduction {
     box,     // every source pixel counts: for anything that shows detail (cards)
     sparse,  // one 2 × 2 box per output pixel, in a single pass that reads a fraction of the
-             // rows: for pictures without pixel-fine detail (camera pictures, soft from their
-             // lens) or blurred heavily afterwards (the backdrop)
+             // rows, and no reduction at all above a quarter: for pictures without pixel-fine
+             // detail (camera pictures, soft from their lens) or blurred heavily afterwards
+             // (the backdrop)
   };
 
   explicit Scaler(Reduction reduction = Reduction::box) : reduction_(reduction) {}
