@@ -38,7 +38,13 @@ struct OutputFree {
   }
 };
 
+// A reference to a reference-counted FFmpeg buffer (device and frame pool contexts).
+struct BufferFree {
+  void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
+};
+
 using CodecContext = std::unique_ptr<AVCodecContext, CodecContextFree>;
+using Buffer = std::unique_ptr<AVBufferRef, BufferFree>;
 using Frame = std::unique_ptr<AVFrame, FrameFree>;
 using Packet = std::unique_ptr<AVPacket, PacketFree>;
 using Input = std::unique_ptr<AVFormatContext, InputFree>;

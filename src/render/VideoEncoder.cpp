@@ -1,6 +1,7 @@
 #include "render/VideoEncoder.h"
 
 #include "app/Log.h"
+#include "render/HardwareFrames.h"
 #include "render/Yuv709.h"
 
 extern "C" {
@@ -84,34 +85,57 @@ av::Frame makePicture() {
   return picture;
 }
 
-// A hardware encoder that takes YUV 4:2:0 from memory, opens and encodes one frame, or null.
-// Looked for once per run. (VAAPI needs surfaces uploaded through a device context; NVENC
-// takes system-memory frames as they are.)
-const AVCodec* workingHardwareEncoder(int fps) {
+// The hardware encoders tried, in order, and the video memory each reads its pictures from.
+struct HardwareEncoder {
+  const char* name;
+  AVHWDeviceType device;  // none: takes pictures from system memory
+  AVPixelFormat surfaces;
+};
+constexpr std::array<HardwareEncoder, 2> hardwareEncoders = {{
+    {"h264_nvenc", AV_HWDEVICE_TYPE_NONE, AV_PIX_FMT_NONE},
+    {"h264_vaapi", AV_HWDEVICE_TYPE_VAAPI, AV_PIX_FMT_VAAPI},
+}};
+
+const HardwareEncoder* hardwareEncoder(const std::string& name) {
+  for (const HardwareEncoder& encoder : hardwareEncoders)
+    if (name == encoder.name) return &encoder;
+  return nullptr;
+}
+
+// FFmpeg says a lot when hardware is missing, which is the usual case: quiet while it lasts.
+class QuietFfmpeg {
+ public:
+  QuietFfmpeg() : level_(av_log_get_level()) { av_log_set_level(AV_LOG_QUIET); }
+  ~QuietFfmpeg() { av_log_set_level(level_); }
+  QuietFfmpeg(const QuietFfmpeg&) = delete;
+  QuietFfmpeg& operator=(const QuietFfmpeg&) = delete;
+
+ private:
+  int level_;
+};
+
+}  // namespace
+
+const std::string& VideoEncoder::workingHardware(int fps) {
   static std::once_flag once;
-  static const AVCodec* found = nullptr;
+  static std::string found;
   std::call_once(once, [fps] {
-    const AVCodec* codec = avcodec_find_encoder_by_name("h264_nvenc");
-    if (!codec) return;
-    av::CodecContext context = makeContext(codec, fps);
-    // A machine without the hardware is the usual case: no complaint from FFmpeg about it.
-    const int level = av_log_get_level();
-    av_log_set_level(AV_LOG_QUIET);
-    const int opened = avcodec_open2(context.get(), codec, nullptr);
-    av_log_set_level(level);
-    if (opened < 0) return;
-    av::Frame picture = makePicture();
-    picture->pts = 0;
-    av::Packet packet = av::makePacket();
-    if (avcodec_send_frame(context.get(), picture.get()) < 0) return;
-    if (avcodec_send_frame(context.get(), nullptr) < 0) return;
-    if (avcodec_receive_packet(context.get(), packet.get()) < 0) return;
-    found = codec;
+    const QuietFfmpeg quiet;
+    for (const HardwareEncoder& candidate : hardwareEncoders) {
+      try {
+        VideoEncoder trial(fps, candidate.name);
+        if (trial.encodesTestPicture()) {
+          found = candidate.name;
+          return;
+        }
+        debugLine(std::string("Vorn writer: ") + candidate.name + " encodes nothing");
+      } catch (const std::exception& error) {
+        debugLine(std::string("Vorn writer: ") + candidate.name + ": " + error.what());
+      }
+    }
   });
   return found;
 }
-
-}  // namespace
 
 void VideoEncoder::stepFaster() {
   int step = presetStep.load();
@@ -119,17 +143,48 @@ void VideoEncoder::stepFaster() {
   }
 }
 
-VideoEncoder::VideoEncoder(int fps)
-    : picture_(makePicture()), packet_(av::makePacket()) {
-  if (const AVCodec* hardware = workingHardwareEncoder(fps)) {
-    context_ = makeContext(hardware, fps);
-    if (avcodec_open2(context_.get(), hardware, nullptr) >= 0) {
-      name_ = hardware->name;
+VideoEncoder::VideoEncoder(int fps) : picture_(makePicture()), packet_(av::makePacket()) {
+  if (const std::string& hardware = workingHardware(fps); !hardware.empty()) {
+    try {
+      open(hardware, fps);
       return;
+    } catch (const std::exception& error) {
+      logError("the hardware encoder " + hardware + " failed, using libx264: " + error.what());
     }
   }
+  openSoftware(fps);
+}
+
+VideoEncoder::VideoEncoder(int fps, const std::string& encoder)
+    : picture_(makePicture()), packet_(av::makePacket()) {
+  open(encoder, fps);
+}
+
+VideoEncoder::~VideoEncoder() = default;
+
+void VideoEncoder::open(const std::string& encoder, int fps) {
+  if (encoder == "libx264") return openSoftware(fps);
+  const HardwareEncoder* hardware = hardwareEncoder(encoder);
+  const AVCodec* codec = hardware ? avcodec_find_encoder_by_name(hardware->name) : nullptr;
+  if (!codec) throw std::runtime_error("This FFmpeg has no encoder " + encoder + ".");
+  context_ = makeContext(codec, fps);
+  hardware_.reset();
+  if (hardware->device != AV_HWDEVICE_TYPE_NONE) {
+    std::string error;
+    hardware_ = HardwareFrames::open(hardware->device, hardware->surfaces, width, height, error);
+    if (!hardware_) throw std::runtime_error(encoder + " can't run here: " + error + ".");
+    context_->pix_fmt = hardware_->surfaceFormat();
+    context_->hw_frames_ctx = av_buffer_ref(hardware_->pool());
+    if (!context_->hw_frames_ctx) throw std::bad_alloc();
+  }
+  av::check(avcodec_open2(context_.get(), codec, nullptr), encoder + " doesn't open");
+  name_ = encoder;
+}
+
+void VideoEncoder::openSoftware(int fps) {
   const AVCodec* codec = avcodec_find_encoder_by_name("libx264");
   if (!codec) throw std::runtime_error("The H.264 encoder libx264 is not available.");
+  hardware_.reset();
   context_ = makeContext(codec, fps);
   context_->thread_count = 2;
   const char* preset = presetFor(fps);
@@ -142,6 +197,31 @@ VideoEncoder::VideoEncoder(int fps)
   name_ = std::string("libx264 (") + preset + ")";
 }
 
+bool VideoEncoder::encodesTestPicture() {
+  if (av_frame_make_writable(picture_.get()) < 0) return false;
+  // Black in video range.
+  std::memset(picture_->data[0], 16, size_t(picture_->linesize[0]) * height);
+  std::memset(picture_->data[1], 128, size_t(picture_->linesize[1]) * (height / 2));
+  std::memset(picture_->data[2], 128, size_t(picture_->linesize[2]) * (height / 2));
+  picture_->pts = 0;
+  int packets = 0;
+  const PacketSink count = [&packets](AVPacket*) {
+    ++packets;
+    return 0;
+  };
+  return send() >= 0 && flush(count) >= 0 && packets > 0;
+}
+
+int VideoEncoder::send() {
+  AVFrame* frame = picture_.get();
+  if (hardware_) {
+    int code = 0;
+    frame = hardware_->upload(*picture_, code);
+    if (!frame) return code;
+  }
+  return avcodec_send_frame(context_.get(), frame);
+}
+
 int VideoEncoder::encode(const FrameBuffer& frame, std::int64_t ticks, const PacketSink& sink) {
   // The encoder may still hold the previous picture; this copies only in that case.
   if (int code = av_frame_make_writable(picture_.get()); code < 0) return code;
@@ -151,7 +231,7 @@ int VideoEncoder::encode(const FrameBuffer& frame, std::int64_t ticks, const Pac
                {picture_->data[0], picture_->linesize[0], picture_->data[1],
                 picture_->linesize[1], picture_->data[2], picture_->linesize[2]});
   picture_->pts = ticks;
-  if (int code = avcodec_send_frame(context_.get(), picture_.get()); code < 0) return code;
+  if (int code = send(); code < 0) return code;
   return drain(sink);
 }
 
