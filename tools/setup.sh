@@ -19,6 +19,8 @@ packages=(
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb x11-utils pulseaudio pulseaudio-utils ffmpeg
+  # video memory without a GPU (Mesa's software Vulkan), for the hardware upload tests
+  mesa-vulkan-drivers
 )
 
 missing=()
