@@ -42,7 +42,6 @@ std::unique_ptr<HardwareFrames> HardwareFrames::open(AVHWDeviceType type,
             std::to_string(height) + " NV12 surfaces: " + av::errorText(code);
     return nullptr;
   }
-  frames->surfaceFormat_ = surfaceFormat;
   frames->staging_ = av::makeFrame();
   frames->staging_->format = AV_PIX_FMT_NV12;
   frames->staging_->width = width;

@@ -19,7 +19,6 @@ class HardwareFrames {
 
   // The surface pool, for the encoder's hw_frames_ctx (take a reference of your own).
   AVBufferRef* pool() const { return pool_.get(); }
-  AVPixelFormat surfaceFormat() const { return surfaceFormat_; }
 
   // A surface holding `picture` (planar YUV 4:2:0 in memory) with its time and colour tags;
   // null with an FFmpeg error code in `code` when the upload fails. Valid until the next call.
@@ -30,7 +29,6 @@ class HardwareFrames {
 
   av::Buffer device_;
   av::Buffer pool_;
-  AVPixelFormat surfaceFormat_ = AV_PIX_FMT_NONE;
   av::Frame staging_;  // the picture as NV12, the surfaces' layout
   av::Frame surface_;
 };

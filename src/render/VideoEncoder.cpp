@@ -173,7 +173,7 @@ void VideoEncoder::open(const std::string& encoder, int fps) {
     std::string error;
     hardware_ = HardwareFrames::open(hardware->device, hardware->surfaces, width, height, error);
     if (!hardware_) throw std::runtime_error(encoder + " can't run here: " + error + ".");
-    context_->pix_fmt = hardware_->surfaceFormat();
+    context_->pix_fmt = hardware->surfaces;
     context_->hw_frames_ctx = av_buffer_ref(hardware_->pool());
     if (!context_->hw_frames_ctx) throw std::bad_alloc();
   }
