@@ -15,6 +15,7 @@
 #include "app/Clock.h"
 #include "capture/CameraDecode.h"
 #include "capture/CameraSource.h"
+#include "capture/CaptureTestSupport.h"
 #include "capture/FaceDetector.h"
 #include "capture/PulseTestSupport.h"
 #include "capture/SampleCamera.h"
@@ -31,13 +32,6 @@ QImage cameraPicture() {
   QPainter painter(&picture);
   painter.drawImage(QRect(420, 0, 1080, 1080), QImage(SampleCamera::builtInPath));
   return picture;
-}
-
-FrameRef toFrame(const QImage& image) {
-  auto frame = std::make_shared<FrameBuffer>(image.width(), image.height());
-  for (int y = 0; y < image.height(); ++y)
-    std::memcpy(frame->row(y), image.constScanLine(y), size_t(image.width()) * 4);
-  return frame;
 }
 
 // What a webcam sends: 4:2:2 JPEG at quality 85.
@@ -78,26 +72,15 @@ const char* cascades[] = {
 // the true face box. `tracked` judges the second detection of each picture, which searches
 // only near the face the first one found.
 double hitRate(FaceDetector& detector, bool tracked) {
-  const QImage sample(SampleCamera::builtInPath);
-  // The face box in the 512 × 512 sample, in its pixels.
-  const QRectF faceInSample(176, 65, 96, 97);
   int hits = 0, trials = 0;
   for (double share : {0.08, 0.12, 0.16, 0.20, 0.25})
     for (double place : {0.25, 0.5, 0.75}) {
-      const double scale = share * 1920 / faceInSample.width();
-      const QPointF faceCentre(place * 1920, 0.4 * 1080);
-      const QRectF drawn(faceCentre.x() - faceInSample.center().x() * scale,
-                         faceCentre.y() - faceInSample.center().y() * scale, 512 * scale,
-                         512 * scale);
-      QImage picture(1920, 1080, QImage::Format_ARGB32_Premultiplied);
-      picture.fill(QColor(90, 80, 70));
-      QPainter painter(&picture);
-      painter.drawImage(drawn, sample);
-      painter.end();
-      const double w = faceInSample.width() * scale, h = faceInSample.height() * scale;
-      const Rect truth{(faceCentre.x() - w / 2) / 1920, 1 - (faceCentre.y() + h / 2) / 1080,
+      const test::DrawnFace face{{place * 1920, 0.4 * 1080}, share * 1920};
+      const double w = face.width;
+      const double h = face.width * test::sampleFaceBox.height() / test::sampleFaceBox.width();
+      const Rect truth{(face.centre.x() - w / 2) / 1920, 1 - (face.centre.y() + h / 2) / 1080,
                        w / 1920, h / 1080};
-      const FrameRef frame = toFrame(picture);
+      const FrameRef frame = test::frameFromImage(test::cameraPictureWithFaces({face}));
       detector.forget();
       std::optional<Rect> found = detector.largestFace(*frame);
       if (tracked) found = detector.largestFace(*frame);
@@ -110,7 +93,7 @@ double hitRate(FaceDetector& detector, bool tracked) {
 // A full search of the whole picture, with each cascade.
 void FaceDetection1080p(benchmark::State& state) {
   FaceDetector detector(cascades[state.range(0)]);
-  const FrameRef frame = toFrame(cameraPicture());
+  const FrameRef frame = test::frameFromImage(cameraPicture());
   for (auto _ : state) {
     detector.forget();
     benchmark::DoNotOptimize(detector.largestFace(*frame));
@@ -127,7 +110,7 @@ BENCHMARK(FaceDetection1080p)
 // last face, a full search every FaceDetector::fullSearchEvery detections.
 void FaceTracking(benchmark::State& state, QImage picture) {
   FaceDetector detector;
-  const FrameRef frame = toFrame(picture);
+  const FrameRef frame = test::frameFromImage(picture);
   for (auto _ : state) benchmark::DoNotOptimize(detector.largestFace(*frame));
   state.counters["hit_rate"] = hitRate(detector, true);
 }

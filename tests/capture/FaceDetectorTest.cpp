@@ -17,31 +17,10 @@ QImage sampleFace() {
   return image;
 }
 
-// The face box in the 512 × 512 sample, in its pixels.
-const QRectF faceInSample(176, 65, 96, 97);
-
-struct DrawnFace {
-  QPointF centre;  // in pixels of a 1920 × 1080 picture
-  double width;    // of the face, in pixels
-};
-
-// The sample drawn so that its face has the given centre and width.
-void drawFace(QPainter& painter, const QImage& sample, DrawnFace face) {
-  const double scale = face.width / faceInSample.width();
-  painter.drawImage(QRectF(face.centre.x() - faceInSample.center().x() * scale,
-                           face.centre.y() - faceInSample.center().y() * scale, 512 * scale,
-                           512 * scale),
-                    sample);
-}
+using test::DrawnFace;
 
 FrameRef cameraPicture(const std::vector<DrawnFace>& faces) {
-  static const QImage sample = sampleFace();
-  QImage picture(1920, 1080, QImage::Format_ARGB32_Premultiplied);
-  picture.fill(QColor(90, 80, 70));
-  QPainter painter(&picture);
-  for (const DrawnFace& face : faces) drawFace(painter, sample, face);
-  painter.end();
-  return test::frameFromImage(picture);
+  return test::frameFromImage(test::cameraPictureWithFaces(faces));
 }
 
 // Whether the found face's centre lies within a third of a face width of the drawn centre.
