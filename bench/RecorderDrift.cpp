@@ -7,6 +7,7 @@
 
 #include "render/Av.h"
 #include "render/Recorder.h"
+#include "support/DecodeStream.h"
 
 #include <QDir>
 #include <QFile>
@@ -33,28 +34,13 @@ void paint(FrameBuffer& frame, std::uint8_t level) {
 std::vector<double> flashTimes(const QString& take, const std::vector<double>& claps) {
   av::Input input = av::openInput(local(take));
   const AVStream* stream = input->streams[0];
-  const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-  av::CodecContext decoder(avcodec_alloc_context3(codec));
-  avcodec_parameters_to_context(decoder.get(), stream->codecpar);
-  av::check(avcodec_open2(decoder.get(), codec, nullptr), "decoder");
-  av::Packet packet = av::makePacket();
-  av::Frame frame = av::makeFrame();
   std::vector<double> best(claps.size(), -1), bestLevel(claps.size(), -1);
-  auto receive = [&] {
-    while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
-      const double t = frame->best_effort_timestamp * av_q2d(stream->time_base);
-      const double level = frame->data[0][frame->linesize[0] * 960 + 540];
-      for (std::size_t c = 0; c < claps.size(); ++c)
-        if (std::abs(t - claps[c]) < 0.5 && level > bestLevel[c]) bestLevel[c] = level, best[c] = t;
-    }
-  };
-  while (av_read_frame(input.get(), packet.get()) >= 0) {
-    if (packet->stream_index == 0) avcodec_send_packet(decoder.get(), packet.get());
-    av_packet_unref(packet.get());
-    receive();
-  }
-  avcodec_send_packet(decoder.get(), nullptr);
-  receive();
+  test::decodeStream(input.get(), 0, [&](const AVFrame& frame) {
+    const double t = frame.best_effort_timestamp * av_q2d(stream->time_base);
+    const double level = frame.data[0][frame.linesize[0] * 960 + 540];
+    for (std::size_t c = 0; c < claps.size(); ++c)
+      if (std::abs(t - claps[c]) < 0.5 && level > bestLevel[c]) bestLevel[c] = level, best[c] = t;
+  });
   return best;
 }
 
@@ -62,33 +48,17 @@ std::vector<double> flashTimes(const QString& take, const std::vector<double>& c
 std::vector<double> clickTimes(const QString& take, const std::vector<double>& claps) {
   av::Input input = av::openInput(local(take));
   const AVStream* stream = input->streams[1];
-  const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-  av::CodecContext decoder(avcodec_alloc_context3(codec));
-  avcodec_parameters_to_context(decoder.get(), stream->codecpar);
-  decoder->pkt_timebase = stream->time_base;
-  av::check(avcodec_open2(decoder.get(), codec, nullptr), "decoder");
-  av::Packet packet = av::makePacket();
-  av::Frame frame = av::makeFrame();
   std::vector<double> best(claps.size(), -1), bestLevel(claps.size(), -1);
-  auto receive = [&] {
-    while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
-      const double first = frame->best_effort_timestamp * av_q2d(stream->time_base);
-      const auto* samples = reinterpret_cast<const float*>(frame->extended_data[0]);
-      for (int i = 0; i < frame->nb_samples; ++i) {
-        const double t = first + i / 48000.0;
-        for (std::size_t c = 0; c < claps.size(); ++c)
-          if (std::abs(t - claps[c]) < 0.5 && std::abs(samples[i]) > bestLevel[c])
-            bestLevel[c] = std::abs(samples[i]), best[c] = t;
-      }
+  test::decodeStream(input.get(), 1, [&](const AVFrame& frame) {
+    const double first = frame.best_effort_timestamp * av_q2d(stream->time_base);
+    const auto* samples = reinterpret_cast<const float*>(frame.extended_data[0]);
+    for (int i = 0; i < frame.nb_samples; ++i) {
+      const double t = first + i / 48000.0;
+      for (std::size_t c = 0; c < claps.size(); ++c)
+        if (std::abs(t - claps[c]) < 0.5 && std::abs(samples[i]) > bestLevel[c])
+          bestLevel[c] = std::abs(samples[i]), best[c] = t;
     }
-  };
-  while (av_read_frame(input.get(), packet.get()) >= 0) {
-    if (packet->stream_index == 1) avcodec_send_packet(decoder.get(), packet.get());
-    av_packet_unref(packet.get());
-    receive();
-  }
-  avcodec_send_packet(decoder.get(), nullptr);
-  receive();
+  });
   return best;
 }
 

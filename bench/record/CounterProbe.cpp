@@ -8,6 +8,7 @@
 
 #include "CounterPattern.h"
 #include "render/Av.h"
+#include "support/DecodeStream.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -55,40 +56,22 @@ int probe(const char* path, const Card& card) {
   const AVCodecParameters* parameters = input->streams[stream]->codecpar;
   if (parameters->format != AV_PIX_FMT_YUV420P && parameters->format != AV_PIX_FMT_YUVJ420P)
     throw std::runtime_error("the video is not YUV 4:2:0");
-  const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
-  vorn::av::CodecContext decoder(avcodec_alloc_context3(codec));
-  avcodec_parameters_to_context(decoder.get(), parameters);
-  decoder->thread_count = 2;
-  vorn::av::check(avcodec_open2(decoder.get(), codec, nullptr), "can't open the decoder");
-
-  vorn::av::Packet packet = vorn::av::makePacket();
-  vorn::av::Frame frame = vorn::av::makeFrame();
   long frames = 0, fresh = 0, unreadable = 0;
   std::optional<long> previous, first, last;
   std::set<long> seen;
-  auto drain = [&] {
-    while (avcodec_receive_frame(decoder.get(), frame.get()) >= 0) {
-      ++frames;
-      const std::optional<long> counter = readCounter(*frame, card);
-      if (!counter) {
-        ++unreadable;
-      } else {
-        if (counter != previous) ++fresh;
-        previous = counter;
-        seen.insert(*counter);
-        if (!first) first = counter;
-        last = counter;
-      }
-      av_frame_unref(frame.get());
+  vorn::test::decodeStream(input.get(), stream, [&](const AVFrame& frame) {
+    ++frames;
+    const std::optional<long> counter = readCounter(frame, card);
+    if (!counter) {
+      ++unreadable;
+      return;
     }
-  };
-  while (av_read_frame(input.get(), packet.get()) >= 0) {
-    if (packet->stream_index == stream) avcodec_send_packet(decoder.get(), packet.get());
-    av_packet_unref(packet.get());
-    drain();
-  }
-  avcodec_send_packet(decoder.get(), nullptr);
-  drain();
+    if (counter != previous) ++fresh;
+    previous = counter;
+    seen.insert(*counter);
+    if (!first) first = counter;
+    last = counter;
+  }, 2);
 
   const AVStream* video = input->streams[stream];
   double duration = video->duration > 0 ? video->duration * av_q2d(video->time_base)

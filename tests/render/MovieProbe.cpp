@@ -1,6 +1,7 @@
 #include "render/MovieProbe.h"
 
 #include "render/Av.h"
+#include "support/DecodeStream.h"
 
 #include <QFile>
 
@@ -61,30 +62,13 @@ std::vector<PacketInfo> readPackets(const QString& path, int streamIndex) {
 
 std::vector<float> decodeAudio(const QString& path, int streamIndex) {
   av::Input input = av::openInput(local(path));
-  const AVCodecParameters* parameters = input->streams[streamIndex]->codecpar;
-  const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
-  av::CodecContext decoder(avcodec_alloc_context3(codec));
-  avcodec_parameters_to_context(decoder.get(), parameters);
-  av::check(avcodec_open2(decoder.get(), codec, nullptr), "decoder");
-  av::Packet packet = av::makePacket();
-  av::Frame frame = av::makeFrame();
   std::vector<float> samples;
-  auto receive = [&] {
-    while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
-      const int channels = frame->ch_layout.nb_channels;
-      for (int i = 0; i < frame->nb_samples; ++i)
-        for (int c = 0; c < channels; ++c)
-          samples.push_back(reinterpret_cast<const float*>(frame->extended_data[c])[i]);
-      av_frame_unref(frame.get());
-    }
-  };
-  while (av_read_frame(input.get(), packet.get()) >= 0) {
-    if (packet->stream_index == streamIndex) avcodec_send_packet(decoder.get(), packet.get());
-    av_packet_unref(packet.get());
-    receive();
-  }
-  avcodec_send_packet(decoder.get(), nullptr);
-  receive();
+  decodeStream(input.get(), streamIndex, [&samples](const AVFrame& frame) {
+    const int channels = frame.ch_layout.nb_channels;
+    for (int i = 0; i < frame.nb_samples; ++i)
+      for (int c = 0; c < channels; ++c)
+        samples.push_back(reinterpret_cast<const float*>(frame.extended_data[c])[i]);
+  });
   return samples;
 }
 
