@@ -177,21 +177,13 @@ std::vector<DisplayInfo> SampleScreenBackend::displays() {
 void SampleScreenBackend::start(const DisplayInfo&, const ScreenConfig& config,
                                 std::shared_ptr<OwnWindows>, ScreenSinks sinks) {
   stop();
-  grabber_ = std::make_unique<SampleGrabber>(path_);
-  loop_ = std::make_unique<GrabLoop>(*grabber_, config, std::move(sinks));
+  running_.start(std::make_unique<SampleGrabber>(path_), config, std::move(sinks));
 }
 
-void SampleScreenBackend::stop() {
-  loop_.reset();
-  grabber_.reset();
-}
+void SampleScreenBackend::stop() { running_.stop(); }
 
 void SampleScreenBackend::update(const ScreenConfig& config, Completion done) {
-  if (!loop_) {
-    if (done) done("The capture is not running.");
-    return;
-  }
-  loop_->update(config, std::move(done));
+  running_.update(config, std::move(done));
 }
 
 }  // namespace vorn

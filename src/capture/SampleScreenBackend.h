@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/RunningGrab.h"
 #include "capture/ScreenBackend.h"
 
 #include <memory>
@@ -7,8 +8,6 @@
 
 namespace vorn {
 
-class GrabLoop;
-class SampleGrabber;
 
 // A picture or a movie (looped) served as the one display, so that everything downstream of
 // the screen source runs without a display server. Chosen when VORN_SAMPLE_SCREEN names a
@@ -27,8 +26,7 @@ class SampleScreenBackend : public ScreenBackend {
 
  private:
   const std::string path_;
-  std::unique_ptr<SampleGrabber> grabber_;
-  std::unique_ptr<GrabLoop> loop_;  // after grabber_: it stops before the grabber goes
+  RunningGrab running_;
 };
 
 }  // namespace vorn

@@ -76,21 +76,14 @@ std::vector<DisplayInfo> X11ScreenBackend::displays() {
 void X11ScreenBackend::start(const DisplayInfo& display, const ScreenConfig& config,
                              std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) {
   stop();
-  grabber_ = std::make_unique<X11Grabber>(display, std::move(ownWindows));
-  loop_ = std::make_unique<GrabLoop>(*grabber_, config, std::move(sinks));
+  running_.start(std::make_unique<X11Grabber>(display, std::move(ownWindows)), config,
+                 std::move(sinks));
 }
 
-void X11ScreenBackend::stop() {
-  loop_.reset();
-  grabber_.reset();
-}
+void X11ScreenBackend::stop() { running_.stop(); }
 
 void X11ScreenBackend::update(const ScreenConfig& config, Completion done) {
-  if (!loop_) {
-    if (done) done("The capture is not running.");
-    return;
-  }
-  loop_->update(config, std::move(done));
+  running_.update(config, std::move(done));
 }
 
 }  // namespace vorn

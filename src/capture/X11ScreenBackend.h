@@ -1,13 +1,12 @@
 #pragma once
 
+#include "capture/RunningGrab.h"
 #include "capture/ScreenBackend.h"
 
 #include <memory>
 
 namespace vorn {
 
-class GrabLoop;
-class X11Grabber;
 
 // Screen capture from the X server named by DISPLAY: one display per RandR monitor, grabbed
 // through MIT-SHM on the "vorn.screen" thread. Displays are measured in pixels: one point is
@@ -24,8 +23,7 @@ class X11ScreenBackend : public ScreenBackend {
   void update(const ScreenConfig& config, Completion done) override;
 
  private:
-  std::unique_ptr<X11Grabber> grabber_;
-  std::unique_ptr<GrabLoop> loop_;  // after grabber_: it stops before the grabber goes
+  RunningGrab running_;
 };
 
 }  // namespace vorn
