@@ -12,7 +12,7 @@
 #include <mutex>
 #include <numeric>
 
-#include "app/Clock.h"
+#include "base/Clock.h"
 #include "capture/CameraDecode.h"
 #include "capture/CameraSource.h"
 #include "capture/CaptureTestSupport.h"
@@ -50,7 +50,7 @@ std::vector<unsigned char> cameraJpeg() {
 
 void MjpegDecode1080p(benchmark::State& state) {
   const std::vector<unsigned char> jpeg = cameraJpeg();
-  FramePool pool(1920, 1080, 3);
+  FramePool pool(1920, 1080, 3, 6);
   CameraDecoder decoder;
   for (auto _ : state) {
     FrameRef frame = pool.take();

@@ -1,6 +1,6 @@
 // Times AudioFlattener::flatten on a copy of a take.
 //   recorder_flatten TAKE
-#include "render/AudioFlattener.h"
+#include "record/AudioFlattener.h"
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 // BGRA → YUV 4:2:0 BT.709 of one 1080 × 1920 frame: our conversion against libswscale's.
-#include "render/Yuv709.h"
 #include "ScreenLikeFrames.h"
+#include "record/Yuv709.h"
 
 #include <benchmark/benchmark.h>
 

@@ -5,8 +5,8 @@
 //   recorder_drift [FPS=60] [MINUTES=10] [PPM=100] [FOLDER]
 // Prints the audio − video offset of each clap in the written file and their difference.
 
-#include "render/Av.h"
-#include "render/Recorder.h"
+#include "base/Av.h"
+#include "record/Recorder.h"
 #include "support/DecodeStream.h"
 
 #include <QDir>

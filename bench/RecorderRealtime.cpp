@@ -7,10 +7,10 @@
 // the encoder, and the time `finish` and `AudioFlattener::flatten` took. With VORN_KEEP_TAKE
 // set, a copy of the take before flattening stays beside it.
 
-#include "app/Clock.h"
-#include "render/AudioFlattener.h"
-#include "render/Recorder.h"
 #include "ScreenLikeFrames.h"
+#include "base/Clock.h"
+#include "record/AudioFlattener.h"
+#include "record/Recorder.h"
 
 #include <QDir>
 #include <QFile>

@@ -5,15 +5,15 @@
 // The "rendered" counter is frames drawn per tick.
 
 #include "ScreenLikeFrames.h"
-#include "app/Prefs.h"
 #include "capture/CameraSource.h"
 #include "capture/SampleCamera.h"
 #include "capture/SampleScreenBackend.h"
 #include "capture/ScreenSource.h"
 #include "engine/HomeFrame.h"
+#include "engine/RenderLoop.h"
+#include "model/Prefs.h"
 #include "render/Compositor.h"
 #include "render/Geometry.h"
-#include "render/RenderLoop.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -57,7 +57,7 @@ class PreviewRig {
     camera_.configure(SampleCamera::info(), std::nullopt);
     camera_.sync();
     waitFor([&] { return camera_.latest.get() != nullptr; });
-    const FrameRef still = camera_.latest.get();
+    const ConstFrameRef still = camera_.latest.get();
     camera_.stop();
     camera_.sync();
     camera_.latest.set(still);

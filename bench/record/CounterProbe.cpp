@@ -7,7 +7,7 @@
 //        the floating card 56 210 968 1270 by default)
 
 #include "CounterPattern.h"
-#include "render/Av.h"
+#include "base/Av.h"
 #include "support/DecodeStream.h"
 
 extern "C" {

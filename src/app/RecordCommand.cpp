@@ -1,10 +1,10 @@
 #include "app/RecordCommand.h"
 
-#include "app/Prefs.h"
-#include "app/RecordOptions.h"
-#include "app/Takes.h"
+#include "engine/RecordOptions.h"
 #include "engine/RecordSession.h"
-#include "render/TakeFiles.h"
+#include "model/Prefs.h"
+#include "model/Takes.h"
+#include "record/TakeFiles.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>

@@ -1,7 +1,7 @@
 #include "app/Icons.h"
 #include "app/RecordCommand.h"
-#include "app/Studio.h"
-#include "render/Av.h"
+#include "base/Av.h"
+#include "model/Studio.h"
 #include "render/CompositorBenchmark.h"
 #include "render/RenderSamples.h"
 

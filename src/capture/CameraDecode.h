@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "render/FrameBuffer.h"
+#include "base/FrameBuffer.h"
 
 namespace vorn {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "app/Model.h"
-#include "render/FrameBuffer.h"
+#include "base/FrameBuffer.h"
+#include "model/Model.h"
 
 namespace vorn {
 

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "app/Clock.h"
-#include "app/Log.h"
+#include "base/Clock.h"
+#include "base/Log.h"
 #include "capture/CameraDevice.h"
 #include "capture/FaceDetector.h"
 #include "capture/MicLevel.h"
@@ -139,7 +139,7 @@ void CameraSource::cameraFrame(FrameRef frame) {
   });
 }
 
-void CameraSource::detectFace(const FrameRef& frame) {
+void CameraSource::detectFace(const ConstFrameRef& frame) {
   if (!detector_) detector_ = std::make_unique<FaceDetector>();
   // No face keeps the old one: its age tells the render loop when to stop trusting it.
   if (const std::optional<Rect> found = detector_->largestFace(*frame))

@@ -5,13 +5,13 @@
 #include <optional>
 #include <vector>
 
-#include "app/Model.h"
-#include "app/SerialQueue.h"
-#include "capture/AudioBuffer.h"
+#include "base/AudioBuffer.h"
+#include "base/FrameBuffer.h"
+#include "base/Locked.h"
+#include "base/Rect.h"
+#include "base/SerialQueue.h"
 #include "capture/Face.h"
-#include "capture/Locked.h"
-#include "render/FrameBuffer.h"
-#include "render/Rect.h"
+#include "model/Model.h"
 
 namespace vorn {
 
@@ -51,7 +51,7 @@ class CameraSource {
   void receiveMic(const AudioRef& buffer);
 
   // Written by the camera thread, read by the render loop.
-  Locked<FrameRef> latest;
+  Locked<ConstFrameRef> latest;
   // Written on "vorn.vision", read by the render loop.
   Locked<std::optional<Face>> face;
   // Written on "vorn.mic", read by the engine and the level bars.
@@ -67,7 +67,7 @@ class CameraSource {
   void closeInputs();
   void clearPicture();
   void cameraFrame(FrameRef frame);
-  void detectFace(const FrameRef& frame);
+  void detectFace(const ConstFrameRef& frame);
   void micBuffer(const AudioRef& buffer);
 
   Locked<bool> visionBusy_{false};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "render/Rect.h"
+#include "base/Rect.h"
 
 namespace vorn {
 

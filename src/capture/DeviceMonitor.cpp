@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "app/Log.h"
+#include "base/Log.h"
 #include "capture/PulseAudio.h"
 #include "capture/V4l2Camera.h"
 

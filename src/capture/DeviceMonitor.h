@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "app/Model.h"
+#include "model/Model.h"
 
 namespace vorn {
 

@@ -5,7 +5,7 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>
 
-#include "app/Log.h"
+#include "base/Log.h"
 
 namespace vorn {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "render/FrameBuffer.h"
-#include "render/Rect.h"
+#include "base/FrameBuffer.h"
+#include "base/Rect.h"
 
 namespace vorn {
 

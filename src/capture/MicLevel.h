@@ -1,6 +1,6 @@
 #pragma once
 
-#include "capture/AudioBuffer.h"
+#include "base/AudioBuffer.h"
 
 namespace vorn {
 

@@ -1,6 +1,6 @@
 #include "capture/OwnWindows.h"
 
-#include "app/Clock.h"
+#include "base/Clock.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "capture/Locked.h"
-#include "render/Rect.h"
+#include "base/Locked.h"
+#include "base/Rect.h"
 
 #include <atomic>
 #include <memory>

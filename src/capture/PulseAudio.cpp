@@ -2,7 +2,7 @@
 
 #include <pulse/pulseaudio.h>
 
-#include "app/Log.h"
+#include "base/Log.h"
 
 namespace vorn {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "app/SerialQueue.h"
+#include "base/SerialQueue.h"
 
 struct pa_context;
 struct pa_operation;

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/Clock.h"
-#include "app/Log.h"
+#include "base/Clock.h"
+#include "base/Log.h"
 #include "capture/PulseAudio.h"
 
 namespace vorn {

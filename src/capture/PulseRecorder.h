@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "app/SerialQueue.h"
-#include "capture/AudioBuffer.h"
+#include "base/AudioBuffer.h"
+#include "base/SerialQueue.h"
 
 struct pa_stream;
 

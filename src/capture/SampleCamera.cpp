@@ -1,16 +1,10 @@
-#include "render/Av.h"
 #include "capture/SampleCamera.h"
 
 #include <QImage>
 
-#include "app/Clock.h"
-#include "app/Log.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libswscale/swscale.h>
-}
+#include "base/Clock.h"
+#include "base/Log.h"
+#include "base/MovieDecoder.h"
 
 #include <pthread.h>
 
@@ -88,80 +82,22 @@ class ImageCamera final : public PacedCamera {
 
 class MovieCamera final : public PacedCamera {
  public:
-  bool open(const std::string& path, std::string* error) {
-    AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0)
-      return fail(error, "not a picture or movie");
-    format_.reset(format);
-    if (avformat_find_stream_info(format, nullptr) < 0) return fail(error, "unreadable movie");
-    const AVCodec* codec = nullptr;
-    stream_ = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
-    if (stream_ < 0 || !codec) return fail(error, "no video in the movie");
-    codec_.reset(avcodec_alloc_context3(codec));
-    const AVStream* stream = format->streams[stream_];
-    if (!codec_ || avcodec_parameters_to_context(codec_.get(), stream->codecpar) < 0 ||
-        avcodec_open2(codec_.get(), codec, nullptr) < 0)
-      return fail(error, "the movie's video can't be decoded");
-    if (codec_->width <= 0 || codec_->height <= 0)
-      return fail(error, "the movie has no picture size");
-    const AVRational rate =
-        stream->avg_frame_rate.num > 0 ? stream->avg_frame_rate : stream->r_frame_rate;
-    if (rate.num > 0 && rate.den > 0) fps_ = std::clamp(av_q2d(rate), 1.0, 60.0);
-    pool_ = std::make_unique<FramePool>(codec_->width, codec_->height, 3);
-    return true;
+  explicit MovieCamera(const std::string& path)
+      : decoder_(path), pool_(decoder_.width(), decoder_.height(), 3, 6) {
+    fps_ = decoder_.frameRate();
   }
   ~MovieCamera() override { stop(); }
 
  private:
-  static bool fail(std::string* error, const char* reason) {
-    *error = reason;
-    return false;
-  }
-
   FrameRef produce() override {
-    // A few attempts per tick: a packet may hold no picture, the end loops back.
-    for (int attempt = 0; attempt < 64; ++attempt) {
-      const int received = avcodec_receive_frame(codec_.get(), decoded_.get());
-      if (received == 0) return convert();
-      if (received == AVERROR_EOF) {
-        av_seek_frame(format_.get(), stream_, 0, AVSEEK_FLAG_BACKWARD);
-        avcodec_flush_buffers(codec_.get());
-        continue;
-      }
-      if (av_read_frame(format_.get(), packet_.get()) < 0) {
-        avcodec_send_packet(codec_.get(), nullptr);  // drain, then EOF loops
-        continue;
-      }
-      if (packet_->stream_index == stream_) avcodec_send_packet(codec_.get(), packet_.get());
-      av_packet_unref(packet_.get());
-    }
-    return nullptr;
-  }
-
-  FrameRef convert() {
-    FrameRef frame = pool_->take();
-    if (!frame || decoded_->width != pool_->width() || decoded_->height != pool_->height())
-      return nullptr;
-    scale_.reset(sws_getCachedContext(
-        scale_.release(), decoded_->width, decoded_->height, AVPixelFormat(decoded_->format),
-        frame->width(), frame->height(), AV_PIX_FMT_BGRA, SWS_BILINEAR, nullptr, nullptr, nullptr));
-    if (!scale_) return nullptr;
-    uint8_t* planes[4] = {frame->data(), nullptr, nullptr, nullptr};
-    const int strides[4] = {frame->stride(), 0, 0, 0};
-    sws_scale(scale_.get(), decoded_->data, decoded_->linesize, 0, decoded_->height, planes,
-              strides);
-    av_frame_unref(decoded_.get());
+    if (!decoder_.decodeNext()) return nullptr;
+    FrameRef frame = pool_.take();
+    if (frame) decoder_.copyTo(*frame);
     return frame;
   }
 
-  // Camera thread only, after open.
-  av::Input format_;
-  av::CodecContext codec_;
-  av::Frame decoded_{av_frame_alloc()};
-  av::Packet packet_{av_packet_alloc()};
-  av::Scale scale_;
-  std::unique_ptr<FramePool> pool_;
-  int stream_ = -1;
+  MovieDecoder decoder_;  // camera thread only
+  FramePool pool_;
 };
 
 }  // namespace
@@ -182,11 +118,12 @@ QString path() {
 std::unique_ptr<CameraDevice> open(const QString& path, std::string* error) {
   const QImage image(path);
   if (!image.isNull()) return std::make_unique<ImageCamera>(image);
-  auto movie = std::make_unique<MovieCamera>();
-  std::string reason;
-  if (movie->open(path.toStdString(), &reason)) return movie;
-  *error = "the sample camera " + path.toStdString() + " can't be shown: " + reason;
-  return nullptr;
+  try {
+    return std::make_unique<MovieCamera>(path.toStdString());
+  } catch (const std::exception& failure) {
+    *error = "the sample camera " + path.toStdString() + " can't be shown: " + failure.what();
+    return nullptr;
+  }
 }
 
 }  // namespace SampleCamera

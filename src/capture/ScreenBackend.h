@@ -1,8 +1,8 @@
 #pragma once
 
-#include "capture/AudioBuffer.h"
-#include "render/FrameBuffer.h"
-#include "render/Rect.h"
+#include "base/AudioBuffer.h"
+#include "base/FrameBuffer.h"
+#include "base/Rect.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "render/FrameBuffer.h"
+#include "base/FrameBuffer.h"
 
 #include <QImage>
 #include <QPointF>

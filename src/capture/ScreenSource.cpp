@@ -1,7 +1,7 @@
 #include "capture/ScreenSource.h"
 
-#include "app/Clock.h"
-#include "app/Log.h"
+#include "base/Clock.h"
+#include "base/Log.h"
 
 #include <cstdio>
 #include <exception>

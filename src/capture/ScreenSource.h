@@ -1,13 +1,13 @@
 #pragma once
 
-#include "app/SerialQueue.h"
-#include "capture/AudioBuffer.h"
+#include "base/AudioBuffer.h"
+#include "base/FrameBuffer.h"
+#include "base/Locked.h"
+#include "base/Rect.h"
+#include "base/SerialQueue.h"
 #include "capture/CaptureRequest.h"
-#include "capture/Locked.h"
 #include "capture/OwnWindows.h"
 #include "capture/ScreenBackend.h"
-#include "render/FrameBuffer.h"
-#include "render/Rect.h"
 
 #include <atomic>
 #include <cstdint>
@@ -21,7 +21,7 @@ namespace vorn {
 
 // One captured screen buffer and the part of the display it shows (points, origin top-left).
 struct ScreenFrame {
-  FrameRef buffer;
+  ConstFrameRef buffer;
   Rect rect;
 };
 

@@ -1,6 +1,6 @@
 #include "capture/SystemAudioCapture.h"
 
-#include "app/Log.h"
+#include "base/Log.h"
 
 namespace vorn {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/SerialQueue.h"
-#include "capture/AudioBuffer.h"
+#include "base/AudioBuffer.h"
+#include "base/SerialQueue.h"
 #include "capture/PulseRecorder.h"
 
 #include <functional>

@@ -15,8 +15,8 @@
 #include <thread>
 #include <tuple>
 
-#include "app/Clock.h"
-#include "app/Log.h"
+#include "base/Clock.h"
+#include "base/Log.h"
 #include "capture/CameraDecode.h"
 
 namespace vorn {
@@ -96,7 +96,7 @@ std::string byIdNameOf(const std::string& node) {
 class V4l2Camera final : public CameraDevice {
  public:
   V4l2Camera(int fd, const V4l2Mode& mode, int bytesPerLine)
-      : fd_(fd), mode_(mode), bytesPerLine_(bytesPerLine), pool_(mode.width, mode.height, 3) {}
+      : fd_(fd), mode_(mode), bytesPerLine_(bytesPerLine), pool_(mode.width, mode.height, 3, 6) {}
 
   ~V4l2Camera() override {
     stop();

@@ -1,6 +1,6 @@
 #include "capture/X11Grabber.h"
 
-#include "app/Clock.h"
+#include "base/Clock.h"
 
 #include <xcb/damage.h>
 #include <xcb/shm.h>

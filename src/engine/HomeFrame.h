@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/Prefs.h"
-#include "render/Rect.h"
+#include "base/Rect.h"
+#include "model/Prefs.h"
 
 namespace vorn {
 

@@ -1,16 +1,16 @@
 #include "engine/RecordSession.h"
 
-#include "app/Clock.h"
-#include "app/Log.h"
-#include "app/Takes.h"
+#include "base/Clock.h"
+#include "base/Log.h"
 #include "capture/CameraSource.h"
 #include "capture/Pointer.h"
 #include "capture/ScreenSource.h"
 #include "engine/HomeFrame.h"
-#include "render/AudioFlattener.h"
+#include "engine/RenderLoop.h"
+#include "model/Takes.h"
+#include "record/AudioFlattener.h"
+#include "record/Recorder.h"
 #include "render/Compositor.h"
-#include "render/Recorder.h"
-#include "render/RenderLoop.h"
 
 #include <QFileInfo>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "app/RecordOptions.h"
-#include "capture/Locked.h"
-#include "render/RenderInputs.h"
+#include "base/Locked.h"
+#include "engine/RecordOptions.h"
+#include "engine/RenderInputs.h"
 
 #include <QString>
 

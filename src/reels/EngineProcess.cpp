@@ -1,6 +1,6 @@
 #include "reels/EngineProcess.h"
 
-#include "app/Log.h"
+#include "base/Log.h"
 
 #include <QFile>
 

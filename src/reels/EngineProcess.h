@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/UniqueFd.h"
 #include "reels/LineReader.h"
-#include "reels/UniqueFd.h"
 
 #include <QJsonObject>
 #include <QString>

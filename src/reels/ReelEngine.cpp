@@ -2,7 +2,7 @@
 // the command line of one run, the reel's files and the engine's diagnostic log.
 #include "reels/ReelMaker.h"
 
-#include "app/Takes.h"
+#include "model/Takes.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/Model.h"
-#include "render/Rect.h"
+#include "base/Rect.h"
+#include "model/Model.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #include "reels/ReelMaker.h"
 
-#include "app/Log.h"
-#include "app/Studio.h"
+#include "base/Log.h"
+#include "model/Studio.h"
 #include "reels/PhoneShare.h"
 #include "reels/ReelMessage.h"
 #include "render/Geometry.h"

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "app/Model.h"
-#include "app/Prefs.h"
-#include "app/SerialQueue.h"
+#include "base/SerialQueue.h"
+#include "base/UniqueFd.h"
+#include "model/Model.h"
+#include "model/Prefs.h"
 #include "reels/ReelJob.h"
 #include "reels/Running.h"
-#include "reels/UniqueFd.h"
 
 #include <QJsonObject>
 #include <QObject>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "render/FrameBuffer.h"
-#include "render/Rect.h"
+#include "base/FrameBuffer.h"
+#include "base/Rect.h"
 #include "render/Scaler.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "render/PixelRect.h"
-#include "render/Rect.h"
+#include "base/PixelRect.h"
+#include "base/Rect.h"
 
 #include <cstddef>
 #include <cstdint>

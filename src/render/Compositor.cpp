@@ -9,6 +9,9 @@ namespace vorn {
 namespace {
 
 constexpr double maximumCardSpan = 8;  // canvas widths (or heights)
+// Preview buffers: one being composed, one on its way to the GUI thread, one shown there,
+// and slack for a view that holds its frame a little longer.
+constexpr int kPreviewPoolBound = 6;
 
 // The base colour (red 0.02, green 0.02, blue 0.024, opaque) as one BGRA pixel.
 constexpr std::uint32_t basePixel = 0xFF050506u;
@@ -241,7 +244,7 @@ FrameRef Compositor::previewBuffer(double scale) {
   const int height = int(scale * Geometry::canvasHeight);
   if (width < 1 || height < 1) return nullptr;
   auto it = pools_.find(width);
-  if (it == pools_.end()) it = pools_.emplace(width, std::make_unique<FramePool>(width, height, 4)).first;
+  if (it == pools_.end()) it = pools_.emplace(width, std::make_unique<FramePool>(width, height, 4, kPreviewPoolBound)).first;
   return it->second->take();
 }
 

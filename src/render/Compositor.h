@@ -1,11 +1,11 @@
 #pragma once
 
+#include "base/FrameBuffer.h"
+#include "base/PixelRect.h"
+#include "base/Rect.h"
 #include "render/Backdrop.h"
 #include "render/CardMask.h"
-#include "render/FrameBuffer.h"
 #include "render/Geometry.h"
-#include "render/PixelRect.h"
-#include "render/Rect.h"
 #include "render/Scaler.h"
 #include "render/Shadow.h"
 #include "render/ShapeCache.h"

@@ -6,7 +6,7 @@ namespace {
 constexpr double W = canvasWidth;
 constexpr double H = canvasHeight;
 
-Slots screenLayout(const Prefs& p) {
+Slots screenLayout(const LayoutFields& p) {
   Slots s;
   if (p.style == FrameStyle::bleed) {
     s.screen = Rect{0, 0, W, H};
@@ -27,7 +27,7 @@ Slots screenLayout(const Prefs& p) {
   return s;
 }
 
-Slots splitLayout(const Prefs& p) {
+Slots splitLayout(const LayoutFields& p) {
   const double r = p.splitRatio;
   const double upperShare = p.cameraOnTop ? 1 - r : r;
   Rect upper;
@@ -59,12 +59,12 @@ Slots meLayout() {
 
 }  // namespace
 
-Slots slots(const Prefs& prefs) {
-  switch (prefs.layout) {
+Slots slots(const LayoutFields& fields) {
+  switch (fields.layout) {
     case Layout::screen:
-      return screenLayout(prefs);
+      return screenLayout(fields);
     case Layout::split:
-      return splitLayout(prefs);
+      return splitLayout(fields);
     case Layout::me:
       return meLayout();
   }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/Prefs.h"
-#include "render/Rect.h"
+#include "base/Rect.h"
+#include "model/Model.h"
 
 #include <optional>
 
@@ -25,9 +25,9 @@ namespace Geometry {
 inline constexpr double canvasWidth = 1080;
 inline constexpr double canvasHeight = 1920;
 
-// A pure function of the layout fields of `prefs`. Nothing is rounded or clamped: a bubble
-// may reach past the canvas and a split ratio of 0 or 1 gives a pane of zero height.
-Slots slots(const Prefs& prefs);
+// A pure function of the layout fields. Nothing is rounded or clamped: a bubble may reach
+// past the canvas and a split ratio of 0 or 1 gives a pane of zero height.
+Slots slots(const LayoutFields& fields);
 
 }  // namespace Geometry
 }  // namespace vorn

@@ -1,6 +1,6 @@
 #include "render/RenderSamples.h"
 
-#include "app/Log.h"
+#include "base/Log.h"
 #include "render/Compositor.h"
 #include "render/SampleScenes.h"
 

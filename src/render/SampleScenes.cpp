@@ -1,7 +1,7 @@
 #include "render/SampleScenes.h"
 
-#include "app/Log.h"
-#include "app/Prefs.h"
+#include "base/Log.h"
+#include "model/Prefs.h"
 #include "render/Geometry.h"
 
 #include <QFont>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/FrameBuffer.h"
 #include "render/Compositor.h"
-#include "render/FrameBuffer.h"
 
 #include <QImage>
 #include <QString>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "render/FrameBuffer.h"
-#include "render/PixelRect.h"
-#include "render/Rect.h"
+#include "base/FrameBuffer.h"
+#include "base/PixelRect.h"
+#include "base/Rect.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "capture/PulseTestSupport.h"
-#include "render/MovieProbe.h"
 #include "support/ChildProcess.h"
+#include "support/MovieProbe.h"
 #include "support/TestServices.h"
 
 #include <QCursor>

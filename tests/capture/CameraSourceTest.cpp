@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "app/Clock.h"
+#include "base/Clock.h"
 #include "capture/CameraSource.h"
 #include "capture/CaptureTestSupport.h"
 #include "capture/PulseTestSupport.h"

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/FrameBuffer.h"
 #include "capture/SampleCamera.h"
-#include "render/FrameBuffer.h"
 #include "support/Eventually.h"
 
 namespace vorn::test {

@@ -1,6 +1,6 @@
 #include "support/Eventually.h"
+#include "base/Locked.h"
 #include "capture/GrabLoop.h"
-#include "capture/Locked.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "app/Clock.h"
+#include "base/Clock.h"
 #include "capture/CaptureTestSupport.h"
 #include "capture/DeviceMonitor.h"
 #include "capture/PulseAudio.h"

@@ -65,7 +65,7 @@ TEST(SampleScreen, AMovieKeepsPlayingInALoop) {
   source.start(0, false);
   EXPECT_EQ(source.displaySize(), (Size{320, 240}));
   int frames = 0;
-  FrameRef last;
+  ConstFrameRef last;
   // Far more pictures than the file holds: it started over.
   EXPECT_TRUE(eventually([&] {
     const auto frame = source.latest.get();

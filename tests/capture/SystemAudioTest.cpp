@@ -1,4 +1,4 @@
-#include "app/Clock.h"
+#include "base/Clock.h"
 #include "capture/SampleScreenBackend.h"
 #include "capture/ScreenSource.h"
 #include "support/TestServices.h"

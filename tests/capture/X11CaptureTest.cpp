@@ -181,7 +181,7 @@ TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrame) {
   const int id = source.ownWindows().add(Rect{250, 200, 200, 150});
   own.showNow();
 
-  FrameRef seen;
+  ConstFrameRef seen;
   int frames = 0;
   bool clean = true;
   const auto check = [&] {
@@ -217,7 +217,7 @@ TEST_F(X11CaptureTest, AnUnchangedAreaIsNotGrabbedAgain) {
   Swatch swatch({0, 0, 400, 400}, QColor(10, 200, 10));
   swatch.showNow();
   startOn({0, 0, 400, 400});
-  const FrameRef first = source.latest.get()->buffer;
+  const ConstFrameRef first = source.latest.get()->buffer;
   QTest::qWait(300);
   EXPECT_EQ(source.latest.get()->buffer, first);
   Swatch change({100, 100, 50, 50}, QColor(200, 10, 10));

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "app/Model.h"
-#include "app/Settings.h"
-#include "app/Studio.h"
+#include "model/Model.h"
+#include "model/Settings.h"
+#include "model/Studio.h"
 #include "reels/ReelMaker.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "render/Compositor.h"
 
-#include "app/Prefs.h"
+#include "model/Prefs.h"
 #include "render/Geometry.h"
 
 #include <gtest/gtest.h>

@@ -5,8 +5,8 @@
 namespace vorn {
 namespace {
 
-Prefs layout(Layout l, FrameStyle s) {
-  Prefs p;
+LayoutFields layout(Layout l, FrameStyle s) {
+  LayoutFields p;
   p.layout = l;
   p.style = s;
   return p;
@@ -21,7 +21,7 @@ void expectRectNear(const std::optional<Rect>& actual, Rect expected) {
 }
 
 TEST(Geometry, screenBleedWithoutCamera) {
-  Prefs p = layout(Layout::screen, FrameStyle::bleed);
+  LayoutFields p = layout(Layout::screen, FrameStyle::bleed);
   p.cameraOn = false;
   const Slots s = Geometry::slots(p);
   EXPECT_EQ(s.screen, (Rect{0, 0, 1080, 1920}));
@@ -43,7 +43,7 @@ TEST(Geometry, screenFloatingWithTheDefaultBubble) {
 }
 
 TEST(Geometry, bubbleIsNeitherClampedNorRounded) {
-  Prefs p = layout(Layout::screen, FrameStyle::bleed);
+  LayoutFields p = layout(Layout::screen, FrameStyle::bleed);
   p.bubbleX = 1.0;
   p.bubbleY = 0.0;
   p.bubbleSize = 0.5;
@@ -54,7 +54,7 @@ TEST(Geometry, bubbleIsNeitherClampedNorRounded) {
 }
 
 TEST(Geometry, splitBleedCameraOnTop) {
-  Prefs p = layout(Layout::split, FrameStyle::bleed);
+  LayoutFields p = layout(Layout::split, FrameStyle::bleed);
   p.cameraOnTop = true;
   const Slots s = Geometry::slots(p);
   expectRectNear(s.camera, {0, 0, 1080, 883.2});
@@ -75,7 +75,7 @@ TEST(Geometry, splitFloatingScreenOnTop) {
 }
 
 TEST(Geometry, splitIgnoresCameraOnAndAllowsEmptyPanes) {
-  Prefs p = layout(Layout::split, FrameStyle::bleed);
+  LayoutFields p = layout(Layout::split, FrameStyle::bleed);
   p.cameraOn = false;
   p.splitRatio = 1;
   const Slots s = Geometry::slots(p);
@@ -89,7 +89,7 @@ TEST(Geometry, splitIgnoresCameraOnAndAllowsEmptyPanes) {
 }
 
 TEST(Geometry, meIsTheSameForBothStylesAndIgnoresCameraOn) {
-  Prefs p = layout(Layout::me, FrameStyle::bleed);
+  LayoutFields p = layout(Layout::me, FrameStyle::bleed);
   const Slots bleed = Geometry::slots(p);
   p.style = FrameStyle::floating;
   p.cameraOn = false;
@@ -100,19 +100,8 @@ TEST(Geometry, meIsTheSameForBothStylesAndIgnoresCameraOn) {
   EXPECT_FALSE(bleed.backdrop);
 }
 
-TEST(Geometry, onlyLayoutFieldsMatter) {
-  const Prefs base = layout(Layout::screen, FrameStyle::floating);
-  Prefs other = base;
-  other.platform = Platform::shorts;
-  other.fps = 30;
-  other.mirror = false;
-  other.script = QStringLiteral("hello");
-  other.cameraID = QStringLiteral("x");
-  EXPECT_EQ(Geometry::slots(other), Geometry::slots(base));
-}
-
 TEST(Geometry, equalityIsExact) {
-  Slots a = Geometry::slots(Prefs{});
+  Slots a = Geometry::slots(LayoutFields{});
   Slots b = a;
   b.faceFraction += 1e-12;
   EXPECT_NE(a, b);
@@ -128,7 +117,7 @@ TEST(Geometry, everyLayoutAndStyleGivesAConsistentResult) {
   for (Layout l : allCases<Layout>()) {
     for (FrameStyle st : allCases<FrameStyle>()) {
       for (bool cameraOn : {true, false}) {
-        Prefs p = layout(l, st);
+        LayoutFields p = layout(l, st);
         p.cameraOn = cameraOn;
         const Slots s = Geometry::slots(p);
         EXPECT_EQ(s.backdrop, s.radius > 0) << "rounded cards always float on a backdrop";

@@ -2,7 +2,7 @@
 
 // Reading a movie's frames back, for the tests and the benchmarks that check what was written.
 
-#include "render/Av.h"
+#include "base/Av.h"
 
 #include <functional>
 #include <stdexcept>

@@ -1,0 +1,47 @@
+#include "base/Av.h"
+
+#include "base/Log.h"
+
+#include <mutex>
+
+namespace vorn::av {
+
+void quietLogs() {
+  static std::once_flag once;
+  std::call_once(once, [] { av_log_set_level(debugEnabled() ? AV_LOG_INFO : AV_LOG_ERROR); });
+}
+
+Input openInput(const std::string& path) {
+  quietLogs();
+  AVFormatContext* raw = nullptr;
+  check(avformat_open_input(&raw, path.c_str(), nullptr, nullptr), "Couldn't open " + path);
+  Input input(raw);
+  check(avformat_find_stream_info(input.get(), nullptr), "Couldn't read the streams of " + path);
+  return input;
+}
+
+Output openOutput(const std::string& path) {
+  quietLogs();
+  AVFormatContext* raw = nullptr;
+  check(avformat_alloc_output_context2(&raw, nullptr, "mp4", path.c_str()),
+        "Couldn't create a movie writer for " + path);
+  Output output(raw);
+  check(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE), "Couldn't create " + path);
+  return output;
+}
+
+void writeHeaderMoovInFront(AVFormatContext* output, std::int64_t packetBound) {
+  AVDictionary* options = nullptr;
+  if (packetBound > 0) {
+    // Each sample costs at most a size, a time, a sync entry, a chunk offset and a chunk
+    // entry in the moov's tables (well under 64 bytes), plus the fixed boxes.
+    av_dict_set_int(&options, "moov_size", 64 * packetBound + 65536, 0);
+  } else {
+    av_dict_set(&options, "movflags", "faststart", 0);
+  }
+  const int code = avformat_write_header(output, &options);
+  av_dict_free(&options);
+  check(code, "Couldn't write the movie header");
+}
+
+}  // namespace vorn::av

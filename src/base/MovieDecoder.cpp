@@ -1,0 +1,88 @@
+#include "base/MovieDecoder.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libswscale/swscale.h>
+}
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace vorn {
+
+MovieDecoder::MovieDecoder(const std::string& path)
+    : frame_(av::makeFrame()), packet_(av::makePacket()) {
+  AVFormatContext* format = nullptr;
+  int status = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
+  if (status < 0) throw std::runtime_error("Cannot open " + path + ": " + av::errorText(status) + ".");
+  format_.reset(format);
+  if ((status = avformat_find_stream_info(format, nullptr)) < 0)
+    throw std::runtime_error("Cannot read " + path + ": " + av::errorText(status) + ".");
+  const AVCodec* codec = nullptr;
+  stream_ = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
+  if (stream_ < 0 || !codec) throw std::runtime_error(path + " holds no picture.");
+  codec_.reset(avcodec_alloc_context3(codec));
+  const AVStream* stream = format->streams[stream_];
+  if (!codec_ || avcodec_parameters_to_context(codec_.get(), stream->codecpar) < 0 ||
+      (status = avcodec_open2(codec_.get(), codec, nullptr)) < 0)
+    throw std::runtime_error("Cannot decode " + path + ": " + av::errorText(status) + ".");
+  timeBase_ = av_q2d(stream->time_base);
+  const AVRational rate = stream->avg_frame_rate.num > 0 ? stream->avg_frame_rate : stream->r_frame_rate;
+  if (rate.num > 0 && rate.den > 0) frameRate_ = std::clamp(av_q2d(rate), 1.0, 60.0);
+  frameSeconds_ = 1.0 / frameRate_;
+  if (!decodeNext() || width() <= 0 || height() <= 0)
+    throw std::runtime_error(path + " holds no picture.");
+}
+
+int MovieDecoder::width() const { return frame_->width; }
+int MovieDecoder::height() const { return frame_->height; }
+
+bool MovieDecoder::decodeNext() {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    if (receive()) return true;
+    // At the end: one picture in all means a still image.
+    if (decoded_ == 1) still_ = true;
+    if (decoded_ == 0 && attempt == 1) return false;
+    av_seek_frame(format_.get(), stream_, 0, AVSEEK_FLAG_BACKWARD);
+    avcodec_flush_buffers(codec_.get());
+    loopOffset_ += lastTime_ + frameSeconds_;
+    ended_ = false;
+  }
+  return false;
+}
+
+void MovieDecoder::copyTo(FrameBuffer& out) {
+  scale_.reset(sws_getCachedContext(scale_.release(), frame_->width, frame_->height,
+                                    AVPixelFormat(frame_->format), out.width(), out.height(),
+                                    AV_PIX_FMT_BGRA, SWS_BILINEAR, nullptr, nullptr, nullptr));
+  if (!scale_) return;
+  uint8_t* planes[4] = {out.data(), nullptr, nullptr, nullptr};
+  const int strides[4] = {out.stride(), 0, 0, 0};
+  sws_scale(scale_.get(), frame_->data, frame_->linesize, 0, frame_->height, planes, strides);
+}
+
+bool MovieDecoder::receive() {
+  for (;;) {
+    const int status = avcodec_receive_frame(codec_.get(), frame_.get());
+    if (status == 0) {
+      ++decoded_;
+      const int64_t pts = frame_->best_effort_timestamp;
+      const double local = pts == AV_NOPTS_VALUE ? decoded_ * frameSeconds_ : pts * timeBase_;
+      if (frame_->pkt_duration > 0) frameSeconds_ = frame_->pkt_duration * timeBase_;
+      time_ = loopOffset_ + local;
+      lastTime_ = local;
+      return true;
+    }
+    if (status != AVERROR(EAGAIN) || ended_) return false;
+    if (av_read_frame(format_.get(), packet_.get()) < 0) {
+      ended_ = true;
+      avcodec_send_packet(codec_.get(), nullptr);
+      continue;
+    }
+    if (packet_->stream_index == stream_) avcodec_send_packet(codec_.get(), packet_.get());
+    av_packet_unref(packet_.get());
+  }
+}
+
+}  // namespace vorn

@@ -1,0 +1,48 @@
+#include "engine/CropMotion.h"
+
+#include "engine/CameraMotion.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vorn {
+
+Rect CropMotion::target(double aspect, double faceFraction, double w, double h,
+                        const std::optional<Rect>& face) {
+  if (w < 1 || h < 1) return {0, 0, 1, 1};
+  double height = face ? face->height * h / faceFraction : h;
+  height = std::min({height, h, w / aspect});
+  // Never zoom in so far that the picture turns to mush.
+  const double floor = std::min(w / aspect, h) * 0.38;
+  if (height <= floor) height = floor;
+  const double width = aspect * height;
+
+  // With a face, it sits a little above the middle of the crop.
+  const double centerX = face ? face->midX() * w : w / 2;
+  const double top = face ? (1 - face->midY()) * h - 0.42 * height : h / 2 - height / 2;
+  const double x = std::min(std::max(centerX - width / 2, 0.0), w - width);
+  const double y = std::min(std::max(top, 0.0), h - height);
+  return {x / w, y / h, width / w, height / h};
+}
+
+void CropMotion::step(double dt, double now, const Slots& slots, int widthPixels,
+                      int heightPixels, const std::optional<Face>& face) {
+  if (!slots.camera || widthPixels <= 0 || heightPixels <= 0) return;
+  const double aspect = slots.camera->width / slots.camera->height;
+  if (!(aspect > 0) || !std::isfinite(aspect)) return;  // a pane of zero height shows nothing
+
+  std::optional<Rect> recentFace;
+  if (face && now - face->time < faceMaxAge) recentFace = face->rect;
+  const double w = widthPixels;
+  const double h = heightPixels;
+  const Rect goal = target(aspect, slots.faceFraction, w, h, recentFace);
+
+  // A layout change must not show a stretched glide: jump when the aspect is off by > 2 %.
+  const double current = (crop_.width * w) / std::max(crop_.height * h, 1.0);
+  if (std::abs(current - aspect) > 0.02 * aspect)
+    crop_ = goal;
+  else
+    crop_ = glide(crop_, goal, dt, glideRate);
+}
+
+}  // namespace vorn

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "base/Rect.h"
+#include "render/Geometry.h"
+
+namespace vorn {
+
+// The engine's state as the render loop needs it: written whole by the engine whenever
+// anything changes, read whole by the loop each tick.
+struct RenderInputs {
+  Rect home;  // the framed capture area, display points; zero width: nothing to do
+  bool dragging = false;
+  bool recording = false;  // also while paused
+  bool live = false;       // counting down or recording: capture at native resolution
+  bool writing = false;    // recording and not paused
+  bool follow = true;
+  bool clickZoom = false;
+  double aspect = 0.5625;
+  Size displaySize;
+  Point displayOrigin;  // global points, to make the pointer position display-local
+  Slots slots = defaultSlots();
+  bool mirror = true;
+  int fps = 60;
+  Point clickPoint;       // display points
+  double clickTime = 0;   // media time; a new value means a new click
+
+  static Slots defaultSlots() {
+    Slots s;
+    s.faceFraction = 0.3;
+    return s;
+  }
+};
+
+}  // namespace vorn

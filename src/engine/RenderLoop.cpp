@@ -1,0 +1,130 @@
+#include "engine/RenderLoop.h"
+
+#include "base/Clock.h"
+#include "capture/CameraSource.h"
+#include "capture/Pointer.h"
+#include "capture/ScreenSource.h"
+#include "engine/CaptureSteering.h"
+#include "engine/RenderTimer.h"
+#include "record/Recorder.h"
+#include "render/Compositor.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+
+#include <algorithm>
+
+namespace vorn {
+namespace {
+
+constexpr double kTickSeconds = 1.0 / 60;
+// A stall never makes the glides jump.
+constexpr double kLongestStep = 0.05;
+constexpr double kPreviewScale = 0.5;
+
+}  // namespace
+
+RenderLoop::RenderLoop(Compositor& compositor, ScreenSource& screen, CameraSource& camera,
+                       Pointer* pointer)
+    : compositor_(compositor), screen_(screen), camera_(camera), pointer_(pointer) {}
+
+RenderLoop::~RenderLoop() { stop(); }
+
+void RenderLoop::start() {
+  if (timer_) return;
+  timer_ = std::make_unique<RenderTimer>("vorn.render", [this](long long skipped) {
+    // Skipped deadlines still count as ticks of the 60 Hz clock, so a 30 fps take keeps to
+    // its grid after a stall instead of slipping half a frame.
+    frame_ += long(skipped);
+    tick();
+  });
+}
+
+void RenderLoop::stop() {
+  timer_.reset();  // joins the render thread: no tick runs after this
+  last_ = 0;
+  cameraMotion_.reset();
+}
+
+void RenderLoop::tick() {
+  const double now = mediaTime();
+  const double previous = std::exchange(last_, now);
+  const RenderInputs in = inputs.get();
+  if (in.home.width <= 0) return;
+  const double dt = previous == 0 ? kTickSeconds : std::min(now - previous, kLongestStep);
+
+  const ConstFrameRef cameraFrame = camera_.latest.get();
+  stepCamera(dt, now, in);
+  stepCrop(dt, now, in, cameraFrame);
+  live.set(cameraMotion_.cam());
+  steerCapture(in);
+  ++frame_;
+
+  std::shared_ptr<Recorder> target = in.writing ? recorder.get() : nullptr;
+  // A 30 fps take uses every second tick of the 60 Hz clock.
+  if (target && in.fps < 60 && frame_ % 2 == 1) return;
+
+  const std::optional<ScreenFrame> screenFrame = screen_.latest.get();
+  const FrameBuffer* screenBuffer = screenFrame ? screenFrame->buffer.get() : nullptr;
+  if (!target) {
+    const Signature signature{screenBuffer, cameraFrame.get(), cameraMotion_.cam(),
+                              cropMotion_.crop(), in.slots, in.mirror};
+    if (lastSignature_ == signature) return;  // nothing changed, nothing to draw
+    lastSignature_ = signature;
+  } else {
+    lastSignature_.reset();
+  }
+
+  FrameRef buffer = target ? target->pool()->take() : nullptr;
+  if (!buffer) buffer = compositor_.previewBuffer(kPreviewScale);
+  if (!buffer) return;
+
+  const double scale = buffer->width() / 1080.0;
+  const FrameScene scene{in.slots, cameraMotion_.cam(), screenFrame ? screenFrame->rect : Rect{},
+                         cropMotion_.crop(), in.mirror};
+  compositor_.compose(scene, screenBuffer, cameraFrame.get(), scale, *buffer);
+  ++rendered_;
+
+  if (target && buffer->width() == 1080) {
+    const double at = mediaTime();
+    target->appendVideo(buffer, at);
+    ++appended_;
+    appendedSpan_ = {appendedSpan_ ? appendedSpan_->first : at, at};
+  }
+  showPreview(std::move(buffer));
+}
+
+void RenderLoop::stepCamera(double dt, double now, const RenderInputs& in) {
+  std::optional<Point> pointer;
+  if (pointer_ && in.follow && in.recording) {
+    if (const auto state = pointer_->query()) pointer = state->position;
+  }
+  cameraMotion_.step(dt, now, in, pointer);
+}
+
+void RenderLoop::stepCrop(double dt, double now, const RenderInputs& in,
+                          const ConstFrameRef& cameraFrame) {
+  if (!cameraFrame) return;
+  cropMotion_.step(dt, now, in.slots, cameraFrame->width(), cameraFrame->height(),
+                   camera_.face.get());
+}
+
+void RenderLoop::steerCapture(const RenderInputs& in) {
+  if (const auto next = ::vorn::steerCapture(in, cameraMotion_.cam(), screen_.requested.get()))
+    screen_.request(next->rect, next->native);
+}
+
+void RenderLoop::showPreview(ConstFrameRef frame) {
+  if (!onFrame || !QCoreApplication::instance()) return;
+  // One frame in flight to the GUI thread at most: the preview never queues up.
+  if (!previewPending_.testAndSet(false, true)) return;
+  QMetaObject::invokeMethod(
+      &guiContext_,
+      [this, frame] {
+        onFrame(frame);
+        previewPending_.set(false);
+      },
+      Qt::QueuedConnection);
+}
+
+}  // namespace vorn

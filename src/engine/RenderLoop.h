@@ -1,0 +1,100 @@
+#pragma once
+
+#include "base/FrameBuffer.h"
+#include "base/Locked.h"
+#include "engine/CameraMotion.h"
+#include "engine/CropMotion.h"
+#include "engine/RenderInputs.h"
+
+#include <QObject>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace vorn {
+
+class CameraSource;
+class Compositor;
+class Pointer;
+class Recorder;
+class RenderTimer;
+class ScreenSource;
+
+// The heartbeat of the studio: sixty times a second, on "vorn.render", it moves the virtual
+// camera over the screen and the crop of the camera picture, steers the screen capture,
+// composes the frame, appends it to the recording and hands it to the preview.
+class RenderLoop {
+ public:
+  // Receives rendered frames on the GUI thread.
+  using FrameCallback = std::function<void(ConstFrameRef)>;
+
+  // `pointer` may be null: cursor follow then holds its centre. Nothing starts yet.
+  RenderLoop(Compositor& compositor, ScreenSource& screen, CameraSource& camera,
+             Pointer* pointer = nullptr);
+  ~RenderLoop();
+  RenderLoop(const RenderLoop&) = delete;
+  RenderLoop& operator=(const RenderLoop&) = delete;
+
+  // Starts the 60 Hz render thread if it is not running.
+  void start();
+  // Stops it; the next start snaps the camera back to `home`.
+  void stop();
+  // One frame of work. Runs on the render thread; tests call it directly, without start().
+  void tick();
+
+  // Written by the engine, read whole by every tick.
+  Locked<RenderInputs> inputs;
+  // The current virtual camera, published by every tick for the engine and the overlays.
+  Locked<Rect> live;
+  // The recorder fed while `writing`; installed and taken back by recording control.
+  Locked<std::shared_ptr<Recorder>> recorder;
+  // Set before start(); called on the GUI thread.
+  FrameCallback onFrame;
+
+  // Counters for diagnostics and tests (any thread).
+  long renderedFrames() const { return rendered_.load(); }
+  long appendedFrames() const { return appended_.load(); }
+  // Media times of the first and the last frame handed to a recorder; read after stop().
+  std::optional<std::pair<double, double>> appendedSpan() const { return appendedSpan_; }
+
+ private:
+  // What a preview frame shows; an equal one need not be drawn again.
+  struct Signature {
+    const FrameBuffer* screen = nullptr;  // identity of the buffers, never dereferenced
+    const FrameBuffer* camera = nullptr;
+    Rect cam;
+    Rect crop;
+    Slots slots;
+    bool mirror = false;
+    bool operator==(const Signature&) const = default;
+  };
+
+  void stepCamera(double dt, double now, const RenderInputs& in);
+  void stepCrop(double dt, double now, const RenderInputs& in, const ConstFrameRef& cameraFrame);
+  void steerCapture(const RenderInputs& in);
+  void showPreview(ConstFrameRef frame);
+
+  Compositor& compositor_;
+  ScreenSource& screen_;
+  CameraSource& camera_;
+  Pointer* const pointer_;
+
+  // Render thread only.
+  double last_ = 0;  // media time of the previous tick; 0: none
+  long frame_ = 0;
+  CameraMotion cameraMotion_;
+  CropMotion cropMotion_;
+  std::optional<Signature> lastSignature_;
+  std::optional<std::pair<double, double>> appendedSpan_;
+
+  Locked<bool> previewPending_{false};
+  std::atomic<long> rendered_{0};
+  std::atomic<long> appended_{0};
+  // Queued preview calls run in this object's name; they are dropped once it is gone.
+  QObject guiContext_;
+  std::unique_ptr<RenderTimer> timer_;  // GUI thread only; last: stops before the rest goes
+};
+
+}  // namespace vorn

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "model/Model.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace vorn {
+
+// The user's persisted preferences. Equality is memberwise and exact.
+struct Prefs {
+  Layout layout = Layout::screen;
+  FrameStyle style = FrameStyle::floating;
+  bool cameraOn = true;
+  bool micOn = true;
+  bool systemAudio = false;
+  bool follow = true;
+  bool clickZoom = false;
+  Platform platform = Platform::reels;
+  std::int64_t fps = 60;
+  bool mirror = true;
+  double splitRatio = 0.54;
+  bool cameraOnTop = false;
+  double bubbleX = 0.24;
+  double bubbleY = 0.72;
+  double bubbleSize = 0.3;
+  std::optional<QString> cameraID;
+  std::optional<QString> micID;
+  QString script;
+  double prompterSpeed = 30.0;
+  std::optional<QString> brief;
+  std::optional<bool> reels;
+  std::optional<bool> claude;
+  std::optional<FaceLook> face;
+  // The saved capture frame as fractions of the screen: x, y, width, height.
+  std::optional<std::vector<double>> home;
+
+  bool operator==(const Prefs&) const = default;
+
+  // JSON with exactly the field names as keys; absent optionals are omitted.
+  QByteArray encode() const;
+  // Nothing when the data is malformed, lacks a required key, holds a wrong type or
+  // an unknown enumeration string. No clamping or migration.
+  static std::optional<Prefs> decode(const QByteArray& json);
+
+  // The saved record, or the defaults when there is none or it does not decode.
+  static Prefs load();
+  void save() const;
+};
+
+}  // namespace vorn

@@ -1,0 +1,245 @@
+#include "record/Recorder.h"
+
+#include "base/Log.h"
+#include "record/TakeFiles.h"
+#include "record/TakeWriter.h"
+#include "record/VideoEncoder.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <mutex>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace vorn {
+namespace {
+
+// Frames waiting for the writer: enough to ride out a scheduling hiccup of about 100 ms at
+// 60 fps on a busy machine; more would only delay the drop and hold more 8 MB buffers.
+constexpr int maxQueuedVideo = 6;
+// Besides the queued frames: one being composed, one on its way to the preview, one shown.
+constexpr int maxFrames = maxQueuedVideo + 3;
+// Audio buffers waiting (about two seconds of 10 ms buffers per source).
+constexpr int maxQueuedAudio = 400;
+
+std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }
+
+void logEncoderOnce(const std::string& name) {
+  static std::once_flag once;
+  std::call_once(once, [&] { logError("recording with " + name); });
+}
+
+}  // namespace
+
+Recorder::Recorder(const QString& path, int fps, bool hasMic, bool hasSystem)
+    : path_(path),
+      fragment_(TakeFiles::fragmentPath(path)),
+      hasMic_(hasMic),
+      hasSystem_(hasSystem),
+      fps_(fps),
+      pool_(std::make_shared<FramePool>(VideoEncoder::width, VideoEncoder::height, 4, maxFrames)) {
+  const QFileInfo folder(QFileInfo(path_).absolutePath());
+  if (!folder.isDir())
+    throw std::runtime_error("The folder " + local(folder.filePath()) + " doesn't exist.");
+  if (!folder.isWritable())
+    throw std::runtime_error("The folder " + local(folder.filePath()) + " isn't writable.");
+  if (QFileInfo::exists(path_))
+    throw std::runtime_error("A file already exists at " + local(path_) + ".");
+  if (QFileInfo::exists(fragment_))
+    throw std::runtime_error("An unfinished recording is in the way at " + local(fragment_) + ".");
+  try {
+    writer_ = std::make_unique<TakeWriter>(local(fragment_), fps, hasMic, hasSystem);
+  } catch (...) {
+    QFile::remove(fragment_);
+    throw;
+  }
+  fragmentLock_ = TakeFiles::lockFragment(fragment_);
+  encoderName_ = QString::fromStdString(writer_->encoderName());
+}
+
+Recorder::~Recorder() {
+  queue_.sync([this] {
+    if (status_ != Status::done && status_ != Status::failed) discardFiles();
+    writer_.reset();
+    syncQueue_.sync([] {});  // it may still use the descriptor closed next
+    TakeFiles::unlockFragment(std::exchange(fragmentLock_, -1));
+  });
+}
+
+void Recorder::setFailureHandler(std::function<void(const QString&)> handler) {
+  failureHandler_ = std::move(handler);
+}
+
+bool Recorder::begin(double hostTime) {
+  bool started = false;
+  // On the writer thread, so an append queued too early sees a consistent timeline.
+  queue_.sync([&] {
+    if (status_ != Status::created) return;
+    if (!writer_->start()) {
+      const std::string reason = writer_->error().empty() ? "no reason given" : writer_->error();
+      logError("writer failed to start: " + reason);
+      status_ = Status::failed;
+      discardFiles();
+      return;
+    }
+    logEncoderOnce(writer_->encoderName());
+    start_ = hostTime;
+    lastDiskSync_ = hostTime;
+    status_ = Status::writing;
+    started = true;
+  });
+  return started;
+}
+
+void Recorder::appendVideo(ConstFrameRef frame, double hostTime) {
+  if (!frame) return;
+  if (queuedVideo_.fetch_add(1) >= maxQueuedVideo) {
+    queuedVideo_.fetch_sub(1);
+    dropped_.fetch_add(1);
+    return;
+  }
+  queue_.async([this, frame = std::move(frame), hostTime] {
+    writeVideo(*frame, hostTime);
+    queuedVideo_.fetch_sub(1);
+  });
+}
+
+void Recorder::appendAudio(AudioRef sample, double hostPTS, bool system) {
+  if (!sample || !(system ? hasSystem_ : hasMic_)) return;
+  if (queuedAudio_.fetch_add(1) >= maxQueuedAudio) {
+    queuedAudio_.fetch_sub(1);
+    return;
+  }
+  queue_.async([this, sample = std::move(sample), hostPTS, system] {
+    writeAudio(*sample, hostPTS, system);
+    queuedAudio_.fetch_sub(1);
+  });
+}
+
+void Recorder::pause(double hostTime) {
+  queue_.async([this, hostTime] {
+    if (!pausedAt_) pausedAt_ = hostTime;
+  });
+}
+
+void Recorder::resume(double hostTime) {
+  queue_.async([this, hostTime] {
+    if (pausedAt_) offset_ += hostTime - *pausedAt_;
+    pausedAt_.reset();
+  });
+}
+
+double Recorder::finish() {
+  double duration = 0;
+  queue_.sync([this, &duration] {
+    if (status_ != Status::writing) {
+      duration = savedDuration_;
+      return;
+    }
+    status_ = Status::done;
+    if (!lastVideo_) {  // nothing to keep
+      discardFiles();
+      return;
+    }
+    duration = *lastVideo_ - *start_;
+    if (!writer_->finish(duration))
+      logError("couldn't finish the take cleanly: " + writer_->error());
+    duration = saveTake();
+    const int dropped = dropped_.load();
+    if (dropped > 0) logError("the take dropped " + std::to_string(dropped) + " frames");
+    // A take that lost more than one frame in a hundred starts the next one a preset faster.
+    if (duration > 0 && dropped > duration * fps_ * 0.01) VideoEncoder::stepFaster();
+  });
+  return duration;
+}
+
+void Recorder::cancel() {
+  queue_.async([this] {
+    if (status_ == Status::done) return;
+    status_ = Status::done;
+    discardFiles();
+  });
+}
+
+void Recorder::drain() {
+  queue_.sync([] {});
+}
+
+void Recorder::writeVideo(const FrameBuffer& frame, double hostTime) {
+  if (pausedAt_ || status_ != Status::writing) return;
+  const double pts = hostTime - offset_;
+  if (lastVideo_ && pts <= *lastVideo_) return;
+  if (pts < *start_) return;
+  switch (writer_->writeVideo(frame, pts - *start_)) {
+    case TakeWriter::Result::written:
+      lastVideo_ = pts;
+      syncToDiskNowAndThen(pts);
+      break;
+    case TakeWriter::Result::dropped: break;
+    case TakeWriter::Result::failed: stopAfterFailure(); break;
+  }
+}
+
+// The fragments reach the page cache as they are written; pushing them to the disk every two
+// seconds makes a power cut lose no more than a kill would. On its own thread, as a slow disk
+// may take a while, and never more than one at a time.
+void Recorder::syncToDiskNowAndThen(double pts) {
+  if (fragmentLock_ < 0 || pts - lastDiskSync_ < 2.0 || syncPending_.exchange(true)) return;
+  lastDiskSync_ = pts;
+  syncQueue_.async([this, descriptor = fragmentLock_] {
+    ::fdatasync(descriptor);
+    syncPending_ = false;
+  });
+}
+
+void Recorder::writeAudio(const AudioBuffer& sample, double hostPTS, bool system) {
+  if (pausedAt_ || !start_ || status_ != Status::writing || hostPTS < *start_) return;
+  const double seconds = hostPTS - offset_ - *start_;
+  if (seconds < 0) return;
+  if (writer_->writeAudio(system, sample, seconds) == TakeWriter::Result::failed)
+    stopAfterFailure();
+}
+
+void Recorder::stopAfterFailure() {
+  status_ = Status::failed;
+  const std::string reason = writer_->error();
+  const bool diskFull = writer_->diskFull();
+  writer_->close();
+  savedDuration_ = lastVideo_ ? saveTake() : 0;
+  if (!lastVideo_) discardFiles();
+  const bool saved = savedDuration_ > 0;
+  const QString sentence =
+      diskFull ? (saved ? QStringLiteral("The disk is full: the take was stopped and saved up to that point.")
+                        : QStringLiteral("The disk is full: the take could not be saved."))
+               : QStringLiteral("The take stopped because it couldn't be written (%1).")
+                     .arg(QString::fromStdString(reason));
+  logError(sentence.toStdString());
+  failure_.set(sentence);
+  if (failureHandler_) failureHandler_(sentence);
+}
+
+// Turns the fragment into the take; when that cannot be written (a full disk), the fragment
+// itself becomes the take, as it is a playable movie too.
+double Recorder::saveTake() {
+  const double duration = lastVideo_ ? *lastVideo_ - *start_ : 0;
+  try {
+    TakeFiles::remux(fragment_, path_, duration, writer_->packetCount());
+    QFile::remove(fragment_);
+  } catch (const std::exception& error) {
+    logError(std::string("couldn't finish the take, keeping it as recorded: ") + error.what());
+    if (!QFile::rename(fragment_, path_)) {
+      logError("couldn't keep the take at " + local(path_));
+      return 0;
+    }
+  }
+  return duration;
+}
+
+void Recorder::discardFiles() {
+  writer_.reset();
+  QFile::remove(fragment_);
+  QFile::remove(path_);
+}
+
+}  // namespace vorn

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "base/AudioBuffer.h"
+#include "base/FrameBuffer.h"
+#include "base/Locked.h"
+#include "base/SerialQueue.h"
+
+#include <QString>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vorn {
+
+class TakeWriter;
+
+// Writes one take: the composed 1080 × 1920 frames of the render loop and the microphone
+// and system audio, on a pause-aware timeline (written time = host time − paused time).
+// While recording the movie is a hidden fragmented MP4 beside the take; `finish` turns it into
+// the take with its moov at the front. Every call but `begin` and `finish` returns at once:
+// the work runs on the "vorn.writer" thread, and frames that find the writer behind are
+// dropped and counted.
+class Recorder {
+ public:
+  // Creates the writer for the take at `path`; throws std::runtime_error with one sentence
+  // when it cannot be created (the file exists, the folder is not writable…).
+  Recorder(const QString& path, int fps, bool hasMic, bool hasSystem);
+  Recorder(const Recorder&) = delete;
+  Recorder& operator=(const Recorder&) = delete;
+  // Cancels the take unless it was finished.
+  ~Recorder();
+
+  // Starts the session at `hostTime` (media time). Logs "Vorn: writer failed to start: …"
+  // and returns false when writing cannot start (or the recorder was begun already). Call
+  // before any append.
+  bool begin(double hostTime);
+  void appendVideo(ConstFrameRef frame, double hostTime);
+  void appendAudio(AudioRef sample, double hostPTS, bool system);
+  void pause(double hostTime);
+  void resume(double hostTime);
+  // Blocks until the take is on disk; returns its written duration in seconds (last frame −
+  // start, pauses excluded); 0 when no frame was written (its files are then removed). A
+  // take stopped early by a full disk keeps what was written and returns its duration.
+  double finish();
+  // Abandons the take and deletes its files (on the writer thread, right after what is queued).
+  void cancel();
+  // Blocks until the writer has handled everything queued so far (tests, benchmarks).
+  void drain();
+
+  // The buffers the render loop renders into (1080 × 1920 BGRA).
+  std::shared_ptr<FramePool> pool() const { return pool_; }
+  int droppedFrames() const { return dropped_.load(); }
+  const QString& encoderName() const { return encoderName_; }
+  const QString& path() const { return path_; }
+  // The sentence that says why the take stopped early ("" while all is well).
+  QString failure() const { return failure_.get(); }
+  // Called once, on the writer thread, when the take stops early (e.g. the disk is full).
+  void setFailureHandler(std::function<void(const QString&)> handler);
+
+ private:
+  enum class Status { created, writing, failed, done };
+
+  void writeVideo(const FrameBuffer& frame, double hostTime);
+  void writeAudio(const AudioBuffer& sample, double hostPTS, bool system);
+  void syncToDiskNowAndThen(double pts);
+  void stopAfterFailure();
+  double saveTake();
+  void discardFiles();
+
+  const QString path_;
+  const QString fragment_;
+  const bool hasMic_;
+  const bool hasSystem_;
+  const int fps_;
+  const std::shared_ptr<FramePool> pool_;
+  QString encoderName_;                // set at construction
+  std::unique_ptr<TakeWriter> writer_;  // writer thread only after construction
+  int fragmentLock_ = -1;               // writer thread only after construction
+
+  // The timeline: writer thread only.
+  Status status_ = Status::created;
+  std::optional<double> start_;
+  double offset_ = 0;
+  std::optional<double> pausedAt_;
+  std::optional<double> lastVideo_;
+  double savedDuration_ = 0;  // a take saved after an early stop
+  double lastDiskSync_ = 0;   // written time of the last push to disk
+
+  std::function<void(const QString&)> failureHandler_;  // set before begin
+  Locked<QString> failure_;
+  std::atomic<int> queuedVideo_{0};
+  std::atomic<int> queuedAudio_{0};
+  std::atomic<int> dropped_{0};
+  std::atomic<bool> syncPending_{false};
+  SerialQueue syncQueue_{"vorn.writer.sync"};
+  SerialQueue queue_{"vorn.writer"};  // last: drains before the fields it uses go away
+};
+
+}  // namespace vorn

@@ -1,0 +1,392 @@
+#include "base/Av.h"
+#include "base/Clock.h"
+#include "record/Recorder.h"
+#include "record/TakeFiles.h"
+#include "support/ChildProcess.h"
+#include "support/MovieProbe.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+
+using namespace vorn;
+using namespace vorn::test;
+
+namespace {
+
+constexpr double start = 1000.0;  // host time of the session start in these tests
+
+// Feeds `count` frames at `fps` from host time `from`, waiting for each so none is dropped.
+void feedFrames(Recorder& recorder, int count, int fps, double from, int firstIndex = 0) {
+  for (int i = 0; i < count; ++i) {
+    recorder.appendVideo(syntheticFrame(recorder, firstIndex + i), from + double(i) / fps);
+    recorder.drain();
+  }
+}
+
+// Finds "key=value" in the encoder's settings message inside the first packet.
+std::string encoderSetting(const std::vector<std::uint8_t>& packet, const std::string& key) {
+  const std::string text(packet.begin(), packet.end());
+  const std::size_t at = text.find(" " + key + "=");
+  if (at == std::string::npos) return "";
+  const std::size_t from = at + key.size() + 2;
+  return text.substr(from, text.find(' ', from) - from);
+}
+
+class RecorderTest : public ::testing::Test {
+ protected:
+  QString take(const QString& name = "Take.mp4") const { return folder.filePath(name); }
+  QStringList filesInFolder() const {
+    return QDir(folder.path()).entryList(QDir::Files | QDir::Hidden);
+  }
+  QTemporaryDir folder;
+};
+
+TEST_F(RecorderTest, ThirtyFpsTakeHasTheTrackSettingsAndTheMoovInFront) {
+  Recorder recorder(take(), 30, true, true);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 121, 30, start);
+  for (int i = 0; i < 40; ++i) {
+    recorder.appendAudio(tone(1, 0.1, 440, start + i * 0.1), start + i * 0.1, false);
+    recorder.appendAudio(tone(2, 0.1, 660, start + i * 0.1), start + i * 0.1, true);
+  }
+  EXPECT_NEAR(recorder.finish(), 4.0, 1e-6);
+  EXPECT_EQ(recorder.droppedFrames(), 0);
+
+  const auto streams = probeStreams(take());
+  ASSERT_EQ(streams.size(), 3u);
+  EXPECT_EQ(streams[0].type, "video");
+  EXPECT_EQ(streams[0].codec, "h264");
+  EXPECT_EQ(streams[0].profile, FF_PROFILE_H264_HIGH);
+  EXPECT_EQ(streams[0].width, 1080);
+  EXPECT_EQ(streams[0].height, 1920);
+  EXPECT_EQ(streams[0].primaries, AVCOL_PRI_BT709);
+  EXPECT_EQ(streams[0].transfer, AVCOL_TRC_BT709);
+  EXPECT_EQ(streams[0].matrix, AVCOL_SPC_BT709);
+  EXPECT_EQ(streams[1].codec, "aac");
+  EXPECT_EQ(streams[1].channels, 1);
+  EXPECT_EQ(streams[1].sampleRate, 48000);
+  EXPECT_EQ(streams[2].codec, "aac");
+  EXPECT_EQ(streams[2].channels, 2);
+  EXPECT_EQ(streams[2].sampleRate, 48000);
+
+  const auto boxes = topLevelBoxes(take());
+  const auto moov = std::find(boxes.begin(), boxes.end(), "moov");
+  const auto mdat = std::find(boxes.begin(), boxes.end(), "mdat");
+  ASSERT_NE(moov, boxes.end());
+  EXPECT_LT(moov, mdat);
+  EXPECT_EQ(std::count(boxes.begin(), boxes.end(), "moof"), 0);
+
+  const auto packets = readPackets(take(), 0);
+  ASSERT_EQ(packets.size(), 121u);
+  EXPECT_EQ(encoderSetting(packets[0].data, "bitrate"), "12000");
+  EXPECT_EQ(encoderSetting(packets[0].data, "keyint"), "60");
+  std::vector<int> keys;
+  for (int i = 0; i < int(packets.size()); ++i)
+    if (packets[i].key) keys.push_back(i);
+  EXPECT_EQ(keys, (std::vector<int>{0, 60, 120}));
+  EXPECT_TRUE(filesInFolder() == QStringList{"Take.mp4"}) << filesInFolder().join(", ").toStdString();
+}
+
+TEST_F(RecorderTest, SixtyFpsAsksForEighteenMegabitsAndAKeyFrameEveryHundredTwentyFrames) {
+  Recorder recorder(take(), 60, true, false);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 3, 60, start);
+  recorder.finish();
+  const auto packets = readPackets(take(), 0);
+  ASSERT_FALSE(packets.empty());
+  EXPECT_EQ(encoderSetting(packets[0].data, "bitrate"), "18000");
+  EXPECT_EQ(encoderSetting(packets[0].data, "keyint"), "120");
+  EXPECT_EQ(probeStreams(take()).size(), 2u);
+}
+
+TEST_F(RecorderTest, APauseBetweenTwoFramesLeavesOneFrameInterval) {
+  Recorder recorder(take(), 30, false, false);
+  ASSERT_TRUE(recorder.begin(start));
+  recorder.appendVideo(syntheticFrame(recorder, 0), start);
+  recorder.pause(start + 0.010);
+  recorder.pause(start + 1.0);  // a second pause keeps the first time
+  recorder.appendVideo(syntheticFrame(recorder, 1), start + 0.020);  // while paused: dropped
+  recorder.resume(start + 3.010);
+  recorder.appendVideo(syntheticFrame(recorder, 2), start + 3.000 + 1.0 / 30);
+  const double duration = recorder.finish();
+  EXPECT_NEAR(duration, 1.0 / 30 - 0.0, 1e-6 + 0.0) << "the pause is cut out";
+
+  const auto packets = readPackets(take(), 0);
+  ASSERT_EQ(packets.size(), 2u);
+  EXPECT_NEAR(packets[1].seconds - packets[0].seconds, 1.0 / 30 - 0.0, 1.0 / 90000 + 1e-9);
+  EXPECT_LT(probeDuration(take()), 0.2);
+}
+
+TEST_F(RecorderTest, FramesWhoseTimeDoesNotRiseAreDropped) {
+  Recorder recorder(take(), 30, false, false);
+  ASSERT_TRUE(recorder.begin(start));
+  for (double t : {0.0, 0.1, 0.1, 0.05, 0.2}) {
+    recorder.appendVideo(syntheticFrame(recorder, int(t * 100)), start + t);
+    recorder.drain();
+  }
+  EXPECT_NEAR(recorder.finish(), 0.2, 1e-9);
+  const auto packets = readPackets(take(), 0);
+  ASSERT_EQ(packets.size(), 3u);
+  EXPECT_NEAR(packets[2].seconds, 0.2, 1e-4);
+}
+
+TEST_F(RecorderTest, EarlyAndPausedAudioIsAbsent) {
+  Recorder recorder(take(), 30, true, false);
+  ASSERT_TRUE(recorder.begin(start));
+  recorder.appendAudio(tone(1, 0.5, 1000, start - 0.5), start - 0.5, false);  // early: tone
+  recorder.appendAudio(tone(1, 1.0, 0, start), start, false);                 // silence
+  recorder.pause(start + 1.0);
+  recorder.appendAudio(tone(1, 1.0, 1000, start + 1.0), start + 1.0, false);  // paused: tone
+  recorder.resume(start + 2.0);
+  recorder.appendAudio(tone(1, 1.0, 0, start + 2.0), start + 2.0, false);     // silence
+  recorder.appendAudio(tone(2, 1.0, 1000, start + 2.0), start + 2.0, true);   // no such track
+  feedFrames(recorder, 2, 1, start);
+  recorder.appendVideo(syntheticFrame(recorder, 2), start + 2.99);
+  EXPECT_NEAR(recorder.finish(), 1.99, 1e-9);
+
+  const auto streams = probeStreams(take());
+  ASSERT_EQ(streams.size(), 2u);
+  const auto samples = decodeAudio(take(), 1);
+  EXPECT_GT(samples.size(), 48000u * 19 / 10);
+  float peak = 0;
+  for (float s : samples) peak = std::max(peak, std::abs(s));
+  EXPECT_LT(peak, 0.01f);
+}
+
+TEST_F(RecorderTest, FinishBeforeAnyFrameReturnsZero) {
+  Recorder recorder(take(), 30, true, false);
+  ASSERT_TRUE(recorder.begin(start));
+  recorder.appendAudio(tone(1, 0.5, 440, start), start, false);
+  EXPECT_EQ(recorder.finish(), 0.0);
+  EXPECT_EQ(recorder.finish(), 0.0);
+}
+
+TEST_F(RecorderTest, ASecondBeginIsRefusedAndTheTakeGoesOn) {
+  Recorder recorder(take(), 30, false, false);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 3, 30, start);
+  EXPECT_FALSE(recorder.begin(start + 5));
+  feedFrames(recorder, 3, 30, start + 0.1, 3);
+  EXPECT_NEAR(recorder.finish(), 0.1 + 2.0 / 30, 1e-9);
+  EXPECT_EQ(readPackets(take(), 0).size(), 6u);
+}
+
+TEST_F(RecorderTest, FinishWithoutBeginReturnsZero) {
+  Recorder recorder(take(), 30, false, false);
+  EXPECT_EQ(recorder.finish(), 0.0);
+}
+
+TEST_F(RecorderTest, CancelLeavesNoFile) {
+  {
+    Recorder recorder(take(), 30, true, true);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 10, 30, start);
+    recorder.cancel();
+    recorder.drain();
+    EXPECT_TRUE(filesInFolder().isEmpty()) << filesInFolder().join(", ").toStdString();
+    EXPECT_EQ(recorder.finish(), 0.0);
+  }
+  EXPECT_TRUE(filesInFolder().isEmpty());
+}
+
+TEST_F(RecorderTest, AnExistingFileIsRefusedInOneSentence) {
+  QFile existing(take());
+  ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+  existing.close();
+  try {
+    Recorder recorder(take(), 30, true, false);
+    FAIL() << "created over an existing file";
+  } catch (const std::runtime_error& error) {
+    EXPECT_NE(std::string(error.what()).find("already exists"), std::string::npos);
+  }
+  EXPECT_THROW(Recorder(folder.filePath("missing/Take.mp4"), 30, false, false), std::runtime_error);
+}
+
+TEST_F(RecorderTest, AFullDiskStopsTheTakeAndKeepsWhatWasWritten) {
+  // A file size limit stands in for a full disk: writes past it fail with EFBIG.
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit saved{};
+  getrlimit(RLIMIT_FSIZE, &saved);
+  QString failure;
+  double duration = 0;
+  {
+    Recorder recorder(take(), 30, true, false);
+    recorder.setFailureHandler([&](const QString& sentence) { failure = sentence; });
+    ASSERT_TRUE(recorder.begin(start));
+    rlimit limited = saved;
+    limited.rlim_cur = 200'000;
+    setrlimit(RLIMIT_FSIZE, &limited);
+    for (int i = 0; i < 300 && failure.isEmpty(); ++i) {
+      recorder.appendAudio(tone(1, 1.0 / 30, 440, start + i / 30.0), start + i / 30.0, false);
+      feedFrames(recorder, 1, 30, start + i / 30.0, i * 7);
+    }
+    setrlimit(RLIMIT_FSIZE, &saved);
+    duration = recorder.finish();
+    EXPECT_EQ(recorder.failure(), failure);
+  }
+  EXPECT_EQ(failure, "The disk is full: the take was stopped and saved up to that point.");
+  EXPECT_GT(duration, 0.5);
+  EXPECT_LT(duration, 9.0);
+  ASSERT_TRUE(QFileInfo::exists(take()));
+  const auto packets = readPackets(take(), 0);
+  EXPECT_GT(packets.size(), 10u);
+  EXPECT_TRUE(packets.front().key);
+  EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
+}
+
+TEST_F(RecorderTest, RecoveryTurnsALeftFragmentIntoATake) {
+  const QString fragment = TakeFiles::fragmentPath(take());
+  {
+    Recorder recorder(take(), 30, true, false);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 95, 30, start);
+    // While the recorder lives its fragment is locked: recovery leaves it alone.
+    EXPECT_TRUE(TakeFiles::recoverCrashedTakes(folder.path()).empty());
+    // Simulate a crash: keep the fragment from being cleaned up.
+    ASSERT_TRUE(QFile::copy(fragment, fragment + ".copy"));
+    recorder.cancel();
+  }
+  ASSERT_TRUE(QFile::rename(fragment + ".copy", fragment));
+  {  // the half-written final movie of a run that crashed while finishing
+    QFile partial(folder.filePath(".finishing-Take.mp4"));
+    ASSERT_TRUE(partial.open(QIODevice::WriteOnly));
+    partial.write("partial");
+  }
+  const auto recovered = TakeFiles::recoverCrashedTakes(folder.path());
+  ASSERT_EQ(recovered.size(), 1u);
+  EXPECT_EQ(recovered[0], take());
+  EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
+  EXPECT_GE(readPackets(take(), 0).size(), 60u);  // fragments of whole seconds survive
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RecorderTest, ATakeKilledMidwayIsRecoveredUpToTheLastTwoSeconds) {
+  ChildProcess child({VORN_BINARY_DIR "/tests/recorder_child", take().toStdString(), "30"});
+  QFile marker(take() + ".began");
+  // Wait for the child to begin its take (it may be slow to start on a loaded machine).
+  for (int i = 0; i < 600 && marker.size() == 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  ASSERT_TRUE(marker.open(QIODevice::ReadOnly));
+  const double began = marker.readAll().toDouble();
+  std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+  const double elapsed = mediaTime() - began;
+  kill(child.pid(), SIGKILL);
+  while (child.running()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  marker.remove();
+
+  ASSERT_TRUE(QFileInfo::exists(TakeFiles::fragmentPath(take())));
+  const auto recovered = TakeFiles::recoverCrashedTakes(folder.path());
+  ASSERT_EQ(recovered.size(), 1u);
+  EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
+  const auto streams = probeStreams(take());
+  ASSERT_EQ(streams.size(), 2u);
+  const auto packets = readPackets(take(), 0);
+  ASSERT_FALSE(packets.empty());
+  EXPECT_TRUE(packets.front().key);
+  EXPECT_GE(packets.back().seconds, elapsed - 2.0);
+  EXPECT_LE(packets.back().seconds, elapsed);
+  EXPECT_GE(probeDuration(take()), elapsed - 2.0);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RecorderTest, RecoveryRemovesAFragmentThatHoldsNoFrame) {
+  {
+    Recorder recorder(take(), 30, false, false);
+    ASSERT_TRUE(recorder.begin(start));
+    ASSERT_TRUE(QFile::copy(TakeFiles::fragmentPath(take()), folder.filePath("copy")));
+    recorder.cancel();
+  }
+  ASSERT_TRUE(QFile::rename(folder.filePath("copy"), TakeFiles::fragmentPath(take())));
+  EXPECT_TRUE(TakeFiles::recoverCrashedTakes(folder.path()).empty());
+  EXPECT_TRUE(filesInFolder().isEmpty());
+}
+
+TEST_F(RecorderTest, RecoveryPicksAFreeNameBesideAnExistingTake) {
+  {
+    QFile existing(take());
+    ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+  }
+  const QString other = folder.filePath("Other.mp4");
+  {
+    Recorder recorder(other, 30, false, false);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 40, 30, start);
+    recorder.drain();
+    ASSERT_TRUE(QFile::copy(TakeFiles::fragmentPath(other), folder.filePath("copy")));
+    recorder.cancel();
+  }
+  // The fragment of "Take.mp4" while a file of that name exists already.
+  ASSERT_TRUE(QFile::rename(folder.filePath("copy"), TakeFiles::fragmentPath(take())));
+  const auto recovered = TakeFiles::recoverCrashedTakes(folder.path());
+  ASSERT_EQ(recovered.size(), 1u);
+  EXPECT_EQ(recovered[0], folder.filePath("Take (recovered).mp4"));
+  EXPECT_EQ(filesInFolder(), (QStringList{"Take (recovered).mp4", "Take.mp4"}));
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RecorderTest, AWriterThatCannotStartLeavesNoFile) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit saved{};
+  getrlimit(RLIMIT_FSIZE, &saved);
+  Recorder recorder(take(), 30, true, true);
+  rlimit limited = saved;
+  limited.rlim_cur = 16;  // not even the movie header fits
+  setrlimit(RLIMIT_FSIZE, &limited);
+  const bool began = recorder.begin(start);
+  setrlimit(RLIMIT_FSIZE, &saved);
+  EXPECT_FALSE(began);
+  recorder.appendVideo(syntheticFrame(recorder, 0), start);
+  EXPECT_EQ(recorder.finish(), 0.0);
+  EXPECT_TRUE(filesInFolder().isEmpty());
+}
+
+// Frames from a render thread and audio from two capture threads: every frame is either
+// written or counted as dropped, and the file reads back whole. (No pause here: a frame that
+// meets a pause is dropped without being counted, by design.)
+TEST_F(RecorderTest, FramesFromBusyThreadsAreWrittenOrCountedNeverLost) {
+  Recorder recorder(take(), 30, true, true);
+  ASSERT_TRUE(recorder.begin(start));
+  constexpr int frames = 90;
+  std::thread render([&] {
+    for (int i = 0; i < frames; ++i) {
+      FrameRef frame = recorder.pool()->take();
+      recorder.appendVideo(frame, start + i / 30.0);  // as fast as possible: the queue fills
+    }
+  });
+  auto capture = [&](bool system) {
+    for (int i = 0; i < 300; ++i)
+      recorder.appendAudio(tone(system ? 2 : 1, 0.01, 440, start + i * 0.01), start + i * 0.01,
+                           system);
+  };
+  std::thread mic(capture, false), sys(capture, true);
+  render.join();
+  mic.join();
+  sys.join();
+  recorder.finish();
+  const auto packets = readPackets(take(), 0);
+  EXPECT_GT(recorder.droppedFrames(), 0);
+  EXPECT_EQ(int(packets.size()) + recorder.droppedFrames(), frames);
+  for (std::size_t i = 1; i < packets.size(); ++i) EXPECT_GT(packets[i].pts, packets[i - 1].pts);
+  EXPECT_EQ(probeStreams(take()).size(), 3u);
+}
+
+}  // namespace

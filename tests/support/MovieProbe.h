@@ -1,0 +1,42 @@
+#pragma once
+
+#include "record/Recorder.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vorn::test {
+
+struct StreamInfo {
+  std::string type;   // "video", "audio"
+  std::string codec;  // "h264", "aac"
+  int profile = 0;
+  int width = 0, height = 0;
+  int channels = 0, sampleRate = 0;
+  int primaries = 0, transfer = 0, matrix = 0;
+};
+
+struct PacketInfo {
+  std::int64_t pts = 0;
+  double seconds = 0;
+  bool key = false;
+  std::vector<std::uint8_t> data;
+};
+
+std::vector<StreamInfo> probeStreams(const QString& path);
+double probeDuration(const QString& path);
+std::vector<PacketInfo> readPackets(const QString& path, int streamIndex);
+// The decoded samples of an audio stream, channels interleaved.
+std::vector<float> decodeAudio(const QString& path, int streamIndex);
+// The names of the top-level boxes of an MP4 file, in order.
+std::vector<std::string> topLevelBoxes(const QString& path);
+
+// A 1080 × 1920 frame from the recorder's pool, painted with moving bars so that frames differ.
+FrameRef syntheticFrame(Recorder& recorder, int index);
+// `seconds` of a sine at `hertz` (amplitude 0.5), or silence at hertz 0.
+AudioRef tone(int channels, double seconds, double hertz, double pts);
+
+}  // namespace vorn::test
