@@ -24,6 +24,8 @@ struct RenderInputs {
   Point clickPoint;       // display points
   double clickTime = 0;   // media time; a new value means a new click
 
+  bool operator==(const RenderInputs&) const = default;
+
   static Slots defaultSlots() {
     Slots s;
     s.faceFraction = 0.3;

@@ -18,8 +18,13 @@ QUrl folder() {
 QUrl nextURL() {
   const QString stamp =
       QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd 'at' HH.mm.ss"));
-  const QString name = QStringLiteral("Vorn ") + stamp + QStringLiteral(".mp4");
-  return QUrl::fromLocalFile(QDir(folder().toLocalFile()).filePath(name));
+  const QDir dir(folder().toLocalFile());
+  for (int number = 1;; ++number) {
+    const QString suffix = number == 1 ? QString() : QStringLiteral(" %1").arg(number);
+    const QString name = QStringLiteral("Vorn ") + stamp + suffix + QStringLiteral(".mp4");
+    if (!dir.exists(name) && !dir.exists(QStringLiteral(".recording-") + name))
+      return QUrl::fromLocalFile(dir.filePath(name));
+  }
 }
 
 }  // namespace vorn::Takes

@@ -11,8 +11,9 @@ namespace Takes {
 // when it cannot be created.
 QUrl folder();
 
-// folder / "Vorn yyyy-MM-dd at HH.mm.ss.mp4" for the current local time. No uniquing suffix:
-// two takes started in the same second get the same name.
+// folder / "Vorn yyyy-MM-dd at HH.mm.ss.mp4" for the current local time. When that name, or
+// the hidden ".recording-" file of a take still being written under it, is taken, a number
+// follows the time (" 2", " 3"…), so two takes started in the same second both get a file.
 QUrl nextURL();
 
 }  // namespace Takes

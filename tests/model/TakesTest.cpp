@@ -38,6 +38,24 @@ TEST(Takes, nextURLIsNamedAfterTheCurrentSecond) {
   EXPECT_LE(parsed.toSecsSinceEpoch(), after.toSecsSinceEpoch());
 }
 
+TEST(Takes, takesStartedInTheSameSecondGetTheirOwnNames) {
+  const QDir folder(Takes::folder().toLocalFile());
+  // Retried when the clock's second turns between the calls.
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    const QString first = Takes::nextURL().toLocalFile();
+    const QString base = QFileInfo(first).completeBaseName();
+    QFile(first).open(QIODevice::WriteOnly);
+    const QString second = Takes::nextURL().toLocalFile();
+    QFile(folder.filePath(".recording-" + QFileInfo(second).fileName())).open(QIODevice::WriteOnly);
+    const QString third = Takes::nextURL().toLocalFile();
+    if (!QFileInfo(third).fileName().startsWith(base)) continue;
+    EXPECT_EQ(QFileInfo(second).fileName(), base + " 2.mp4");
+    EXPECT_EQ(QFileInfo(third).fileName(), base + " 3.mp4") << "a take still being written holds its name";
+    return;
+  }
+  FAIL() << "the clock turned a second on every attempt";
+}
+
 TEST(Takes, aFolderThatCannotBeCreatedRaisesTheError) {
   const QString movies = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
   QDir(movies).removeRecursively();

@@ -1,0 +1,272 @@
+#include "engine/Engine.h"
+
+#include "base/Background.h"
+#include "base/Clock.h"
+#include "base/Log.h"
+#include "capture/CameraSource.h"
+#include "capture/DeviceMonitor.h"
+#include "capture/Pointer.h"
+#include "capture/ScreenSource.h"
+#include "engine/HomeFrame.h"
+#include "engine/RenderLoop.h"
+#include "model/Studio.h"
+#include "record/Recorder.h"
+#include "render/Compositor.h"
+#include "render/Geometry.h"
+
+#include <QCoreApplication>
+#include <QThreadPool>
+
+#include <cstdlib>
+#include <string>
+
+namespace vorn {
+namespace {
+
+bool debugging() {
+  static const bool on = std::getenv("VORN_DEBUG") != nullptr;
+  return on;
+}
+
+// VORN_SCREEN: a decimal index (an optional sign allowed) into the list of screens.
+std::optional<size_t> screenFromEnvironment(size_t count) {
+  const char* value = std::getenv("VORN_SCREEN");
+  if (!value || !*value) return std::nullopt;
+  bool ok = false;
+  const long long index = QByteArray(value).toLongLong(&ok);
+  if (!ok || index < 0 || size_t(index) >= count) return std::nullopt;
+  return size_t(index);
+}
+
+}  // namespace
+
+Engine::Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, StudioWindows windows)
+    : studio_(studio),
+      reels_(reels),
+      desktop_(std::move(desktop)),
+      screenSource_(std::make_unique<ScreenSource>()),
+      cameraSource_(std::make_unique<CameraSource>()),
+      compositor_(std::make_unique<Compositor>()),
+      windows_(std::move(windows)) {
+  if (!std::getenv("VORN_SAMPLE_SCREEN")) pointer_ = makeX11Pointer();
+  loop_ = std::make_unique<RenderLoop>(*compositor_, *screenSource_, *cameraSource_, pointer_.get());
+  loop_->onFrame = [this](ConstFrameRef frame) { show(frame); };
+  // Audio goes from the capture threads straight to the take, never through the GUI thread.
+  screenSource_->onSystemAudio = [this](AudioRef buffer) {
+    if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, true);
+  };
+  cameraSource_->onMic = [this](AudioRef buffer) {
+    if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, false);
+  };
+  studio_.onPrefsChange = [this](const Prefs& old, const Prefs& now) { prefsChanged(old, now); };
+
+  link_.setTimerType(Qt::PreciseTimer);
+  link_.setInterval(16);
+  connect(&link_, &QTimer::timeout, this, &Engine::tick);
+  saveTimer_.setSingleShot(true);
+  saveTimer_.setInterval(400);
+  connect(&saveTimer_, &QTimer::timeout, this, &Engine::saveHome);
+
+  const auto changed = [this](DeviceKind, const DeviceInfo&) {
+    QMetaObject::invokeMethod(this, [this] {
+      mutedMics_.clear();
+      if (studio_.phase() != Phase::idle) refreshDevices();
+    }, Qt::QueuedConnection);
+  };
+  devices_ = std::make_unique<DeviceMonitor>(changed, changed);
+}
+
+Engine::~Engine() {
+  studio_.onPrefsChange = nullptr;
+  devices_.reset();
+  stopLink();
+  loop_->stop();
+  audioTarget_.set(nullptr);
+  // Background work holds raw pointers to the sources: let it end first.
+  QThreadPool::globalInstance()->waitForDone();
+}
+
+// ---- Session.
+
+void Engine::open() {
+  if (studio_.phase() != Phase::idle) return;
+  const std::vector<DisplayInfo> displays = ScreenSource::displays();
+  if (displays.empty()) {
+    logError("capture failed: no display to capture");
+    flash(QStringLiteral("No screen to record"));
+    return;
+  }
+  std::optional<size_t> chosen = screenFromEnvironment(displays.size());
+  if (!chosen && desktop_.pointer)
+    if (const auto at = desktop_.pointer())
+      for (size_t i = 0; i < displays.size() && !chosen; ++i)
+        if (displays[i].rect.contains(*at)) chosen = i;
+  screen_ = displays[chosen.value_or(0)];
+  sawFirstFrame_ = false;
+
+  studio_.setPhase(Phase::framing);
+  restoreHome();
+  refreshDevices();
+  windows_.viewfinder->show(screen_);
+  windows_.monitor->show(screen_, globalHome());
+  startLink();
+  installEventMonitors();
+  startScreenCapture();
+  windows_.monitor->bringToFront();
+}
+
+void Engine::close() {
+  if (studio_.phase() == Phase::idle) return;
+  if (studio_.phase() == Phase::recording) stopRecording();
+  cancelCountdown();
+  saveHome();
+  studio_.setPhase(Phase::idle);
+  studio_.setTake(std::nullopt);
+  stopLink();
+  loop_->stop();
+  eventMonitors_.clear();
+  windows_.viewfinder->fadeOut();
+  windows_.monitor->hide();
+  windows_.island->fadeOut();
+  cameraSource_->stop();
+  cameraKey_.clear();
+  micKey_.clear();
+  ScreenSource* source = screenSource_.get();
+  inBackground(this, [source] { source->stop(); return true; }, [](Outcome<bool>) {});
+}
+
+void Engine::startLink() {
+  lastTick_ = mediaTime();
+  publishInputs();
+  loop_->start();
+  link_.start();
+}
+
+void Engine::stopLink() { link_.stop(); }
+
+void Engine::installEventMonitors() {
+  eventMonitors_.clear();
+  if (desktop_.watchClicks)
+    if (auto monitor = desktop_.watchClicks([this](Point at) { handleClick(at); }))
+      eventMonitors_.push_back(std::move(monitor));
+}
+
+void Engine::startScreenCapture() {
+  ScreenSource* source = screenSource_.get();
+  const uint32_t id = screen_.id;
+  const bool systemAudio = studio_.prefs().systemAudio;
+  inBackground(this, [source, id, systemAudio] { source->start(id, systemAudio); return true; },
+               [this](Outcome<bool> outcome) {
+                 if (outcome.value) return;
+                 logError("capture failed: " + outcome.error);
+                 flash(QStringLiteral("Vorn can't capture the screen"));
+               });
+}
+
+void Engine::tick() {
+  countPerf(true);
+  const double now = mediaTime();
+  const double dt = now - std::exchange(lastTick_, now);
+  fitHomeAspect();
+  if (homeGlide_) {
+    const HomeFrame::GlideStep step = HomeFrame::glide(home_, *homeGlide_, dt);
+    home_ = step.rect;
+    if (step.arrived) {
+      homeGlide_.reset();
+      saveHome();
+    }
+  }
+  publishInputs();
+
+  const float level = cameraSource_->level.get();
+  if (std::abs(level - studio_.micLevel()) > 0.03f) studio_.setMicLevel(level);
+  replaceSilentMic();
+  const Prefs& prefs = studio_.prefs();
+  const bool heard = !prefs.micOn || !micAuthorized_ || !cameraSource_->silent.get();
+  if (micAuthorized_ && heard != studio_.micAccess()) studio_.setMicAccess(heard);
+  windows_.viewfinder->update(now);
+}
+
+RenderInputs Engine::currentInputs() const {
+  const Prefs& p = studio_.prefs();
+  const Phase phase = studio_.phase();
+  RenderInputs in;
+  in.home = home_;
+  in.dragging = dragging_;
+  in.recording = phase == Phase::recording;
+  in.live = phase == Phase::countdown || phase == Phase::recording;
+  in.writing = phase == Phase::recording && !studio_.isPaused();
+  in.follow = p.follow;
+  in.clickZoom = p.clickZoom;
+  in.mirror = p.mirror;
+  in.fps = int(p.fps);
+  in.slots = Geometry::slots(p);
+  in.aspect = aspect();
+  in.displaySize = {screen_.rect.width, screen_.rect.height};
+  in.displayOrigin = {screen_.rect.x, screen_.rect.y};
+  in.clickPoint = clickPoint_;
+  in.clickTime = clickTime_;
+  return in;
+}
+
+void Engine::publishInputs() {
+  const RenderInputs in = currentInputs();
+  // Written only when something changed: the render loop then skips an unchanged preview.
+  if (published_ && *published_ == in) return;
+  published_ = in;
+  loop_->inputs.set(in);
+}
+
+void Engine::show(const ConstFrameRef& frame) {
+  countPerf(false);
+  previewBuffer_ = frame;
+  windows_.monitor->showFrame(frame);
+  if (!sawFirstFrame_ && studio_.phase() != Phase::idle) {
+    sawFirstFrame_ = true;
+    Q_EMIT firstFrame();
+  }
+}
+
+void Engine::prefsChanged(const Prefs& old, const Prefs& now) {
+  if (old.systemAudio != now.systemAudio) screenSource_->setSystemAudio(now.systemAudio);
+  if (old.layout != now.layout || old.cameraOn != now.cameraOn || old.micOn != now.micOn ||
+      old.cameraID != now.cameraID || old.micID != now.micID)
+    configureInputs();
+  windows_.viewfinder->setNeedsDisplay();
+}
+
+void Engine::setCompact(bool on) {
+  if (studio_.phase() == Phase::idle || on == studio_.compact()) return;
+  studio_.setCompact(on);
+  windows_.monitor->changeForm(on, screen_);
+}
+
+void Engine::primaryAction() {
+  switch (studio_.phase()) {
+    case Phase::idle: open(); break;
+    case Phase::framing: beginCountdown(); break;
+    case Phase::countdown: cancelCountdown(); break;
+    case Phase::recording: stopRecording(); break;
+    case Phase::finishing: break;
+    case Phase::review: toFraming(); break;
+  }
+}
+
+void Engine::toFraming() {
+  studio_.setTake(std::nullopt);
+  studio_.setPhase(Phase::framing);
+}
+
+void Engine::countPerf(bool tick) {
+  if (!debugging()) return;
+  const double now = mediaTime();
+  if (perf_.since == 0) perf_.since = now;
+  (tick ? perf_.ticks : perf_.shows)++;
+  const double span = now - perf_.since;
+  if (span < 2) return;
+  logLine("Vorn ui: ticks " + std::to_string(perf_.ticks / span) + "/s, preview " +
+          std::to_string(perf_.shows / span) + "/s");
+  perf_ = {0, 0, now};
+}
+
+}  // namespace vorn

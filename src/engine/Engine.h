@@ -1,0 +1,205 @@
+#pragma once
+
+#include "base/FrameBuffer.h"
+#include "base/Locked.h"
+#include "base/Rect.h"
+#include "capture/ScreenBackend.h"
+#include "engine/RenderInputs.h"
+#include "engine/StudioWindows.h"
+#include "model/Model.h"
+#include "model/Prefs.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace vorn {
+
+class CameraSource;
+class Compositor;
+class DeviceMonitor;
+class Pointer;
+class Recorder;
+class ReelMaker;
+class RenderLoop;
+class ScreenSource;
+class Studio;
+
+// What the engine asks of the desktop: keys and clicks anywhere, the pointer, the other
+// windows. Each may be left empty (no such service here); the engine then does without.
+struct DesktopServices {
+  // Holds a system-wide key while the returned handle lives; null when it can't be had.
+  std::function<std::shared_ptr<void>(int qtKey, Qt::KeyboardModifiers, std::function<void()>)> grabKey;
+  // Reports left-button presses anywhere (global points) while the handle lives.
+  std::function<std::shared_ptr<void>(std::function<void(Point)>)> watchClicks;
+  // The pointer's global position.
+  std::function<std::optional<Point>()> pointer;
+  // Other applications' window frames, global points, front to back.
+  std::function<std::vector<Rect>()> otherWindows;
+};
+
+// The session controller: owns the sources, the compositor, the render loop and the studio's
+// windows; opens and closes sessions, runs the phase machine and places the capture frame.
+// GUI thread only. Anything slow (starting sources, opening and finishing takes) runs in the
+// background and comes back as an event, so the GUI thread never waits.
+class Engine : public QObject {
+  Q_OBJECT
+
+ public:
+  Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, StudioWindows windows);
+  ~Engine() override;
+
+  // ---- Session.
+  void open();
+  void close();
+  void tick();
+  void publishInputs();
+  void show(const ConstFrameRef& frame);
+  void prefsChanged(const Prefs& old, const Prefs& now);
+  void setCompact(bool on);
+  // The phase-dependent action of the hot key, the space key and the tray's "Record".
+  void primaryAction();
+
+  // ---- Recording control.
+  void beginCountdown();
+  void cancelCountdown();
+  void startRecording();
+  void togglePause();
+  void stopRecording();
+  void restartTake();
+  void retake();
+  void review(const Take& take);
+  void flash(const QString& text);
+  void refreshDevices();
+  void configureInputs();
+  void replaceSilentMic();
+  void resolveMicAccess();
+  // Closes the session and waits (running the event loop) until a take being finished is
+  // saved: quitting never loses a take.
+  void closeAndWait();
+
+  // ---- Frame placement.
+  void restoreHome();
+  void saveHome();
+  void saveHomeSoon();
+  void beginDrag();
+  void drag(const Rect& to);
+  void endDrag();
+  void resize(Point anchor, Point toward);
+  void scale(double factor);
+  void zoomFrame();
+  void fitHomeAspect();
+  double idealHeight() const;
+  void moveTo(const DisplayInfo& screen);
+  // The rectangle being captured: the render loop's crop while recording and not dragging.
+  Rect live() const;
+  void handleClick(Point global);
+  // A key pressed in the studio's key window; true when the studio used it. `inText`: the
+  // focus is in a text field, which keeps its keys.
+  bool handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText = false);
+
+  // ---- State for the windows and tests.
+  const DisplayInfo& screen() const { return screen_; }
+  const Rect& home() const { return home_; }
+  bool dragging() const { return dragging_; }
+  bool snapped() const { return snapped_; }
+  const std::optional<Rect>& homeGlide() const { return homeGlide_; }
+  void setHome(const Rect& home) { home_ = home; }
+  RenderLoop* renderLoop() const { return loop_.get(); }
+  ScreenSource& screenSource() { return *screenSource_; }
+  CameraSource& cameraSource() { return *cameraSource_; }
+  // The take being recorded (null otherwise): its path, for tests and diagnostics.
+  std::shared_ptr<Recorder> recorder() const { return recorder_; }
+
+  // One countdown step: a second, shortened by tests.
+  void setCountdownStep(int milliseconds) { countdownStepMs_ = milliseconds; }
+
+ Q_SIGNALS:
+  // The first composed frame of a session reached show().
+  void firstFrame();
+  // A take has been saved (or discarded) and the phase has left `finishing`.
+  void takeFinished();
+
+ private:
+  void startLink();
+  void stopLink();
+  void installEventMonitors();
+  void startScreenCapture();
+  void countdownStep(int remaining, unsigned run);
+  void prepareRecorder();
+  void recorderReady(std::shared_ptr<Recorder> recorder, const std::string& error);
+  void begun(bool ok);
+  void abandonStart();
+  void finished(double duration, const QString& path, bool hasMic);
+  void recorderFailed(const QString& sentence);
+  void leaveRecording();
+  void countPerf(bool tick);
+  void saveNow();
+  RenderInputs currentInputs() const;
+  double aspect() const;
+  Size screenSize() const;
+  void glideTo(const Rect& target);
+  void toFraming();
+  // `home` in global points, for placing windows around it.
+  Rect globalHome() const;
+
+  Studio& studio_;
+  ReelMaker* const reels_;
+  DesktopServices desktop_;
+  // Where the sources' audio goes: the take while it is written. Declared before the sources
+  // so that it outlives their capture threads.
+  Locked<std::shared_ptr<Recorder>> audioTarget_;
+  std::unique_ptr<ScreenSource> screenSource_;
+  std::unique_ptr<CameraSource> cameraSource_;
+  std::unique_ptr<Compositor> compositor_;
+  std::unique_ptr<Pointer> pointer_;
+  StudioWindows windows_;
+  std::unique_ptr<RenderLoop> loop_;  // after the sources: stops before they go
+  std::unique_ptr<DeviceMonitor> devices_;
+  std::optional<RenderInputs> published_;
+  std::optional<DeviceInfo> defaultMic_;
+
+  DisplayInfo screen_;
+  Rect home_;
+  bool dragging_ = false;
+  std::optional<Rect> homeGlide_;
+  Point clickPoint_;
+  double clickTime_ = 0;
+  std::vector<double> snapXs_, snapYs_;
+  bool snapped_ = false;
+  std::optional<Rect> unzoomed_;
+  QTimer link_;
+  QTimer saveTimer_;
+  double lastTick_ = 0;
+  std::vector<std::shared_ptr<void>> eventMonitors_;
+  std::shared_ptr<void> escKey_;
+  QString cameraKey_, micKey_;
+  bool micAuthorized_ = true;
+  std::optional<DeviceInfo> activeMic_;
+  std::set<QString> mutedMics_;
+  bool sawFirstFrame_ = false;
+  ConstFrameRef previewBuffer_;
+
+  // Recording: the countdown run (a new run makes older steps void), the recorder being
+  // prepared or written, and whether a take is being finished in the background.
+  unsigned countdownRun_ = 0;
+  int countdownStepMs_ = 1000;
+  bool countdownOver_ = false;
+  bool takeHasMic_ = false;
+  std::shared_ptr<Recorder> recorder_;
+  bool recorderPrepared_ = false;
+  int finishing_ = 0;
+
+  struct Perf {
+    int ticks = 0;
+    int shows = 0;
+    double since = 0;
+  } perf_;
+};
+
+}  // namespace vorn

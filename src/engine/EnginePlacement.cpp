@@ -1,0 +1,150 @@
+// The engine's side of the capture frame: where it starts, how gestures move it, how it
+// glides and is saved, clicks for click zoom and the studio's keys.
+#include "engine/Engine.h"
+
+#include "base/Clock.h"
+#include "engine/HomeFrame.h"
+#include "engine/RenderLoop.h"
+#include "model/Studio.h"
+
+namespace vorn {
+
+Size Engine::screenSize() const { return {screen_.rect.width, screen_.rect.height}; }
+
+double Engine::aspect() const { return HomeFrame::aspect(studio_.prefs()); }
+
+double Engine::idealHeight() const { return HomeFrame::idealHeight(studio_.prefs()); }
+
+Rect Engine::globalHome() const {
+  return {screen_.rect.x + home_.x, screen_.rect.y + home_.y, home_.width, home_.height};
+}
+
+void Engine::restoreHome() { home_ = HomeFrame::restore(studio_.prefs(), screenSize()); }
+
+void Engine::saveHome() {
+  saveTimer_.stop();
+  const std::vector<double> saved = HomeFrame::fractions(home_, screenSize());
+  if (saved.empty() || home_.isEmpty()) return;
+  studio_.updatePrefs([&](Prefs& p) { p.home = saved; });
+}
+
+void Engine::saveHomeSoon() { saveTimer_.start(); }
+
+void Engine::beginDrag() {
+  dragging_ = true;
+  snapped_ = false;
+  homeGlide_.reset();
+  std::vector<Rect> windows;
+  if (desktop_.otherWindows)
+    for (const Rect& w : desktop_.otherWindows())
+      if (!w.intersected(screen_.rect).isEmpty())
+        windows.push_back({w.x - screen_.rect.x, w.y - screen_.rect.y, w.width, w.height});
+  const HomeFrame::SnapEdges edges = HomeFrame::snapEdges(screenSize(), windows);
+  snapXs_ = edges.xs;
+  snapYs_ = edges.ys;
+}
+
+void Engine::drag(const Rect& to) {
+  const HomeFrame::Placed placed = HomeFrame::drag(to, {snapXs_, snapYs_}, screenSize());
+  snapped_ = placed.snapped;
+  home_ = placed.rect;
+}
+
+void Engine::endDrag() {
+  dragging_ = false;
+  snapped_ = false;
+  saveHomeSoon();
+}
+
+void Engine::resize(Point anchor, Point toward) {
+  const HomeFrame::Placed placed =
+      HomeFrame::resize(anchor, toward, aspect(), idealHeight(), screenSize());
+  snapped_ = placed.snapped;
+  home_ = placed.rect;
+}
+
+void Engine::scale(double factor) {
+  home_ = HomeFrame::scaled(home_, factor, aspect(), screenSize());
+  homeGlide_.reset();
+  saveHomeSoon();
+}
+
+void Engine::glideTo(const Rect& target) { homeGlide_ = target; }
+
+void Engine::zoomFrame() {
+  if (unzoomed_ && std::abs(home_.height - idealHeight()) <= 2) {
+    glideTo(HomeFrame::clampedInto(*unzoomed_, screenSize()));
+    unzoomed_.reset();
+  } else {
+    unzoomed_ = home_;
+    glideTo(HomeFrame::readable(home_, aspect(), idealHeight(), screenSize()));
+  }
+}
+
+void Engine::fitHomeAspect() {
+  if (screen_.rect.isEmpty()) return;
+  home_ = HomeFrame::fitAspect(home_, aspect(), screenSize());
+}
+
+void Engine::moveTo(const DisplayInfo& screen) {
+  if (studio_.phase() != Phase::framing || screen == screen_) return;
+  saveHome();
+  screen_ = screen;
+  restoreHome();
+  publishInputs();
+  windows_.viewfinder->show(screen_);
+  windows_.monitor->show(screen_, globalHome());
+  stopLink();
+  startLink();
+  startScreenCapture();
+}
+
+Rect Engine::live() const {
+  if (studio_.phase() == Phase::recording && !dragging_) {
+    const Rect crop = loop_->live.get();
+    if (!crop.isEmpty()) return crop;
+  }
+  return home_;
+}
+
+void Engine::handleClick(Point global) {
+  if (studio_.phase() != Phase::recording || !studio_.prefs().clickZoom) return;
+  if (!screen_.rect.contains(global)) return;
+  const Point local{global.x - screen_.rect.x, global.y - screen_.rect.y};
+  if (!live().contains(local)) return;
+  clickPoint_ = local;
+  clickTime_ = mediaTime();
+  publishInputs();
+}
+
+bool Engine::handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText) {
+  if (inText) return false;
+  const Phase phase = studio_.phase();
+  const bool control = modifiers.testFlag(Qt::ControlModifier);
+  switch (qtKey) {
+    case Qt::Key_W:
+      if (!control || (phase != Phase::framing && phase != Phase::review)) return false;
+      close();
+      return true;
+    case Qt::Key_P:
+      togglePause();
+      return phase == Phase::recording;
+    case Qt::Key_M:
+      if (!control) return false;
+      setCompact(!studio_.compact());
+      return true;
+    case Qt::Key_Space:
+      primaryAction();
+      return true;
+    case Qt::Key_Escape:
+      if (phase == Phase::framing) close();
+      else if (phase == Phase::review) toFraming();
+      else if (phase == Phase::countdown) cancelCountdown();
+      else return false;
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace vorn

@@ -1,0 +1,194 @@
+#include "engine/Engine.h"
+
+#include "capture/CameraSource.h"
+#include "model/Studio.h"
+#include "model/Takes.h"
+#include "reels/ReelMaker.h"
+#include "support/MovieProbe.h"
+#include "support/TestServices.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace vorn {
+namespace {
+
+// Runs the event loop until `happened` (the engine reports back through it), or times out.
+bool within(double seconds, const std::function<bool()>& happened) {
+  QElapsedTimer clock;
+  clock.start();
+  while (!happened()) {
+    if (clock.elapsed() > seconds * 1000) return false;
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+  }
+  return true;
+}
+
+void pump(double seconds) { within(seconds, [] { return false; }); }
+
+QStringList trashed() {
+  const QString trash =
+      QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/Trash/files";
+  return QDir(trash).entryList(QDir::Files);
+}
+
+QStringList takesOnDisk() {
+  return QDir(Takes::folder().toLocalFile()).entryList(QDir::Files | QDir::Hidden);
+}
+
+class EngineTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    // A microphone that never stops: the take has sound.
+    test::pulseServer()->pactl({"load-module", "module-sine-source", "source_name=vsine"});
+    test::pulseServer()->pactl({"set-default-source", "vsine"});
+  }
+
+  void SetUp() override {
+    studio.updatePrefs([](Prefs& p) {
+      p.fps = 30;
+      p.systemAudio = false;
+      p.reels = true;
+    });
+    engine = std::make_unique<Engine>(studio, &reels, DesktopServices{}, StudioWindows{});
+    engine->setCountdownStep(50);
+    engine->open();
+    ASSERT_EQ(studio.phase(), Phase::framing);
+    ASSERT_TRUE(within(20, [&] { return !studio.micName().isEmpty(); })) << "devices listed";
+  }
+
+  void TearDown() override {
+    engine->closeAndWait();
+    engine.reset();
+  }
+
+  // Counts down and waits until the take is being written.
+  void record() {
+    engine->beginCountdown();
+    ASSERT_EQ(studio.phase(), Phase::countdown);
+    ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::recording; }));
+  }
+
+  void stopAndFinish() {
+    engine->stopRecording();
+    ASSERT_EQ(studio.phase(), Phase::finishing);
+    ASSERT_TRUE(within(30, [&] { return studio.phase() != Phase::finishing; }));
+  }
+
+  Studio studio;
+  ReelMaker reels{studio};
+  std::unique_ptr<Engine> engine;
+};
+
+TEST_F(EngineTest, aTakeGoesFromCountdownThroughRecordingToReviewAndIsPlayable) {
+  std::vector<int> counted;
+  QObject::connect(&studio, &Studio::countdownChanged, [&] { counted.push_back(studio.countdown()); });
+  engine->beginCountdown();
+  EXPECT_TRUE(reels.held()) << "reel jobs wait while the user records";
+  ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::recording; }));
+  EXPECT_EQ(counted, (std::vector<int>{2, 1})) << "3 was set when the countdown began";
+  EXPECT_TRUE(studio.recordingHasMic());
+  EXPECT_TRUE(engine->recorder());
+
+  engine->togglePause();
+  EXPECT_TRUE(studio.isPaused());
+  pump(0.5);
+  engine->togglePause();
+  EXPECT_FALSE(studio.isPaused());
+  EXPECT_GT(studio.pausedTotal(), 0.4);
+  pump(1.2);
+  stopAndFinish();
+
+  ASSERT_EQ(studio.phase(), Phase::review);
+  EXPECT_FALSE(reels.held());
+  ASSERT_TRUE(studio.take());
+  const QString path = studio.take()->url.toLocalFile();
+  EXPECT_TRUE(QFileInfo::exists(path));
+  const double probed = test::probeDuration(path);
+  EXPECT_NEAR(probed, studio.take()->duration, 0.1);
+  EXPECT_GT(probed, 1.0) << "the pause is cut out, the rest kept";
+  EXPECT_LT(probed, 1.6);
+  EXPECT_EQ(test::probeStreams(path).size(), 2u) << "video and the microphone";
+  EXPECT_TRUE(reels.jobs().empty()) << "a take under 8 s queues no reel";
+
+  engine->primaryAction();
+  EXPECT_EQ(studio.phase(), Phase::framing);
+  EXPECT_FALSE(studio.take());
+}
+
+TEST_F(EngineTest, aCancelledCountdownNeverStartsATake) {
+  const QStringList before = takesOnDisk();
+  engine->beginCountdown();
+  pump(0.06);
+  engine->cancelCountdown();
+  EXPECT_EQ(studio.phase(), Phase::framing);
+  EXPECT_FALSE(reels.held());
+  pump(0.5);  // well past the end of the short countdown
+  EXPECT_EQ(studio.phase(), Phase::framing);
+  EXPECT_TRUE(within(10, [&] { return takesOnDisk() == before; })) << "no file left behind";
+
+  // Space twice: the second press cancels.
+  EXPECT_TRUE(engine->handleKey(Qt::Key_Space, Qt::NoModifier));
+  EXPECT_EQ(studio.phase(), Phase::countdown);
+  EXPECT_TRUE(engine->handleKey(Qt::Key_Space, Qt::NoModifier));
+  EXPECT_EQ(studio.phase(), Phase::framing);
+  EXPECT_FALSE(engine->handleKey(Qt::Key_Space, Qt::NoModifier, /*inText=*/true));
+}
+
+TEST_F(EngineTest, aTakeUnderSevenTenthsOfASecondGoesToTheTrash) {
+  const QStringList before = trashed();
+  record();
+  pump(0.3);
+  stopAndFinish();
+  EXPECT_EQ(studio.phase(), Phase::framing);
+  EXPECT_EQ(studio.toast(), QStringLiteral("Too short, discarded"));
+  EXPECT_EQ(trashed().size(), before.size() + 1);
+  EXPECT_FALSE(studio.take());
+}
+
+TEST_F(EngineTest, restartThrowsTheTakeAwayAndCountsDownAgain) {
+  record();
+  const QString first = engine->recorder()->path();
+  engine->restartTake();
+  EXPECT_EQ(studio.phase(), Phase::countdown);
+  ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::recording; }));
+  EXPECT_NE(engine->recorder()->path(), first) << "a new take file";
+  pump(0.8);
+  stopAndFinish();
+  EXPECT_EQ(studio.phase(), Phase::review);
+  EXPECT_FALSE(QFileInfo::exists(first));
+}
+
+TEST_F(EngineTest, theStudiosKeysActByPhase) {
+  EXPECT_FALSE(engine->handleKey(Qt::Key_P, Qt::NoModifier)) << "P only counts while recording";
+  EXPECT_TRUE(engine->handleKey(Qt::Key_M, Qt::ControlModifier));
+  EXPECT_TRUE(studio.compact());
+  record();
+  EXPECT_TRUE(engine->handleKey(Qt::Key_P, Qt::NoModifier));
+  EXPECT_TRUE(studio.isPaused());
+  EXPECT_FALSE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier)) << "Escape never stops a take";
+  EXPECT_FALSE(engine->handleKey(Qt::Key_W, Qt::ControlModifier));
+  engine->restartTake();
+  engine->cancelCountdown();
+  EXPECT_TRUE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier));
+  EXPECT_EQ(studio.phase(), Phase::idle);
+}
+
+TEST_F(EngineTest, closingWhileRecordingSavesTheTake) {
+  record();
+  const QString path = engine->recorder()->path();
+  pump(1.0);
+  engine->closeAndWait();
+  EXPECT_EQ(studio.phase(), Phase::idle);
+  ASSERT_TRUE(QFileInfo::exists(path));
+  EXPECT_GT(test::probeDuration(path), 0.7);
+}
+
+}  // namespace
+}  // namespace vorn
