@@ -252,6 +252,11 @@ void Engine::primaryAction() {
   }
 }
 
+void Engine::showStudio() {
+  if (studio_.phase() == Phase::idle) return open();
+  windows_.monitor->bringToFront();
+}
+
 void Engine::toFraming() {
   studio_.setTake(std::nullopt);
   studio_.setPhase(Phase::framing);

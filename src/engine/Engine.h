@@ -64,6 +64,8 @@ class Engine : public QObject {
   void setCompact(bool on);
   // The phase-dependent action of the hot key, the space key and the tray's "Record".
   void primaryAction();
+  // The show action: a new session when idle, else the monitor to the front.
+  void showStudio();
 
   // ---- Recording control.
   void beginCountdown();

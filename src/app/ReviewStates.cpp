@@ -1,0 +1,120 @@
+#include "app/ReviewStates.h"
+
+#include "app/StatusMenu.h"
+#include "base/Log.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "monitor/PreviewWindow.h"
+#include "reels/ReelMaker.h"
+#include "render/Compositor.h"
+#include "render/SampleScenes.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QImage>
+#include <QPainter>
+#include <QPixmap>
+
+#include <cstdio>
+
+namespace vorn {
+namespace {
+
+struct Shots {
+  QDir folder;
+  int failures = 0;
+
+  void save(const QString& name, const QImage& image) {
+    const QString path = folder.filePath(name + QStringLiteral(".png"));
+    if (image.isNull() || !image.save(path)) {
+      logError(("could not write " + path).toStdString());
+      ++failures;
+      return;
+    }
+    std::printf("%s\n", qPrintable(path));
+  }
+};
+
+const char* phaseName(Phase phase) {
+  switch (phase) {
+    case Phase::idle: return "idle";
+    case Phase::framing: return "framing";
+    case Phase::countdown: return "countdown";
+    case Phase::recording: return "recording";
+    case Phase::finishing: return "finishing";
+    case Phase::review: return "review";
+  }
+  return "";
+}
+
+// The tray's menu beside its icon, as the desktop shows them.
+QImage trayShot(StatusMenu& menu) {
+  menu.menu().adjustSize();
+  const QPixmap items = menu.menu().grab();
+  const QPixmap icon = menu.icon().pixmap(32, 32);
+  QImage shot(items.width() + 48, std::max(items.height(), 40), QImage::Format_ARGB32_Premultiplied);
+  shot.fill(QColor(45, 45, 48));
+  QPainter painter(&shot);
+  painter.drawPixmap(8, 4, icon);
+  painter.drawPixmap(48, 0, items);
+  return shot;
+}
+
+ConstFrameRef sampleFrame() {
+  Compositor compositor;
+  const std::vector<SampleCase> cases = sampleCases(sampleDisplayPicture(), sampleCameraPicture());
+  const SampleCase& sample = cases.front();
+  FrameRef frame = compositor.previewBuffer(0.5);
+  compositor.compose(sample.scene, sample.screen.get(), sample.camera.get(), 0.5, *frame);
+  return frame;
+}
+
+}  // namespace
+
+int runReviewStates(int argc, char** argv) {
+  QString out = qEnvironmentVariable("VORN_UI_TEST");
+  for (int i = 2; i + 1 < argc; ++i)
+    if (QString::fromLocal8Bit(argv[i]) == QLatin1String("--out")) out = QString::fromLocal8Bit(argv[i + 1]);
+  if (out.isEmpty()) {
+    std::fputs("usage: vorn review-states --out DIR\n", stderr);
+    return 2;
+  }
+  // Nothing is shown on screen: no display is needed.
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  QApplication app(argc, argv);
+  QApplication::setOrganizationName(QStringLiteral("Vorn"));
+  QApplication::setApplicationName(QStringLiteral("Vorn"));
+  if (!QDir().mkpath(out)) {
+    logError(("could not create the folder " + out).toStdString());
+    return 1;
+  }
+  Shots shots{QDir(out)};
+
+  Studio studio;
+  ReelMaker reels(studio);
+  Engine engine(studio, &reels, DesktopServices{}, StudioWindows{});
+  StatusMenu menu(studio, engine, reels);
+  for (const Phase phase : {Phase::idle, Phase::framing, Phase::countdown, Phase::recording,
+                            Phase::finishing, Phase::review}) {
+    studio.setPhase(phase);
+    shots.save(QStringLiteral("tray-") + phaseName(phase), trayShot(menu));
+  }
+  menu.offerUpdate(QStringLiteral("0.2.0"), QUrl(QStringLiteral("https://example.invalid/vorn")));
+  shots.save(QStringLiteral("tray-update"), trayShot(menu));
+
+  PreviewWindow preview(studio, nullptr);
+  preview.showFrame(sampleFrame());
+  shots.save(QStringLiteral("preview"), preview.grab().toImage());
+  const std::pair<const char*, QString> toasts[] = {
+      {"too-short", QStringLiteral("Too short, discarded")},
+      {"start-failed", QStringLiteral("Couldn't start recording")},
+      {"no-sound", QStringLiteral("Recording without sound: Vorn can't use the microphone")}};
+  for (const auto& [name, text] : toasts) {
+    studio.setToast(text);
+    shots.save(QStringLiteral("toast-") + name, preview.grab().toImage());
+  }
+  studio.setPhase(Phase::idle);
+  return shots.failures == 0 ? 0 : 1;
+}
+
+}  // namespace vorn

@@ -1,0 +1,81 @@
+#include "app/StatusMenu.h"
+
+#include "base/Log.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "model/Takes.h"
+#include "reels/ReelMaker.h"
+#include "render/Icons.h"
+
+#include <QDesktopServices>
+
+namespace vorn {
+
+StatusMenu::StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels)
+    : studio_(studio), engine_(engine), reels_(reels) {
+  show_ = menu_.addAction(QString(), &engine_, &Engine::showStudio);
+  record_ = menu_.addAction(QString(), &engine_, &Engine::primaryAction);
+  record_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+9")));
+  takes_ = menu_.addAction(QStringLiteral("Show Takes in Files"), this, [] {
+    try {
+      QDesktopServices::openUrl(Takes::folder());
+    } catch (const std::exception& error) {
+      logError(std::string("takes folder: ") + error.what());
+    }
+  });
+  latestReel_ = menu_.addAction(QStringLiteral("Open Latest Reel"), this, [this] {
+    if (const auto latest = reels_.latest())
+      if (const auto job = reels_.job(Take{*latest, 0})) engine_.review(job->take);
+  });
+  closeSeparator_ = menu_.addSeparator();
+  close_ = menu_.addAction(QStringLiteral("Close Vorn"), &engine_, &Engine::close);
+  menu_.addSeparator();
+  quit_ = menu_.addAction(QStringLiteral("Quit Vorn"), this, &StatusMenu::quitRequested);
+  quit_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
+
+  tray_.setToolTip(QStringLiteral("Vorn"));
+  tray_.setContextMenu(&menu_);
+  connect(&tray_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
+    if (why == QSystemTrayIcon::Trigger) engine_.showStudio();
+  });
+  connect(&studio_, &Studio::phaseChanged, this, &StatusMenu::refresh);
+  connect(&reels_, &ReelMaker::latestChanged, this, &StatusMenu::refresh);
+  refresh();
+}
+
+bool StatusMenu::showInTray() {
+  if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+    logError("no system tray on this desktop: the studio works without its menu (Ctrl+Shift+9 records)");
+    return false;
+  }
+  tray_.show();
+  return true;
+}
+
+void StatusMenu::offerUpdate(const QString& version, const QUrl& url) {
+  if (!update_) update_ = new QAction(&menu_);
+  menu_.insertAction(quit_, update_);
+  update_->setText(QStringLiteral("Update to %1…").arg(version));
+  disconnect(update_, nullptr, nullptr, nullptr);
+  connect(update_, &QAction::triggered, this, [url] { QDesktopServices::openUrl(url); });
+}
+
+QIcon StatusMenu::icon() const {
+  return symbolIcon(studio_.phase() == Phase::recording ? "record.circle.fill"
+                                                        : "rectangle.portrait.inset.filled");
+}
+
+
+void StatusMenu::refresh() {
+  const Phase phase = studio_.phase();
+  const bool open = phase != Phase::idle;
+  show_->setText(open ? QStringLiteral("Show Vorn") : QStringLiteral("Open Vorn"));
+  record_->setText(phase == Phase::recording ? QStringLiteral("Stop Recording") : QStringLiteral("Record"));
+  record_->setEnabled(phase != Phase::finishing);
+  latestReel_->setEnabled(reels_.latest().has_value());
+  closeSeparator_->setVisible(open);
+  close_->setVisible(open);
+  tray_.setIcon(icon());
+}
+
+}  // namespace vorn

@@ -1,0 +1,35 @@
+#include "app/StopSignals.h"
+
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace vorn {
+namespace {
+
+int gSignalPipe[2] = {-1, -1};
+
+// Only async-signal-safe work here: one byte down the pipe.
+void onSignal(int) {
+  const char byte = 1;
+  (void)!::write(gSignalPipe[1], &byte, 1);
+}
+
+}  // namespace
+
+void onStopSignals(QObject* context, std::function<void()> stop) {
+  if (gSignalPipe[0] < 0 && ::pipe(gSignalPipe) != 0) return;
+  struct sigaction action {};
+  action.sa_handler = onSignal;
+  sigemptyset(&action.sa_mask);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+  auto* notifier = new QSocketNotifier(gSignalPipe[0], QSocketNotifier::Read, context);
+  QObject::connect(notifier, &QSocketNotifier::activated, context, [stop = std::move(stop)] {
+    char byte;
+    (void)!::read(gSignalPipe[0], &byte, 1);
+    stop();
+  });
+}
+
+}  // namespace vorn

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QObject>
+
+#include <functional>
+
+namespace vorn {
+
+// Turns SIGINT, SIGTERM and SIGHUP (closing the terminal) into a call of `stop` on the GUI
+// thread, so that a take being recorded is finished instead of lost.
+void onStopSignals(QObject* context, std::function<void()> stop);
+
+}  // namespace vorn

@@ -1,0 +1,84 @@
+#include "app/StudioApp.h"
+
+#include "app/StatusMenu.h"
+#include "app/StopSignals.h"
+#include "base/Log.h"
+#include "capture/Pointer.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "monitor/PreviewWindow.h"
+#include "reels/ReelMaker.h"
+#include "render/Icons.h"
+
+#include <QApplication>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace vorn {
+namespace {
+
+DesktopServices desktopServices() {
+  DesktopServices desktop;
+  if (std::shared_ptr<Pointer> pointer = makeX11Pointer())
+    desktop.pointer = [pointer]() -> std::optional<Point> {
+      if (const auto state = pointer->query()) return state->position;
+      return std::nullopt;
+    };
+  return desktop;
+}
+
+// VORN_AUTORECORD=SECONDS: a development aid that records one take of that length as soon as
+// the first frame is composed, prints where it went and quits.
+void autoRecord(Engine& engine, Studio& studio) {
+  const double seconds = qEnvironmentVariable("VORN_AUTORECORD").toDouble();
+  if (seconds <= 0) return;
+  QObject::connect(&engine, &Engine::firstFrame, &engine, [&engine] { engine.beginCountdown(); });
+  QObject::connect(&studio, &Studio::phaseChanged, &engine, [&engine, &studio, seconds] {
+    if (studio.phase() == Phase::recording)
+      QTimer::singleShot(int(seconds * 1000), &engine, &Engine::stopRecording);
+  });
+  QObject::connect(&engine, &Engine::takeFinished, &engine, [&studio] {
+    if (const auto take = studio.take()) std::printf("take: %s\n", qPrintable(take->url.toLocalFile()));
+    std::fflush(stdout);
+    QCoreApplication::quit();
+  });
+}
+
+}  // namespace
+
+int runStudio(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("Vorn"));
+  QApplication::setOrganizationName(QStringLiteral("Vorn"));
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setWindowIcon(symbolIcon("rectangle.portrait.inset.filled"));
+
+  Studio& studio = Studio::shared();
+  ReelMaker& reels = ReelMaker::shared();
+  Engine* engineRef = nullptr;
+  StudioWindows windows;
+  windows.monitor = std::make_unique<PreviewWindow>(studio, [&engineRef](int key, Qt::KeyboardModifiers modifiers) {
+    return engineRef && engineRef->handleKey(key, modifiers);
+  });
+  Engine engine(studio, &reels, desktopServices(), std::move(windows));
+  engineRef = &engine;
+  reels.onToast = [&engine](const QString& text) { engine.flash(text); };
+
+  StatusMenu menu(studio, engine, reels);
+  menu.showInTray();
+  QObject::connect(&menu, &StatusMenu::quitRequested, &app, &QCoreApplication::quit);
+  onStopSignals(&app, [] { QCoreApplication::quit(); });
+  autoRecord(engine, studio);
+
+  engine.showStudio();
+  const int status = QApplication::exec();
+  // Quitting while recording still saves the take.
+  reels.shutdown();
+  engine.closeAndWait();
+  engineRef = nullptr;
+  return status;
+}
+
+}  // namespace vorn
