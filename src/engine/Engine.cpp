@@ -167,6 +167,7 @@ void Engine::tick() {
   countPerf(true);
   const double now = mediaTime();
   const double dt = now - std::exchange(lastTick_, now);
+  longestGap_ = std::max(longestGap_, dt);
   fitHomeAspect();
   if (homeGlide_) {
     const HomeFrame::GlideStep step = HomeFrame::glide(home_, *homeGlide_, dt);
@@ -270,7 +271,9 @@ void Engine::countPerf(bool tick) {
   const double span = now - perf_.since;
   if (span < 2) return;
   logLine("Vorn ui: ticks " + std::to_string(perf_.ticks / span) + "/s, preview " +
-          std::to_string(perf_.shows / span) + "/s");
+          std::to_string(perf_.shows / span) + "/s, longest tick gap " +
+          std::to_string(int(longestGap_ * 1000)) + " ms");
+  longestGap_ = 0;
   perf_ = {0, 0, now};
 }
 

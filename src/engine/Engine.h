@@ -118,6 +118,11 @@ class Engine : public QObject {
   // The take being recorded (null otherwise): its path, for tests and diagnostics.
   std::shared_ptr<Recorder> recorder() const { return recorder_; }
 
+  // The longest time between two ticks since the last reset, in seconds: how long the GUI
+  // thread was held up (a tick is due every 16 ms).
+  double longestTickGap() const { return longestGap_; }
+  void resetTickGap() { longestGap_ = 0; }
+
   // One countdown step: a second, shortened by tests.
   void setCountdownStep(int milliseconds) { countdownStepMs_ = milliseconds; }
 
@@ -178,6 +183,7 @@ class Engine : public QObject {
   QTimer link_;
   QTimer saveTimer_;
   double lastTick_ = 0;
+  double longestGap_ = 0;
   std::vector<std::shared_ptr<void>> eventMonitors_;
   std::shared_ptr<void> escKey_;
   QString cameraKey_, micKey_;
