@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and starts Vorn. Without a display it starts a virtual
-# one (Xvfb), shows the studio on it and records a short take there with the sample camera,
-# then prints where the take is.
+# one (Xvfb), opens the studio there with the sample camera, records a 5-second take and
+# prints where the take is.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash tools/setup.sh
@@ -15,14 +15,10 @@ fi
 exec {display_fd}<> <(:)
 Xvfb -displayfd "$display_fd" -screen 0 1920x1080x24 -nolisten tcp >/dev/null 2>&1 &
 xvfb_pid=$!
+trap 'kill $xvfb_pid 2>/dev/null' EXIT
+trap 'exit 130' INT TERM
 read -r -t 10 number <&"$display_fd"
 export DISPLAY=":$number"
 echo "No display found: started a virtual display (Xvfb) at $DISPLAY."
-
-"$vorn" >/dev/null 2>&1 &
-studio_pid=$!
-trap 'kill $studio_pid $xvfb_pid 2>/dev/null' EXIT
-trap 'exit 130' INT TERM
-sleep 1
-echo "Recording a 5-second take of the virtual display with the sample camera:"
-"$vorn" record --seconds 5 --area 0,0,600,788 "$@"
+echo "Opening the studio there and recording a 5-second take with the sample camera:"
+VORN_AUTORECORD=5 "$vorn" "$@"

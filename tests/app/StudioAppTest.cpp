@@ -1,0 +1,73 @@
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/MovieProbe.h"
+#include "support/TestServices.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QImage>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace vorn {
+namespace {
+
+const std::string kVorn = std::string(VORN_BINARY_DIR) + "/vorn";
+
+QDir takesFolder() { return QDir(QDir::homePath() + "/Videos/Vorn"); }
+
+QStringList takes(QDir::Filters hidden = {}) {
+  return takesFolder().entryList({"*.mp4", ".recording-*"}, QDir::Files | hidden, QDir::Name);
+}
+
+class StudioApp : public testing::Test {
+ protected:
+  void SetUp() override {
+    test::pulseServer()->pactl({"load-module", "module-sine-source", "source_name=vsine"});
+    test::pulseServer()->pactl({"set-default-source", "vsine"});
+  }
+  void TearDown() override { unsetenv("VORN_AUTORECORD"); }
+};
+
+TEST_F(StudioApp, opensCountsDownRecordsAndSavesATake) {
+  setenv("VORN_AUTORECORD", "1.5", 1);
+  std::string output;
+  ASSERT_EQ(test::runCommand({kVorn}, &output), 0) << output;
+  const auto at = output.find("take: ");
+  ASSERT_NE(at, std::string::npos) << output;
+  const QString take = QString::fromStdString(output.substr(at + 6, output.find('\n', at) - at - 6));
+  EXPECT_NEAR(test::probeDuration(take), 1.5, 0.3);
+  EXPECT_EQ(test::probeStreams(take).size(), 2u) << "picture and microphone";
+}
+
+TEST_F(StudioApp, terminatingWhileRecordingStillSavesThePlayableTake) {
+  setenv("VORN_AUTORECORD", "60", 1);
+  const QStringList before = takes();
+  test::ChildProcess studio({kVorn});
+  ASSERT_TRUE(test::eventually([&] { return !takes(QDir::Hidden).filter(".recording-").isEmpty(); }))
+      << "the countdown began";
+  // The three-second countdown, then a second and a half of recording.
+  std::this_thread::sleep_for(std::chrono::milliseconds(4500));
+  ::kill(studio.pid(), SIGTERM);
+  ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
+  QStringList saved = takes();
+  for (const QString& old : before) saved.removeAll(old);
+  ASSERT_EQ(saved.size(), 1) << saved.join(", ").toStdString();
+  EXPECT_TRUE(takes(QDir::Hidden).filter(".recording-").isEmpty()) << "no fragment left";
+  EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 1.0);
+}
+
+TEST_F(StudioApp, reviewStatesDrawsEveryTrayPhaseAndTheToasts) {
+  const std::string out = QDir::homePath().toStdString() + "/states";
+  ASSERT_EQ(test::runCommand({kVorn, "review-states", "--out", out}), 0);
+  for (const char* name : {"tray-idle", "tray-recording", "tray-review", "tray-update", "toast-no-sound"}) {
+    const QImage shot(QString::fromStdString(out) + "/" + name + ".png");
+    EXPECT_FALSE(shot.isNull()) << name;
+    EXPECT_GT(shot.width(), 100) << name;
+  }
+}
+
+}  // namespace
+}  // namespace vorn
