@@ -54,6 +54,7 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
   if (!display) throw std::runtime_error("No display to capture");
 
   ++generation_;
+  pending_.set(false);  // a change in flight belonged to the old capture
   const Size size = display->rect.size();
   displaySize_.set(size);
   nativeScale_.store(display->scale);
@@ -87,7 +88,12 @@ void ScreenSource::stop() {
 
 void ScreenSource::request(Rect rect, bool native) {
   // One change in flight at a time; the render loop asks again on a later tick.
-  if (!pending_.testAndSet(false, true)) return;
+  const double now = mediaTime();
+  if (!pending_.testAndSet(false, true)) {
+    if (now - pendingSince_.load() < unansweredSeconds) return;
+    logError("capture area change got no answer; asking again");
+  }
+  pendingSince_.store(now);
   configQueue_.async([this, rect, native] { reconfigure(rect, native); });
 }
 
@@ -127,7 +133,7 @@ void ScreenSource::reconfigure(Rect rect, bool native) {
   config_.sourceRect = area;
   config_.width = width;
   config_.height = height;
-  const Change change{area, width, height, native, generation_};
+  const Change change{area, width, height, native, generation_, ++serial_};
   backend_->update(config_, [this, change](std::optional<std::string> error) {
     finishReconfigure(std::move(error), change);
   });
@@ -151,8 +157,10 @@ void ScreenSource::finishReconfigure(std::optional<std::string> error, const Cha
     debugLine("Vorn: " + line);
   const bool ok = !error;
   configQueue_.async([this, ok, change] {
-    // A change made for a capture that has since been restarted is not in force.
-    if (ok && change.generation == generation_) {
+    // A change made for a capture that has since been restarted, or overtaken by a newer
+    // one, is not in force.
+    if (change.generation != generation_ || change.serial != serial_) return;
+    if (ok) {
       currentKey_ = sizeKey(change.width, change.height);
       requested.set(CaptureRequest{change.area, change.native});
     }

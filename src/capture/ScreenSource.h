@@ -35,6 +35,7 @@ class ScreenSource {
   static int64_t sizeKey(int width, int height) { return int64_t(width) * 100000 + height; }
   // The area table holds at most this many entries before it is pruned.
   static constexpr size_t pruneAt = 13;
+  static constexpr double unansweredSeconds = 1.0;
 
   explicit ScreenSource(std::unique_ptr<ScreenBackend> backend = makeScreenBackend());
   ScreenSource(const ScreenSource&) = delete;
@@ -50,7 +51,9 @@ class ScreenSource {
   // Stops the capture if one runs; `latest` keeps the last frame.
   void stop();
   // Asks for a new capture area in display points; returns at once. Dropped while another
-  // change is in flight: the caller asks again later if it still needs the area.
+  // change is in flight: the caller asks again later if it still needs the area. A change
+  // left unanswered for `unansweredSeconds` (a grab that stopped producing frames) no longer
+  // holds the next one back.
   void request(Rect rect, bool native);
   // Switches system audio capture on the running capture.
   void setSystemAudio(bool on);
@@ -81,6 +84,7 @@ class ScreenSource {
     int height;
     bool native;
     uint64_t generation;
+    uint64_t serial;
   };
   void finishReconfigure(std::optional<std::string> error, const Change& change);
   void handleFrame(FrameRef buffer);
@@ -93,6 +97,7 @@ class ScreenSource {
   // Shared, each copied under its own lock.
   Locked<Areas> areas_{std::make_shared<const std::map<int64_t, Rect>>()};
   Locked<bool> pending_{false};
+  std::atomic<double> pendingSince_{0};  // media time the change in flight was asked for
   Locked<Size> displaySize_;
   std::atomic<double> nativeScale_{2.0};
   std::atomic<uint32_t> displayID_{0};
@@ -104,6 +109,7 @@ class ScreenSource {
   ScreenConfig config_;
   int64_t currentKey_ = 0;
   uint64_t generation_ = 0;  // counts starts
+  uint64_t serial_ = 0;      // counts changes: only the newest one's answer counts
   SerialQueue configQueue_{"vorn.screen.config"};  // last: drains before the fields go
 };
 

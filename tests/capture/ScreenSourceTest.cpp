@@ -230,6 +230,19 @@ TEST_F(ScreenSourceTest, AChangeCompletedAfterARestartIsNotInForce) {
   EXPECT_EQ(source.requested.get(), (CaptureRequest{Rect{0, 0, 1920, 1080}, false}));
 }
 
+TEST_F(ScreenSourceTest, AChangeNeverAnsweredHoldsTheNextOneBackOnlyBriefly) {
+  ask({0, 0, 800, 600});  // the grab has stopped: no answer comes
+  const auto asked = std::chrono::steady_clock::now();
+  const ScreenConfig next = ask({0, 0, 640, 480});
+  EXPECT_GE(std::chrono::steady_clock::now() - asked, std::chrono::milliseconds(900));
+  EXPECT_EQ(next.width, 640);
+  script->complete(1);
+  ASSERT_TRUE(eventually([&] { return source.requested.get()->rect.width == 640; }));
+  script->complete(0);  // the first answer, late: overtaken
+  source.stop();        // runs after that answer on the same queue
+  EXPECT_EQ(source.requested.get()->rect.width, 640);
+}
+
 TEST(ScreenSourceStart, AVanishedDisplayCapturesTheFirstOne) {
   auto script = std::make_shared<Script>();
   script->displays = {{5, "Left", Rect{0, 0, 1280, 800}, 1.0}, {6, "Right", Rect{1280, 0, 1920, 1080}, 1.0}};
