@@ -67,13 +67,16 @@ Engine::Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, Studio
   saveTimer_.setInterval(400);
   connect(&saveTimer_, &QTimer::timeout, this, &Engine::saveHome);
 
-  const auto changed = [this](DeviceKind, const DeviceInfo&) {
-    QMetaObject::invokeMethod(this, [this] {
-      mutedMics_.clear();
-      if (studio_.phase() != Phase::idle) refreshDevices();
+  const auto connected = [this](DeviceKind, const DeviceInfo&) {
+    QMetaObject::invokeMethod(this, [this] { devicesChanged(); }, Qt::QueuedConnection);
+  };
+  const auto disconnected = [this](DeviceKind kind, const DeviceInfo& device) {
+    QMetaObject::invokeMethod(this, [this, kind, device] {
+      deviceLost(kind, device);
+      devicesChanged();
     }, Qt::QueuedConnection);
   };
-  devices_ = std::make_unique<DeviceMonitor>(changed, changed);
+  devices_ = std::make_unique<DeviceMonitor>(connected, disconnected);
 }
 
 Engine::~Engine() {
@@ -84,6 +87,24 @@ Engine::~Engine() {
   audioTarget_.set(nullptr);
   // Background work holds raw pointers to the sources: let it end first.
   QThreadPool::globalInstance()->waitForDone();
+}
+
+void Engine::devicesChanged() {
+  mutedMics_.clear();
+  if (studio_.phase() != Phase::idle) refreshDevices();
+}
+
+// A device in use that goes away mid-session: the take goes on with what is left (another
+// device, or none), and the user hears of it once.
+void Engine::deviceLost(DeviceKind kind, const DeviceInfo& device) {
+  if (studio_.phase() == Phase::idle) return;
+  const bool inUse = kind == DeviceKind::mic ? activeMic_ && activeMic_->id == device.id
+                                             : cameraKey_ == device.id;
+  if (!inUse) return;
+  const QString name = device.name.isEmpty() ? device.id : device.name;
+  logError(std::string(kind == DeviceKind::mic ? "microphone" : "camera") + " lost: " +
+           name.toStdString());
+  flash(name + QStringLiteral(" was disconnected"));
 }
 
 // ---- Session.

@@ -3,6 +3,7 @@
 #include "base/FrameBuffer.h"
 #include "base/Locked.h"
 #include "base/Rect.h"
+#include "capture/DeviceMonitor.h"
 #include "capture/ScreenBackend.h"
 #include "engine/RenderInputs.h"
 #include "engine/StudioWindows.h"
@@ -22,7 +23,6 @@ namespace vorn {
 
 class CameraSource;
 class Compositor;
-class DeviceMonitor;
 class Pointer;
 class Recorder;
 class ReelMaker;
@@ -133,6 +133,8 @@ class Engine : public QObject {
   void takeFinished();
 
  private:
+  void devicesChanged();
+  void deviceLost(DeviceKind kind, const DeviceInfo& device);
   void startLink();
   void stopLink();
   void installEventMonitors();

@@ -190,5 +190,23 @@ TEST_F(EngineTest, closingWhileRecordingSavesTheTake) {
   EXPECT_GT(test::probeDuration(path), 0.7);
 }
 
+TEST_F(EngineTest, aMicrophoneUnpluggedMidTakeIsReportedAndTheTakeGoesOn) {
+  std::string module;
+  test::pulseServer()->pactl({"load-module", "module-sine-source", "source_name=vplug"}, &module);
+  studio.updatePrefs([](Prefs& p) { p.micID = QStringLiteral("vplug"); });
+  ASSERT_TRUE(within(20, [&] { return studio.micName().contains("vplug") || studio.micName().contains("Sine"); }));
+  ASSERT_TRUE(within(20, [&] { return engine->cameraSource().level.get() > 0; })) << "the mic is live";
+  record();
+  pump(0.5);
+  test::pulseServer()->pactl({"unload-module", module.substr(0, module.find_first_of("\r\n"))});
+  ASSERT_TRUE(within(20, [&] { return studio.toast() && studio.toast()->endsWith("was disconnected"); }));
+  EXPECT_EQ(studio.phase(), Phase::recording) << "the take goes on";
+  pump(0.8);
+  stopAndFinish();
+  ASSERT_EQ(studio.phase(), Phase::review);
+  EXPECT_GT(test::probeDuration(studio.take()->url.toLocalFile()), 1.0);
+  studio.updatePrefs([](Prefs& p) { p.micID.reset(); });
+}
+
 }  // namespace
 }  // namespace vorn
