@@ -60,12 +60,12 @@ QImage trayShot(StatusMenu& menu) {
   return shot;
 }
 
-ConstFrameRef sampleFrame() {
+ConstFrameRef sampleFrame(double scale) {
   Compositor compositor;
   const std::vector<SampleCase> cases = sampleCases(sampleDisplayPicture(), sampleCameraPicture());
   const SampleCase& sample = cases.front();
-  FrameRef frame = compositor.previewBuffer(0.5);
-  compositor.compose(sample.scene, sample.screen.get(), sample.camera.get(), 0.5, *frame);
+  FrameRef frame = compositor.previewBuffer(scale);
+  compositor.compose(sample.scene, sample.screen.get(), sample.camera.get(), scale, *frame);
   return frame;
 }
 
@@ -103,7 +103,7 @@ int runReviewStates(int argc, char** argv) {
   shots.save(QStringLiteral("tray-update"), trayShot(menu));
 
   PreviewWindow preview(studio, nullptr);
-  preview.showFrame(sampleFrame());
+  preview.showFrame(sampleFrame(preview.previewWidth() / 1080.0));
   shots.save(QStringLiteral("preview"), preview.grab().toImage());
   const std::pair<const char*, QString> toasts[] = {
       {"too-short", QStringLiteral("Too short, discarded")},

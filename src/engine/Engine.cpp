@@ -17,6 +17,7 @@
 #include <QCoreApplication>
 #include <QThreadPool>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -222,6 +223,7 @@ RenderInputs Engine::currentInputs() const {
   in.clickZoom = p.clickZoom;
   in.mirror = p.mirror;
   in.fps = int(p.fps);
+  in.previewScale = std::clamp(windows_.monitor->previewWidth() / Geometry::canvasWidth, 0.1, 1.0);
   in.slots = Geometry::slots(p);
   in.aspect = aspect();
   in.displaySize = {screen_.rect.width, screen_.rect.height};

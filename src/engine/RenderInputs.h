@@ -21,6 +21,8 @@ struct RenderInputs {
   Slots slots = defaultSlots();
   bool mirror = true;
   int fps = 60;
+  // Preview frames are composed at the size the monitor shows them: no scaling when painted.
+  double previewScale = 0.5;
   Point clickPoint;       // display points
   double clickTime = 0;   // media time; a new value means a new click
 

@@ -20,7 +20,6 @@ namespace {
 constexpr double kTickSeconds = 1.0 / 60;
 // A stall never makes the glides jump.
 constexpr double kLongestStep = 0.05;
-constexpr double kPreviewScale = 0.5;
 
 }  // namespace
 
@@ -76,7 +75,7 @@ void RenderLoop::tick() {
   }
 
   FrameRef buffer = target ? target->pool()->take() : nullptr;
-  if (!buffer) buffer = compositor_.previewBuffer(kPreviewScale);
+  if (!buffer) buffer = compositor_.previewBuffer(in.previewScale);
   if (!buffer) return;
 
   const double scale = buffer->width() / 1080.0;

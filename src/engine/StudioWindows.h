@@ -31,6 +31,8 @@ class MonitorPanel {
   // The newest composed frame; the monitor keeps it as long as it shows it.
   virtual void showFrame(const ConstFrameRef& /*frame*/) {}
   virtual void changeForm(bool /*compact*/, const DisplayInfo& /*screen*/) {}
+  // The width in device pixels at which the monitor shows the 1080-wide frame.
+  virtual int previewWidth() const { return 540; }
   // Brings the monitor to the front and gives it the keyboard.
   virtual void bringToFront() {}
 };

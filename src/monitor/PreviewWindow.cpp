@@ -51,16 +51,25 @@ void PreviewWindow::bringToFront() {
   activateWindow();
 }
 
+int PreviewWindow::previewWidth() const {
+  const QSizeF fitted = QSizeF(kWidth, kHeight).scaled(size(), Qt::KeepAspectRatio);
+  return int(fitted.width() * devicePixelRatioF());
+}
+
 void PreviewWindow::paintEvent(QPaintEvent*) {
   ++paints_;
   QPainter painter(this);
   painter.fillRect(rect(), QColor(30, 30, 32));
   if (frame_) {
     // A view onto the frame's own pixels: nothing is copied.
-    const QImage picture = frame_->image();
-    const QSizeF fitted = QSizeF(picture.size()).scaled(size(), Qt::KeepAspectRatio);
+    QImage picture = frame_->image();
+    picture.setDevicePixelRatio(devicePixelRatioF());
+    const QSizeF fitted = picture.deviceIndependentSize().scaled(size(), Qt::KeepAspectRatio);
     const QRectF target(QPointF((width() - fitted.width()) / 2, (height() - fitted.height()) / 2), fitted);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    // Composed at this very size, the frame is copied to the window pixel for pixel; only
+    // a frame of another size (the window was just resized) needs smoothing.
+    if (target.width() * devicePixelRatioF() != picture.width())
+      painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.drawImage(target, picture);
   }
   if (const auto toast = studio_.toast()) paintToast(painter, rect(), *toast);

@@ -24,6 +24,7 @@ class PreviewWindow : public QWidget, public MonitorPanel {
   void hide() override;
   void showFrame(const ConstFrameRef& frame) override;
   void bringToFront() override;
+  int previewWidth() const override;
 
   // Paints since creation: the frame-paint benchmark and tests count them.
   long paints() const { return paints_; }
