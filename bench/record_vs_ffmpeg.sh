@@ -10,6 +10,9 @@
 #   vorn        `vorn record` at its own libx264 preset
 #   vorn-vf     `vorn record` with VORN_X264_PRESET=veryfast
 #   ffmpeg      x11grab + filter_complex (card, blurred backdrop, overlay) + libx264 veryfast
+#               with libx264's own defaults for that preset (rc-lookahead 10, 3 B-frames)
+#   ffmpeg-same the same pipeline with Vorn's encoder settings: veryfast, no lookahead, no
+#               B-frames, CABAC and 8x8 transforms on, a keyframe every two seconds
 # and reports CPU seconds of the recording process and its children per recorded second,
 # frames in the file, distinct counter values in the file (and per second) and, for Vorn, its
 # own count of dropped frames.
@@ -73,39 +76,41 @@ run_vorn() {  # name fps file [preset]
   dropped=$(sed -n 's/^dropped frames: //p' "$file.log")
 }
 
-run_ffmpeg() {  # fps file
-  local fps=$1 file=$2 rate=12M
+run_ffmpeg() {  # fps file [x264-params]
+  local fps=$1 file=$2 params=${3:-} rate=12M
   [[ $fps == 60 ]] && rate=18M
   "$build/bench/child_cpu" \
     ffmpeg -hide_banner -nostdin -loglevel error -y \
       -f x11grab -framerate "$fps" -video_size ${area_w}x${area_h} -i "$DISPLAY+$area_x,$area_y" \
       -filter_complex "[0:v]split=2[bg0][fg0];[bg0]scale=1080:1920:force_original_aspect_ratio=increase,crop=1080:1920,boxblur=20[bg];[fg0]scale=968:1270[fg];[bg][fg]overlay=56:210,format=yuv420p[v]" \
-      -map "[v]" -c:v libx264 -preset veryfast -b:v $rate -s 1080x1920 -pix_fmt yuv420p \
+      -map "[v]" -c:v libx264 -preset veryfast ${params:+-x264-params "$params" -g $((2 * fps))} \
+      -b:v $rate -s 1080x1920 -pix_fmt yuv420p \
       -t "$seconds" "$file" \
     >"$file.log" 2>&1 || { echo "ffmpeg failed:" >&2; cat "$file.log" >&2; return 1; }
   dropped=-
 }
 
 echo "# $(date -u '+%F %T UTC'), $(nproc) cores, $(uptime | sed 's/.*load/load/')"
-printf '%-8s %3s %3s %7s %7s %6s %8s %8s %7s %7s  %s\n' run fps rep cpu_s rec_s cores frames distinct dist/s dropped load
+printf '%-11s %3s %3s %7s %7s %6s %8s %8s %7s %7s  %s\n' run fps rep cpu_s rec_s cores frames distinct dist/s dropped load
 results=$out/results.txt
 : >"$results"
 for rep in $(seq 1 "$repeats"); do
   for fps in 30 60; do
-    for name in vorn vorn-vf ffmpeg; do
+    for name in vorn vorn-vf ffmpeg ffmpeg-same; do
       file=$out/$name-$fps-$rep.mp4
       rm -f "$file"  # vorn never overwrites a take
       case $name in
         vorn) run_vorn $name "$fps" "$file" ;;
         vorn-vf) run_vorn $name "$fps" "$file" veryfast ;;
         ffmpeg) run_ffmpeg "$fps" "$file" ;;
+        ffmpeg-same) run_ffmpeg "$fps" "$file" "rc-lookahead=0:sync-lookahead=0:bframes=0:cabac=1:8x8dct=1" ;;
       esac
       load=$(cut -d' ' -f1 /proc/loadavg)
       read_cpu "$file.log"
       read -r _ frames _ duration _ distinct _ fresh _ per_second _ unreadable _ span \
         < <("$build/bench/counter_probe" "$file")
       cores=$(awk -v c="$cpu" -v d="$duration" 'BEGIN { print c / d }')
-      line=$(printf '%-8s %3s %3s %7.2f %7.2f %6.2f %8s %8s %7.2f %7s  %s' \
+      line=$(printf '%-11s %3s %3s %7.2f %7.2f %6.2f %8s %8s %7.2f %7s  %s' \
         $name "$fps" "$rep" "$cpu" "$duration" "$cores" "$frames" "$distinct" "$per_second" \
         "$dropped" "$load")
       echo "$line"
