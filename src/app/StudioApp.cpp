@@ -5,6 +5,8 @@
 #include "base/Log.h"
 #include "capture/Pointer.h"
 #include "engine/Engine.h"
+#include "engine/OwnWindowTracker.h"
+#include "capture/ScreenSource.h"
 #include "model/Studio.h"
 #include "monitor/PreviewWindow.h"
 #include "reels/ReelMaker.h"
@@ -59,11 +61,15 @@ int runStudio(int argc, char** argv) {
   ReelMaker& reels = ReelMaker::shared();
   Engine* engineRef = nullptr;
   StudioWindows windows;
-  windows.monitor = std::make_unique<PreviewWindow>(studio, [&engineRef](int key, Qt::KeyboardModifiers modifiers) {
+  auto preview = std::make_unique<PreviewWindow>(studio, [&engineRef](int key, Qt::KeyboardModifiers modifiers) {
     return engineRef && engineRef->handleKey(key, modifiers);
   });
+  PreviewWindow* previewWindow = preview.get();
+  windows.monitor = std::move(preview);
   Engine engine(studio, &reels, desktopServices(), std::move(windows));
   engineRef = &engine;
+  previewWindow->winId();  // its native window exists from here on
+  new OwnWindowTracker(engine.screenSource().ownWindows(), previewWindow->windowHandle());
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 
   StatusMenu menu(studio, engine, reels);

@@ -6,6 +6,7 @@
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <sys/ipc.h>
@@ -127,9 +128,9 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
     return {nullptr, "The capture area lies outside the display.", false};
 
   const double now = mediaTime();
-  readEvents(source);
-  readPointer(now);
   const OwnWindows::Rects own = ownWindows_->rects();
+  readEvents(source, *own);
+  readPointer(now);
   if (!needsFrame(source, changed, now, own)) return {};
   FrameRef frame = makeFrame(config, source, own, now);
   if (!frame) return {};
@@ -141,14 +142,19 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   return {std::move(frame), {}, false};
 }
 
-void X11Grabber::readEvents(const QRect& source) {
+void X11Grabber::readEvents(const QRect& source, const std::vector<Rect>& own) {
   xcb_connection_t* connection = session_.connection.get();
   while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection)}) {
     const uint8_t type = event->response_type & 0x7f;
     if (hasDamage_ && type == damageEvent_ + XCB_DAMAGE_NOTIFY) {
       const auto* damage = reinterpret_cast<const xcb_damage_notify_event_t*>(event.get());
       const QRect area(damage->area.x, damage->area.y, damage->area.width, damage->area.height);
-      if (area.intersects(source)) dirty_ = true;
+      // Vorn's own windows repainting (the preview, 60 times a second) are left out of the
+      // frame anyway: their damage alone never calls for a new one.
+      const bool ours = std::any_of(own.begin(), own.end(), [&](const Rect& window) {
+        return pixelsOf(window, scale_).contains(area);
+      });
+      if (area.intersects(source) && !ours) dirty_ = true;
     } else if (hasCursor_ && type == fixesEvent_ + XCB_XFIXES_CURSOR_NOTIFY) {
       cursorStale_ = true;
       cursorRedraw_ = true;

@@ -30,7 +30,7 @@ class X11Grabber : public Grabber {
   void setUpDamage();
   void setUpCursor();
   QRect sourcePixels(const ScreenConfig& config) const;
-  void readEvents(const QRect& source);
+  void readEvents(const QRect& source, const std::vector<Rect>& own);
   void readPointer(double now);
   void fetchCursorImage();
   bool needsFrame(const QRect& source, bool changed, double now,

@@ -35,7 +35,14 @@ void CropMotion::step(double dt, double now, const Slots& slots, int widthPixels
   if (face && now - face->time < faceMaxAge) recentFace = face->rect;
   const double w = widthPixels;
   const double h = heightPixels;
-  const Rect goal = target(aspect, slots.faceFraction, w, h, recentFace);
+  // Successive face rectangles of a still face differ by up to 5 %; following that
+  // would keep the picture (and the render loop) busy for nothing.
+  const Rect next = target(aspect, slots.faceFraction, w, h, recentFace);
+  const double wobble = 0.06 * std::max(next.width, next.height);
+  if (std::abs(next.x - goal_.x) > wobble || std::abs(next.y - goal_.y) > wobble ||
+      std::abs(next.width - goal_.width) > wobble || std::abs(next.height - goal_.height) > wobble)
+    goal_ = next;
+  const Rect& goal = goal_;
 
   // A layout change must not show a stretched glide: jump when the aspect is off by > 2 %.
   const double current = (crop_.width * w) / std::max(crop_.height * h, 1.0);
@@ -43,6 +50,12 @@ void CropMotion::step(double dt, double now, const Slots& slots, int widthPixels
     crop_ = goal;
   else
     crop_ = glide(crop_, goal, dt, glideRate);
+  // Within half a camera pixel the glide has arrived: a crop that has stopped moving lets
+  // the render loop skip frames in which nothing changed.
+  const double dx = 0.5 / w, dy = 0.5 / h;
+  if (std::abs(crop_.x - goal.x) < dx && std::abs(crop_.width - goal.width) < dx &&
+      std::abs(crop_.y - goal.y) < dy && std::abs(crop_.height - goal.height) < dy)
+    crop_ = goal;
 }
 
 }  // namespace vorn

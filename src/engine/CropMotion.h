@@ -28,6 +28,7 @@ class CropMotion {
 
  private:
   Rect crop_{0, 0, 1, 1};
+  Rect goal_{0, 0, 1, 1};  // the goal in use; face finding's small wobble leaves it alone
 };
 
 }  // namespace vorn

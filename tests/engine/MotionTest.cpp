@@ -201,6 +201,21 @@ TEST(CropMotion, aspectChangesJumpAndOldFacesAreIgnored) {
   EXPECT_EQ(motion.crop(), CropMotion::target(1.0, bubble.faceFraction, 1920, 1080, std::nullopt));
 }
 
+TEST(CropMotion, aStillFaceFoundAFewPerCentApartSettlesTheCropExactly) {
+  CropMotion motion;
+  const Slots bubble = Geometry::slots(LayoutFields{});
+  // Face finding's answers for one still face alternate by about 5 %.
+  const Face faces[] = {{{0.34, 0.68, 0.181, 0.181}, 1.0}, {{0.343, 0.687, 0.19, 0.19}, 1.0}};
+  for (int i = 0; i < 600; ++i) motion.step(kTick, 1.1, bubble, 1920, 1080, faces[i / 7 % 2]);
+  const Rect settled = motion.crop();
+  for (int i = 0; i < 60; ++i) motion.step(kTick, 1.2, bubble, 1920, 1080, faces[i / 7 % 2]);
+  EXPECT_EQ(motion.crop(), settled) << "a settled crop is exactly still: nothing to redraw";
+  // A real move is followed.
+  const Face moved{{0.5, 0.68, 0.181, 0.181}, 1.3};
+  motion.step(kTick, 1.3, bubble, 1920, 1080, moved);
+  EXPECT_GT(motion.crop().x, settled.x);
+}
+
 TEST(CropMotion, noCameraSlotOrImageLeavesTheCrop) {
   CropMotion motion;
   LayoutFields p;
