@@ -21,6 +21,11 @@ packages=(
   xvfb x11-utils pulseaudio pulseaudio-utils ffmpeg
   # video memory without a GPU (Mesa's software Vulkan), for the hardware upload tests
   mesa-vulkan-drivers
+  # desktop integration: global keys, raw clicks, the window list; a window manager and a
+  # scripted X client for the tests
+  libxcb-xinput-dev libxcb-keysyms1-dev libxcb-ewmh-dev openbox xdotool
+  # the reel engine: speech recognition, caption fonts, a voice for test takes
+  libpocketsphinx-dev pocketsphinx-en-us fonts-dejavu-extra espeak-ng
 )
 
 missing=()
@@ -31,6 +36,6 @@ done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "Installing: ${missing[*]}"
   export DEBIAN_FRONTEND=noninteractive
-  apt-get update -qq
-  apt-get install -y -qq --no-install-recommends "${missing[@]}"
+  apt-get -o DPkg::Lock::Timeout=900 update -qq
+  apt-get -o DPkg::Lock::Timeout=900 install -y -qq --no-install-recommends "${missing[@]}"
 fi
