@@ -104,7 +104,5 @@ TEST_F(StudioTest, flagsStartFalseAndSurviveARestart) {
   EXPECT_FALSE(again.welcomed());
 }
 
-TEST_F(StudioTest, sharedIsOneInstance) { EXPECT_EQ(&Studio::shared(), &Studio::shared()); }
-
 }  // namespace
 }  // namespace vorn

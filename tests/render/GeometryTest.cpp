@@ -100,19 +100,6 @@ TEST(Geometry, meIsTheSameForBothStylesAndIgnoresCameraOn) {
   EXPECT_FALSE(bleed.backdrop);
 }
 
-TEST(Geometry, equalityIsExact) {
-  Slots a = Geometry::slots(LayoutFields{});
-  Slots b = a;
-  b.faceFraction += 1e-12;
-  EXPECT_NE(a, b);
-  Slots c = a;
-  c.camera->x = std::nextafter(c.camera->x, 1e9);
-  EXPECT_NE(a, c);
-  Slots none1;
-  Slots none2;
-  EXPECT_EQ(none1, none2) << "two absent rectangles are equal";
-}
-
 TEST(Geometry, everyLayoutAndStyleGivesAConsistentResult) {
   for (Layout l : allCases<Layout>()) {
     for (FrameStyle st : allCases<FrameStyle>()) {
