@@ -2,6 +2,7 @@
 
 #include "app/StatusMenu.h"
 #include "app/StopSignals.h"
+#include "base/Clock.h"
 #include "base/Log.h"
 #include "capture/Pointer.h"
 #include "engine/Engine.h"
@@ -17,6 +18,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace vorn {
 namespace {
@@ -77,6 +79,10 @@ int runStudio(int argc, char** argv) {
   QObject::connect(&menu, &StatusMenu::quitRequested, &app, &QCoreApplication::quit);
   onStopSignals(&app, [] { QCoreApplication::quit(); });
   autoRecord(engine, studio);
+  QObject::connect(&engine, &Engine::firstFrame, &engine, [] {
+    debugLine("Vorn: first preview " + std::to_string(int(secondsSinceLaunch() * 1000)) +
+              " ms after launch");
+  }, Qt::SingleShotConnection);
 
   engine.showStudio();
   const int status = QApplication::exec();

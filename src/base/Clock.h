@@ -11,4 +11,8 @@ inline double mediaTime() {
   return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
+// Seconds since this process was started by the kernel (before the dynamic loader ran), to
+// 10 ms; 0 when /proc cannot say.
+double secondsSinceLaunch();
+
 }  // namespace vorn

@@ -10,6 +10,7 @@
 #include "render/Compositor.h"
 
 #include <QCoreApplication>
+#include <libyuv/scale_argb.h>
 #include <QMetaObject>
 
 #include <algorithm>
@@ -89,8 +90,21 @@ void RenderLoop::tick() {
     target->appendVideo(buffer, at);
     ++appended_;
     appendedSpan_ = {appendedSpan_ ? appendedSpan_->first : at, at};
+    buffer = previewOf(std::move(buffer), in.previewScale);
   }
   showPreview(std::move(buffer));
+}
+
+FrameRef RenderLoop::previewOf(FrameRef recorded, double scale) {
+  // Shrunk here with SIMD, the recorded frame costs the GUI thread a plain copy instead of a
+  // smooth rescale on every paint; skipped while the window still holds the last one.
+  if (scale >= 1 || !onFrame || previewPending_.get()) return recorded;
+  FrameRef small = compositor_.previewBuffer(scale);
+  if (!small) return recorded;
+  libyuv::ARGBScale(recorded->data(), recorded->stride(), recorded->width(), recorded->height(),
+                    small->data(), small->stride(), small->width(), small->height(),
+                    libyuv::kFilterBox);
+  return small;
 }
 
 void RenderLoop::stepCamera(double dt, double now, const RenderInputs& in) {

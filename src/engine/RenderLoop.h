@@ -74,6 +74,8 @@ class RenderLoop {
   void stepCamera(double dt, double now, const RenderInputs& in);
   void stepCrop(double dt, double now, const RenderInputs& in, const ConstFrameRef& cameraFrame);
   void steerCapture(const RenderInputs& in);
+  // The preview of a frame composed for the take: a copy at the preview's size.
+  FrameRef previewOf(FrameRef recorded, double scale);
   void showPreview(ConstFrameRef frame);
 
   Compositor& compositor_;

@@ -1,13 +1,14 @@
 #!/bin/bash
-# CPU of the studio, on a private Xvfb (a static screen) and PulseAudio server with a sine
-# microphone and the sample camera:
+# The studio as a process, on a private Xvfb (a static screen) and PulseAudio server with a
+# sine microphone and the sample camera:
+#   start       `vorn` launched to its first composed preview (its own VORN_DEBUG line)
 #   framing     `vorn` open in framing, nothing moving
 #   studio-rec  `vorn` recording screen/floating at 30 fps (VORN_AUTORECORD)
 #   record      `vorn record` of the same frame, layout and rate
-# Each figure is the process's CPU time over a window of SECONDS in the middle of its run,
+# Each CPU figure is the process's CPU time over a window of SECONDS in the middle of its run,
 # read from /proc, as a share of one core.
 #
-# usage: bench/studio_cpu.sh [BUILD_DIR] [SECONDS] [REPEATS]   (defaults: build 10 3)
+# usage: bench/studio_process.sh [BUILD_DIR] [SECONDS] [REPEATS]   (defaults: build 10 3)
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")/.." && pwd)
@@ -65,8 +66,23 @@ measure() {  # name lead command...
     'BEGIN { printf "%-11s %6.1f %% of a core\n", n, 100 * (a - b) / w }'
 }
 
+# Launches the studio and waits for its first preview line.
+start() {
+  VORN_DEBUG=1 "$build/vorn" >"$home/start.log" 2>&1 &
+  local pid=$! line=""
+  for _ in $(seq 1 100); do
+    line=$(grep -o 'first preview [0-9]* ms' "$home/start.log" || true)
+    [ -n "$line" ] && break
+    sleep 0.1
+  done
+  kill -TERM $pid 2>/dev/null || true
+  wait $pid 2>/dev/null || true
+  printf '%-11s %s\n' start "${line:-no preview within 10 s}"
+}
+
 echo "# $(date -u '+%F %T UTC'), $(nproc) cores, $(uptime | sed 's/.*load/load/')"
 for rep in $(seq 1 "$repeats"); do
+  start
   measure framing 4 "$build/vorn"
   # The countdown takes 3 s and the take starts a moment later.
   VORN_AUTORECORD=$((window + 20)) measure studio-rec 8 "$build/vorn"
