@@ -195,13 +195,6 @@ TEST_F(ReelMakerTest, anErrorMentioningNoUsableSpeechShowsTheVoiceText) {
   EXPECT_TRUE(toasts.isEmpty());
 }
 
-TEST_F(ReelMakerTest, aDurationGivenAsAJsonNumberLeavesZero) {
-  const Take a = engine.take("A", "echo '{\"event\":\"done\",\"duration\":31.5}'\n");
-  maker->make(a, QString());
-  ASSERT_TRUE(settles(a, ReelStage::ready()));
-  EXPECT_EQ(maker->job(a)->duration, 0);
-}
-
 TEST_F(ReelMakerTest, anEngineEndingWithoutFinalMessageFailsByHowItEnded) {
   const QByteArray story = "echo '{\"event\":\"stage\",\"stage\":\"story\"}'\n";
   const Take exits = engine.take("exits", story + "exit 3\n");
