@@ -180,6 +180,35 @@ TEST_F(EngineTest, theStudiosKeysActByPhase) {
   EXPECT_EQ(studio.phase(), Phase::idle);
 }
 
+TEST_F(EngineTest, aLongTakeWithSoundIsQueuedForAReelAndRetakeTrashesTakeAndJob) {
+  // A reel engine is there, but the held queue keeps it from running in this test.
+  qputenv("VORN_CUT_PATH", "/bin/true");
+  reels.pause();
+  record();
+  pump(8.3);
+  stopAndFinish();
+  ASSERT_EQ(studio.phase(), Phase::review);
+  const Take take = *studio.take();
+  ASSERT_GE(take.duration, 8.0);
+  ASSERT_TRUE(reels.job(take).has_value()) << "8 s with sound and reels on: a reel is queued";
+
+  const QStringList before = trashed();
+  engine->retake();
+  EXPECT_EQ(studio.phase(), Phase::framing);
+  EXPECT_FALSE(studio.take());
+  EXPECT_FALSE(reels.job(take).has_value());
+  EXPECT_FALSE(QFileInfo::exists(take.url.toLocalFile()));
+  EXPECT_TRUE(within(10, [&] { return trashed().size() == before.size() + 1; }));
+
+  // An older take shown again from a closed studio opens a session in review.
+  engine->close();
+  ASSERT_EQ(studio.phase(), Phase::idle);
+  engine->review(take);
+  EXPECT_EQ(studio.phase(), Phase::review);
+  EXPECT_EQ(studio.take()->url, take.url);
+  qunsetenv("VORN_CUT_PATH");
+}
+
 TEST_F(EngineTest, closingWhileRecordingSavesTheTake) {
   record();
   const QString path = engine->recorder()->path();
