@@ -1,9 +1,14 @@
 // The studio's own timings, on a private Xvfb display and PulseAudio server with the sample
 // camera: open to the first composed preview, an engine tick with nothing changed, the
-// longest gap between ticks while opening, recording and stopping, and stop to review.
+// longest gap between ticks while opening, recording and stopping, stop to review, and
+// Ctrl+Shift+9 pressed by another X client (XTEST) to the countdown's first step.
 //
 // usage: studio_bench [TAKE_SECONDS]   (default 60)
 
+#include "app/DesktopBridge.h"
+#include "capture/X11Connection.h"
+#include "desktop/HotKey.h"
+#include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "monitor/PreviewWindow.h"
@@ -12,6 +17,10 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+
+#include <xcb/xcb_keysyms.h>
+#include <xcb/xtest.h>
+#include <X11/keysym.h>
 
 #include <algorithm>
 #include <chrono>
@@ -44,6 +53,49 @@ double millisecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
+// Ctrl+Shift+9 typed through XTEST on a connection of its own, as another application would.
+class Typist {
+ public:
+  Typist() : session_(X11Session::open()), symbols_(xcb_key_symbols_alloc(session_.connection.get())) {}
+  ~Typist() { xcb_key_symbols_free(symbols_); }
+  void pressRecordKey() {
+    const xcb_keycode_t keys[] = {code(XK_Control_L), code(XK_Shift_L), code(XK_9)};
+    for (const xcb_keycode_t key : keys) fake(XCB_KEY_PRESS, key);
+    for (int i = 2; i >= 0; --i) fake(XCB_KEY_RELEASE, keys[i]);
+    xcb_flush(session_.connection.get());
+  }
+
+ private:
+  xcb_keycode_t code(xcb_keysym_t symbol) {
+    XcbReply<xcb_keycode_t> codes(xcb_key_symbols_get_keycode(symbols_, symbol));
+    return codes ? codes.get()[0] : 0;
+  }
+  void fake(uint8_t type, xcb_keycode_t key) {
+    xcb_test_fake_input(session_.connection.get(), type, key, XCB_CURRENT_TIME, session_.screen->root, 0, 0, 0);
+  }
+  X11Session session_;
+  xcb_key_symbols_t* symbols_;
+};
+
+// The median and the worst of `runs` presses from framing to the countdown's first step.
+void printHotKeyLatency(Studio& studio, int runs) {
+  Typist typist;
+  std::vector<double> latencies;
+  for (int i = 0; i < runs; ++i) {
+    const auto pressed = std::chrono::steady_clock::now();
+    typist.pressRecordKey();
+    if (!within(2, [&] { return studio.phase() == Phase::countdown; })) break;
+    latencies.push_back(millisecondsSince(pressed));
+    typist.pressRecordKey();  // cancels
+    within(2, [&] { return studio.phase() == Phase::framing; });
+    within(0.2, [] { return false; });
+  }
+  if (latencies.empty()) return (void)std::printf("hot key: no countdown\n");
+  std::sort(latencies.begin(), latencies.end());
+  std::printf("hot key to countdown, %zu presses: median %.2f ms, worst %.2f ms\n", latencies.size(),
+              latencies[latencies.size() / 2], latencies.back());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -62,7 +114,9 @@ int main(int argc, char** argv) {
     ReelMaker reels(studio);
     StudioWindows windows;
     windows.monitor = std::make_unique<PreviewWindow>(studio, nullptr);
-    Engine engine(studio, &reels, DesktopServices{}, std::move(windows));
+    const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
+    Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    const std::unique_ptr<HotKey> recordKey = grabRecordKey(*desktop, engine);
     bool first = false;
     QObject::connect(&engine, &Engine::firstFrame, [&] { first = true; });
 
@@ -79,6 +133,8 @@ int main(int argc, char** argv) {
     const auto tickStart = std::chrono::steady_clock::now();
     for (int i = 0; i < ticks; ++i) engine.tick();
     std::printf("engine tick, nothing changed: %.1f us\n", millisecondsSince(tickStart) * 1000 / ticks);
+
+    printHotKeyLatency(studio, 20);
 
     within(0.5, [] { return false; });
     engine.resetTickGap();

@@ -1,13 +1,17 @@
 #include "app/StudioApp.h"
 
+#include "app/DesktopBridge.h"
+#include "app/SingleInstance.h"
 #include "app/StatusMenu.h"
 #include "app/StopSignals.h"
+#include "app/UpdateCheck.h"
 #include "base/Clock.h"
 #include "base/Log.h"
-#include "capture/Pointer.h"
 #include "engine/Engine.h"
 #include "engine/OwnWindowTracker.h"
 #include "capture/ScreenSource.h"
+#include "desktop/HotKey.h"
+#include "desktop/X11Desktop.h"
 #include "model/Studio.h"
 #include "monitor/PreviewWindow.h"
 #include "reels/ReelMaker.h"
@@ -22,16 +26,6 @@
 
 namespace vorn {
 namespace {
-
-DesktopServices desktopServices() {
-  DesktopServices desktop;
-  if (std::shared_ptr<Pointer> pointer = makeX11Pointer())
-    desktop.pointer = [pointer]() -> std::optional<Point> {
-      if (const auto state = pointer->query()) return state->position;
-      return std::nullopt;
-    };
-  return desktop;
-}
 
 // VORN_AUTORECORD=SECONDS: a development aid that records one take of that length as soon as
 // the first frame is composed, prints where it went and quits.
@@ -57,7 +51,14 @@ int runStudio(int argc, char** argv) {
   QApplication::setApplicationName(QStringLiteral("Vorn"));
   QApplication::setOrganizationName(QStringLiteral("Vorn"));
   QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setApplicationVersion(QStringLiteral(VORN_VERSION));
   QApplication::setWindowIcon(symbolIcon("rectangle.portrait.inset.filled"));
+  if (SingleInstance::handOver()) {
+    std::printf("Vorn is already running: its studio has been brought forward.\n");
+    return 0;
+  }
+  // Before the engine: the keys and click watch it holds live on this connection.
+  const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
 
   Studio& studio = Studio::shared();
   ReelMaker& reels = ReelMaker::shared();
@@ -68,14 +69,23 @@ int runStudio(int argc, char** argv) {
   });
   PreviewWindow* previewWindow = preview.get();
   windows.monitor = std::move(preview);
-  Engine engine(studio, &reels, desktopServices(), std::move(windows));
+  Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
   engineRef = &engine;
   previewWindow->winId();  // its native window exists from here on
   new OwnWindowTracker(engine.screenSource().ownWindows(), previewWindow->windowHandle());
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 
+  const std::unique_ptr<HotKey> recordKey = desktop ? grabRecordKey(*desktop, engine) : nullptr;
+  SingleInstance instance([&engine] { engine.showStudio(); });
+
   StatusMenu menu(studio, engine, reels);
   menu.showInTray();
+  std::unique_ptr<UpdateCheck> updates;
+  if (const QUrl endpoint = UpdateCheck::endpoint(); !endpoint.isEmpty())
+    updates = std::make_unique<UpdateCheck>(endpoint, QApplication::applicationVersion(),
+                                            [&menu](const UpdateCheck::Release& release) {
+                                              menu.offerUpdate(release.version, release.url);
+                                            });
   QObject::connect(&menu, &StatusMenu::quitRequested, &app, &QCoreApplication::quit);
   onStopSignals(&app, [] { QCoreApplication::quit(); });
   autoRecord(engine, studio);

@@ -4,12 +4,12 @@
 #include "model/Studio.h"
 #include "model/Takes.h"
 #include "reels/ReelMaker.h"
+#include "support/Eventually.h"
 #include "support/MovieProbe.h"
 #include "support/TestServices.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <gtest/gtest.h>
@@ -19,16 +19,7 @@
 namespace vorn {
 namespace {
 
-// Runs the event loop until `happened` (the engine reports back through it), or times out.
-bool within(double seconds, const std::function<bool()>& happened) {
-  QElapsedTimer clock;
-  clock.start();
-  while (!happened()) {
-    if (clock.elapsed() > seconds * 1000) return false;
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-  }
-  return true;
-}
+using test::within;
 
 void pump(double seconds) { within(seconds, [] { return false; }); }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -13,6 +16,18 @@ inline bool eventually(const std::function<bool()>& happened, double seconds = 2
   while (!happened()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+// Runs the GUI thread's event loop until `happened` (for work that reports back through it), or
+// gives up after `seconds`.
+inline bool within(double seconds, const std::function<bool()>& happened) {
+  QElapsedTimer clock;
+  clock.start();
+  while (!happened()) {
+    if (clock.elapsed() > seconds * 1000) return false;
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
   }
   return true;
 }

@@ -11,13 +11,14 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   const bool listing = testing::GTEST_FLAG(list_tests);
   try {
-    vorn::test::startServices(!listing && VORN_TEST_NEEDS_X, !listing && VORN_TEST_NEEDS_PULSE);
+    vorn::test::startServices(!listing && VORN_TEST_NEEDS_X, !listing && VORN_TEST_NEEDS_PULSE,
+                              !listing && VORN_TEST_NEEDS_WM);
   } catch (const std::exception& error) {
     std::cerr << "test services: " << error.what() << "\n";
     return 1;
   }
   // Programs without an X server draw off screen.
-  setenv("QT_QPA_PLATFORM", VORN_TEST_NEEDS_X && !listing ? "xcb" : "offscreen", 1);
+  setenv("QT_QPA_PLATFORM", (VORN_TEST_NEEDS_X || VORN_TEST_NEEDS_WM) && !listing ? "xcb" : "offscreen", 1);
   int status;
   {
     QApplication app(argc, argv);

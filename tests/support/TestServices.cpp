@@ -14,6 +14,7 @@ namespace {
 
 std::unique_ptr<TempHome> gHome;
 std::unique_ptr<XServer> gX;
+std::unique_ptr<WindowManager> gWm;
 std::unique_ptr<PulseServer> gPulse;
 
 bool waitFor(const std::function<bool()>& ready, std::chrono::milliseconds limit) {
@@ -64,6 +65,17 @@ XServer::XServer(int width, int height) {
   setenv("DISPLAY", display_.c_str(), 1);
 }
 
+WindowManager::WindowManager() {
+  process_ = std::make_unique<ChildProcess>(std::vector<std::string>{"openbox", "--sm-disable"});
+  // Ready once it has announced itself on the root window.
+  const bool up = waitFor([] {
+    std::string out;
+    return runCommand({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}, &out) == 0 &&
+           out.find("window id") != std::string::npos;
+  }, std::chrono::seconds(15));
+  if (!up) throw std::runtime_error("openbox did not start");
+}
+
 PulseServer::PulseServer(const std::string& runtimeDir) {
   const std::string dir = runtimeDir + "/pulse";
   std::filesystem::create_directories(dir);
@@ -89,14 +101,16 @@ TempHome* tempHome() { return gHome.get(); }
 XServer* xServer() { return gX.get(); }
 PulseServer* pulseServer() { return gPulse.get(); }
 
-void startServices(bool needsX, bool needsPulse) {
+void startServices(bool needsX, bool needsPulse, bool needsWindowManager) {
   gHome = std::make_unique<TempHome>();
-  if (needsX) gX = std::make_unique<XServer>();
+  if (needsX || needsWindowManager) gX = std::make_unique<XServer>();
+  if (needsWindowManager) gWm = std::make_unique<WindowManager>();
   if (needsPulse) gPulse = std::make_unique<PulseServer>(gHome->path() + "/runtime");
 }
 
 void stopServices() {
   gPulse.reset();
+  gWm.reset();
   gX.reset();
   gHome.reset();
 }

@@ -30,6 +30,15 @@ class XServer {
   std::unique_ptr<ChildProcess> process_;
 };
 
+// openbox on the private display: a real EWMH window manager (stacking list, frames, focus).
+class WindowManager {
+ public:
+  WindowManager();
+
+ private:
+  std::unique_ptr<ChildProcess> process_;
+};
+
 // A private PulseAudio server with a null sink "vsink" as its default sink; PULSE_SERVER
 // points at it while it lives.
 class PulseServer {
@@ -50,7 +59,7 @@ XServer* xServer();
 PulseServer* pulseServer();
 
 // Set up by the test main before any test runs.
-void startServices(bool needsX, bool needsPulse);
+void startServices(bool needsX, bool needsPulse, bool needsWindowManager = false);
 void stopServices();
 
 }  // namespace vorn::test

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QObject>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+
+namespace vorn {
+
+// Asks a version endpoint whether a newer release exists. The endpoint answers
+// {"version": "1.2.0", "url": "https://…"}. Off when none is configured; never blocks start-up,
+// and any failure is silent (one debug line).
+class UpdateCheck : public QObject {
+  Q_OBJECT
+
+ public:
+  struct Release {
+    QString version;
+    QUrl url;
+  };
+
+  // VORN_UPDATE_URL, else the endpoint the build was configured with; empty: no check.
+  static QUrl endpoint();
+  // The release an answer names; nothing for anything but a well-formed answer.
+  static std::optional<Release> parse(const QByteArray& body);
+  // Dotted version numbers compared part by part ("1.10" is newer than "1.9").
+  static bool isNewer(const QString& offered, const QString& current);
+
+  // Asks `endpoint` once; `onNewer` runs on the GUI thread when it names a version newer than
+  // `current`.
+  UpdateCheck(const QUrl& endpoint, const QString& current, std::function<void(const Release&)> onNewer);
+
+ Q_SIGNALS:
+  // The answer has been read (or the request failed).
+  void finished();
+
+ private:
+  void read(QNetworkReply* reply, const QString& current, const std::function<void(const Release&)>& onNewer);
+
+  QNetworkAccessManager network_;
+};
+
+}  // namespace vorn

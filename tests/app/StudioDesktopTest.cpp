@@ -1,0 +1,111 @@
+#include "app/DesktopBridge.h"
+#include "desktop/HotKey.h"
+#include "desktop/X11Desktop.h"
+#include "engine/RenderLoop.h"
+#include "model/Studio.h"
+#include "reels/ReelMaker.h"
+
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/TestServices.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using test::within;
+
+void xdotool(std::vector<std::string> args) {
+  args.insert(args.begin(), "xdotool");
+  ASSERT_EQ(test::runCommand(args), 0);
+}
+
+// The studio as `vorn` wires it to the desktop, without its windows.
+class StudioDesktop : public testing::Test {
+ protected:
+  void SetUp() override {
+    test::pulseServer()->pactl({"load-module", "module-sine-source", "source_name=vsine"});
+    test::pulseServer()->pactl({"set-default-source", "vsine"});
+    studio.updatePrefs([](Prefs& p) {
+      p.fps = 30;
+      p.reels = false;
+      p.clickZoom = true;
+    });
+    desktop = X11Desktop::open();
+    ASSERT_TRUE(desktop);
+    engine = std::make_unique<Engine>(studio, &reels, x11DesktopServices(desktop.get()), StudioWindows{});
+    recordKey = grabRecordKey(*desktop, *engine);
+    ASSERT_TRUE(recordKey);
+  }
+  void TearDown() override {
+    recordKey.reset();
+    engine->closeAndWait();
+    engine.reset();
+  }
+  bool reaches(Phase phase, double seconds = 20) {
+    return within(seconds, [&] { return studio.phase() == phase; });
+  }
+
+  Studio studio;
+  ReelMaker reels{studio};
+  std::unique_ptr<X11Desktop> desktop;
+  std::unique_ptr<Engine> engine;
+  std::unique_ptr<HotKey> recordKey;
+};
+
+TEST_F(StudioDesktop, ctrlShift9FromAnotherClientOpensCountsRecordsStopsAndEscapeCancels) {
+  engine->setCountdownStep(1000);
+  xdotool({"key", "ctrl+shift+9"});
+  ASSERT_TRUE(reaches(Phase::framing, 10)) << "opened";
+  xdotool({"key", "ctrl+shift+9"});
+  ASSERT_TRUE(reaches(Phase::countdown, 5));
+  auto other = X11Desktop::open();
+  EXPECT_FALSE(HotKey::grab(*other, Qt::Key_Escape, {}, [] {})) << "the studio holds Escape now";
+  xdotool({"key", "Escape"});
+  ASSERT_TRUE(reaches(Phase::framing, 5)) << "Escape cancelled the countdown";
+  EXPECT_TRUE(HotKey::grab(*other, Qt::Key_Escape, {}, [] {})) << "and gave Escape back";
+
+  engine->setCountdownStep(50);
+  xdotool({"key", "ctrl+shift+9"});
+  ASSERT_TRUE(reaches(Phase::recording));
+  within(1.2, [] { return false; });
+  xdotool({"key", "ctrl+shift+9"});
+  ASSERT_TRUE(reaches(Phase::review)) << "stopped and finished";
+  ASSERT_TRUE(studio.take());
+  EXPECT_GT(studio.take()->duration, 0.7);
+  xdotool({"key", "ctrl+shift+9"});
+  EXPECT_TRUE(reaches(Phase::framing, 5)) << "review left for the next take";
+}
+
+TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZooms) {
+  test::ChildProcess window({"xev", "-geometry", "600x400+700+300", "-name", "other"});
+  engine->open();
+  ASSERT_TRUE(within(10, [&] {
+    return !x11DesktopServices(desktop.get()).otherWindows().empty();
+  })) << "the window is mapped";
+  const Rect frame = x11DesktopServices(desktop.get()).otherWindows().front();
+
+  engine->beginDrag();
+  const Rect home = engine->home();
+  // Dropped 6 points left of the window's right edge: the frame's left edge lands on it.
+  engine->drag({frame.x + frame.width - 6, 200, home.width, home.height});
+  EXPECT_TRUE(engine->snapped());
+  EXPECT_DOUBLE_EQ(engine->home().x, frame.x + frame.width);
+  engine->endDrag();
+
+  engine->setCountdownStep(50);
+  engine->beginCountdown();
+  ASSERT_TRUE(reaches(Phase::recording));
+  const Rect live = engine->live();
+  const int x = int(live.x + live.width / 2), y = int(live.y + live.height / 2);
+  xdotool({"mousemove", std::to_string(x), std::to_string(y), "click", "1"});
+  ASSERT_TRUE(within(5, [&] { return engine->renderLoop()->inputs.get().clickTime > 0; }));
+  EXPECT_EQ(engine->renderLoop()->inputs.get().clickPoint, (Point{double(x), double(y)}));
+  within(0.8, [] { return false; });  // long enough to be kept
+  engine->stopRecording();
+  ASSERT_TRUE(reaches(Phase::review));
+}
+
+}  // namespace
+}  // namespace vorn
