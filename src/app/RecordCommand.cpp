@@ -1,38 +1,30 @@
 #include "app/RecordCommand.h"
 
+#include "app/DesktopBridge.h"
+#include "app/StopSignals.h"
+#include "capture/CameraSource.h"
+#include "capture/ScreenSource.h"
+#include "desktop/X11Desktop.h"
+#include "engine/Engine.h"
+#include "engine/HomeFrame.h"
 #include "engine/RecordOptions.h"
-#include "engine/RecordSession.h"
-#include "model/Prefs.h"
+#include "model/Studio.h"
 #include "model/Takes.h"
 #include "record/TakeFiles.h"
+#include "render/Geometry.h"
 
 #include <QCoreApplication>
-#include <QSocketNotifier>
+#include <QFileInfo>
 #include <QTimer>
 
-#include <csignal>
+#include <chrono>
 #include <cstdio>
-#include <unistd.h>
 
 namespace vorn {
 namespace {
 
-int gSignalPipe[2] = {-1, -1};
-
-void onSignal(int) {
-  const char byte = 1;
-  (void)!::write(gSignalPipe[1], &byte, 1);
-}
-
-// Ctrl+C and SIGTERM end the take cleanly instead of killing the process.
-void catchStopSignals() {
-  if (::pipe(gSignalPipe) != 0) return;
-  struct sigaction action {};
-  action.sa_handler = onSignal;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
+// How long a take waits for the camera's first picture, so that it does not open without it.
+constexpr int kCameraWaitMs = 3000;
 
 void say(const QString& line) {
   std::fputs(qPrintable(line + '\n'), stdout);
@@ -60,6 +52,58 @@ QString describe(const RecordOptions& options) {
       .arg(length);
 }
 
+// The display the options name, or the sentence that says why there is none.
+QString checkDisplay(const RecordOptions& options) {
+  const std::vector<DisplayInfo> displays = ScreenSource::displays();
+  if (displays.empty()) return QStringLiteral("No display to capture.");
+  const size_t index = size_t(options.display.value_or(0));
+  if (index >= displays.size())
+    return QStringLiteral("There is no display %1: this computer has %2.").arg(index).arg(displays.size());
+  return {};
+}
+
+// The capture area the options ask for on `screen`, or the sentence that refuses it.
+QString frameArea(const RecordOptions& options, Engine& engine) {
+  if (!options.area) return {};
+  const Size size{engine.screen().rect.width, engine.screen().rect.height};
+  const Rect& area = *options.area;
+  if (!Rect{0, 0, size.width, size.height}.contains(area))
+    return QStringLiteral("The area %1,%2,%3,%4 lies outside the %5 × %6 display.")
+        .arg(area.x).arg(area.y).arg(area.width).arg(area.height).arg(size.width).arg(size.height);
+  // An area of another shape is fitted to the layout about its centre, as the studio does.
+  engine.setHome(HomeFrame::fitAspect(area, HomeFrame::aspect(options.prefs), size));
+  return {};
+}
+
+// The desktop services a take from the terminal uses: the pointer and clicks, no keys.
+DesktopServices commandServices(X11Desktop* desktop) {
+  DesktopServices services = x11DesktopServices(desktop);
+  services.grabKey = nullptr;
+  services.otherWindows = nullptr;
+  return services;
+}
+
+// Starts the take once the first frame is composed and the camera, if one was chosen, has
+// sent a picture (or has been waited for long enough).
+void beginWhenReady(Engine& engine, Studio& studio) {
+  auto* poll = new QTimer(&engine);
+  auto firstFrame = std::make_shared<bool>(false);
+  auto inputs = std::make_shared<bool>(false);
+  QObject::connect(&engine, &Engine::firstFrame, poll, [firstFrame] { *firstFrame = true; });
+  QObject::connect(&engine, &Engine::inputsConfigured, poll, [inputs] { *inputs = true; },
+                   Qt::SingleShotConnection);
+  const auto waitingSince = std::chrono::steady_clock::now();
+  QObject::connect(poll, &QTimer::timeout, &engine, [&engine, &studio, poll, firstFrame, inputs, waitingSince] {
+    if (!*firstFrame || !*inputs) return;
+    const bool cameraReady = studio.activeCamera().isEmpty() || engine.cameraSource().latest.get() ||
+                             std::chrono::steady_clock::now() - waitingSince > std::chrono::milliseconds(kCameraWaitMs);
+    if (!cameraReady) return;
+    poll->deleteLater();
+    engine.beginCountdown();
+  });
+  poll->start(16);
+}
+
 }  // namespace
 
 int runRecordCommand(int argc, char** argv) {
@@ -67,55 +111,80 @@ int runRecordCommand(int argc, char** argv) {
   QCoreApplication::setOrganizationName(QStringLiteral("Vorn"));
   QCoreApplication::setApplicationName(QStringLiteral("Vorn"));
 
-  const ParsedRecordOptions parsed =
-      parseRecordOptions(QCoreApplication::arguments().mid(2), Prefs::load());
+  Studio studio;
+  studio.keepPrefsUnsaved();
+  const ParsedRecordOptions parsed = parseRecordOptions(QCoreApplication::arguments().mid(2), studio.prefs());
   if (!parsed.error.isEmpty()) {
     complain(parsed.error);
     return 2;
   }
-  if (parsed.options.help) {
+  const RecordOptions& options = parsed.options;
+  if (options.help) {
     std::fputs(qPrintable(recordUsage()), stdout);
     return 0;
   }
   recoverCrashedTakes();
-  catchStopSignals();
-
-  RecordSession session(parsed.options);
-  try {
-    session.open();
-    session.begin();
-  } catch (const std::exception& error) {
-    complain(QString::fromStdString(error.what()));
+  if (const QString refused = checkDisplay(options); !refused.isEmpty()) {
+    complain(refused);
     return 1;
   }
-  const qsizetype warned = session.warnings().size();
-  for (const QString& warning : session.warnings()) complain(warning);
-  say(describe(parsed.options));
+  studio.setPrefs(options.prefs);
 
-  QSocketNotifier stopRequest(gSignalPipe[0], QSocketNotifier::Read);
-  QObject::connect(&stopRequest, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
-  QTimer clicks;
-  QObject::connect(&clicks, &QTimer::timeout, &app, [&] {
-    session.pollClicks();
-    if (!session.failure.get().isEmpty()) QCoreApplication::quit();
+  const std::unique_ptr<X11Desktop> desktop = std::getenv("VORN_SAMPLE_SCREEN") ? nullptr : X11Desktop::open();
+  Engine engine(studio, nullptr, commandServices(desktop.get()), StudioWindows{});
+  engine.setCountdownStep(0);
+  std::optional<QString> out;
+  if (options.out) out = QFileInfo(*options.out).absoluteFilePath();
+  engine.setTakeOptions({out, true});
+
+  QString failure;
+  QObject::connect(&engine, &Engine::recordingFailed, &app, [&](const QString& sentence) {
+    if (failure.isEmpty()) failure = sentence;
+    if (studio.phase() != Phase::recording && studio.phase() != Phase::finishing) QCoreApplication::quit();
   });
-  clicks.start(16);
-  if (parsed.options.seconds)
-    QTimer::singleShot(int(*parsed.options.seconds * 1000), &app, &QCoreApplication::quit);
-  QCoreApplication::exec();
+  QObject::connect(&studio, &Studio::toastChanged, &app, [&] {
+    if (studio.toast() && failure.isEmpty()) complain(*studio.toast());
+  });
+  QObject::connect(&engine, &Engine::inputsConfigured, &app, [&] {
+    if (options.prefs.cameraOn && Geometry::slots(options.prefs).camera && studio.activeCamera().isEmpty())
+      complain(QStringLiteral("No camera found: recording without the camera."));
+  }, Qt::SingleShotConnection);
+  QObject::connect(&studio, &Studio::phaseChanged, &app, [&] {
+    if (studio.phase() != Phase::recording) return;
+    say(describe(options));
+    if (options.seconds)
+      QTimer::singleShot(int(*options.seconds * 1000), Qt::PreciseTimer, &engine, &Engine::stopRecording);
+  });
+  QObject::connect(&engine, &Engine::takeFinished, &app, &QCoreApplication::quit);
+  onStopSignals(&app, [&] {
+    if (studio.phase() == Phase::recording) return engine.stopRecording();
+    if (studio.phase() != Phase::finishing) QCoreApplication::quit();
+  });
 
-  const RecordSession::Result result = session.finish();
-  const QString stoppedEarly = session.failure.get();
-  if (!stoppedEarly.isEmpty()) complain(stoppedEarly);
-  if (result.duration <= 0) {
-    complain(QStringLiteral("Nothing was recorded."));
+  engine.open(size_t(options.display.value_or(0)));
+  if (studio.phase() != Phase::framing) {
+    complain(QStringLiteral("No display to capture."));
     return 1;
   }
-  for (const QString& warning : session.warnings().mid(warned)) complain(warning);
-  say(QStringLiteral("take: %1").arg(result.path));
-  say(QStringLiteral("duration: %1 s").arg(result.duration, 0, 'f', 2));
-  say(QStringLiteral("dropped frames: %1").arg(result.droppedFrames));
-  return stoppedEarly.isEmpty() ? 0 : 1;
+  if (const QString refused = frameArea(options, engine); !refused.isEmpty()) {
+    complain(refused);
+    engine.closeAndWait();
+    return 1;
+  }
+  beginWhenReady(engine, studio);
+  QCoreApplication::exec();
+  const std::optional<Take> take = studio.take();  // closing the session lets go of it
+  engine.closeAndWait();
+
+  if (!failure.isEmpty()) complain(failure);
+  if (!take) {
+    if (failure.isEmpty()) complain(QStringLiteral("Nothing was recorded."));
+    return 1;
+  }
+  say(QStringLiteral("take: %1").arg(take->url.toLocalFile()));
+  say(QStringLiteral("duration: %1 s").arg(take->duration, 0, 'f', 2));
+  say(QStringLiteral("dropped frames: %1").arg(engine.lastDroppedFrames()));
+  return failure.isEmpty() ? 0 : 1;
 }
 
 }  // namespace vorn

@@ -110,7 +110,7 @@ void Engine::deviceLost(DeviceKind kind, const DeviceInfo& device) {
 
 // ---- Session.
 
-void Engine::open() {
+void Engine::open(std::optional<size_t> screenIndex) {
   if (studio_.phase() != Phase::idle) return;
   const std::vector<DisplayInfo> displays = ScreenSource::displays();
   if (displays.empty()) {
@@ -118,7 +118,9 @@ void Engine::open() {
     flash(QStringLiteral("No screen to record"));
     return;
   }
-  std::optional<size_t> chosen = screenFromEnvironment(displays.size());
+  std::optional<size_t> chosen = screenIndex && *screenIndex < displays.size()
+                                     ? screenIndex
+                                     : screenFromEnvironment(displays.size());
   if (!chosen && desktop_.pointer)
     if (const auto at = desktop_.pointer())
       for (size_t i = 0; i < displays.size() && !chosen; ++i)
@@ -181,6 +183,8 @@ void Engine::startScreenCapture() {
                [this](Outcome<bool> outcome) {
                  if (outcome.value) return;
                  logError("capture failed: " + outcome.error);
+                 Q_EMIT recordingFailed(QStringLiteral("The screen can't be captured: %1")
+                                            .arg(QString::fromStdString(outcome.error)));
                  flash(QStringLiteral("Vorn can't capture the screen"));
                });
 }

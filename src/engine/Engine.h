@@ -54,8 +54,16 @@ class Engine : public QObject {
   Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, StudioWindows windows);
   ~Engine() override;
 
+  // Where takes go and which are kept, for callers other than the studio (`vorn record`).
+  struct TakeOptions {
+    std::optional<QString> path;  // none: the next name in the takes folder
+    bool keepShort = false;       // keep takes under 0.7 s instead of trashing them
+  };
+
   // ---- Session.
-  void open();
+  // Opens on `screenIndex` (into the RandR monitors) or, by default, on VORN_SCREEN or the
+  // screen under the pointer.
+  void open(std::optional<size_t> screenIndex = std::nullopt);
   void close();
   void tick();
   void publishInputs();
@@ -123,14 +131,22 @@ class Engine : public QObject {
   double longestTickGap() const { return longestGap_; }
   void resetTickGap() { longestGap_ = 0; }
 
-  // One countdown step: a second, shortened by tests.
+  // One countdown step: a second, shortened by tests and `vorn record`.
   void setCountdownStep(int milliseconds) { countdownStepMs_ = milliseconds; }
+  void setTakeOptions(TakeOptions options) { takeOptions_ = std::move(options); }
+  // Frame slots of the last finished take that hold no frame of their own.
+  long lastDroppedFrames() const { return lastDropped_; }
 
  Q_SIGNALS:
   // The first composed frame of a session reached show().
   void firstFrame();
   // A take has been saved (or discarded) and the phase has left `finishing`.
   void takeFinished();
+  // The devices have been listed and the camera and microphone chosen.
+  void inputsConfigured();
+  // A take could not start, or stopped early (it keeps what was written), or the screen
+  // cannot be captured: one sentence saying why.
+  void recordingFailed(const QString& sentence);
 
  private:
   void devicesChanged();
@@ -143,8 +159,8 @@ class Engine : public QObject {
   void prepareRecorder();
   void recorderReady(std::shared_ptr<Recorder> recorder, const std::string& error);
   void begun(bool ok);
-  void abandonStart();
-  void finished(double duration, const QString& path, bool hasMic);
+  void abandonStart(const QString& reason);
+  void finished(double duration, long dropped, const QString& path, bool hasMic);
   void recorderFailed(const QString& sentence);
   void leaveRecording();
   void countPerf(bool tick);
@@ -203,7 +219,10 @@ class Engine : public QObject {
   bool takeHasMic_ = false;
   std::shared_ptr<Recorder> recorder_;
   bool recorderPrepared_ = false;
+  QString startError_;  // why the take file could not be made
   int finishing_ = 0;
+  TakeOptions takeOptions_;
+  long lastDropped_ = 0;
 
   struct Perf {
     int ticks = 0;

@@ -80,10 +80,11 @@ void Engine::prepareRecorder() {
   const bool hasMic = takeHasMic_;
   const bool hasSystem = prefs.systemAudio;
   const unsigned run = countdownRun_;
+  const std::optional<QString> path = takeOptions_.path;
   inBackground(
       this,
-      [fps, hasMic, hasSystem] {
-        return std::make_shared<Recorder>(Takes::nextURL().toLocalFile(), fps, hasMic, hasSystem);
+      [fps, hasMic, hasSystem, path] {
+        return std::make_shared<Recorder>(path.value_or(Takes::nextURL().toLocalFile()), fps, hasMic, hasSystem);
       },
       [this, run](Outcome<std::shared_ptr<Recorder>> outcome) {
         std::shared_ptr<Recorder> recorder = outcome.value.value_or(nullptr);
@@ -91,7 +92,10 @@ void Engine::prepareRecorder() {
           discardInBackground(this, std::move(recorder));
           return;
         }
-        if (!recorder) logError("writer failed to start: " + outcome.error);
+        if (!recorder) {
+          logError("writer failed to start: " + outcome.error);
+          startError_ = QString::fromStdString(outcome.error);
+        }
         recorder_ = std::move(recorder);
         recorderPrepared_ = true;
         if (countdownOver_) startRecording();
@@ -103,7 +107,7 @@ void Engine::startRecording() {
   escKey_.reset();
   if (!recorderPrepared_) return;  // comes back here once the take file is ready
   if (!recorder_) {
-    abandonStart();
+    abandonStart(std::exchange(startError_, {}));
     return;
   }
   studio_.setRecordingHasMic(takeHasMic_);
@@ -119,7 +123,9 @@ void Engine::startRecording() {
   inBackground(this, [recorder, now] { return recorder->begin(now); },
                [this, run](Outcome<bool> outcome) {
                  if (run != countdownRun_ || studio_.phase() != Phase::countdown) return;
-                 if (!outcome.value.value_or(false)) return abandonStart();
+                 if (!outcome.value.value_or(false))
+                   return abandonStart(QStringLiteral("The take could not be started."));
+                 loop_->resetAppended();
                  loop_->recorder.set(recorder_);
                  audioTarget_.set(recorder_);
                  studio_.setRecordStart(mediaTime());
@@ -130,12 +136,13 @@ void Engine::startRecording() {
                });
 }
 
-void Engine::abandonStart() {
+void Engine::abandonStart(const QString& reason) {
   discardInBackground(this, std::exchange(recorder_, nullptr));
   escKey_.reset();
   studio_.setPhase(Phase::framing);
   windows_.island->fadeOut();
   if (reels_) reels_->resume();
+  Q_EMIT recordingFailed(reason);
   flash(QStringLiteral("Couldn't start recording"));
 }
 
@@ -175,10 +182,17 @@ void Engine::stopRecording() {
   std::shared_ptr<Recorder> recorder = std::exchange(recorder_, nullptr);
   const bool hasMic = takeHasMic_;
   const bool flatten = hasMic && studio_.prefs().systemAudio;
+  // Every frame slot between the take's first and last frame that holds no frame is dropped.
+  const long owed = loop_->appendedSlots(int(studio_.prefs().fps));
+  const long appended = loop_->appendedFrames();
   ++finishing_;
+  struct Finished {
+    double duration;
+    long dropped;
+  };
   inBackground(
       this,
-      [recorder, flatten] {
+      [recorder, flatten, owed, appended] {
         const double duration = recorder->finish();
         if (duration > 0 && flatten) {
           try {
@@ -187,22 +201,24 @@ void Engine::stopRecording() {
             logError(std::string("the two audio tracks were kept apart: ") + error.what());
           }
         }
-        return duration;
+        return Finished{duration, std::max(0L, owed - (appended - recorder->droppedFrames()))};
       },
-      [this, path = recorder->path(), hasMic](Outcome<double> outcome) {
+      [this, path = recorder->path(), hasMic](Outcome<Finished> outcome) {
         if (!outcome.value) logError("finishing the take failed: " + outcome.error);
-        finished(outcome.value.value_or(0), path, hasMic);
+        const Finished result = outcome.value.value_or(Finished{0, 0});
+        finished(result.duration, result.dropped, path, hasMic);
       });
 }
 
-void Engine::finished(double duration, const QString& path, bool hasMic) {
+void Engine::finished(double duration, long dropped, const QString& path, bool hasMic) {
   --finishing_;
+  lastDropped_ = dropped;
   windows_.island->fadeOut();
   if (reels_) reels_->resume();
   if (studio_.phase() == Phase::finishing) {
-    if (duration < kShortestTake) {
+    if (duration <= 0 || (duration < kShortestTake && !takeOptions_.keepShort)) {
       if (QFile::exists(path)) QFile::moveToTrash(path);
-      flash(QStringLiteral("Too short, discarded"));
+      if (!takeOptions_.keepShort) flash(QStringLiteral("Too short, discarded"));
       studio_.setPhase(Phase::framing);
     } else {
       const Take take{QUrl::fromLocalFile(path), duration};
@@ -219,6 +235,7 @@ void Engine::finished(double duration, const QString& path, bool hasMic) {
 
 void Engine::recorderFailed(const QString& sentence) {
   logError(sentence.toStdString());
+  Q_EMIT recordingFailed(sentence);
   flash(sentence);
   stopRecording();  // keeps what was written
 }
@@ -277,6 +294,7 @@ void Engine::refreshDevices() {
     studio_.setMics(outcome.value->mics);
     defaultMic_ = outcome.value->defaultMic;
     if (studio_.phase() != Phase::idle) configureInputs();
+    Q_EMIT inputsConfigured();
   });
 }
 

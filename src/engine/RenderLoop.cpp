@@ -14,6 +14,7 @@
 #include <QMetaObject>
 
 #include <algorithm>
+#include <cmath>
 
 namespace vorn {
 namespace {
@@ -88,11 +89,21 @@ void RenderLoop::tick() {
   if (target && buffer->width() == 1080) {
     const double at = mediaTime();
     target->appendVideo(buffer, at);
-    ++appended_;
-    appendedSpan_ = {appendedSpan_ ? appendedSpan_->first : at, at};
+    if (appended_++ == 0) firstAppended_ = at;
+    lastAppended_ = at;
     buffer = previewOf(std::move(buffer), in.previewScale);
   }
   showPreview(std::move(buffer));
+}
+
+long RenderLoop::appendedSlots(int fps) const {
+  if (appended_ == 0) return 0;
+  return std::lround((lastAppended_ - firstAppended_) * fps) + 1;
+}
+
+void RenderLoop::resetAppended() {
+  appended_ = 0;
+  firstAppended_ = lastAppended_ = 0;
 }
 
 FrameRef RenderLoop::previewOf(FrameRef recorded, double scale) {

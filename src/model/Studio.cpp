@@ -32,7 +32,7 @@ void Studio::setPrefs(const Prefs& next) {
   if (prefs_ == next) return;
   const Prefs old = std::exchange(prefs_, next);
   Q_EMIT prefsChanged();
-  prefs_.save();
+  if (savesPrefs_) prefs_.save();
   if (onPrefsChange) onPrefsChange(old, prefs_);
 }
 

@@ -34,6 +34,9 @@ class Studio : public QObject {
   void updatePrefs(const std::function<void(Prefs&)>& change);
   // Installed by the engine; not observable.
   PrefsHook onPrefsChange;
+  // From here on preference changes stay in this process: `vorn record` runs on its options
+  // without touching what the user saved.
+  void keepPrefsUnsaved() { savesPrefs_ = false; }
 
   Phase phase() const { return phase_; }
   void setPhase(Phase value);
@@ -126,6 +129,7 @@ class Studio : public QObject {
   QString micName_;
   bool recordingHasMic_ = true;
   std::optional<QString> toast_;
+  bool savesPrefs_ = true;
   bool showScript_ = false;
   bool compact_ = false;
   bool learnedFrame_ = false;
