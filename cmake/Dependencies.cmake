@@ -9,7 +9,7 @@ pkg_check_modules(XCB_DESKTOP REQUIRED IMPORTED_TARGET xcb-xinput xcb-keysyms xc
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
 pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
-find_package(OpenCV 4 REQUIRED COMPONENTS core imgproc objdetect)
+find_package(OpenCV 4 REQUIRED COMPONENTS core imgproc objdetect saliency)
 
 # libyuv ships no pkg-config file on Debian 12.
 find_path(LIBYUV_INCLUDE_DIR libyuv.h REQUIRED)

@@ -23,7 +23,7 @@ packages=(
   mesa-vulkan-drivers
   # desktop integration: global keys, raw clicks, the window list; a window manager and a
   # scripted X client for the tests
-  libxcb-xinput-dev libxcb-keysyms1-dev libxcb-ewmh-dev openbox xdotool
+  libxcb-xinput-dev libxcb-keysyms1-dev libxcb-ewmh-dev openbox xdotool xcompmgr
   # the reel engine: speech recognition, caption fonts, a voice for test takes
   libpocketsphinx-dev pocketsphinx-en-us fonts-dejavu-extra espeak-ng
 )

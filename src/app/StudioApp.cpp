@@ -15,6 +15,7 @@
 #include "model/Studio.h"
 #include "monitor/PreviewWindow.h"
 #include "reels/ReelMaker.h"
+#include "viewfinder/Viewfinder.h"
 #include "render/Icons.h"
 
 #include <QApplication>
@@ -69,8 +70,12 @@ int runStudio(int argc, char** argv) {
   });
   PreviewWindow* previewWindow = preview.get();
   windows.monitor = std::move(preview);
+  auto viewfinder = std::make_unique<Viewfinder>(studio, desktop.get());
+  Viewfinder* viewfinderRef = viewfinder.get();
+  windows.viewfinder = std::move(viewfinder);
   Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
   engineRef = &engine;
+  viewfinderRef->attach(engine);
   previewWindow->winId();  // its native window exists from here on
   new OwnWindowTracker(engine.screenSource().ownWindows(), previewWindow->windowHandle());
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };

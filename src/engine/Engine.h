@@ -103,6 +103,9 @@ class Engine : public QObject {
   void resize(Point anchor, Point toward);
   void scale(double factor);
   void zoomFrame();
+  // Glides the frame over the most eye-catching part of the frontmost window, in the
+  // background; the frame stays where it is when no suggestion can be made.
+  void suggest();
   void fitHomeAspect();
   double idealHeight() const;
   void moveTo(const DisplayInfo& screen);
@@ -140,6 +143,8 @@ class Engine : public QObject {
  Q_SIGNALS:
   // The first composed frame of a session reached show().
   void firstFrame();
+  // A suggested frame (display points) is being glided to.
+  void suggested(const Rect& frame);
   // A take has been saved (or discarded) and the phase has left `finishing`.
   void takeFinished();
   // The devices have been listed and the camera and microphone chosen.
@@ -169,6 +174,8 @@ class Engine : public QObject {
   double aspect() const;
   Size screenSize() const;
   void glideTo(const Rect& target);
+  // The other applications' windows that meet `screen`, in its points.
+  static std::vector<Rect> localWindows(const DesktopServices& desktop, const DisplayInfo& screen);
   void toFraming();
   // `home` in global points, for placing windows around it.
   Rect globalHome() const;

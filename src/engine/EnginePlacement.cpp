@@ -2,9 +2,13 @@
 // glides and is saved, clicks for click zoom and the studio's keys.
 #include "engine/Engine.h"
 
+#include "base/Background.h"
 #include "base/Clock.h"
+#include "base/Log.h"
+#include "capture/Screenshot.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
+#include "engine/Suggest.h"
 #include "model/Studio.h"
 
 namespace vorn {
@@ -34,12 +38,7 @@ void Engine::beginDrag() {
   dragging_ = true;
   snapped_ = false;
   homeGlide_.reset();
-  std::vector<Rect> windows;
-  if (desktop_.otherWindows)
-    for (const Rect& w : desktop_.otherWindows())
-      if (!w.intersected(screen_.rect).isEmpty())
-        windows.push_back({w.x - screen_.rect.x, w.y - screen_.rect.y, w.width, w.height});
-  const HomeFrame::SnapEdges edges = HomeFrame::snapEdges(screenSize(), windows);
+  const HomeFrame::SnapEdges edges = HomeFrame::snapEdges(screenSize(), localWindows(desktop_, screen_));
   snapXs_ = edges.xs;
   snapYs_ = edges.ys;
 }
@@ -70,6 +69,39 @@ void Engine::scale(double factor) {
 }
 
 void Engine::glideTo(const Rect& target) { homeGlide_ = target; }
+
+std::vector<Rect> Engine::localWindows(const DesktopServices& desktop, const DisplayInfo& screen) {
+  std::vector<Rect> windows;
+  if (desktop.otherWindows)
+    for (const Rect& w : desktop.otherWindows())
+      if (!w.intersected(screen.rect).isEmpty())
+        windows.push_back({w.x - screen.rect.x, w.y - screen.rect.y, w.width, w.height});
+  return windows;
+}
+
+void Engine::suggest() {
+  if (studio_.phase() != Phase::framing) return;
+  std::optional<Point> cursor;
+  if (desktop_.pointer)
+    if (const auto at = desktop_.pointer(); at && screen_.rect.contains(*at))
+      cursor = Point{at->x - screen_.rect.x, at->y - screen_.rect.y};
+  // The window list, the screenshot and the saliency all run off the GUI thread.
+  inBackground(
+      this,
+      [desktop = desktop_, screen = screen_, size = screenSize(), aspect = aspect(), ideal = idealHeight(), cursor] {
+        const QImage shot = screenshot(screen, 0.5);
+        if (shot.isNull()) throw std::runtime_error("no screenshot of the display");
+        return Suggest::frame(localWindows(desktop, screen), Suggest::salientRegions(shot, size), size, aspect,
+                              ideal, cursor);
+      },
+      [this](Outcome<Rect> outcome) {
+        if (!outcome.value) return logError("no frame suggested: " + outcome.error);
+        if (studio_.phase() != Phase::framing) return;
+        glideTo(*outcome.value);
+        windows_.viewfinder->pulse(mediaTime() + 0.9);
+        Q_EMIT suggested(*outcome.value);
+      });
+}
 
 void Engine::zoomFrame() {
   if (unzoomed_ && std::abs(home_.height - idealHeight()) <= 2) {

@@ -20,6 +20,8 @@ class ViewfinderPanels {
   // Every tick, with the media time.
   virtual void update(double /*now*/) {}
   virtual void setNeedsDisplay() {}
+  // The frame was just suggested: its brackets pulse until the media time `until`.
+  virtual void pulse(double /*until*/) {}
 };
 
 class MonitorPanel {

@@ -4,6 +4,9 @@
 #include <QPainterPath>
 #include <QPixmap>
 
+#include <cmath>
+#include <vector>
+
 namespace vorn {
 namespace {
 
@@ -28,6 +31,43 @@ void drawRecordCircle(QPainter& p) {
   p.drawEllipse(QRectF(16, 16, 32, 32));
 }
 
+void drawSparkles(QPainter& p) {
+  const auto star = [&](QPointF c, double r) {
+    QPainterPath path;
+    path.moveTo(c.x(), c.y() - r);
+    path.quadTo(c, QPointF(c.x() + r, c.y()));
+    path.quadTo(c, QPointF(c.x(), c.y() + r));
+    path.quadTo(c, QPointF(c.x() - r, c.y()));
+    path.quadTo(c, QPointF(c.x(), c.y() - r));
+    p.fillPath(path, Qt::white);
+  };
+  star({26, 36}, 22);
+  star({48, 14}, 11);
+  star({50, 48}, 8);
+}
+
+void drawXmark(QPainter& p) {
+  p.setPen(QPen(Qt::white, 7, Qt::SolidLine, Qt::RoundCap));
+  p.drawLine(QPointF(14, 14), QPointF(50, 50));
+  p.drawLine(QPointF(50, 14), QPointF(14, 50));
+}
+
+// Arrow heads at each end of the lines through the centre: resize (one diagonal) or move (the
+// four directions).
+void drawArrows(QPainter& p, bool move) {
+  p.setPen(QPen(Qt::white, 5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+  const QPointF c(32, 32);
+  const std::vector<QPointF> ends = move ? std::vector<QPointF>{{32, 6}, {32, 58}, {6, 32}, {58, 32}}
+                                         : std::vector<QPointF>{{10, 10}, {54, 54}};
+  for (const QPointF& end : ends) {
+    p.drawLine(c, end);
+    const QPointF back = (c - end) / std::hypot(c.x() - end.x(), c.y() - end.y()) * 11;
+    const QPointF side(-back.y(), back.x());
+    p.drawLine(end, end + back + side * 0.7);
+    p.drawLine(end, end + back - side * 0.7);
+  }
+}
+
 }  // namespace
 
 QIcon symbolIcon(std::string_view name) {
@@ -37,6 +77,14 @@ QIcon symbolIcon(std::string_view name) {
   painter.setRenderHint(QPainter::Antialiasing);
   if (name == "record.circle.fill")
     drawRecordCircle(painter);
+  else if (name == "sparkles")
+    drawSparkles(painter);
+  else if (name == "xmark")
+    drawXmark(painter);
+  else if (name == "arrow.up.left.and.arrow.down.right")
+    drawArrows(painter, false);
+  else if (name == "arrow.up.and.down.and.arrow.left.and.right")
+    drawArrows(painter, true);
   else
     drawPortraitInset(painter);  // "rectangle.portrait.inset.filled", the app's own symbol
   painter.end();

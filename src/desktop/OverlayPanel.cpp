@@ -1,0 +1,61 @@
+#include "desktop/OverlayPanel.h"
+
+#include "desktop/OverlayWindow.h"
+
+#include <algorithm>
+
+namespace vorn {
+namespace {
+
+std::vector<OverlayPanel*>& panels() {
+  static std::vector<OverlayPanel*> all;
+  return all;
+}
+
+}  // namespace
+
+OverlayPanel::OverlayPanel(X11Desktop* desktop, int level)
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                           Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint),
+      desktop_(desktop),
+      level_(level),
+      fade_(this, "windowOpacity") {
+  setAttribute(Qt::WA_TranslucentBackground);
+  setAttribute(Qt::WA_ShowWithoutActivating);
+  setFocusPolicy(Qt::NoFocus);
+  fade_.setEasingCurve(QEasingCurve::InOutQuad);
+  panels().push_back(this);
+}
+
+OverlayPanel::~OverlayPanel() { std::erase(panels(), this); }
+
+void OverlayPanel::orderFront() {
+  if (desktop_ && !marked_) {
+    OverlayWindow::markOverlay(*desktop_, winId());
+    marked_ = true;
+  }
+  show();
+  std::vector<OverlayPanel*> shown;
+  for (OverlayPanel* panel : panels())
+    if (panel->isVisible()) shown.push_back(panel);
+  std::stable_sort(shown.begin(), shown.end(), [](auto* a, auto* b) { return a->level_ < b->level_; });
+  for (OverlayPanel* panel : shown) panel->raise();
+}
+
+void OverlayPanel::fade(double target, double seconds, std::function<void()> then) {
+  fade_.stop();
+  disconnect(fadeDone_);
+  fade_.setStartValue(windowOpacity());
+  fade_.setEndValue(target);
+  fade_.setDuration(int(seconds * 1000));
+  if (then) fadeDone_ = connect(&fade_, &QPropertyAnimation::finished, this, std::move(then));
+  fade_.start();
+}
+
+void OverlayPanel::setInputRegion(const std::vector<QRect>& rects) {
+  if (!desktop_ || rects == input_) return;
+  input_ = rects;
+  OverlayWindow::setInputRegion(*desktop_, winId(), rects);
+}
+
+}  // namespace vorn

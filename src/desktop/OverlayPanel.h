@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QPointer>
+#include <QPropertyAnimation>
+#include <QWidget>
+
+#include <functional>
+#include <vector>
+
+namespace vorn {
+
+class X11Desktop;
+
+// A floating surface of the studio (the dimming, the frame, the monitor, the island): frameless,
+// translucent, above normal windows on every workspace, never in the taskbar or the window
+// switcher, never taking the keyboard. Overlays stack by `level` among themselves.
+class OverlayPanel : public QWidget {
+  Q_OBJECT
+
+ public:
+  static constexpr int dimLevel = 25, frameLevel = 26, monitorLevel = 27, islandLevel = 28;
+
+  // `desktop` may be null (no X server): the panel is then an ordinary frameless window.
+  OverlayPanel(X11Desktop* desktop, int level);
+  ~OverlayPanel() override;
+
+  int level() const { return level_; }
+  // Shows the panel without activating it and restacks every overlay by level.
+  void orderFront();
+  // Animates the panel's opacity to `target` over `seconds` (ease in and out), then runs `then`.
+  void fade(double target, double seconds, std::function<void()> then = {});
+  // The parts of the panel (its coordinates) that take the mouse; empty: click-through.
+  void setInputRegion(const std::vector<QRect>& rects);
+
+ private:
+  X11Desktop* desktop_;
+  const int level_;
+  bool marked_ = false;
+  std::vector<QRect> input_{QRect(0, 0, -1, -1)};  // no region set yet
+  QPropertyAnimation fade_;
+  QMetaObject::Connection fadeDone_;
+};
+
+}  // namespace vorn

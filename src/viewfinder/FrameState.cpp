@@ -1,0 +1,54 @@
+#include "viewfinder/FrameState.h"
+
+#include "model/Prefs.h"
+
+#include <cmath>
+
+namespace vorn::FrameReadout {
+namespace {
+
+constexpr double kPhoneShare = 402.0 / 1080.0;  // a phone 402 points wide showing 1080 pixels
+constexpr double kScreenText = 14;
+
+}  // namespace
+
+double points(double liveWidth, double screenSlotWidth) {
+  if (liveWidth <= 0) return 0;
+  return std::round(2 * (screenSlotWidth / liveWidth) * kScreenText * kPhoneShare) / 2;
+}
+
+Verdict verdict(double points) {
+  if (points >= 11) return Verdict::crisp;
+  if (points >= 8.5) return Verdict::readable;
+  return Verdict::tooSmall;
+}
+
+QString readability(double points) {
+  static const char* const names[] = {"Crisp", "Readable", "Too small"};
+  return QStringLiteral("Text %1 pt on phone  ·  %2")
+      .arg(long(points))
+      .arg(QString::fromLatin1(names[int(verdict(points))]));
+}
+
+double pulse(double pulseUntil, double now) {
+  return std::round(10 * std::max(0.0, (pulseUntil - now) / 0.9)) / 10;
+}
+
+std::optional<std::vector<double>> safeFractions(const Prefs& prefs) {
+  if (prefs.layout != Layout::screen || prefs.style != FrameStyle::bleed) return std::nullopt;
+  double top = 0, bottom = 0;
+  switch (prefs.platform) {
+    case Platform::reels: top = 220, bottom = 420; break;
+    case Platform::tiktok: top = 130, bottom = 330; break;
+    case Platform::shorts: top = 170, bottom = 390; break;
+    case Platform::none: return std::nullopt;
+  }
+  return std::vector<double>{top / 1920, bottom / 1920, 150.0 / 1080};
+}
+
+std::optional<double> idealRatio(double idealHeight, double liveHeight) {
+  if (liveHeight <= 0) return std::nullopt;
+  return std::round(100 * idealHeight / liveHeight) / 100;
+}
+
+}  // namespace vorn::FrameReadout

@@ -1,0 +1,45 @@
+#include "viewfinder/FrameZones.h"
+
+#include <cmath>
+
+namespace vorn {
+
+std::optional<int> FrameZones::corner(QPointF p) const {
+  const QRectF r = region();
+  const QPointF corners[] = {r.topLeft(), r.topRight(), r.bottomLeft(), r.bottomRight()};
+  for (int i = 0; i < 4; ++i)
+    if (std::hypot(p.x() - corners[i].x(), p.y() - corners[i].y()) < cornerReach) return i;
+  return std::nullopt;
+}
+
+FrameZones::Zone FrameZones::zone(QPointF p) const {
+  if (sparkRect.contains(p)) return {Kind::spark};
+  if (hideRect.contains(p)) return {Kind::hide};
+  if (const auto c = corner(p)) return {Kind::corner, *c};
+  if (region().adjusted(-margin, -top, margin, top).contains(p)) return {Kind::body};
+  return {};
+}
+
+std::optional<FrameHint> FrameZones::hint(const Zone& zone) {
+  switch (zone.kind) {
+    case Kind::corner: return FrameHint{"arrow.up.left.and.arrow.down.right", "Drag to resize"};
+    case Kind::spark: return FrameHint{"sparkles", "Find the action and frame it"};
+    case Kind::hide: return FrameHint{"xmark", "Close  ·  Ctrl+Shift+9 brings it back"};
+    case Kind::body:
+      return FrameHint{"arrow.up.and.down.and.arrow.left.and.right", "Drag to move  ·  double-click to fit"};
+    case Kind::outside: return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+FrameHint FrameZones::firstRunHint() {
+  return {"arrow.up.and.down.and.arrow.left.and.right", "Drag the frame's edge to move it"};
+}
+
+std::vector<QString> FrameZones::chipTexts() {
+  std::vector<QString> texts{FrameReadout::readability(88), FrameReadout::readability(9), firstRunHint().text};
+  for (const Kind kind : {Kind::corner, Kind::spark, Kind::hide, Kind::body}) texts.push_back(hint({kind})->text);
+  return texts;
+}
+
+}  // namespace vorn

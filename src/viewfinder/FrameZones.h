@@ -1,0 +1,42 @@
+#pragma once
+
+#include "viewfinder/FrameState.h"
+
+#include <QRectF>
+
+#include <optional>
+
+namespace vorn {
+
+// Where things sit in the frame panel and what a point there means. The capture region lies
+// at (margin, top) in the panel, with the grip and the chip in the band above it.
+struct FrameZones {
+  static constexpr double margin = 26;     // left, right and below the region
+  static constexpr double top = 52;        // above the region
+  static constexpr double cornerReach = 28;
+  // The strip beside the chip: two 26-point buttons, their gaps and the margin.
+  static constexpr double chipExtras = 64 + 4 + 26;
+
+  enum class Kind { outside, body, spark, hide, corner };
+  struct Zone {
+    Kind kind = Kind::outside;
+    int corner = -1;  // 0 top-left, 1 top-right, 2 bottom-left, 3 bottom-right
+    bool operator==(const Zone&) const = default;
+  };
+
+  QSizeF regionSize;
+  QRectF sparkRect, hideRect;  // empty when the chip is not drawn
+
+  QRectF region() const { return {margin, top, regionSize.width(), regionSize.height()}; }
+  // The first corner (in the order above) within reach of `p`.
+  std::optional<int> corner(QPointF p) const;
+  Zone zone(QPointF p) const;
+  // The hint for a zone; none outside.
+  static std::optional<FrameHint> hint(const Zone& zone);
+  // The first-run hint, until the user has moved the frame once.
+  static FrameHint firstRunHint();
+  // Every sentence the chip may show, to size it once.
+  static std::vector<QString> chipTexts();
+};
+
+}  // namespace vorn

@@ -1,0 +1,213 @@
+#include "viewfinder/Viewfinder.h"
+
+#include "desktop/CompositorWatch.h"
+#include "desktop/OverlayPanel.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "render/Geometry.h"
+#include "viewfinder/DimView.h"
+#include "viewfinder/FrameView.h"
+
+#include <QBitmap>
+#include <QCursor>
+
+#include <algorithm>
+
+namespace vorn {
+namespace {
+
+constexpr double kEdgeOutside = 24, kEdgeInside = 8;
+
+QRectF toQt(const Rect& r) { return {r.x, r.y, r.width, r.height}; }
+
+}  // namespace
+
+Viewfinder::Viewfinder(Studio& studio, X11Desktop* desktop) : studio_(studio), desktop_(desktop) {}
+
+Viewfinder::~Viewfinder() = default;
+
+void Viewfinder::attach(Engine& engine) {
+  engine_ = &engine;
+  dimPanel_ = std::make_unique<OverlayPanel>(desktop_, OverlayPanel::dimLevel);
+  dimView_ = new DimView(*dimPanel_);
+  framePanel_ = std::make_unique<OverlayPanel>(desktop_, OverlayPanel::frameLevel);
+  frameView_ = new FrameView(engine, studio_, framePanel_.get());
+  dimPanel_->setWindowTitle(QStringLiteral("Vorn viewfinder"));
+  framePanel_->setWindowTitle(QStringLiteral("Vorn frame"));
+  for (OverlayPanel* panel : {dimPanel_.get(), framePanel_.get()}) {
+    panel->setWindowOpacity(0);
+    panel->winId();
+    panel->setInputRegion({});
+  }
+  if (desktop_) {
+    compositor_ = std::make_unique<CompositorWatch>(*desktop_);
+    QObject::connect(compositor_.get(), &CompositorWatch::changed, framePanel_.get(),
+                     [this](bool running) { compositorChanged(running); });
+  }
+}
+
+bool Viewfinder::compositing() const { return compositor_ && compositor_->running(); }
+
+QRect Viewfinder::panelRect(const QRectF& f) {
+  const double width = std::max(f.width() + 2 * FrameZones::margin, FrameView::chipWidth() + FrameZones::chipExtras);
+  return QRectF(f.x() - FrameZones::margin, f.y() - FrameZones::top, width,
+                f.height() + FrameZones::top + FrameZones::margin)
+      .toAlignedRect();
+}
+
+void Viewfinder::show(const DisplayInfo& screen) {
+  if (!engine_) return;
+  screen_ = screen;
+  const QRectF bounds = toQt(screen.rect);
+  dimPanel_->setGeometry(bounds.toAlignedRect());
+  dimView_->setGeometry(0, 0, dimPanel_->width(), dimPanel_->height());
+  if (!shown_) {
+    frameAlpha_ = 0;
+    dimView_->update(QRectF(), 0);  // fades in from nothing at the first tick
+  }
+  if (compositing()) dimPanel_->orderFront();
+  shown_ = true;
+}
+
+void Viewfinder::fadeOut() {
+  if (!engine_) return;
+  shown_ = false;
+  dimPanel_->fade(0, 0.25, [panel = dimPanel_.get()] { panel->hide(); });
+  framePanel_->fade(0, 0.2, [panel = framePanel_.get()] { panel->hide(); });
+  frameAlpha_ = 0;
+}
+
+void Viewfinder::setNeedsDisplay() {
+  if (frameView_) frameView_->update();
+}
+
+bool Viewfinder::visible() const {
+  const Phase phase = studio_.phase();
+  return studio_.prefs().layout != Layout::me &&
+         (phase == Phase::framing || phase == Phase::countdown || phase == Phase::recording);
+}
+
+bool Viewfinder::grabAllowed() const {
+  const Phase phase = studio_.phase();
+  return visible() && (phase == Phase::framing || (phase == Phase::recording && !studio_.prefs().follow));
+}
+
+bool Viewfinder::grabbableAt(QPointF mouse, const QRectF& f) const {
+  if (engine_->dragging()) return true;
+  if (!grabAllowed()) return false;
+  const QRectF outer = f.adjusted(-kEdgeOutside, -kEdgeOutside, kEdgeOutside, kEdgeOutside);
+  const QRectF inner = f.adjusted(kEdgeInside, kEdgeInside, -kEdgeInside, -kEdgeInside);
+  if (outer.contains(mouse) && !inner.contains(mouse)) return true;
+  const QRectF chipStrip(f.x() - FrameZones::margin, f.y() - FrameZones::top,
+                         FrameView::chipWidth() + FrameZones::chipExtras, FrameZones::top);
+  return studio_.phase() == Phase::framing && chipStrip.contains(mouse);
+}
+
+void Viewfinder::update(double now) {
+  if (!shown_ || !engine_ || !screen_) return;
+  const Rect live = engine_->live();
+  const QRectF f(screen_->rect.x + live.x, screen_->rect.y + live.y, live.width, live.height);
+  const bool isVisible = visible();
+
+  const double alpha = isVisible ? 1 : 0;
+  if (alpha != frameAlpha_) {
+    frameAlpha_ = alpha;
+    if (isVisible) framePanel_->orderFront();
+    framePanel_->fade(alpha, 0.3);
+  }
+  placePanel(f);
+
+  const Phase phase = studio_.phase();
+  if (isVisible)
+    dimView_->update(f.translated(-screen_->rect.x, -screen_->rect.y), phase == Phase::recording ? 0.26 : 0.42);
+  else
+    dimView_->update(std::nullopt, phase == Phase::finishing || phase == Phase::review ? 0.42 : 0);
+
+  updateInput(f);
+  const QPointF mouse = QCursor::pos();
+  const bool grabbable = grabbableAt(mouse, f);
+  if (grabbable && !engine_->dragging())
+    frameView_->updateCursor(frameView_->mapFromGlobal(mouse));
+  else if (wasGrabbable_)
+    frameView_->setCursor(Qt::ArrowCursor);
+  wasGrabbable_ = grabbable;
+
+  FrameState state = stateFor(grabbable, mouse, f);
+  state.pulse = FrameReadout::pulse(pulseUntil_, now);
+  if (frameView_->setState(state) && !compositing()) shapeToStrokes();
+}
+
+void Viewfinder::placePanel(const QRectF& f) {
+  const QRect panel = panelRect(f);
+  if (panel == framePanel_->geometry()) return;
+  framePanel_->setGeometry(panel);
+  frameView_->setGeometry(0, 0, panel.width(), panel.height());
+  const double width = std::max(f.width() + 2 * FrameZones::margin, FrameView::chipWidth() + FrameZones::chipExtras);
+  frameView_->setRegionSize({panel.width() - (width - f.width()), panel.height() - FrameZones::top - FrameZones::margin});
+  if (!compositing()) shapeToStrokes();
+}
+
+// The edge band and, while framing, the chip strip take the mouse; the inside of the frame
+// never does, so clicks there reach the application being recorded.
+void Viewfinder::updateInput(const QRectF& f) {
+  const bool allowed = grabAllowed();
+  if (allowed == inputAllowed_ && f == inputFor_) return;
+  inputAllowed_ = allowed;
+  inputFor_ = f;
+  if (!allowed) return framePanel_->setInputRegion({});
+  const QPointF origin = framePanel_->geometry().topLeft();
+  const QRectF local = f.translated(-origin);
+  const QRect outer = local.adjusted(-kEdgeOutside, -kEdgeOutside, kEdgeOutside, kEdgeOutside).toAlignedRect();
+  const QRect inner = local.adjusted(kEdgeInside, kEdgeInside, -kEdgeInside, -kEdgeInside).toRect();
+  std::vector<QRect> band{
+      {outer.left(), outer.top(), outer.width(), inner.top() - outer.top()},
+      {outer.left(), inner.bottom() + 1, outer.width(), outer.bottom() - inner.bottom()},
+      {outer.left(), inner.top(), inner.left() - outer.left(), inner.height()},
+      {inner.right() + 1, inner.top(), outer.right() - inner.right(), inner.height()}};
+  if (studio_.phase() == Phase::framing)
+    band.push_back(QRectF(local.x() - FrameZones::margin, local.y() - FrameZones::top,
+                          FrameView::chipWidth() + FrameZones::chipExtras, FrameZones::top)
+                       .toAlignedRect());
+  framePanel_->setInputRegion(band);
+}
+
+FrameState Viewfinder::stateFor(bool grabbable, QPointF mouse, const QRectF& f) const {
+  const Prefs& prefs = studio_.prefs();
+  FrameState s;
+  s.phase = studio_.phase();
+  s.paused = studio_.pausedAt().has_value();
+  s.countdown = s.phase == Phase::countdown ? studio_.countdown() : 0;
+  s.dragging = engine_->dragging();
+  s.hover = grabbable;
+  const Slots slots = Geometry::slots(prefs);
+  s.points = FrameReadout::points(f.width(), slots.screen ? slots.screen->width : Geometry::canvasWidth);
+  s.safe = FrameReadout::safeFractions(prefs);
+  if (s.dragging) s.ideal = FrameReadout::idealRatio(engine_->idealHeight(), f.height());
+  if (grabbable && !s.dragging)
+    s.hint = FrameZones::hint(frameView_->zones().zone(frameView_->mapFromGlobal(mouse)));
+  else if (s.phase == Phase::framing && !studio_.learnedFrame())
+    s.hint = FrameZones::firstRunHint();
+  s.gripHot = s.dragging || s.hint == FrameZones::hint({FrameZones::Kind::body});
+  return s;
+}
+
+void Viewfinder::compositorChanged(bool running) {
+  // Without a compositor translucency turns black: no dimming, and the frame panel keeps only
+  // the pixels it draws.
+  if (running) {
+    framePanel_->clearMask();
+    if (shown_) dimPanel_->orderFront();
+    if (frameAlpha_ > 0) framePanel_->orderFront();
+  } else {
+    dimPanel_->hide();
+    shapeToStrokes();
+  }
+}
+
+void Viewfinder::shapeToStrokes() {
+  if (!frameView_ || frameView_->width() <= 0) return;
+  const QImage drawn = frameView_->grab().toImage();
+  framePanel_->setMask(QBitmap::fromImage(drawn.createAlphaMask()));
+}
+
+}  // namespace vorn

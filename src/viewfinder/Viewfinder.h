@@ -1,0 +1,73 @@
+#pragma once
+
+#include "engine/StudioWindows.h"
+#include "viewfinder/FrameState.h"
+
+#include <QRect>
+
+#include <memory>
+#include <optional>
+
+namespace vorn {
+
+class CompositorWatch;
+class DimView;
+class Engine;
+class FrameView;
+class OverlayPanel;
+class Studio;
+class X11Desktop;
+
+// The on-screen viewfinder: the dimmed screen with a clear hole over the capture region, and
+// above it the frame panel, click-through everywhere but the frame's edge band and, while
+// framing, the chip strip above it. Everything is derived afresh from the engine each tick;
+// only what changed touches the window system.
+class Viewfinder final : public ViewfinderPanels {
+ public:
+  Viewfinder(Studio& studio, X11Desktop* desktop);
+  ~Viewfinder() override;
+  // Builds the panels around `engine`; until then the viewfinder does nothing.
+  void attach(Engine& engine);
+
+  void show(const DisplayInfo& screen) override;
+  void fadeOut() override;
+  void update(double now) override;
+  void setNeedsDisplay() override;
+  void pulse(double until) override { pulseUntil_ = until; }
+
+  // For tests and the review states.
+  FrameView* frameView() const { return frameView_; }
+  OverlayPanel* framePanel() const { return framePanel_.get(); }
+  OverlayPanel* dimPanel() const { return dimPanel_.get(); }
+  DimView* dimView() const { return dimView_; }
+  bool compositing() const;
+  // The frame panel's rectangle for a capture region `f` (global points).
+  static QRect panelRect(const QRectF& f);
+
+ private:
+  bool visible() const;
+  bool grabAllowed() const;
+  bool grabbableAt(QPointF mouse, const QRectF& f) const;
+  void placePanel(const QRectF& f);
+  void updateInput(const QRectF& f);
+  FrameState stateFor(bool grabbable, QPointF mouse, const QRectF& f) const;
+  void compositorChanged(bool running);
+  void shapeToStrokes();
+
+  Studio& studio_;
+  X11Desktop* desktop_;
+  Engine* engine_ = nullptr;
+  std::unique_ptr<CompositorWatch> compositor_;
+  std::unique_ptr<OverlayPanel> dimPanel_, framePanel_;
+  DimView* dimView_ = nullptr;
+  FrameView* frameView_ = nullptr;
+  std::optional<DisplayInfo> screen_;
+  double pulseUntil_ = 0;
+  bool shown_ = false;
+  double frameAlpha_ = 0;
+  bool wasGrabbable_ = false;
+  bool inputAllowed_ = false;
+  QRectF inputFor_;
+};
+
+}  // namespace vorn
