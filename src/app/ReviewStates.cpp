@@ -8,6 +8,7 @@
 #include "reels/ReelMaker.h"
 #include "render/Compositor.h"
 #include "render/SampleScenes.h"
+#include "viewfinder/ViewfinderStates.h"
 
 #include <QApplication>
 #include <QDir>
@@ -113,6 +114,8 @@ int runReviewStates(int argc, char** argv) {
     studio.setToast(text);
     shots.save(QStringLiteral("toast-") + name, preview.grab().toImage());
   }
+  studio.setToast(std::nullopt);
+  for (const auto& [name, shot] : viewfinderStates(engine, studio)) shots.save(name, shot);
   studio.setPhase(Phase::idle);
   return shots.failures == 0 ? 0 : 1;
 }

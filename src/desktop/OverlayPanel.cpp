@@ -14,11 +14,13 @@ std::vector<OverlayPanel*>& panels() {
 
 }  // namespace
 
-OverlayPanel::OverlayPanel(X11Desktop* desktop, int level)
+OverlayPanel::OverlayPanel(X11Desktop* desktop, int level, Managing managing)
     : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                           Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint),
+                           Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint |
+                           (managing == Managing::unmanaged ? Qt::BypassWindowManagerHint : Qt::Widget)),
       desktop_(desktop),
       level_(level),
+      managing_(managing),
       fade_(this, "windowOpacity") {
   setAttribute(Qt::WA_TranslucentBackground);
   setAttribute(Qt::WA_ShowWithoutActivating);
@@ -30,7 +32,7 @@ OverlayPanel::OverlayPanel(X11Desktop* desktop, int level)
 OverlayPanel::~OverlayPanel() { std::erase(panels(), this); }
 
 void OverlayPanel::orderFront() {
-  if (desktop_ && !marked_) {
+  if (desktop_ && managing_ == Managing::managed && !marked_) {
     OverlayWindow::markOverlay(*desktop_, winId());
     marked_ = true;
   }

@@ -20,8 +20,13 @@ class OverlayPanel : public QWidget {
  public:
   static constexpr int dimLevel = 25, frameLevel = 26, monitorLevel = 27, islandLevel = 28;
 
-  // `desktop` may be null (no X server): the panel is then an ordinary frameless window.
-  OverlayPanel(X11Desktop* desktop, int level);
+  // Unmanaged panels are left alone by the window manager: no frame window of its own around
+  // them swallows the clicks their input region lets through. A panel that takes the
+  // keyboard must be managed.
+  enum class Managing { unmanaged, managed };
+
+  // `desktop` may be null (no X server): the panel then takes the mouse everywhere.
+  OverlayPanel(X11Desktop* desktop, int level, Managing managing = Managing::unmanaged);
   ~OverlayPanel() override;
 
   int level() const { return level_; }
@@ -35,6 +40,7 @@ class OverlayPanel : public QWidget {
  private:
   X11Desktop* desktop_;
   const int level_;
+  const Managing managing_;
   bool marked_ = false;
   std::vector<QRect> input_{QRect(0, 0, -1, -1)};  // no region set yet
   QPropertyAnimation fade_;

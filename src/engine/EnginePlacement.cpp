@@ -91,8 +91,11 @@ void Engine::suggest() {
       [desktop = desktop_, screen = screen_, size = screenSize(), aspect = aspect(), ideal = idealHeight(), cursor] {
         const QImage shot = screenshot(screen, 0.5);
         if (shot.isNull()) throw std::runtime_error("no screenshot of the display");
-        return Suggest::frame(localWindows(desktop, screen), Suggest::salientRegions(shot, size), size, aspect,
-                              ideal, cursor);
+        const std::vector<Rect> windows = localWindows(desktop, screen);
+        std::vector<Suggest::Salient> objects;
+        if (!windows.empty()) objects = Suggest::salientRegions(shot, size, windows.front());
+        if (objects.empty()) objects = Suggest::salientRegions(shot, size);
+        return Suggest::frame(windows, objects, size, aspect, ideal, cursor);
       },
       [this](Outcome<Rect> outcome) {
         if (!outcome.value) return logError("no frame suggested: " + outcome.error);

@@ -20,9 +20,16 @@ Rect clampInto(Rect r, const Rect& bounds) {
 
 }  // namespace
 
-std::vector<Salient> salientRegions(const QImage& shot, Size displaySize) {
+std::vector<Salient> salientRegions(const QImage& shot, Size displaySize, std::optional<Rect> within) {
   if (shot.isNull() || displaySize.width <= 0 || displaySize.height <= 0) return {};
-  const QImage gray = shot.convertToFormat(QImage::Format_Grayscale8);
+  const double toShotX = shot.width() / displaySize.width, toShotY = shot.height() / displaySize.height;
+  const Rect area = within ? within->intersected({0, 0, displaySize.width, displaySize.height})
+                           : Rect{0, 0, displaySize.width, displaySize.height};
+  const QRect crop = QRectF(area.x * toShotX, area.y * toShotY, area.width * toShotX, area.height * toShotY)
+                         .toRect()
+                         .adjusted(2, 2, -2, -2);
+  if (crop.width() < 8 || crop.height() < 8) return {};
+  const QImage gray = shot.copy(crop).convertToFormat(QImage::Format_Grayscale8);
   const cv::Mat image(gray.height(), gray.width(), CV_8UC1, const_cast<uchar*>(gray.constBits()),
                       size_t(gray.bytesPerLine()));
   cv::Mat map;
@@ -35,13 +42,14 @@ std::vector<Salient> salientRegions(const QImage& shot, Size displaySize) {
   // Close small gaps so that one thing is one region.
   cv::morphologyEx(mask, mask, cv::MORPH_CLOSE, cv::getStructuringElement(cv::MORPH_RECT, {9, 9}));
   const int count = cv::connectedComponentsWithStats(mask, labels, stats, centroids);
-  const double sx = displaySize.width / gray.width(), sy = displaySize.height / gray.height();
+  const double sx = 1 / toShotX, sy = 1 / toShotY;
   std::vector<Salient> regions;
   for (int i = 1; i < count; ++i) {
     const int area = stats.at<int>(i, cv::CC_STAT_AREA);
     if (area < kSmallestShare * gray.width() * gray.height()) continue;
     const double confidence = cv::mean(map, labels == i)[0];
-    regions.push_back({{stats.at<int>(i, cv::CC_STAT_LEFT) * sx, stats.at<int>(i, cv::CC_STAT_TOP) * sy,
+    regions.push_back({{(crop.x() + stats.at<int>(i, cv::CC_STAT_LEFT)) * sx,
+                        (crop.y() + stats.at<int>(i, cv::CC_STAT_TOP)) * sy,
                         stats.at<int>(i, cv::CC_STAT_WIDTH) * sx, stats.at<int>(i, cv::CC_STAT_HEIGHT) * sy},
                        confidence});
   }

@@ -17,8 +17,11 @@ struct Salient {
 
 // The eye-catching regions of `shot` (any size; a screenshot of the display), in the points
 // of a display of `displaySize`: the spectral-residual saliency map, thresholded into
-// connected regions whose confidence is their mean saliency.
-std::vector<Salient> salientRegions(const QImage& shot, Size displaySize);
+// connected regions whose confidence is their mean saliency. Given `within` (display points),
+// only that part of the display is looked at: a window's own edges against the desktop
+// would otherwise outshine what is inside it.
+std::vector<Salient> salientRegions(const QImage& shot, Size displaySize,
+                                    std::optional<Rect> within = std::nullopt);
 
 // A frame of `aspect` (width ÷ height) over the most eye-catching part of the frontmost of
 // `windows` (display points, front to back).

@@ -20,14 +20,6 @@ std::string home() { return test::tempHome()->path(); }
 
 bool isGreen(QColor c) { return c.green() > 150 && c.red() < 90 && c.blue() < 90; }
 
-// The frame of the take at `seconds`, decoded by ffmpeg.
-QImage frameAt(const std::string& take, double seconds) {
-  const std::string png = home() + "/frame.png";
-  test::runCommand({"ffmpeg", "-v", "error", "-y", "-ss", std::to_string(seconds), "-i", take,
-                    "-frames:v", "1", png});
-  return QImage(QString::fromStdString(png));
-}
-
 TEST(RecordCommand, recordsTheScreenTheCameraAndTheMicrophoneIntoOneTake) {
   // Known pixels on the display: a green window where the take is framed.
   QWidget window;
@@ -86,7 +78,7 @@ TEST(RecordCommand, recordsTheScreenTheCameraAndTheMicrophoneIntoOneTake) {
       double(test::decodeAudio(QString::fromStdString(take), 1).size()) / 48000.0;
   EXPECT_NEAR(audioSeconds, duration, 0.4) << "the microphone track spans the take";
 
-  const QImage frame = frameAt(take, 1.5);
+  const QImage frame = test::frameAt(QString::fromStdString(take), 1.5);
   ASSERT_EQ(frame.size(), QSize(1080, 1920));
   EXPECT_TRUE(isGreen(frame.pixelColor(540, 700))) << "the card shows the framed screen";
   EXPECT_TRUE(isGreen(frame.pixelColor(900, 1300)));

@@ -1,5 +1,11 @@
 #include "support/MovieProbe.h"
 
+#include "support/ChildProcess.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+
 #include "base/Av.h"
 #include "support/DecodeStream.h"
 
@@ -10,6 +16,16 @@
 #include <stdexcept>
 
 namespace vorn::test {
+
+QImage frameAt(const QString& path, double seconds) {
+  const QString png = QDir::temp().filePath(QStringLiteral("vorn-frame-%1.png").arg(QCoreApplication::applicationPid()));
+  runCommand({"ffmpeg", "-v", "error", "-y", "-ss", std::to_string(seconds), "-i", path.toStdString(),
+              "-frames:v", "1", png.toStdString()});
+  QImage frame(png);
+  QFile::remove(png);
+  return frame;
+}
+
 namespace {
 
 std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }

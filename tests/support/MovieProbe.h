@@ -2,6 +2,7 @@
 
 #include "record/Recorder.h"
 
+#include <QImage>
 #include <QString>
 
 #include <cstdint>
@@ -31,6 +32,8 @@ double probeDuration(const QString& path);
 std::vector<PacketInfo> readPackets(const QString& path, int streamIndex);
 // The decoded samples of an audio stream, channels interleaved.
 std::vector<float> decodeAudio(const QString& path, int streamIndex);
+// The picture of the movie at `seconds`, decoded by ffmpeg (null when it can't be).
+QImage frameAt(const QString& path, double seconds);
 // The names of the top-level boxes of an MP4 file, in order.
 std::vector<std::string> topLevelBoxes(const QString& path);
 

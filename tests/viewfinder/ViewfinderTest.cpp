@@ -1,0 +1,191 @@
+#include "app/DesktopBridge.h"
+#include "capture/Screenshot.h"
+#include "desktop/OverlayPanel.h"
+#include "desktop/WindowList.h"
+#include "desktop/X11Desktop.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "reels/ReelMaker.h"
+#include "viewfinder/FrameView.h"
+#include "viewfinder/Viewfinder.h"
+
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/MovieProbe.h"
+
+#include <QWidget>
+#include <QtTest/QTest>
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using test::within;
+
+const QColor kGreen(40, 180, 60);
+
+// A window of another application under the frame: one colour, and it counts the presses
+// that reach it.
+class Backdrop : public QWidget {
+ public:
+  Backdrop() {
+    setAutoFillBackground(true);
+    QPalette palette;
+    palette.setColor(QPalette::Window, kGreen);
+    setPalette(palette);
+    setWindowFlags(Qt::FramelessWindowHint);
+    setGeometry(100, 100, 1400, 900);
+  }
+  int presses = 0;
+
+ protected:
+  void mousePressEvent(QMouseEvent*) override { ++presses; }
+};
+
+void xdotool(std::vector<std::string> args) {
+  args.insert(args.begin(), "xdotool");
+  ASSERT_EQ(test::runCommand(args), 0);
+}
+
+void settle(double seconds) { within(seconds, [] { return false; }); }
+
+// Each channel of `c` is `share` of the backdrop's, within a few levels.
+bool dimmedTo(const QColor& c, double share) {
+  return std::abs(c.red() - kGreen.red() * share) < 8 && std::abs(c.green() - kGreen.green() * share) < 8 &&
+         std::abs(c.blue() - kGreen.blue() * share) < 8;
+}
+
+class ViewfinderTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    studio.updatePrefs([](Prefs& p) {
+      p.layout = Layout::screen;
+      p.style = FrameStyle::bleed;
+      p.cameraOn = false;
+      p.micOn = false;
+      p.fps = 30;
+      p.clickZoom = false;
+      p.reels = false;
+      p.follow = false;  // the crop stays on the frame
+    });
+    backdrop.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&backdrop, 20000));
+    desktop = X11Desktop::open();
+    ASSERT_TRUE(desktop);
+    StudioWindows windows;
+    auto owned = std::make_unique<Viewfinder>(studio, desktop.get());
+    viewfinder = owned.get();
+    windows.viewfinder = std::move(owned);
+    engine = std::make_unique<Engine>(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    viewfinder->attach(*engine);
+    engine->setCountdownStep(50);
+  }
+  void TearDown() override {
+    engine->closeAndWait();
+    engine.reset();
+  }
+
+  void open(bool expectCompositor) {
+    ASSERT_TRUE(within(5, [&] { return viewfinder->compositing() == expectCompositor; }));
+    xdotool({"mousemove", "825", "650"});
+    engine->open();
+    engine->setHome(home);
+    settle(1.0);  // the fades
+  }
+  QColor pixel(int x, int y) { return screenshot(engine->screen(), 1.0).pixelColor(x, y); }
+
+  const Rect home{600, 150, 450, 800};  // inside the backdrop
+  Studio studio;
+  ReelMaker reels{studio};
+  Backdrop backdrop;
+  std::unique_ptr<X11Desktop> desktop;
+  Viewfinder* viewfinder = nullptr;
+  std::unique_ptr<Engine> engine;
+};
+
+TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
+  test::ChildProcess compositor({"xcompmgr"});
+  open(true);
+  EXPECT_TRUE(dimmedTo(pixel(825, 650), 1.0)) << "the hole is clear";
+  EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.58)) << "framing dims by 0.42";
+
+  xdotool({"mousemove", "1800", "1050"});  // no pointer in the take
+  engine->beginCountdown();
+  ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
+  settle(1.0);
+  EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.74)) << "recording dims by 0.26";
+  EXPECT_TRUE(dimmedTo(pixel(825, 650), 1.0));
+  engine->stopRecording();
+  ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
+  settle(0.8);
+  EXPECT_TRUE(dimmedTo(pixel(825, 650), 0.58)) << "review dims everything";
+
+  // Every pixel of the take is the backdrop's: no bracket, no chip, no dimming.
+  const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 0.3);
+  ASSERT_FALSE(frame.isNull());
+  int off = 0;
+  for (int y = 10; y < frame.height(); y += 40)
+    for (int x = 10; x < frame.width(); x += 40)
+      if (!dimmedTo(frame.pixelColor(x, y), 1.0)) ++off;
+  EXPECT_EQ(off, 0);
+}
+
+TEST_F(ViewfinderTest, withoutACompositorNothingIsDimmedAndTheFrameKeepsOnlyItsStrokes) {
+  open(false);
+  EXPECT_EQ(pixel(300, 650), kGreen) << "not dimmed";
+  EXPECT_EQ(pixel(570, 650), kGreen) << "between the brackets' arms the panel shows nothing";
+  EXPECT_EQ(pixel(825, 650), kGreen);
+  EXPECT_FALSE(viewfinder->framePanel()->mask().isEmpty());
+  EXPECT_NE(pixel(600 - 3, 150 + 5), kGreen) << "the bracket is drawn";
+
+  test::ChildProcess compositor({"xcompmgr"});
+  ASSERT_TRUE(within(5, [&] { return viewfinder->compositing(); }));
+  settle(0.8);
+  EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.58)) << "dims once a compositor runs";
+}
+
+TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplication) {
+  test::ChildProcess compositor({"xcompmgr"});
+  open(true);
+  xdotool({"windowactivate", "--sync", std::to_string(backdrop.winId())});
+  std::string active;
+  test::runCommand({"xdotool", "getactivewindow"}, &active);
+  ASSERT_EQ(std::stoul(active), backdrop.winId());
+
+  xdotool({"mousemove", "825", "650", "click", "1"});
+  EXPECT_TRUE(within(3, [&] { return backdrop.presses == 1; })) << "the inside is click-through";
+  xdotool({"mousemove", "610", "650", "click", "1"});
+  EXPECT_TRUE(within(3, [&] { return backdrop.presses == 2; })) << "10 points inside the edge";
+  xdotool({"mousemove", "580", "650", "click", "1"});
+  settle(0.4);
+  EXPECT_EQ(backdrop.presses, 2) << "20 points outside the edge grabs the frame";
+
+  xdotool({"mousemove", "590", "700", "mousedown", "1"});
+  for (int x = 610; x <= 690; x += 20) xdotool({"mousemove", std::to_string(x), "700"});
+  xdotool({"mouseup", "1"});
+  EXPECT_TRUE(within(3, [&] { return std::abs(engine->home().x - 700) < 1; })) << "the frame followed the drag";
+  EXPECT_TRUE(within(3, [&] { return !engine->dragging(); })) << "and was let go";
+  EXPECT_TRUE(studio.learnedFrame());
+  test::runCommand({"xdotool", "getactivewindow"}, &active);
+  EXPECT_EQ(std::stoul(active), backdrop.winId()) << "the viewfinder never takes the focus";
+}
+
+TEST_F(ViewfinderTest, aSuggestionLandsOnTheSalientPatchInsideTheFrontWindow) {
+  test::ChildProcess other({"ffplay", "-loglevel", "quiet", "-an", "-noborder", "-left", "300", "-top", "150",
+                            "-f", "lavfi", "-i",
+                            "color=c=0x707070:s=800x600,drawbox=x=560:y=380:w=90:h=90:color=0xff2020:t=fill"});
+  ASSERT_TRUE(within(10, [] { return WindowList::windows({0, 0, 1920, 1080}).size() == 1; }));
+  open(false);
+  std::optional<Rect> suggested;
+  QObject::connect(engine.get(), &Engine::suggested, [&](const Rect& r) { suggested = r; });
+  engine->suggest();
+  ASSERT_TRUE(within(10, [&] { return suggested.has_value(); }));
+  const Rect window = WindowList::windows({0, 0, 1920, 1080}).front();
+  EXPECT_TRUE(window.contains(*suggested)) << "clamped into the window";
+  EXPECT_TRUE(suggested->contains(Point{300 + 605, 150 + 425}))
+      << "over the patch: " << suggested->x << "," << suggested->y << " " << suggested->width << "×" << suggested->height;
+  EXPECT_TRUE(within(1, [&] { return viewfinder->frameView()->state().pulse > 0; })) << "the brackets pulse";
+}
+
+}  // namespace
+}  // namespace vorn
