@@ -130,7 +130,7 @@ TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
   EXPECT_EQ(off, 0);
 }
 
-TEST_F(ViewfinderTest, withoutACompositorNothingIsDimmedAndTheFrameKeepsOnlyItsStrokes) {
+TEST_F(ViewfinderTest, withoutACompositorNothingIsDimmedAndTheFrameKeepsOnlyItsStrokesAsOneComesAndGoes) {
   open(false);
   EXPECT_EQ(pixel(300, 650), kGreen) << "not dimmed";
   EXPECT_EQ(pixel(570, 650), kGreen) << "between the brackets' arms the panel shows nothing";
@@ -142,6 +142,12 @@ TEST_F(ViewfinderTest, withoutACompositorNothingIsDimmedAndTheFrameKeepsOnlyItsS
   ASSERT_TRUE(within(5, [&] { return viewfinder->compositing(); }));
   settle(0.8);
   EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.58)) << "dims once a compositor runs";
+
+  compositor.stop();
+  ASSERT_TRUE(within(5, [&] { return !viewfinder->compositing(); }));
+  settle(0.8);
+  EXPECT_EQ(pixel(300, 650), kGreen) << "and no longer once it stops";
+  EXPECT_EQ(pixel(825, 650), kGreen);
 }
 
 TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplication) {
