@@ -11,7 +11,7 @@
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
-#include "monitor/PreviewWindow.h"
+#include "monitor/MonitorWindow.h"
 #include "reels/ReelMaker.h"
 #include "support/TestServices.h"
 
@@ -113,9 +113,12 @@ int main(int argc, char** argv) {
     studio.updatePrefs([](Prefs& p) { p.fps = 30; });
     ReelMaker reels(studio);
     StudioWindows windows;
-    windows.monitor = std::make_unique<PreviewWindow>(studio, nullptr);
+    auto monitor = std::make_unique<MonitorWindow>(studio);
+    MonitorWindow* monitorWindow = monitor.get();
+    windows.monitor = std::move(monitor);
     const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
     Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    monitorWindow->attach(engine);
     const std::unique_ptr<HotKey> recordKey = grabRecordKey(*desktop, engine);
     bool first = false;
     QObject::connect(&engine, &Engine::firstFrame, [&] { first = true; });

@@ -4,10 +4,8 @@
 #include "base/Log.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
-#include "monitor/PreviewWindow.h"
+#include "monitor/MonitorStates.h"
 #include "reels/ReelMaker.h"
-#include "render/Compositor.h"
-#include "render/SampleScenes.h"
 #include "viewfinder/ViewfinderStates.h"
 
 #include <QApplication>
@@ -61,15 +59,6 @@ QImage trayShot(StatusMenu& menu) {
   return shot;
 }
 
-ConstFrameRef sampleFrame(double scale) {
-  Compositor compositor;
-  const std::vector<SampleCase> cases = sampleCases(sampleDisplayPicture(), sampleCameraPicture());
-  const SampleCase& sample = cases.front();
-  FrameRef frame = compositor.previewBuffer(scale);
-  compositor.compose(sample.scene, sample.screen.get(), sample.camera.get(), scale, *frame);
-  return frame;
-}
-
 }  // namespace
 
 int runReviewStates(int argc, char** argv) {
@@ -103,18 +92,7 @@ int runReviewStates(int argc, char** argv) {
   menu.offerUpdate(QStringLiteral("0.2.0"), QUrl(QStringLiteral("https://example.invalid/vorn")));
   shots.save(QStringLiteral("tray-update"), trayShot(menu));
 
-  PreviewWindow preview(studio, nullptr);
-  preview.showFrame(sampleFrame(preview.previewWidth() / 1080.0));
-  shots.save(QStringLiteral("preview"), preview.grab().toImage());
-  const std::pair<const char*, QString> toasts[] = {
-      {"too-short", QStringLiteral("Too short, discarded")},
-      {"start-failed", QStringLiteral("Couldn't start recording")},
-      {"no-sound", QStringLiteral("Recording without sound: Vorn can't use the microphone")}};
-  for (const auto& [name, text] : toasts) {
-    studio.setToast(text);
-    shots.save(QStringLiteral("toast-") + name, preview.grab().toImage());
-  }
-  studio.setToast(std::nullopt);
+  for (const auto& [name, shot] : monitorStates(studio)) shots.save(name, shot);
   for (const auto& [name, shot] : viewfinderStates(engine, studio)) shots.save(name, shot);
   studio.setPhase(Phase::idle);
   return shots.failures == 0 ? 0 : 1;

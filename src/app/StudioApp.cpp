@@ -8,12 +8,11 @@
 #include "base/Clock.h"
 #include "base/Log.h"
 #include "engine/Engine.h"
-#include "engine/OwnWindowTracker.h"
 #include "capture/ScreenSource.h"
 #include "desktop/HotKey.h"
 #include "desktop/X11Desktop.h"
 #include "model/Studio.h"
-#include "monitor/PreviewWindow.h"
+#include "monitor/MonitorWindow.h"
 #include "reels/ReelMaker.h"
 #include "viewfinder/Viewfinder.h"
 #include "render/Icons.h"
@@ -63,21 +62,16 @@ int runStudio(int argc, char** argv) {
 
   Studio& studio = Studio::shared();
   ReelMaker& reels = ReelMaker::shared();
-  Engine* engineRef = nullptr;
   StudioWindows windows;
-  auto preview = std::make_unique<PreviewWindow>(studio, [&engineRef](int key, Qt::KeyboardModifiers modifiers) {
-    return engineRef && engineRef->handleKey(key, modifiers);
-  });
-  PreviewWindow* previewWindow = preview.get();
-  windows.monitor = std::move(preview);
+  auto monitor = std::make_unique<MonitorWindow>(studio);
+  MonitorWindow* monitorWindow = monitor.get();
+  windows.monitor = std::move(monitor);
   auto viewfinder = std::make_unique<Viewfinder>(studio, desktop.get());
   Viewfinder* viewfinderRef = viewfinder.get();
   windows.viewfinder = std::move(viewfinder);
   Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
-  engineRef = &engine;
   viewfinderRef->attach(engine);
-  previewWindow->winId();  // its native window exists from here on
-  new OwnWindowTracker(engine.screenSource().ownWindows(), previewWindow->windowHandle());
+  monitorWindow->attach(engine);
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 
   const std::unique_ptr<HotKey> recordKey = desktop ? grabRecordKey(*desktop, engine) : nullptr;
@@ -104,7 +98,6 @@ int runStudio(int argc, char** argv) {
   // Quitting while recording still saves the take.
   reels.shutdown();
   engine.closeAndWait();
-  engineRef = nullptr;
   return status;
 }
 

@@ -224,6 +224,7 @@ void Engine::finished(double duration, long dropped, const QString& path, bool h
       const Take take{QUrl::fromLocalFile(path), duration};
       studio_.setTake(take);
       studio_.setPhase(Phase::review);
+      setCompact(false);  // a finished take is always seen at full size
       windows_.monitor->bringToFront();
       const Prefs& prefs = studio_.prefs();
       if (reels_ && hasMic && prefs.reels.value_or(true) && duration >= kShortestReelTake)

@@ -78,10 +78,11 @@ TEST_F(StudioApp, aSecondStartHandsOverToTheRunningStudio) {
   EXPECT_TRUE(after.running()) << "a stale socket must not send the start away";
 }
 
-TEST_F(StudioApp, reviewStatesDrawsEveryTrayPhaseAndTheToasts) {
+TEST_F(StudioApp, reviewStatesDrawTheTrayTheMonitorAndTheViewfinder) {
   const std::string out = QDir::homePath().toStdString() + "/states";
   ASSERT_EQ(test::runCommand({kVorn, "review-states", "--out", out}), 0);
-  for (const char* name : {"tray-idle", "tray-recording", "tray-review", "tray-update", "toast-no-sound"}) {
+  for (const char* name : {"tray-idle", "tray-recording", "tray-update", "monitor-toast-long",
+                           "monitor-split-floating-tiktok", "monitor-compact-recording", "viewfinder-drag-plain"}) {
     const QImage shot(QString::fromStdString(out) + "/" + name + ".png");
     EXPECT_FALSE(shot.isNull()) << name;
     EXPECT_GT(shot.width(), 100) << name;

@@ -1,0 +1,94 @@
+#include "monitor/MonitorStates.h"
+
+#include "base/Clock.h"
+#include "model/Studio.h"
+#include "monitor/CompactBar.h"
+#include "monitor/MonitorWindow.h"
+#include "monitor/PhoneView.h"
+#include "render/Compositor.h"
+#include "render/SampleScenes.h"
+
+#include <QPainter>
+
+namespace vorn {
+namespace {
+
+// The window over a plain desktop grey, as a user would see it.
+QImage shot(QWidget& window) {
+  const QPixmap drawn = window.grab();
+  QImage image(drawn.size() + QSize(40, 40), QImage::Format_ARGB32_Premultiplied);
+  image.fill(QColor(70, 74, 80));
+  QPainter(&image).drawPixmap(20, 20, drawn);
+  return image;
+}
+
+ConstFrameRef composed(const SampleCase& sample, double scale) {
+  static Compositor compositor;
+  FrameRef frame = compositor.previewBuffer(scale);
+  compositor.compose(sample.scene, sample.screen.get(), sample.camera.get(), scale, *frame);
+  return frame;
+}
+
+}  // namespace
+
+std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
+  std::vector<std::pair<QString, QImage>> shots;
+  MonitorWindow monitor(studio);
+  const double scale = monitor.previewWidth() / 1080.0;
+  const std::vector<SampleCase> cases = sampleCases(sampleDisplayPicture(), sampleCameraPicture());
+
+  studio.setWelcomed(false);
+  studio.setPhase(Phase::framing);
+  monitor.showFrame(composed(cases.front(), scale));
+  shots.emplace_back(QStringLiteral("monitor-welcome"), shot(monitor));
+  studio.setWelcomed(true);
+
+  for (const SampleCase& sample : cases) {
+    const std::string layout = sample.name.section(QLatin1Char('-'), 0, 0).toStdString();
+    const std::string style = sample.name.section(QLatin1Char('-'), 1).toStdString();
+    studio.updatePrefs([&](Prefs& p) {
+      p.layout = fromRawValue<Layout>(layout).value_or(Layout::screen);
+      p.style = fromRawValue<FrameStyle>(style).value_or(FrameStyle::bleed);
+    });
+    monitor.showFrame(composed(sample, scale));
+    for (const auto& [platform, name] : EnumCases<Platform>::cases) {
+      studio.updatePrefs([platform = platform](Prefs& p) { p.platform = platform; });
+      shots.emplace_back(QStringLiteral("monitor-") + sample.name + '-' + QString::fromLatin1(name.data(), int(name.size())), shot(monitor));
+    }
+  }
+
+  studio.updatePrefs([](Prefs& p) {
+    p = Prefs{};
+    p.platform = Platform::none;
+  });
+  monitor.showFrame(composed(cases.front(), scale));
+  const std::pair<const char*, std::function<void()>> phases[] = {
+      {"countdown", [&] { studio.setPhase(Phase::countdown); studio.setCountdown(2); }},
+      {"recording", [&] { studio.setPhase(Phase::recording); studio.setRecordStart(mediaTime() - 83); }},
+      {"paused", [&] { studio.setPausedAt(mediaTime()); }},
+      {"finishing", [&] { studio.setPausedAt(std::nullopt); studio.setPhase(Phase::finishing); }},
+      {"toast", [&] { studio.setPhase(Phase::framing); studio.setToast(QStringLiteral("Too short, discarded")); }},
+      {"toast-long", [&] {
+         studio.setToast(QStringLiteral("Recording without sound: Vorn can't use the microphone"));
+       }},
+  };
+  for (const auto& [name, enter] : phases) {
+    enter();
+    shots.emplace_back(QStringLiteral("monitor-") + QString::fromLatin1(name), shot(monitor));
+  }
+  studio.setToast(std::nullopt);
+
+  studio.setCompact(true);
+  monitor.changeForm(true, DisplayInfo{});
+  for (const Phase phase : {Phase::framing, Phase::recording}) {
+    studio.setPhase(phase);
+    monitor.compactBar()->refresh();
+    shots.emplace_back(QStringLiteral("monitor-compact-") + (phase == Phase::framing ? "ready" : "recording"),
+                       shot(monitor));
+  }
+  studio.setCompact(false);
+  studio.setPhase(Phase::idle);
+  return shots;
+}
+
+}  // namespace vorn

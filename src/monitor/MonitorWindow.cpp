@@ -1,0 +1,169 @@
+#include "monitor/MonitorWindow.h"
+
+#include "engine/Engine.h"
+#include "capture/ScreenSource.h"
+#include "engine/OwnWindowTracker.h"
+#include "model/Studio.h"
+#include "monitor/CompactBar.h"
+#include "monitor/MonitorPlacement.h"
+#include "monitor/PhoneView.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPushButton>
+#include <QScreen>
+#include <QWindow>
+
+namespace vorn {
+namespace {
+
+QRect toQt(const Rect& r) { return QRectF(r.x, r.y, r.width, r.height).toAlignedRect(); }
+
+// The part of the display that windows may use (without panels and docks).
+QRect visibleArea(const DisplayInfo& display) {
+  const QRect bounds = toQt(display.rect);
+  const QScreen* screen = QGuiApplication::screenAt(bounds.center());
+  const QRect available = screen ? screen->availableGeometry().intersected(bounds) : QRect();
+  return available.isEmpty() ? bounds : available;
+}
+
+}  // namespace
+
+MonitorWindow::MonitorWindow(Studio& studio)
+    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
+      studio_(studio),
+      fade_(this, "windowOpacity") {
+  setWindowTitle(QStringLiteral("Vorn"));
+  setAttribute(Qt::WA_TranslucentBackground);
+  setFocusPolicy(Qt::StrongFocus);
+  setToolTip(QStringLiteral("Drag to move"));
+  resize(MonitorPlacement::fullSize);
+
+  const TrafficLights::Actions lights{[this] { if (engine_) engine_->close(); },
+                                      [this] { if (engine_) engine_->setCompact(!studio_.compact()); },
+                                      [this] { if (engine_) engine_->zoomFrame(); }};
+  const auto record = [this] { if (engine_) engine_->primaryAction(); };
+
+  full_ = new QWidget(this);
+  full_->setGeometry(QRect(QPoint(), MonitorPlacement::fullSize));
+  (new TrafficLights(studio_, lights, full_))->setGeometry(18, 13, 60, 14);
+  phone_ = new PhoneView(studio_, full_);
+  phone_->move((MonitorPlacement::fullSize.width() - PhoneView::bodySize.width()) / 2, 40);
+  QPushButton* recordButton = miniRecordButton(record, full_);
+  recordButton->setFocusPolicy(Qt::TabFocus);
+  recordButton->adjustSize();
+  recordButton->move((MonitorPlacement::fullSize.width() - recordButton->width()) / 2, 40 + PhoneView::bodySize.height() + 24);
+
+  compactBar_ = new CompactBar(studio_, lights, record, this);
+  compactBar_->setGeometry(QRect(QPoint(), MonitorPlacement::compactSize));
+  compactBar_->hide();
+
+  clock_.setInterval(250);
+  connect(&clock_, &QTimer::timeout, this, [this] {
+    compactBar_->refresh();
+    phone_->update();
+  });
+  connect(&studio_, &Studio::phaseChanged, this, [this] { phaseChanged(); });
+  for (auto signal : {&Studio::countdownChanged, &Studio::pausedAtChanged})
+    connect(&studio_, signal, compactBar_, &CompactBar::refresh);
+}
+
+void MonitorWindow::attach(Engine& engine) {
+  engine_ = &engine;
+  winId();  // the native window exists from here on
+  tracker_ = std::make_unique<OwnWindowTracker>(engine.screenSource().ownWindows(), windowHandle());
+}
+
+MonitorWindow::~MonitorWindow() = default;
+
+void MonitorWindow::phaseChanged() {
+  compactBar_->refresh();
+  if (studio_.phase() == Phase::recording) clock_.start();
+  else clock_.stop();
+}
+
+void MonitorWindow::show(const DisplayInfo& screen, const Rect& avoid) {
+  const QRect visible = visibleArea(screen);
+  const QRect full = MonitorPlacement::full(placed_, visible, QRectF(avoid.x, avoid.y, avoid.width, avoid.height));
+  showForm(studio_.compact());
+  setGeometry(studio_.compact() ? MonitorPlacement::form(true, full, placed_, visible) : full);
+  if (!isVisible()) setWindowOpacity(0);
+  QWidget::show();
+  raise();
+  fadeTo(1, 0.45);
+}
+
+void MonitorWindow::hide() {
+  if (!studio_.compact()) placed_ = geometry();
+  fadeTo(0, 0.2, [this] {
+    QWidget::hide();
+    phone_->showFrame({});
+  });
+}
+
+void MonitorWindow::changeForm(bool compact, const DisplayInfo& screen) {
+  if (!isVisible()) {
+    showForm(compact);
+    return resize(compact ? MonitorPlacement::compactSize : MonitorPlacement::fullSize);
+  }
+  if (compact) placed_ = geometry();
+  const QRect next = MonitorPlacement::form(compact, geometry(), placed_, visibleArea(screen));
+  fadeTo(0, 0.12, [this, compact, next] {
+    showForm(compact);
+    setGeometry(next);
+    fadeTo(1, 0.22);
+  });
+}
+
+void MonitorWindow::showForm(bool compact) {
+  full_->setVisible(!compact);
+  compactBar_->setVisible(compact);
+  compactBar_->refresh();
+  update();
+}
+
+void MonitorWindow::fadeTo(double opacity, double seconds, std::function<void()> then) {
+  fade_.stop();
+  disconnect(fadeDone_);
+  fade_.setDuration(int(seconds * 1000));
+  fade_.setStartValue(windowOpacity());
+  fade_.setEndValue(opacity);
+  fade_.setEasingCurve(QEasingCurve::InOutQuad);
+  if (then) fadeDone_ = connect(&fade_, &QPropertyAnimation::finished, this, std::move(then));
+  fade_.start();
+}
+
+void MonitorWindow::showFrame(const ConstFrameRef& frame) { phone_->showFrame(frame); }
+
+int MonitorWindow::previewWidth() const {
+  return int(PhoneView::screenSize.width() * devicePixelRatioF());
+}
+
+void MonitorWindow::bringToFront() {
+  QWidget::show();
+  raise();
+  activateWindow();
+  // The window itself, not one of its buttons, takes the keys: space is the studio's.
+  setFocus(Qt::ActiveWindowFocusReason);
+}
+
+void MonitorWindow::paintEvent(QPaintEvent*) {
+  QPainter p(this);
+  p.setRenderHint(QPainter::Antialiasing);
+  p.setPen(QPen(QColor(255, 255, 255, 28), 1));
+  p.setBrush(QColor(22, 22, 24, 242));
+  const double radius = studio_.compact() ? 20 : 26;
+  p.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+}
+
+void MonitorWindow::keyPressEvent(QKeyEvent* event) {
+  if (engine_ && engine_->handleKey(event->key(), event->modifiers())) return event->accept();
+  QWidget::keyPressEvent(event);
+}
+
+void MonitorWindow::mousePressEvent(QMouseEvent* event) {
+  if (event->button() == Qt::LeftButton && windowHandle()) windowHandle()->startSystemMove();
+}
+
+}  // namespace vorn

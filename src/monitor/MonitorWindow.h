@@ -1,0 +1,64 @@
+#pragma once
+
+#include "engine/StudioWindows.h"
+
+#include <QPropertyAnimation>
+#include <QTimer>
+#include <QWidget>
+
+#include <memory>
+#include <optional>
+
+namespace vorn {
+
+class CompactBar;
+class Engine;
+class OwnWindowTracker;
+class PhoneView;
+class Studio;
+
+// The phone-shaped monitor: a floating window with its own title bar and window buttons, the
+// phone showing exactly what viewers will see, and the record button; or, compact, a small bar.
+// It is the studio's one window that takes the keyboard: the studio's shortcuts arrive here.
+// GUI thread only.
+class MonitorWindow : public QWidget, public MonitorPanel {
+ public:
+  explicit MonitorWindow(Studio& studio);
+  ~MonitorWindow() override;
+  // Wires the buttons and keys to `engine` and keeps the window out of its takes; until then
+  // the buttons and keys do nothing.
+  void attach(Engine& engine);
+
+  void show(const DisplayInfo& screen, const Rect& avoid) override;
+  void hide() override;
+  void showFrame(const ConstFrameRef& frame) override;
+  void changeForm(bool compact, const DisplayInfo& screen) override;
+  int previewWidth() const override;
+  void bringToFront() override;
+
+  PhoneView* phone() const { return phone_; }
+  CompactBar* compactBar() const { return compactBar_; }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+
+ private:
+  void showForm(bool compact);
+  void fadeTo(double opacity, double seconds, std::function<void()> then = {});
+  void phaseChanged();
+
+  Studio& studio_;
+  Engine* engine_ = nullptr;
+  QWidget* full_;
+  PhoneView* phone_;
+  CompactBar* compactBar_;
+  std::optional<QRect> placed_;
+  QPropertyAnimation fade_;
+  QMetaObject::Connection fadeDone_;
+  QTimer clock_;  // refreshes the elapsed time while recording
+  std::unique_ptr<OwnWindowTracker> tracker_;
+};
+
+}  // namespace vorn

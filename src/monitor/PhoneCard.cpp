@@ -1,0 +1,72 @@
+#include "monitor/PhoneCard.h"
+
+#include "model/Studio.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace vorn {
+namespace {
+
+struct Step {
+  const char* mark;
+  const char* title;
+  const char* sentence;
+};
+
+constexpr Step kSteps[] = {
+    {"▢", "Frame it", "Drag the frame's edge over what you want to show."},
+    {"▯", "See it", "This phone shows exactly what viewers will see."},
+    {"●", "Roll", "Press Ctrl+Shift+9 to record, again to stop."},
+};
+
+QLabel* label(const QString& text, int pixels, QFont::Weight weight, double opacity, QWidget* parent) {
+  auto* l = new QLabel(text, parent);
+  QFont font = l->font();
+  font.setPixelSize(pixels);
+  font.setWeight(weight);
+  l->setFont(font);
+  l->setWordWrap(true);
+  l->setStyleSheet(QStringLiteral("color: rgba(255,255,255,%1); background: transparent;").arg(int(opacity * 255)));
+  return l;
+}
+
+}  // namespace
+
+PhoneCard::PhoneCard(Studio& studio, QWidget* parent) : QFrame(parent) {
+  setObjectName(QStringLiteral("phoneCard"));
+  setStyleSheet(QStringLiteral("#phoneCard { background: rgba(18,18,20,235); border-radius: 22px; }"));
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(22, 26, 22, 22);
+  column->setSpacing(10);
+  column->addWidget(label(QStringLiteral("Welcome to Vorn"), 22, QFont::Bold, 1, this));
+  column->addWidget(label(QStringLiteral("Record your screen for the phone."), 13, QFont::Normal, 0.7, this));
+  column->addSpacing(8);
+  for (const Step& step : kSteps) {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(10);
+    QLabel* mark = label(QString::fromUtf8(step.mark), 16, QFont::Bold, 0.9, this);
+    mark->setFixedWidth(20);
+    mark->setAlignment(Qt::AlignTop | Qt::AlignHCenter);
+    row->addWidget(mark);
+    auto* words = new QVBoxLayout;
+    words->setSpacing(2);
+    words->addWidget(label(QString::fromUtf8(step.title), 14, QFont::DemiBold, 1, this));
+    words->addWidget(label(QString::fromUtf8(step.sentence), 12, QFont::Normal, 0.7, this));
+    row->addLayout(words, 1);
+    column->addLayout(row);
+  }
+  column->addStretch(1);
+  auto* start = new QPushButton(QStringLiteral("Start"), this);
+  start->setDefault(true);
+  start->setStyleSheet(QStringLiteral(
+      "QPushButton { background: white; color: black; border-radius: 16px; padding: 7px; font-weight: 600; }"
+      "QPushButton:focus { border: 2px solid rgb(120,170,255); }"));
+  connect(start, &QPushButton::clicked, this, [&studio] { studio.setWelcomed(true); });
+  column->addWidget(start);
+}
+
+bool PhoneCard::due(const Studio& studio) { return !studio.welcomed(); }
+
+}  // namespace vorn

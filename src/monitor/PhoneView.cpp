@@ -1,0 +1,240 @@
+#include "monitor/PhoneView.h"
+
+#include "base/Clock.h"
+#include "model/Studio.h"
+#include "monitor/GhostUI.h"
+#include "monitor/PhoneCard.h"
+#include "monitor/StatusText.h"
+#include "monitor/ToastPainter.h"
+
+#include <QConicalGradient>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QWindow>
+
+#include <cmath>
+
+namespace vorn {
+namespace {
+
+constexpr double kBodyRadius = 47, kScreenRadius = 41;
+
+QFont sizedFont(double pixels, QFont::Weight weight) {
+  QFont f;
+  f.setPixelSize(std::max(1, int(pixels)));
+  f.setWeight(weight);
+  return f;
+}
+
+}  // namespace
+
+PhoneView::PhoneView(Studio& studio, QWidget* parent) : QWidget(parent), studio_(studio) {
+  setFixedSize(bodySize);
+  setAttribute(Qt::WA_TranslucentBackground);
+  setMouseTracking(true);
+  for (auto signal : {&Studio::phaseChanged, &Studio::countdownChanged, &Studio::pausedAtChanged,
+                      &Studio::prefsChanged, &Studio::toastChanged})
+    connect(&studio_, signal, this, qOverload<>(&QWidget::update));
+  connect(&studio_, &Studio::welcomedChanged, this, [this] { updateCard(); });
+  updateCard();
+}
+
+void PhoneView::showFrame(const ConstFrameRef& frame) {
+  frame_ = frame;
+  update(screenRect().toAlignedRect());
+}
+
+QRectF PhoneView::screenRect() const { return QRectF(QPointF(bezel, bezel), QSizeF(screenSize)); }
+
+LayoutHandles::Places PhoneView::places() const {
+  if (studio_.phase() == Phase::review) return {};  // a finished take is not rearranged
+  return LayoutHandles::locate(studio_.prefs(), QSizeF(screenSize));
+}
+
+void PhoneView::updateCard() {
+  if (PhoneCard::due(studio_) && !card_) {
+    card_ = new PhoneCard(studio_, this);
+    card_->setGeometry(screenRect().adjusted(14, 60, -14, -60).toRect());
+    card_->show();
+  } else if (!PhoneCard::due(studio_) && card_) {
+    card_->hide();
+    card_->deleteLater();  // it may be in the middle of its own click
+    card_ = nullptr;
+  }
+}
+
+void PhoneView::resizeEvent(QResizeEvent*) {
+  if (card_) card_->setGeometry(screenRect().adjusted(14, 60, -14, -60).toRect());
+}
+
+// ---- Drawing.
+
+void PhoneView::paintEvent(QPaintEvent*) {
+  ++paints_;
+  QPainter p(this);
+  p.setRenderHint(QPainter::Antialiasing);
+  paintBody(p);
+  paintScreen(p);
+}
+
+void PhoneView::paintBody(QPainter& p) {
+  const QRectF body = QRectF(rect()).adjusted(0.7, 0.7, -0.7, -0.7);
+  p.setPen(Qt::NoPen);
+  p.setBrush(QColor::fromRgbF(0.012f, 0.012f, 0.012f));
+  p.drawRoundedRect(body, kBodyRadius, kBodyRadius);
+  // A metallic rim: the light catches the edge unevenly on its way round.
+  QConicalGradient rim(body.center(), 90);
+  const double stops[] = {0.42, 0.07, 0.18, 0.05};
+  for (int i = 0; i <= 4; ++i) rim.setColorAt(i / 4.0, QColor::fromRgbF(1, 1, 1, float(stops[i % 4])));
+  p.setPen(QPen(QBrush(rim), 1.4));
+  p.setBrush(Qt::NoBrush);
+  p.drawRoundedRect(body, kBodyRadius, kBodyRadius);
+}
+
+void PhoneView::paintScreen(QPainter& p) {
+  const QRectF screen = screenRect();
+  QPainterPath clip;
+  clip.addRoundedRect(screen, kScreenRadius, kScreenRadius);
+  p.save();
+  p.setClipPath(clip);
+  p.fillRect(screen, QColor(28, 28, 30));
+  if (frame_) {
+    // A view onto the frame's own pixels: nothing is copied. Composed at this very size, it
+    // goes to the window pixel for pixel; only a frame of another size needs smoothing.
+    const QImage picture = frame_->image();
+    if (std::lround(screen.width() * devicePixelRatioF()) != picture.width())
+      p.setRenderHint(QPainter::SmoothPixmapTransform);
+    p.drawImage(screen, picture);
+  }
+  p.translate(screen.topLeft());
+  paintGhostUI(p, studio_.prefs().platform, screen.size());
+  p.translate(-screen.topLeft());
+  paintStatus(p, screen);
+  paintHandles(p, places());
+  if (const auto toast = studio_.toast()) paintToast(p, screen.toRect(), *toast);
+  p.restore();
+}
+
+void PhoneView::paintStatus(QPainter& p, const QRectF& screen) {
+  // The island hangs from the top of the screen; it widens while recording.
+  const Phase phase = studio_.phase();
+  const double islandWidth = phase == Phase::recording ? 96 : 82;
+  const QRectF island(screen.center().x() - islandWidth / 2, screen.top() + 9, islandWidth, 25);
+  p.setPen(Qt::NoPen);
+  p.setBrush(Qt::black);
+  p.drawRoundedRect(island, 12.5, 12.5);
+  if (phase == Phase::recording) {
+    p.setFont(sizedFont(12, QFont::DemiBold));
+    p.setPen(studio_.isPaused() ? QColor(255, 200, 90) : QColor(255, 90, 80));
+    p.drawText(island, Qt::AlignCenter, elapsedText(studio_.elapsed(mediaTime())));
+  }
+  if (phase == Phase::countdown && studio_.countdown() > 0) {
+    p.setFont(sizedFont(150, QFont::ExtraLight));
+    p.setPen(Qt::white);
+    p.drawText(screen, Qt::AlignCenter, QString::number(studio_.countdown()));
+  } else if (phase == Phase::finishing) {
+    p.setFont(sizedFont(20, QFont::Medium));
+    p.setPen(Qt::white);
+    p.drawText(screen, Qt::AlignCenter, QStringLiteral("Saving"));
+  } else if (phase == Phase::recording && studio_.isPaused()) {
+    const QRectF capsule(screen.center().x() - 46, screen.center().y() - 16, 92, 32);
+    p.setPen(Qt::NoPen);
+    p.setBrush(QColor(0, 0, 0, 115));
+    p.drawRoundedRect(capsule, 16, 16);
+    p.setFont(sizedFont(14, QFont::DemiBold));
+    p.setPen(Qt::white);
+    p.drawText(capsule, Qt::AlignCenter, QStringLiteral("Paused"));
+  }
+}
+
+void PhoneView::paintHandles(QPainter& p, const LayoutHandles::Places& places) {
+  const QPointF origin = screenRect().topLeft();
+  if (places.bubble && (hover_ == Grab::bubble || grab_ == Grab::bubble)) {
+    p.setPen(QPen(QColor::fromRgbF(1, 1, 1, 0.7f), 1));
+    p.setBrush(Qt::NoBrush);
+    p.drawEllipse(places.bubble->translated(origin));
+  }
+  if (places.dividerY) {
+    const QRectF grip(origin.x() + screenSize.width() / 2.0 - 22, origin.y() + *places.dividerY - 2.5, 44, 5);
+    p.setPen(Qt::NoPen);
+    p.setBrush(QColor(0, 0, 0, 102));
+    p.drawRoundedRect(grip.translated(0, 1), 2.5, 2.5);
+    p.setBrush(QColor::fromRgbF(1, 1, 1, 0.95f));
+    p.drawRoundedRect(grip, 2.5, 2.5);
+  }
+}
+
+// ---- Gestures.
+
+PhoneView::Grab PhoneView::grabAt(QPointF at) const {
+  const LayoutHandles::Places handles = places();
+  const QPointF local = at - screenRect().topLeft();
+  if (handles.bubble) {
+    const QPointF d = local - handles.bubble->center();
+    if (std::hypot(d.x(), d.y()) <= handles.bubble->width() / 2) return Grab::bubble;
+  }
+  if (handles.dividerY && std::abs(local.y() - *handles.dividerY) <= 8 && screenRect().contains(at))
+    return Grab::divider;
+  return Grab::window;
+}
+
+void PhoneView::mousePressEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton) return;
+  grab_ = grabAt(event->position());
+  pressAt_ = event->position();
+  fieldsAtPress_ = studio_.prefs();
+  bubbleStart_ = {fieldsAtPress_.bubbleX, fieldsAtPress_.bubbleY};
+  if (grab_ == Grab::window && window()->windowHandle()) {
+    grab_ = Grab::none;
+    window()->windowHandle()->startSystemMove();
+  }
+}
+
+void PhoneView::mouseMoveEvent(QMouseEvent* event) {
+  const QPointF t = event->position() - pressAt_;
+  switch (grab_) {
+    case Grab::bubble: {
+      const QPointF c = LayoutHandles::movedBubble(bubbleStart_, {t.x(), t.y()}, studio_.prefs().bubbleSize,
+                                                   QSizeF(screenSize));
+      studio_.updatePrefs([&](Prefs& prefs) {
+        prefs.bubbleX = c.x();
+        prefs.bubbleY = c.y();
+      });
+      break;
+    }
+    case Grab::divider: {
+      const double ratio = LayoutHandles::movedDivider(fieldsAtPress_, t.y(), screenSize.height());
+      studio_.updatePrefs([&](Prefs& prefs) { prefs.splitRatio = ratio; });
+      break;
+    }
+    default: {
+      const Grab over = grabAt(event->position());
+      if (over != hover_) {
+        hover_ = over;
+        setToolTip(over == Grab::bubble    ? QStringLiteral("Drag to move · pinch to resize")
+                   : over == Grab::divider ? QStringLiteral("Double-click to swap")
+                                           : QString());
+        setCursor(over == Grab::divider ? Qt::SizeVerCursor : over == Grab::bubble ? Qt::OpenHandCursor : Qt::ArrowCursor);
+        update();
+      }
+    }
+  }
+}
+
+void PhoneView::mouseReleaseEvent(QMouseEvent*) { grab_ = Grab::none; }
+
+void PhoneView::mouseDoubleClickEvent(QMouseEvent* event) {
+  if (grabAt(event->position()) != Grab::divider) return;
+  studio_.updatePrefs([](Prefs& prefs) { prefs.cameraOnTop = !prefs.cameraOnTop; });
+}
+
+void PhoneView::wheelEvent(QWheelEvent* event) {
+  // The wheel stands in for the pinch where there is no touchpad gesture.
+  if (grabAt(event->position()) != Grab::bubble) return;
+  const double steps = event->angleDelta().y() / 120.0;
+  const double size = LayoutHandles::pinchedBubble(studio_.prefs().bubbleSize, std::exp(0.08 * steps));
+  studio_.updatePrefs([&](Prefs& prefs) { prefs.bubbleSize = size; });
+}
+
+}  // namespace vorn

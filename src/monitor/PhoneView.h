@@ -1,0 +1,64 @@
+#pragma once
+
+#include "base/FrameBuffer.h"
+#include "monitor/LayoutHandles.h"
+
+#include <QWidget>
+
+#include <optional>
+
+namespace vorn {
+
+class Studio;
+class PhoneCard;
+
+// The phone: its body, and on its 288 × 512 screen, back to front, the composed frame, the
+// platform's interface, the island, the status of the take, the handles that rearrange the
+// layout, a card when one is due, and the toast. Dragging the phone off the handles moves the
+// window. GUI thread only.
+class PhoneView : public QWidget {
+ public:
+  static constexpr int bezel = 6;
+  static constexpr QSize screenSize{288, 512};
+  static constexpr QSize bodySize{288 + 2 * bezel, 512 + 2 * bezel};
+
+  explicit PhoneView(Studio& studio, QWidget* parent);
+
+  // The newest composed frame; kept (not copied) as long as it is shown.
+  void showFrame(const ConstFrameRef& frame);
+  const ConstFrameRef& frame() const { return frame_; }
+  // Paints of the screen since creation: the benchmark and tests count them.
+  long paints() const { return paints_; }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+  void mouseDoubleClickEvent(QMouseEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  enum class Grab { none, bubble, divider, window };
+  QRectF screenRect() const;
+  LayoutHandles::Places places() const;
+  Grab grabAt(QPointF at) const;
+  void paintBody(QPainter& p);
+  void paintScreen(QPainter& p);
+  void paintStatus(QPainter& p, const QRectF& screen);
+  void paintHandles(QPainter& p, const LayoutHandles::Places& places);
+  void updateCard();
+
+  Studio& studio_;
+  ConstFrameRef frame_;
+  PhoneCard* card_ = nullptr;
+  Grab grab_ = Grab::none;
+  Grab hover_ = Grab::none;
+  QPointF pressAt_;
+  QPointF bubbleStart_;
+  LayoutFields fieldsAtPress_;
+  long paints_ = 0;
+};
+
+}  // namespace vorn

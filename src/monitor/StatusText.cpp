@@ -1,0 +1,25 @@
+#include "monitor/StatusText.h"
+
+#include "model/Studio.h"
+
+#include <cmath>
+
+namespace vorn {
+
+QString elapsedText(double seconds) {
+  const long total = std::isfinite(seconds) && seconds > 0 ? long(seconds) : 0;
+  const long hours = total / 3600, minutes = total / 60 % 60, secs = total % 60;
+  if (hours > 0) return QStringLiteral("%1:%2:%3").arg(hours).arg(minutes, 2, 10, QLatin1Char('0')).arg(secs, 2, 10, QLatin1Char('0'));
+  return QStringLiteral("%1:%2").arg(minutes).arg(secs, 2, 10, QLatin1Char('0'));
+}
+
+QString compactStatus(const Studio& studio, double now) {
+  switch (studio.phase()) {
+    case Phase::countdown: return QStringLiteral("in %1").arg(studio.countdown());
+    case Phase::finishing: return QStringLiteral("Saving");
+    case Phase::recording: return studio.isPaused() ? QStringLiteral("Paused") : elapsedText(studio.elapsed(now));
+    default: return QStringLiteral("Ready");
+  }
+}
+
+}  // namespace vorn

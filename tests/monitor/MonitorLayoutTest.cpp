@@ -1,0 +1,90 @@
+#include "monitor/LayoutHandles.h"
+#include "monitor/MonitorPlacement.h"
+#include "monitor/StatusText.h"
+#include "render/Geometry.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+const QRect kVisible(0, 30, 1920, 1050);  // a panel across the top
+
+TEST(MonitorPlacement, opensAwayFromTheFrameAndReturnsWhereItWasLeft) {
+  // The frame on the left half: the monitor goes to the right edge, vertically centred.
+  EXPECT_EQ(MonitorPlacement::full(std::nullopt, kVisible, QRectF(100, 100, 600, 800)),
+            QRect(1920 - 360 - 12, 30 + 525 - 430, 360, 860));
+  EXPECT_EQ(MonitorPlacement::full(std::nullopt, kVisible, QRectF(1200, 100, 600, 800)).x(), 12);
+  // Where the user left it, while that still lies on the screen.
+  EXPECT_EQ(MonitorPlacement::full(QRect(700, 100, 360, 860), kVisible, {}), QRect(700, 100, 360, 860));
+  EXPECT_EQ(MonitorPlacement::full(QRect(2500, 100, 360, 860), kVisible, QRectF(100, 100, 10, 10)).x(), 1548)
+      << "a place on a display that is gone is forgotten";
+  // A screen shorter than the window keeps its top on the screen.
+  EXPECT_EQ(MonitorPlacement::full(std::nullopt, QRect(0, 0, 1280, 720), {}).y(), 0);
+}
+
+TEST(MonitorPlacement, compactKeepsTheCentreLineAndStaysOnTheScreen) {
+  const QRect window(1000, 100, 360, 860);
+  EXPECT_EQ(MonitorPlacement::form(true, window, window, kVisible), QRect(1055, 124, 250, 68));
+  EXPECT_EQ(MonitorPlacement::form(false, QRect(1055, 124, 250, 68), window, kVisible), window);
+  // Without a remembered place, full again is the inverse of compacting, clamped.
+  EXPECT_EQ(MonitorPlacement::form(false, QRect(1055, 124, 250, 68), std::nullopt, kVisible),
+            QRect(1000, 100, 360, 860));
+  EXPECT_EQ(MonitorPlacement::form(true, QRect(1700, 1040, 360, 860), std::nullopt, kVisible),
+            QRect(1670, 1012, 250, 68))
+      << "compacting near the bottom right clamps the bar inside the screen";
+}
+
+TEST(LayoutHandles, theBubbleStaysWholeInsideTheFrame) {
+  const QSizeF phone(288, 512);
+  EXPECT_EQ(LayoutHandles::movedBubble({0.5, 0.5}, {28.8, -51.2}, 0.3, phone), QPointF(0.6, 0.4));
+  EXPECT_EQ(LayoutHandles::movedBubble({0.5, 0.5}, {-1000, 1000}, 0.3, phone), QPointF(0.15, 1 - 0.15 * 0.5625))
+      << "dragged past the edges it touches them";
+  EXPECT_DOUBLE_EQ(LayoutHandles::pinchedBubble(0.3, 0.1), 0.18);
+  EXPECT_DOUBLE_EQ(LayoutHandles::pinchedBubble(0.3, 3), 0.5);
+  EXPECT_DOUBLE_EQ(LayoutHandles::pinchedBubble(0.3, 1.5), 0.45);
+  EXPECT_EQ(LayoutHandles::movedBubble({0.9, 0.5}, {0, 0}, 0.5, phone).x(), 0.75)
+      << "a drag after a pinch clamps with the new size";
+}
+
+TEST(LayoutHandles, theDividerFollowsThePointerWhicheverHalfIsOnTop) {
+  LayoutFields split;
+  split.layout = Layout::split;
+  split.style = FrameStyle::bleed;
+  split.splitRatio = 0.5;
+  const QSizeF phone(288, 512);
+  for (const bool cameraOnTop : {false, true}) {
+    for (const FrameStyle style : {FrameStyle::bleed, FrameStyle::floating}) {
+      split.cameraOnTop = cameraOnTop;
+      split.style = style;
+      LayoutFields moved = split;
+      moved.splitRatio = LayoutHandles::movedDivider(split, 25.6, phone.height());
+      const double before = *LayoutHandles::locate(split, phone).dividerY;
+      const double after = *LayoutHandles::locate(moved, phone).dividerY;
+      EXPECT_NEAR(after - before, 25.6, 1e-9) << "camera on top " << cameraOnTop << ", style " << int(style);
+    }
+  }
+  EXPECT_DOUBLE_EQ(LayoutHandles::movedDivider(split, 10000, 512), split.cameraOnTop ? 0.34 : 0.72);
+  EXPECT_DOUBLE_EQ(LayoutHandles::movedDivider(split, -10000, 512), split.cameraOnTop ? 0.72 : 0.34);
+
+  LayoutFields screen;
+  screen.layout = Layout::screen;
+  const auto places = LayoutHandles::locate(screen, phone);
+  EXPECT_FALSE(places.dividerY);
+  ASSERT_TRUE(places.bubble);
+  EXPECT_NEAR(places.bubble->center().x(), screen.bubbleX * 288, 1e-9);
+  screen.cameraOn = false;
+  EXPECT_FALSE(LayoutHandles::locate(screen, phone).bubble);
+}
+
+TEST(StatusText, elapsedTimeReadsLikeAClock) {
+  EXPECT_EQ(elapsedText(0), "0:00");
+  EXPECT_EQ(elapsedText(59.99), "0:59");
+  EXPECT_EQ(elapsedText(83), "1:23");
+  EXPECT_EQ(elapsedText(3600 + 62), "1:01:02");
+  EXPECT_EQ(elapsedText(-3), "0:00");
+  EXPECT_EQ(elapsedText(std::nan("")), "0:00");
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,165 @@
+#include "app/DesktopBridge.h"
+#include "capture/Screenshot.h"
+#include "desktop/X11Desktop.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "monitor/MonitorWindow.h"
+#include "monitor/PhoneView.h"
+#include "reels/ReelMaker.h"
+
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/MovieProbe.h"
+
+#include <QWidget>
+#include <QtTest/QTest>
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+using test::within;
+
+bool isGreen(const QColor& c) { return c.green() > 140 && c.red() < 90 && c.blue() < 90; }
+
+void xdotool(std::vector<std::string> args) {
+  args.insert(args.begin(), "xdotool");
+  ASSERT_EQ(test::runCommand(args), 0);
+}
+
+void settle(double seconds) { within(seconds, [] { return false; }); }
+
+// The studio with its monitor over another application's green window.
+class MonitorWindowTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    studio.updatePrefs([](Prefs& p) {
+      p.layout = Layout::screen;
+      p.style = FrameStyle::bleed;
+      p.platform = Platform::none;
+      p.cameraOn = true;  // the sample camera: there is none here
+      p.micOn = false;
+      p.fps = 30;
+      p.reels = false;
+      p.follow = false;
+      p.clickZoom = false;
+      p.home = std::vector<double>{200 / 1920.0, 100 / 1080.0, 400 / 1920.0, 711 / 1080.0};  // on the left
+    });
+    studio.setWelcomed(true);
+    backdrop.setAutoFillBackground(true);
+    QPalette palette;
+    palette.setColor(QPalette::Window, QColor(40, 180, 60));
+    backdrop.setPalette(palette);
+    backdrop.setWindowFlags(Qt::FramelessWindowHint);
+    backdrop.setGeometry(0, 0, 1920, 1080);
+    backdrop.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&backdrop, 20000));
+    desktop = X11Desktop::open();
+    ASSERT_TRUE(desktop);
+    StudioWindows windows;
+    auto owned = std::make_unique<MonitorWindow>(studio);
+    monitor = owned.get();
+    windows.monitor = std::move(owned);
+    engine = std::make_unique<Engine>(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    monitor->attach(*engine);
+    engine->setCountdownStep(1000);
+    xdotool({"mousemove", "300", "500"});  // the frame opens on the left: the monitor goes right
+    engine->open();
+    engine->setHome({200, 100, 400, 711});
+    ASSERT_TRUE(within(10, [&] { return monitor->isVisible() && monitor->phone()->frame(); }));
+    settle(0.6);  // the fade
+  }
+  void TearDown() override {
+    engine->closeAndWait();
+    engine.reset();
+  }
+
+  // The phone screen's point (x, y) on the display.
+  QPoint onScreen(double x, double y) const {
+    return monitor->phone()->mapToGlobal(QPoint(PhoneView::bezel + int(x), PhoneView::bezel + int(y)));
+  }
+  QColor pixel(QPoint at) { return screenshot(engine->screen(), 1.0).pixelColor(at); }
+  std::string activeWindow() {
+    std::string active;
+    test::runCommand({"xdotool", "getactivewindow"}, &active);
+    return active.substr(0, active.find('\n'));
+  }
+
+  Studio studio;
+  ReelMaker reels{studio};
+  QWidget backdrop;
+  std::unique_ptr<X11Desktop> desktop;
+  MonitorWindow* monitor = nullptr;
+  std::unique_ptr<Engine> engine;
+};
+
+TEST_F(MonitorWindowTest, showsTheComposedFrameAndItsShortcutsActOnTheStudio) {
+  EXPECT_GT(monitor->x(), 960) << "beside the frame, on the side away from it";
+  EXPECT_TRUE(within(5, [&] { return isGreen(pixel(onScreen(144, 100))); }))
+      << "the framed green window reaches the phone's pixels";
+
+  ASSERT_TRUE(within(5, [&] { return activeWindow() == std::to_string(monitor->winId()); }))
+      << "the monitor holds the keyboard";
+  xdotool({"key", "space"});
+  EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::countdown; }));
+  xdotool({"key", "Escape"});
+  EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::framing; }));
+
+  const QRect full = monitor->geometry();
+  xdotool({"key", "ctrl+m"});
+  EXPECT_TRUE(within(3, [&] { return monitor->size() == QSize(250, 68); })) << "compact";
+  EXPECT_EQ(monitor->geometry().center().x(), full.center().x());
+  xdotool({"key", "ctrl+m"});
+  EXPECT_TRUE(within(3, [&] { return monitor->geometry() == full; })) << "back where it was";
+}
+
+TEST_F(MonitorWindowTest, theHandlesOnThePhoneRearrangeTheLayout) {
+  const Prefs before = studio.prefs();
+  const QPoint bubble = onScreen(before.bubbleX * 288, before.bubbleY * 512);
+  xdotool({"mousemove", std::to_string(bubble.x()), std::to_string(bubble.y()), "mousedown", "1"});
+  for (int dx = 8; dx <= 32; dx += 8)
+    xdotool({"mousemove", std::to_string(bubble.x() + dx), std::to_string(bubble.y())});
+  xdotool({"mouseup", "1"});
+  EXPECT_TRUE(within(3, [&] { return std::abs(studio.prefs().bubbleX - (before.bubbleX + 32.0 / 288)) < 0.01; }))
+      << studio.prefs().bubbleX;
+  EXPECT_EQ(studio.prefs().bubbleY, before.bubbleY);
+
+  studio.updatePrefs([](Prefs& p) { p.layout = Layout::split; p.cameraOnTop = false; p.splitRatio = 0.5; });
+  settle(0.2);
+  const QPoint divider = onScreen(144, 256);
+  xdotool({"mousemove", std::to_string(divider.x()), std::to_string(divider.y()), "click", "--repeat", "2", "1"});
+  EXPECT_TRUE(within(3, [&] { return studio.prefs().cameraOnTop; })) << "a double click swaps the halves";
+  EXPECT_EQ(studio.prefs().splitRatio, 0.5);
+}
+
+TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
+  engine->setCountdownStep(50);
+  studio.updatePrefs([](Prefs& p) { p.cameraOn = false; });  // every pixel of the take is the screen
+  // The frame right over the monitor.
+  const QRect m = monitor->geometry();
+  engine->setHome({double(m.x() - 100), 60, 540, 960});
+  engine->setCompact(true);
+  xdotool({"mousemove", "10", "1070"});
+  engine->beginCountdown();
+  ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
+  settle(1.2);
+  engine->stopRecording();
+  ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
+  EXPECT_FALSE(studio.compact()) << "a finished take is seen at full size";
+
+  const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 0.6);
+  ASSERT_FALSE(frame.isNull());
+  // Where the monitor hid the screen from the first grab on, the take shows black; never the
+  // monitor's own pixels (its grey, its red record button).
+  int green = 0, black = 0, other = 0;
+  for (int y = 10; y < frame.height(); y += 20)
+    for (int x = 10; x < frame.width(); x += 20) {
+      const QColor c = frame.pixelColor(x, y);
+      (isGreen(c) ? green : std::max({c.red(), c.green(), c.blue()}) < 12 ? black : other)++;
+    }
+  EXPECT_EQ(other, 0) << "nothing of the monitor in the take (" << green << " green, " << black << " black)";
+  EXPECT_GT(green, 10 * black);
+}
+
+}  // namespace
+}  // namespace vorn
