@@ -7,6 +7,8 @@ pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
 # The desktop-wide services: grabbed keys, raw clicks, the window manager's window list.
 pkg_check_modules(XCB_DESKTOP REQUIRED IMPORTED_TARGET xcb-xinput xcb-keysyms xcb-ewmh)
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+# Playing a take back in the phone.
+pkg_check_modules(PULSE_SIMPLE REQUIRED IMPORTED_TARGET libpulse-simple)
 pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
 find_package(OpenCV 4 REQUIRED COMPONENTS core imgproc objdetect saliency)

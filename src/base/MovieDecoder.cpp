@@ -28,6 +28,8 @@ MovieDecoder::MovieDecoder(const std::string& path)
       (status = avcodec_open2(codec_.get(), codec, nullptr)) < 0)
     throw std::runtime_error("Cannot decode " + path + ": " + av::errorText(status) + ".");
   timeBase_ = av_q2d(stream->time_base);
+  if (stream->duration > 0) duration_ = stream->duration * timeBase_;
+  else if (format->duration > 0) duration_ = double(format->duration) / AV_TIME_BASE;
   const AVRational rate = stream->avg_frame_rate.num > 0 ? stream->avg_frame_rate : stream->r_frame_rate;
   if (rate.num > 0 && rate.den > 0) frameRate_ = std::clamp(av_q2d(rate), 1.0, 60.0);
   frameSeconds_ = 1.0 / frameRate_;

@@ -20,6 +20,8 @@ class MovieDecoder {
   double frameRate() const { return frameRate_; }
   // Seconds from the start of the file to the picture just decoded, growing across loops.
   double time() const { return time_; }
+  // Seconds the picture track lasts (0 when the file does not say).
+  double duration() const { return duration_; }
   // True when the file holds one picture only.
   bool still() const { return still_; }
 
@@ -42,6 +44,7 @@ class MovieDecoder {
   double frameRate_ = 30;
   double frameSeconds_ = 1.0 / 30;
   double time_ = 0;
+  double duration_ = 0;
   double lastTime_ = 0;
   double loopOffset_ = 0;
   int decoded_ = 0;

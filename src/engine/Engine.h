@@ -118,6 +118,7 @@ class Engine : public QObject {
 
   // ---- State for the windows and tests.
   const DisplayInfo& screen() const { return screen_; }
+  ReelMaker* reels() const { return reels_; }
   const Rect& home() const { return home_; }
   bool dragging() const { return dragging_; }
   bool snapped() const { return snapped_; }

@@ -8,6 +8,8 @@
 #include "render/Compositor.h"
 #include "render/SampleScenes.h"
 
+#include <QCoreApplication>
+#include <QMouseEvent>
 #include <QPainter>
 
 namespace vorn {
@@ -27,6 +29,14 @@ ConstFrameRef composed(const SampleCase& sample, double scale) {
   FrameRef frame = compositor.previewBuffer(scale);
   compositor.compose(sample.scene, sample.screen.get(), sample.camera.get(), scale, *frame);
   return frame;
+}
+
+// The pointer resting on the camera bubble.
+void hoverPhone(PhoneView& phone, const Prefs& prefs) {
+  const QPointF at(PhoneView::bezel + prefs.bubbleX * PhoneView::screenSize.width(),
+                   PhoneView::bezel + prefs.bubbleY * PhoneView::screenSize.height());
+  QMouseEvent move(QEvent::MouseMove, at, phone.mapToGlobal(at), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(&phone, &move);
 }
 
 }  // namespace
@@ -57,6 +67,19 @@ std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
     }
   }
 
+  // The handles: the pointer over the bubble outlines it; the split shows its divider's grip.
+  studio.updatePrefs([](Prefs& p) {
+    p = Prefs{};
+    p.platform = Platform::none;
+    p.layout = Layout::screen;
+  });
+  monitor.showFrame(composed(cases.front(), scale));
+  hoverPhone(*monitor.phone(), studio.prefs());
+  shots.emplace_back(QStringLiteral("monitor-handles-bubble"), shot(monitor));
+  studio.updatePrefs([](Prefs& p) { p.layout = Layout::split; });
+  monitor.showFrame(composed(cases[2], scale));  // split, bleed
+  shots.emplace_back(QStringLiteral("monitor-handles-divider"), shot(monitor));
+
   studio.updatePrefs([](Prefs& p) {
     p = Prefs{};
     p.platform = Platform::none;
@@ -67,6 +90,7 @@ std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
       {"recording", [&] { studio.setPhase(Phase::recording); studio.setRecordStart(mediaTime() - 83); }},
       {"paused", [&] { studio.setPausedAt(mediaTime()); }},
       {"finishing", [&] { studio.setPausedAt(std::nullopt); studio.setPhase(Phase::finishing); }},
+      {"review", [&] { studio.setPhase(Phase::review); }},
       {"toast", [&] { studio.setPhase(Phase::framing); studio.setToast(QStringLiteral("Too short, discarded")); }},
       {"toast-long", [&] {
          studio.setToast(QStringLiteral("Recording without sound: Vorn can't use the microphone"));

@@ -7,6 +7,7 @@
 #include "monitor/CompactBar.h"
 #include "monitor/MonitorPlacement.h"
 #include "monitor/PhoneView.h"
+#include "monitor/ReviewRow.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -50,10 +51,15 @@ MonitorWindow::MonitorWindow(Studio& studio)
   (new TrafficLights(studio_, lights, full_))->setGeometry(18, 13, 60, 14);
   phone_ = new PhoneView(studio_, full_);
   phone_->move((MonitorPlacement::fullSize.width() - PhoneView::bodySize.width()) / 2, 40);
+  const int below = 40 + PhoneView::bodySize.height() + 24;
   QPushButton* recordButton = miniRecordButton(record, full_);
   recordButton->setFocusPolicy(Qt::TabFocus);
   recordButton->adjustSize();
-  recordButton->move((MonitorPlacement::fullSize.width() - recordButton->width()) / 2, 40 + PhoneView::bodySize.height() + 24);
+  recordButton->move((MonitorPlacement::fullSize.width() - recordButton->width()) / 2, below);
+  recordButton_ = recordButton;
+  reviewRow_ = new ReviewRow(studio_, full_);
+  reviewRow_->setGeometry(30, below, PhoneView::bodySize.width(), 110);
+  reviewRow_->hide();
 
   compactBar_ = new CompactBar(studio_, lights, record, this);
   compactBar_->setGeometry(QRect(QPoint(), MonitorPlacement::compactSize));
@@ -71,6 +77,7 @@ MonitorWindow::MonitorWindow(Studio& studio)
 
 void MonitorWindow::attach(Engine& engine) {
   engine_ = &engine;
+  reviewRow_->attach(engine);
   winId();  // the native window exists from here on
   tracker_ = std::make_unique<OwnWindowTracker>(engine.screenSource().ownWindows(), windowHandle());
 }
@@ -79,6 +86,9 @@ MonitorWindow::~MonitorWindow() = default;
 
 void MonitorWindow::phaseChanged() {
   compactBar_->refresh();
+  const bool review = studio_.phase() == Phase::review;
+  reviewRow_->setVisible(review);
+  recordButton_->setVisible(!review);
   if (studio_.phase() == Phase::recording) clock_.start();
   else clock_.stop();
 }
@@ -96,6 +106,7 @@ void MonitorWindow::show(const DisplayInfo& screen, const Rect& avoid) {
 
 void MonitorWindow::hide() {
   if (!studio_.compact()) placed_ = geometry();
+  phone_->stopPlaying();
   fadeTo(0, 0.2, [this] {
     QWidget::hide();
     phone_->showFrame({});

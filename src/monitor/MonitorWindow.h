@@ -15,6 +15,7 @@ class CompactBar;
 class Engine;
 class OwnWindowTracker;
 class PhoneView;
+class ReviewRow;
 class Studio;
 
 // The phone-shaped monitor: a floating window with its own title bar and window buttons, the
@@ -38,6 +39,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
 
   PhoneView* phone() const { return phone_; }
   CompactBar* compactBar() const { return compactBar_; }
+  ReviewRow* reviewRow() const { return reviewRow_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -53,6 +55,8 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   Engine* engine_ = nullptr;
   QWidget* full_;
   PhoneView* phone_;
+  QWidget* recordButton_;
+  ReviewRow* reviewRow_;
   CompactBar* compactBar_;
   std::optional<QRect> placed_;
   QPropertyAnimation fade_;

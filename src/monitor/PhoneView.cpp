@@ -29,7 +29,11 @@ QFont sizedFont(double pixels, QFont::Weight weight) {
 
 }  // namespace
 
-PhoneView::PhoneView(Studio& studio, QWidget* parent) : QWidget(parent), studio_(studio) {
+PhoneView::PhoneView(Studio& studio, QWidget* parent)
+    : QWidget(parent), studio_(studio), player_([this](const ConstFrameRef& frame) {
+        reviewFrame_ = frame;
+        update(screenRect().toAlignedRect());
+      }) {
   setFixedSize(bodySize);
   setAttribute(Qt::WA_TranslucentBackground);
   setMouseTracking(true);
@@ -37,12 +41,27 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent) : QWidget(parent), studio_
                       &Studio::prefsChanged, &Studio::toastChanged})
     connect(&studio_, signal, this, qOverload<>(&QWidget::update));
   connect(&studio_, &Studio::welcomedChanged, this, [this] { updateCard(); });
+  for (auto signal : {&Studio::phaseChanged, &Studio::takeChanged})
+    connect(&studio_, signal, this, [this] { followReview(); });
   updateCard();
 }
 
 void PhoneView::showFrame(const ConstFrameRef& frame) {
   frame_ = frame;
   update(screenRect().toAlignedRect());
+}
+
+void PhoneView::followReview() {
+  if (studio_.phase() == Phase::review && studio_.take()) {
+    player_.play(studio_.take()->url.toLocalFile(), screenSize * devicePixelRatioF());
+  } else {
+    player_.stop();
+    reviewFrame_.reset();
+  }
+}
+
+const ConstFrameRef& PhoneView::picture() const {
+  return studio_.phase() == Phase::review && reviewFrame_ ? reviewFrame_ : frame_;
 }
 
 QRectF PhoneView::screenRect() const { return QRectF(QPointF(bezel, bezel), QSizeF(screenSize)); }
@@ -99,10 +118,10 @@ void PhoneView::paintScreen(QPainter& p) {
   p.save();
   p.setClipPath(clip);
   p.fillRect(screen, QColor(28, 28, 30));
-  if (frame_) {
+  if (const ConstFrameRef& shown = picture()) {
     // A view onto the frame's own pixels: nothing is copied. Composed at this very size, it
     // goes to the window pixel for pixel; only a frame of another size needs smoothing.
-    const QImage picture = frame_->image();
+    const QImage picture = shown->image();
     if (std::lround(screen.width() * devicePixelRatioF()) != picture.width())
       p.setRenderHint(QPainter::SmoothPixmapTransform);
     p.drawImage(screen, picture);

@@ -2,6 +2,7 @@
 
 #include "base/FrameBuffer.h"
 #include "monitor/LayoutHandles.h"
+#include "monitor/TakePlayer.h"
 
 #include <QWidget>
 
@@ -27,6 +28,9 @@ class PhoneView : public QWidget {
   // The newest composed frame; kept (not copied) as long as it is shown.
   void showFrame(const ConstFrameRef& frame);
   const ConstFrameRef& frame() const { return frame_; }
+  // In review the take plays in the phone, with its sound, over and over.
+  const TakePlayer& player() const { return player_; }
+  void stopPlaying() { player_.stop(); }
   // Paints of the screen since creation: the benchmark and tests count them.
   long paints() const { return paints_; }
 
@@ -49,9 +53,13 @@ class PhoneView : public QWidget {
   void paintStatus(QPainter& p, const QRectF& screen);
   void paintHandles(QPainter& p, const LayoutHandles::Places& places);
   void updateCard();
+  void followReview();
+  // What the screen shows now: the take under review, or the live preview.
+  const ConstFrameRef& picture() const;
 
   Studio& studio_;
   ConstFrameRef frame_;
+  ConstFrameRef reviewFrame_;
   PhoneCard* card_ = nullptr;
   Grab grab_ = Grab::none;
   Grab hover_ = Grab::none;
@@ -59,6 +67,7 @@ class PhoneView : public QWidget {
   QPointF bubbleStart_;
   LayoutFields fieldsAtPress_;
   long paints_ = 0;
+  TakePlayer player_;  // last: its thread stops before the rest goes
 };
 
 }  // namespace vorn

@@ -10,7 +10,9 @@
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/MovieProbe.h"
+#include "support/TestServices.h"
 
+#include <QDir>
 #include <QWidget>
 #include <QtTest/QTest>
 #include <gtest/gtest.h>
@@ -159,6 +161,39 @@ TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
     }
   EXPECT_EQ(other, 0) << "nothing of the monitor in the take (" << green << " green, " << black << " black)";
   EXPECT_GT(green, 10 * black);
+}
+
+TEST_F(MonitorWindowTest, aTakeUnderReviewLoopsInThePhoneWithItsSound) {
+  // A red take of 1.5 s with a tone.
+  const std::string take = QDir::homePath().toStdString() + "/red.mp4";
+  ASSERT_EQ(test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "color=c=red:s=270x480:r=30:d=1.5",
+                              "-f", "lavfi", "-i", "sine=frequency=440:duration=1.5", "-c:v", "libx264",
+                              "-pix_fmt", "yuv420p", "-c:a", "aac", "-shortest", take}),
+            0);
+  engine->review({QUrl::fromLocalFile(QString::fromStdString(take)), 1.5});
+  ASSERT_EQ(studio.phase(), Phase::review);
+  const TakePlayer& player = monitor->phone()->player();
+  EXPECT_TRUE(within(5, [&] {
+    const QColor c = pixel(onScreen(144, 300));
+    return c.red() > 200 && c.green() < 60 && c.blue() < 60;
+  })) << "the take's pictures reach the phone";
+  EXPECT_TRUE(within(8, [&] { return player.loops() >= 2; })) << "and start over at its end";
+  std::string inputs;
+  test::pulseServer()->pactl({"list", "short", "sink-inputs"}, &inputs);
+  EXPECT_TRUE(player.audible());
+  EXPECT_FALSE(inputs.empty()) << "its sound plays on the sound server";
+
+  const long shown = player.shown();
+  engine->review({QUrl::fromLocalFile(QString::fromStdString(take)), 1.5});
+  EXPECT_GE(player.shown(), shown) << "the same take handed again does not start over";
+
+  xdotool({"key", "Escape"});
+  ASSERT_TRUE(within(3, [&] { return studio.phase() == Phase::framing; }));
+  EXPECT_TRUE(player.path().isEmpty());
+  EXPECT_TRUE(within(3, [&] {
+    test::pulseServer()->pactl({"list", "short", "sink-inputs"}, &inputs);
+    return inputs.empty();
+  })) << "leaving the review stops the sound";
 }
 
 }  // namespace

@@ -1,0 +1,101 @@
+#include "base/AudioDecoder.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libswresample/swresample.h>
+}
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+namespace vorn {
+
+void AudioDecoder::ResamplerFree::operator()(SwrContext* context) const { swr_free(&context); }
+
+AudioDecoder::AudioDecoder(const std::string& path)
+    : input_(av::openInput(path)), frame_(av::makeFrame()), packet_(av::makePacket()) {
+  const AVCodec* codec = nullptr;
+  stream_ = av_find_best_stream(input_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+  if (stream_ < 0 || !codec) throw std::runtime_error("The movie has no sound that can be played.");
+  for (unsigned i = 0; i < input_->nb_streams; ++i)
+    input_->streams[i]->discard = int(i) == stream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+  codec_.reset(avcodec_alloc_context3(codec));
+  if (!codec_) throw std::bad_alloc();
+  av::check(avcodec_parameters_to_context(codec_.get(), input_->streams[stream_]->codecpar),
+            "Couldn't read the movie's sound");
+  codec_->pkt_timebase = input_->streams[stream_]->time_base;
+  av::check(avcodec_open2(codec_.get(), codec, nullptr), "Couldn't open a decoder for the movie's sound");
+}
+
+AudioDecoder::~AudioDecoder() = default;
+
+int AudioDecoder::read(float* out, int frames) {
+  int done = 0;
+  while (done < frames) {
+    const size_t available = (pending_.size() - readFrom_) / 2;
+    if (available == 0) {
+      pending_.clear();
+      readFrom_ = 0;
+      if (!decodeMore()) break;
+      continue;
+    }
+    const size_t take = std::min(available, size_t(frames - done));
+    std::memcpy(out + 2 * done, pending_.data() + readFrom_, take * 2 * sizeof(float));
+    readFrom_ += take * 2;
+    done += int(take);
+  }
+  return done;
+}
+
+void AudioDecoder::rewind() {
+  av_seek_frame(input_.get(), stream_, 0, AVSEEK_FLAG_BACKWARD);
+  avcodec_flush_buffers(codec_.get());
+  pending_.clear();
+  readFrom_ = 0;
+  ended_ = false;
+}
+
+bool AudioDecoder::decodeMore() {
+  for (;;) {
+    const int code = avcodec_receive_frame(codec_.get(), frame_.get());
+    if (code == 0) {
+      convert(*frame_);
+      av_frame_unref(frame_.get());
+      return true;
+    }
+    if (code != AVERROR(EAGAIN) || ended_) return false;
+    if (av_read_frame(input_.get(), packet_.get()) < 0) {
+      ended_ = true;
+      avcodec_send_packet(codec_.get(), nullptr);
+      continue;
+    }
+    if (packet_->stream_index == stream_) avcodec_send_packet(codec_.get(), packet_.get());
+    av_packet_unref(packet_.get());
+  }
+}
+
+void AudioDecoder::convert(const AVFrame& frame) {
+  if (!resampler_) {
+    SwrContext* raw = nullptr;
+    AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
+    AVChannelLayout input{};
+    av_channel_layout_copy(&input, &frame.ch_layout);
+    const int code = swr_alloc_set_opts2(&raw, &stereo, AV_SAMPLE_FMT_FLT, sampleRate, &input,
+                                         AVSampleFormat(frame.format), frame.sample_rate, 0, nullptr);
+    av_channel_layout_uninit(&input);
+    av::check(code, "Couldn't convert the movie's sound");
+    resampler_.reset(raw);
+    av::check(swr_init(raw), "Couldn't convert the movie's sound");
+  }
+  const int capacity = std::max(swr_get_out_samples(resampler_.get(), frame.nb_samples), 0);
+  pending_.resize(size_t(capacity) * 2);
+  std::uint8_t* planes[] = {reinterpret_cast<std::uint8_t*>(pending_.data())};
+  const int produced = swr_convert(resampler_.get(), planes, capacity,
+                                   const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
+  pending_.resize(size_t(std::max(produced, 0)) * 2);
+  readFrom_ = 0;
+}
+
+}  // namespace vorn

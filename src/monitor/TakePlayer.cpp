@@ -1,0 +1,136 @@
+#include "monitor/TakePlayer.h"
+
+#include "base/AudioDecoder.h"
+#include "base/Log.h"
+#include "base/MovieDecoder.h"
+
+#include <pulse/error.h>
+#include <pulse/simple.h>
+
+#include <QMetaObject>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vorn {
+namespace {
+
+constexpr int kRate = AudioDecoder::sampleRate;
+constexpr int kChunkFrames = kRate / 50;  // 20 ms of sound per write
+
+struct SimpleFree {
+  void operator()(pa_simple* s) const { pa_simple_free(s); }
+};
+using Playback = std::unique_ptr<pa_simple, SimpleFree>;
+
+// A playback stream on the default sink, with a short buffer so that stopping is prompt.
+Playback openPlayback() {
+  const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, kRate, 2};
+  pa_buffer_attr attr{};
+  attr.maxlength = uint32_t(-1);
+  attr.tlength = uint32_t(pa_usec_to_bytes(100'000, &spec));
+  attr.prebuf = uint32_t(-1);
+  attr.minreq = uint32_t(-1);
+  attr.fragsize = uint32_t(-1);
+  int error = 0;
+  Playback playback(pa_simple_new(nullptr, "Vorn", PA_STREAM_PLAYBACK, nullptr, "Take", &spec, nullptr, &attr, &error));
+  if (!playback) logError(std::string("the take plays without sound: ") + pa_strerror(error));
+  return playback;
+}
+
+std::optional<AudioDecoder> openSound(const std::string& path) {
+  try {
+    return std::optional<AudioDecoder>(std::in_place, path);
+  } catch (const std::exception&) {
+    return std::nullopt;  // a take without sound plays silently
+  }
+}
+
+}  // namespace
+
+TakePlayer::TakePlayer(std::function<void(const ConstFrameRef&)> show) : show_(std::move(show)) {}
+
+TakePlayer::~TakePlayer() { stop(); }
+
+void TakePlayer::play(const QString& path, QSize size) {
+  if (path == path_ && thread_.joinable()) return;
+  stop();
+  path_ = path;
+  shown_ = 0;
+  loops_ = 0;
+  thread_ = std::jthread([this, file = path.toStdString(), size](std::stop_token stop) { run(stop, file, size); });
+}
+
+void TakePlayer::stop() {
+  if (thread_.joinable()) {
+    thread_.request_stop();
+    thread_.join();
+  }
+  thread_ = {};
+  path_.clear();
+  audible_ = false;
+}
+
+void TakePlayer::publish(const ConstFrameRef& frame) {
+  if (inFlight_.exchange(true)) return;  // the GUI has not taken the last one yet: skip this
+  ++shown_;
+  QMetaObject::invokeMethod(this, [this, frame] {
+    inFlight_ = false;
+    show_(frame);
+  }, Qt::QueuedConnection);
+}
+
+void TakePlayer::run(const std::stop_token& stop, const std::string& path, QSize size) {
+  try {
+    MovieDecoder video(path);
+    std::optional<AudioDecoder> sound = openSound(path);
+    const Playback playback = sound ? openPlayback() : Playback();
+    audible_ = bool(playback);
+    FramePool pool(size.width(), size.height(), 2, 3);
+    // Sound and pictures start over together at every multiple of the picture track's length.
+    const auto loopFrames = std::int64_t(video.duration() * kRate);
+    std::int64_t written = 0, loopEnd = loopFrames;
+    std::vector<float> chunk(size_t(kChunkFrames) * 2);
+    const auto started = std::chrono::steady_clock::now();
+    while (!stop.stop_requested()) {
+      double clock;
+      if (playback) {
+        const int frames = int(std::min<std::int64_t>(kChunkFrames, loopFrames > 0 ? loopEnd - written : kChunkFrames));
+        const int got = sound->read(chunk.data(), frames);
+        std::fill(chunk.begin() + 2 * got, chunk.begin() + 2 * frames, 0.0f);  // the sound ran out first
+        int error = 0;
+        if (pa_simple_write(playback.get(), chunk.data(), size_t(frames) * 2 * sizeof(float), &error) < 0)
+          throw std::runtime_error(std::string("the sound server stopped playing: ") + pa_strerror(error));
+        written += frames;
+        if (loopFrames > 0 && written >= loopEnd) {
+          sound->rewind();
+          loopEnd += loopFrames;
+        }
+        const pa_usec_t latency = pa_simple_get_latency(playback.get(), &error);
+        clock = double(written) / kRate - (latency == pa_usec_t(-1) ? 0.0 : double(latency) / 1e6);
+      } else {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        clock = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+      }
+      // Every picture that is due, each shown unless the GUI still has the one before.
+      while (video.time() <= clock && !stop.stop_requested()) {
+        if (!inFlight_) {
+          if (const FrameRef frame = pool.take()) {
+            video.copyTo(*frame);
+            publish(frame);
+          }
+        }
+        if (!video.decodeNext()) throw std::runtime_error("its pictures stopped decoding");
+        if (video.duration() > 0) loops_ = long(video.time() / video.duration());
+      }
+    }
+    if (playback) pa_simple_flush(playback.get(), nullptr);
+  } catch (const std::exception& error) {
+    logError(std::string("the take can't be played: ") + error.what());
+  }
+  audible_ = false;
+}
+
+}  // namespace vorn
