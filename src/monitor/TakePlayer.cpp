@@ -60,6 +60,7 @@ void TakePlayer::play(const QString& path, QSize size) {
   path_ = path;
   shown_ = 0;
   loops_ = 0;
+  skipped_ = 0;
   thread_ = std::jthread([this, file = path.toStdString(), size](std::stop_token stop) { run(stop, file, size); });
 }
 
@@ -74,7 +75,7 @@ void TakePlayer::stop() {
 }
 
 void TakePlayer::publish(const ConstFrameRef& frame) {
-  if (inFlight_.exchange(true)) return;  // the GUI has not taken the last one yet: skip this
+  inFlight_ = true;
   ++shown_;
   QMetaObject::invokeMethod(this, [this, frame] {
     inFlight_ = false;
@@ -116,11 +117,12 @@ void TakePlayer::run(const std::stop_token& stop, const std::string& path, QSize
       }
       // Every picture that is due, each shown unless the GUI still has the one before.
       while (video.time() <= clock && !stop.stop_requested()) {
-        if (!inFlight_) {
-          if (const FrameRef frame = pool.take()) {
-            video.copyTo(*frame);
-            publish(frame);
-          }
+        const FrameRef frame = inFlight_ ? nullptr : pool.take();
+        if (frame) {
+          video.copyTo(*frame);
+          publish(frame);
+        } else {
+          ++skipped_;
         }
         if (!video.decodeNext()) throw std::runtime_error("its pictures stopped decoding");
         if (video.duration() > 0) loops_ = long(video.time() / video.duration());

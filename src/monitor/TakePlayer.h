@@ -29,6 +29,8 @@ class TakePlayer : public QObject {
   // Pictures handed to `show` and times the take started over, since the last `play`.
   long shown() const { return shown_; }
   long loops() const { return loops_; }
+  // Pictures that were due but not shown: the GUI still had the one before.
+  long skipped() const { return skipped_; }
   // Whether the sound goes to the sound server (false while silent or stopped).
   bool audible() const { return audible_; }
 
@@ -39,7 +41,7 @@ class TakePlayer : public QObject {
   const std::function<void(const ConstFrameRef&)> show_;
   QString path_;
   std::atomic<bool> inFlight_{false};
-  std::atomic<long> shown_{0}, loops_{0};
+  std::atomic<long> shown_{0}, loops_{0}, skipped_{0};
   std::atomic<bool> audible_{false};
   std::jthread thread_;  // last: joins before the rest goes
 };

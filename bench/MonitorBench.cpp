@@ -1,0 +1,203 @@
+// The phone monitor's timings on a private Xvfb display and PulseAudio server:
+//   paint       one preview frame painted into the phone (GUI thread, repaint to flush)
+//   glass       a window on the screen changes colour → the phone's paint shows the change
+//               (the counter window's own paint time to the monitor's paint time)
+//   playback    a 1080 × 1920, 30 fps take looping in the phone with its sound: the process's
+//               CPU over the window and the pictures that reached the phone
+//
+// usage: monitor_bench [PLAYBACK_SECONDS]   (default 10)
+
+#include "app/DesktopBridge.h"
+#include "desktop/X11Desktop.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "monitor/MonitorWindow.h"
+#include "monitor/PhoneView.h"
+#include "reels/ReelMaker.h"
+#include "render/Compositor.h"
+#include "render/SampleScenes.h"
+#include "support/ChildProcess.h"
+#include "support/TestServices.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QPainter>
+#include <QTimer>
+#include <QWidget>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+
+using namespace vorn;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Runs the event loop until `happened`, sleeping between events (a timer wakes it every 2 ms
+// to look) so that the waiting costs the measurements nothing.
+bool within(double seconds, const std::function<bool()>& happened) {
+  QElapsedTimer clock;
+  clock.start();
+  QTimer wake;
+  wake.start(2);
+  while (!happened()) {
+    if (clock.elapsed() > seconds * 1000) return false;
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  }
+  return true;
+}
+
+double ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+
+double cpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+         double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+void printSpread(const char* what, std::vector<double> values) {
+  if (values.empty()) return (void)std::printf("%s: no samples\n", what);
+  std::sort(values.begin(), values.end());
+  std::printf("%s, %zu samples: median %.2f ms, p90 %.2f ms, worst %.2f ms\n", what, values.size(),
+              values[values.size() / 2], values[values.size() * 9 / 10], values.back());
+}
+
+// A window that shows one flat colour and paints at once when told.
+class Counter : public QWidget {
+ public:
+  Counter() : QWidget(nullptr, Qt::FramelessWindowHint) { setGeometry(200, 100, 600, 1000); }
+  void setColour(QColor c) {
+    colour_ = c;
+    repaint();
+  }
+
+ protected:
+  void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), colour_); }
+
+ private:
+  QColor colour_ = Qt::black;
+};
+
+void benchPaint(MonitorWindow& monitor) {
+  Compositor compositor;
+  const double scale = monitor.previewWidth() / 1080.0;
+  const std::vector<SampleCase> cases = sampleCases(sampleDisplayPicture(), sampleCameraPicture());
+  std::vector<ConstFrameRef> frames;
+  for (int i = 0; i < 2; ++i) {
+    FrameRef frame = compositor.previewBuffer(scale);
+    compositor.compose(cases[size_t(i)].scene, cases[size_t(i)].screen.get(), cases[size_t(i)].camera.get(), scale, *frame);
+    frames.push_back(frame);
+  }
+  std::vector<double> times;
+  for (int i = 0; i < 600; ++i) {
+    monitor.showFrame(frames[size_t(i % 2)]);
+    const auto start = Clock::now();
+    monitor.phone()->repaint();
+    times.push_back(ms(Clock::now() - start));
+    QCoreApplication::processEvents();
+  }
+  printSpread("paint one preview frame into the phone", times);
+}
+
+void benchGlass(Studio& studio, Engine& engine, MonitorWindow& monitor) {
+  Counter counter;
+  counter.show();
+  within(1, [] { return false; });
+  engine.setHome({200, 100, 540, 960});
+  within(1, [] { return false; });
+  std::vector<double> delays;
+  const QColor colours[] = {QColor(220, 30, 30), QColor(30, 30, 220)};
+  for (int i = 0; i < 40; ++i) {
+    const QColor want = colours[i % 2];
+    counter.setColour(want);
+    const auto changed = Clock::now();
+    const bool seen = within(1, [&] {
+      const ConstFrameRef& frame = monitor.phone()->frame();
+      if (!frame) return false;
+      const QColor c = frame->image().pixelColor(frame->width() / 2, frame->height() / 2);
+      return std::abs(c.red() - want.red()) < 30 && std::abs(c.blue() - want.blue()) < 30;
+    });
+    if (seen) {
+      monitor.phone()->repaint();  // the monitor's own paint of the changed frame
+      delays.push_back(ms(Clock::now() - changed));
+    }
+    within(0.1, [] { return false; });
+  }
+  (void)studio;
+  printSpread("glass to glass, counter window to the phone's paint", delays);
+}
+
+void benchPlayback(Studio& studio, Engine& engine, MonitorWindow& monitor, double seconds) {
+  const std::string take = QDir::homePath().toStdString() + "/review.mp4";
+  test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=s=1080x1920:r=30:d=20", "-f",
+                    "lavfi", "-i", "sine=frequency=330:duration=20", "-c:v", "libx264", "-preset", "veryfast",
+                    "-pix_fmt", "yuv420p", "-c:a", "aac", "-shortest", take});
+  {
+    const double before = cpuSeconds();
+    within(5, [] { return false; });
+    std::printf("the studio framing a still screen, for comparison: %.1f %% of a core\n", 100 * (cpuSeconds() - before) / 5);
+  }
+  engine.review({QUrl::fromLocalFile(QString::fromStdString(take)), 20});
+  within(1.5, [] { return false; });  // settled
+  const long shownBefore = monitor.phone()->player().shown();
+  const long skippedBefore = monitor.phone()->player().skipped();
+  const double cpuBefore = cpuSeconds();
+  const auto start = Clock::now();
+  within(seconds, [] { return false; });
+  const double wall = ms(Clock::now() - start) / 1000;
+  const double cpu = cpuSeconds() - cpuBefore;
+  const long shown = monitor.phone()->player().shown() - shownBefore;
+  std::printf("review playback, 1080 x 1920 at 30 fps, %.1f s: %.1f %% of a core, %ld pictures (%.1f/s, %s), %ld skipped\n",
+              wall, 100 * cpu / wall, shown, shown / wall,
+              monitor.phone()->player().audible() ? "with sound" : "silent",
+              monitor.phone()->player().skipped() - skippedBefore);
+  (void)studio;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const double playbackSeconds = argc > 1 ? std::atof(argv[1]) : 10;
+  test::startServices(true, true);
+  setenv("QT_QPA_PLATFORM", "xcb", 1);
+  {
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Vorn"));
+    QApplication::setApplicationName(QStringLiteral("Vorn"));
+    Studio studio;
+    studio.updatePrefs([](Prefs& p) {
+      p.fps = 30;
+      p.layout = Layout::screen;
+      p.style = FrameStyle::bleed;
+      p.cameraOn = false;
+      p.micOn = false;
+      p.follow = false;
+      p.reels = false;
+      p.platform = Platform::reels;
+    });
+    studio.setWelcomed(true);
+    ReelMaker reels(studio);
+    StudioWindows windows;
+    auto owned = std::make_unique<MonitorWindow>(studio);
+    MonitorWindow& monitor = *owned;
+    windows.monitor = std::move(owned);
+    const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
+    Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    monitor.attach(engine);
+    engine.open();
+    within(5, [&] { return monitor.phone()->frame() != nullptr; });
+    benchPaint(monitor);
+    benchGlass(studio, engine, monitor);
+    benchPlayback(studio, engine, monitor, playbackSeconds);
+    engine.closeAndWait();
+  }
+  test::stopServices();
+  return 0;
+}
