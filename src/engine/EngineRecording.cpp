@@ -5,7 +5,9 @@
 #include "base/Background.h"
 #include "base/Clock.h"
 #include "base/Log.h"
+#include "capture/CameraAccess.h"
 #include "capture/CameraSource.h"
+#include "capture/SampleCamera.h"
 #include "engine/RenderLoop.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
@@ -286,11 +288,15 @@ void Engine::refreshDevices() {
   struct Devices {
     std::vector<DeviceInfo> cameras, mics;
     std::optional<DeviceInfo> defaultMic;
+    bool cameraUsable = true;
   };
   inBackground(this, [] {
-    return Devices{CameraSource::cameras(), CameraSource::mics(), CameraSource::defaultMic()};
+    // Asked for by name, the sample camera is all the camera needed.
+    const bool usable = SampleCamera::requested() || !cameraProblem();
+    return Devices{CameraSource::cameras(), CameraSource::mics(), CameraSource::defaultMic(), usable};
   }, [this](Outcome<Devices> outcome) {
     if (!outcome.value) return logError("device list failed: " + outcome.error);
+    studio_.setCameraAccess(outcome.value->cameraUsable);
     studio_.setCameras(outcome.value->cameras);
     studio_.setMics(outcome.value->mics);
     defaultMic_ = outcome.value->defaultMic;

@@ -1,5 +1,6 @@
 #include "monitor/GhostUI.h"
 
+#include "model/PlatformInsets.h"
 #include "monitor/GhostGlyphs.h"
 
 #include <QLinearGradient>
@@ -62,11 +63,13 @@ void pill(QPainter& p, const QString& label, QRectF box, double size, bool outli
   p.drawText(box, Qt::AlignCenter, label);
 }
 
-void bottomScrim(QPainter& p) {
-  QLinearGradient ramp(0, 1300, 0, 1920);
+// Behind the lower texts, from where the platform's interface begins.
+void bottomScrim(QPainter& p, double bottomInset) {
+  const double top = 1920 - bottomInset;
+  QLinearGradient ramp(0, top, 0, 1920);
   ramp.setColorAt(0, QColor(0, 0, 0, 0));
   ramp.setColorAt(1, QColor(0, 0, 0, 150));
-  p.fillRect(QRectF(0, 1300, 1080, 620), ramp);
+  p.fillRect(QRectF(0, top, 1080, bottomInset), ramp);
 }
 
 void reels(QPainter& p) {
@@ -84,10 +87,10 @@ void reels(QPainter& p) {
 }
 
 void tiktok(QPainter& p) {
-  text(p, QStringLiteral("Following"), QRectF(240, 100, 280, 60), 34, 0.7, Qt::AlignRight | Qt::AlignVCenter);
-  text(p, QStringLiteral("For You"), QRectF(560, 100, 280, 60), 34, 1, Qt::AlignLeft | Qt::AlignVCenter, QFont::Bold);
-  p.fillRect(QRectF(590, 160, 60, 5), white());
-  glyph(p, Glyph::magnifier, {kColumn, 130}, 44);
+  text(p, QStringLiteral("Following"), QRectF(240, 66, 280, 50), 34, 0.7, Qt::AlignRight | Qt::AlignVCenter);
+  text(p, QStringLiteral("For You"), QRectF(560, 66, 280, 50), 34, 1, Qt::AlignLeft | Qt::AlignVCenter, QFont::Bold);
+  p.fillRect(QRectF(590, 118, 60, 5), white());
+  glyph(p, Glyph::magnifier, {kColumn, 91}, 44);
   avatar(p, {kColumn, 1060}, 92);
   columnButton(p, Glyph::heartFill, 1215, 66, QStringLiteral("48.2K"));
   columnButton(p, Glyph::bubbleFill, 1375, 60, QStringLiteral("1,024"));
@@ -117,12 +120,13 @@ void shorts(QPainter& p) {
 }  // namespace
 
 void paintGhostUI(QPainter& p, Platform platform, QSizeF size) {
-  if (platform == Platform::none || size.width() <= 0) return;
+  const std::optional<PlatformInsets> insets = platformInsets(platform);
+  if (!insets || size.width() <= 0) return;
   p.save();
   p.setRenderHint(QPainter::Antialiasing);
   p.setRenderHint(QPainter::TextAntialiasing);
   p.scale(size.width() / 1080, size.width() / 1080);
-  bottomScrim(p);
+  bottomScrim(p, insets->bottom);
   switch (platform) {
     case Platform::reels: reels(p); break;
     case Platform::tiktok: tiktok(p); break;

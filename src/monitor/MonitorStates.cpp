@@ -52,6 +52,9 @@ std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
   monitor.showFrame(composed(cases.front(), scale));
   shots.emplace_back(QStringLiteral("monitor-welcome"), shot(monitor));
   studio.setWelcomed(true);
+  studio.setCameraAccess(false);
+  shots.emplace_back(QStringLiteral("monitor-camera-card"), shot(monitor));
+  studio.setCameraAccess(true);
 
   for (const SampleCase& sample : cases) {
     const std::string layout = sample.name.section(QLatin1Char('-'), 0, 0).toStdString();

@@ -1,6 +1,8 @@
 #include "monitor/PhoneCard.h"
 
+#include "capture/CameraAccess.h"
 #include "model/Studio.h"
+#include "render/Geometry.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -34,9 +36,16 @@ QLabel* label(const QString& text, int pixels, QFont::Weight weight, double opac
 
 }  // namespace
 
-PhoneCard::PhoneCard(Studio& studio, QWidget* parent) : QFrame(parent) {
+PhoneCard::PhoneCard(Kind kind, Studio& studio, QWidget* parent) : QFrame(parent), kind_(kind) {
   setObjectName(QStringLiteral("phoneCard"));
   setStyleSheet(QStringLiteral("#phoneCard { background: rgba(18,18,20,235); border-radius: 22px; }"));
+  if (kind == Kind::welcome)
+    buildWelcome(studio);
+  else
+    buildCamera();
+}
+
+void PhoneCard::buildWelcome(Studio& studio) {
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(22, 26, 22, 22);
   column->setSpacing(10);
@@ -67,6 +76,23 @@ PhoneCard::PhoneCard(Studio& studio, QWidget* parent) : QFrame(parent) {
   column->addWidget(start);
 }
 
-bool PhoneCard::due(const Studio& studio) { return !studio.welcomed(); }
+void PhoneCard::buildCamera() {
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(22, 26, 22, 22);
+  column->setSpacing(10);
+  column->addStretch(1);
+  column->addWidget(label(QStringLiteral("Let Vorn use your camera"), 19, QFont::Bold, 1, this));
+  QLabel* detail = label(cameraProblem().value_or(QString()), 13, QFont::Normal, 0.75, this);
+  detail->setTextInteractionFlags(Qt::TextSelectableByMouse);  // the command can be copied
+  column->addWidget(detail);
+  column->addStretch(1);
+}
+
+std::optional<PhoneCard::Kind> PhoneCard::due(const Studio& studio) {
+  if (!studio.welcomed()) return Kind::welcome;
+  const Prefs& prefs = studio.prefs();
+  if (!studio.cameraAccess() && prefs.cameraOn && Geometry::slots(prefs).camera) return Kind::camera;
+  return std::nullopt;
+}
 
 }  // namespace vorn

@@ -2,17 +2,28 @@
 
 #include <QFrame>
 
+#include <optional>
+
 namespace vorn {
 
 class Studio;
 
-// The first-run card over the phone's screen: what Vorn does in three steps, and "Start",
-// which retires it for good.
+// A card over the phone's screen: the first-run welcome (what Vorn does in three steps, and
+// "Start", which retires it for good), or why the camera can't be used.
 class PhoneCard : public QFrame {
  public:
-  PhoneCard(Studio& studio, QWidget* parent);
-  // Whether the studio still owes the user this card.
-  static bool due(const Studio& studio);
+  enum class Kind { welcome, camera };
+
+  PhoneCard(Kind kind, Studio& studio, QWidget* parent);
+  Kind kind() const { return kind_; }
+  // The card the studio owes the user now, if any.
+  static std::optional<Kind> due(const Studio& studio);
+
+ private:
+  void buildWelcome(Studio& studio);
+  void buildCamera();
+
+  const Kind kind_;
 };
 
 }  // namespace vorn

@@ -2,12 +2,14 @@
 
 #include "base/Clock.h"
 #include "model/Studio.h"
+#include "monitor/FaceMenu.h"
 #include "monitor/GhostUI.h"
 #include "monitor/PhoneCard.h"
 #include "monitor/StatusText.h"
 #include "monitor/ToastPainter.h"
 
 #include <QConicalGradient>
+#include <QContextMenuEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -40,7 +42,8 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
   for (auto signal : {&Studio::phaseChanged, &Studio::countdownChanged, &Studio::pausedAtChanged,
                       &Studio::prefsChanged, &Studio::toastChanged})
     connect(&studio_, signal, this, qOverload<>(&QWidget::update));
-  connect(&studio_, &Studio::welcomedChanged, this, [this] { updateCard(); });
+  for (auto signal : {&Studio::welcomedChanged, &Studio::cameraAccessChanged, &Studio::prefsChanged})
+    connect(&studio_, signal, this, [this] { updateCard(); });
   for (auto signal : {&Studio::phaseChanged, &Studio::takeChanged})
     connect(&studio_, signal, this, [this] { followReview(); });
   updateCard();
@@ -72,14 +75,16 @@ LayoutHandles::Places PhoneView::places() const {
 }
 
 void PhoneView::updateCard() {
-  if (PhoneCard::due(studio_) && !card_) {
-    card_ = new PhoneCard(studio_, this);
-    card_->setGeometry(screenRect().adjusted(14, 60, -14, -60).toRect());
-    card_->show();
-  } else if (!PhoneCard::due(studio_) && card_) {
+  const std::optional<PhoneCard::Kind> due = PhoneCard::due(studio_);
+  if (card_ && (!due || card_->kind() != *due)) {
     card_->hide();
     card_->deleteLater();  // it may be in the middle of its own click
     card_ = nullptr;
+  }
+  if (due && !card_) {
+    card_ = new PhoneCard(*due, studio_, this);
+    card_->setGeometry(screenRect().adjusted(14, 60, -14, -60).toRect());
+    card_->show();
   }
 }
 
@@ -196,6 +201,10 @@ PhoneView::Grab PhoneView::grabAt(QPointF at) const {
   if (handles.dividerY && std::abs(local.y() - *handles.dividerY) <= 8 && screenRect().contains(at))
     return Grab::divider;
   return Grab::window;
+}
+
+void PhoneView::contextMenuEvent(QContextMenuEvent* event) {
+  FaceMenu(studio_, this).exec(event->globalPos());
 }
 
 void PhoneView::mousePressEvent(QMouseEvent* event) {

@@ -1,5 +1,7 @@
 #include "viewfinder/FrameState.h"
 
+#include "model/PlatformInsets.h"
+
 #include "model/Prefs.h"
 
 #include <cmath>
@@ -36,14 +38,9 @@ double pulse(double pulseUntil, double now) {
 
 std::optional<std::vector<double>> safeFractions(const Prefs& prefs) {
   if (prefs.layout != Layout::screen || prefs.style != FrameStyle::bleed) return std::nullopt;
-  double top = 0, bottom = 0;
-  switch (prefs.platform) {
-    case Platform::reels: top = 220, bottom = 420; break;
-    case Platform::tiktok: top = 130, bottom = 330; break;
-    case Platform::shorts: top = 170, bottom = 390; break;
-    case Platform::none: return std::nullopt;
-  }
-  return std::vector<double>{top / 1920, bottom / 1920, 150.0 / 1080};
+  const std::optional<PlatformInsets> insets = platformInsets(prefs.platform);
+  if (!insets) return std::nullopt;
+  return std::vector<double>{insets->top / 1920, insets->bottom / 1920, insets->right / 1080};
 }
 
 std::optional<double> idealRatio(double idealHeight, double liveHeight) {

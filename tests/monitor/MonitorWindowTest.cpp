@@ -1,9 +1,11 @@
 #include "app/DesktopBridge.h"
+#include "capture/SampleCamera.h"
 #include "capture/Screenshot.h"
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "monitor/MonitorWindow.h"
+#include "monitor/PhoneCard.h"
 #include "monitor/PhoneView.h"
 #include "reels/ReelMaker.h"
 
@@ -35,6 +37,8 @@ void settle(double seconds) { within(seconds, [] { return false; }); }
 class MonitorWindowTest : public testing::Test {
  protected:
   void SetUp() override {
+    // Asked for by name, the sample camera stands in without the card saying none is there.
+    qputenv("VORN_SAMPLE_CAMERA", SampleCamera::builtInPath.toLocal8Bit());
     studio.updatePrefs([](Prefs& p) {
       p.layout = Layout::screen;
       p.style = FrameStyle::bleed;
@@ -80,6 +84,11 @@ class MonitorWindowTest : public testing::Test {
   QPoint onScreen(double x, double y) const {
     return monitor->phone()->mapToGlobal(QPoint(PhoneView::bezel + int(x), PhoneView::bezel + int(y)));
   }
+  const PhoneCard* shownCard() const {
+    for (const PhoneCard* card : monitor->phone()->findChildren<PhoneCard*>())
+      if (card->isVisible()) return card;
+    return nullptr;
+  }
   QColor pixel(QPoint at) { return screenshot(engine->screen(), 1.0).pixelColor(at); }
   std::string activeWindow() {
     std::string active;
@@ -113,6 +122,19 @@ TEST_F(MonitorWindowTest, showsTheComposedFrameAndItsShortcutsActOnTheStudio) {
   EXPECT_EQ(monitor->geometry().center().x(), full.center().x());
   xdotool({"key", "ctrl+m"});
   EXPECT_TRUE(within(3, [&] { return monitor->geometry() == full; })) << "back where it was";
+}
+
+TEST_F(MonitorWindowTest, withoutAUsableCameraTheCardSaysWhy) {
+  EXPECT_FALSE(shownCard());
+  qunsetenv("VORN_SAMPLE_CAMERA");
+  engine->refreshDevices();  // this machine has no camera
+  ASSERT_TRUE(within(5, [&] { return !studio.cameraAccess(); }));
+  const PhoneCard* card = shownCard();
+  ASSERT_TRUE(card);
+  EXPECT_EQ(card->kind(), PhoneCard::Kind::camera);
+  studio.updatePrefs([](Prefs& p) { p.layout = Layout::screen; p.cameraOn = false; });
+  EXPECT_TRUE(within(1, [&] { return !shownCard(); }))
+      << "a layout without the camera needs no camera";
 }
 
 TEST_F(MonitorWindowTest, theHandlesOnThePhoneRearrangeTheLayout) {
