@@ -76,6 +76,7 @@ class MonitorWindowTest : public testing::Test {
     settle(0.6);  // the fade
   }
   void TearDown() override {
+    if (!engine) return;  // set-up failed before it
     engine->closeAndWait();
     engine.reset();
   }

@@ -67,11 +67,14 @@ XServer::XServer(int width, int height) {
 
 WindowManager::WindowManager() {
   process_ = std::make_unique<ChildProcess>(std::vector<std::string>{"openbox", "--sm-disable"});
-  // Ready once it has announced itself on the root window.
+  // Ready once it has published its whole state on the root window: it announces itself
+  // first and sets up the rest after, and a window mapped in between may never be exposed.
   const bool up = waitFor([] {
     std::string out;
-    return runCommand({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}, &out) == 0 &&
-           out.find("window id") != std::string::npos;
+    return runCommand({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK", "_NET_CLIENT_LIST_STACKING", "_NET_WORKAREA"},
+                      &out) == 0 &&
+           out.find("window id") != std::string::npos && out.find("not found") == std::string::npos &&
+           out.find("no such atom") == std::string::npos;
   }, std::chrono::seconds(15));
   if (!up) throw std::runtime_error("openbox did not start");
 }

@@ -81,6 +81,7 @@ class ViewfinderTest : public testing::Test {
     engine->setCountdownStep(50);
   }
   void TearDown() override {
+    if (!engine) return;  // set-up failed before it
     engine->closeAndWait();
     engine.reset();
   }
