@@ -140,6 +140,13 @@ TEST_F(MonitorWindowTest, withoutAUsableCameraTheCardSaysWhy) {
 
 TEST_F(MonitorWindowTest, theHandlesOnThePhoneRearrangeTheLayout) {
   const Prefs before = studio.prefs();
+  // A point just inside the bubble's left edge, in the composed preview.
+  const auto leftOfBubble = [&] {
+    const ConstFrameRef frame = monitor->phone()->frame();
+    const double x = (before.bubbleX - before.bubbleSize / 2 + 0.04) * frame->width();
+    return frame->image().pixelColor(int(x), int(before.bubbleY * frame->height()));
+  };
+  ASSERT_TRUE(within(5, [&] { return !isGreen(leftOfBubble()); })) << "the sample camera's picture is there";
   const QPoint bubble = onScreen(before.bubbleX * 288, before.bubbleY * 512);
   xdotool({"mousemove", std::to_string(bubble.x()), std::to_string(bubble.y()), "mousedown", "1"});
   for (int dx = 8; dx <= 32; dx += 8)
@@ -148,6 +155,7 @@ TEST_F(MonitorWindowTest, theHandlesOnThePhoneRearrangeTheLayout) {
   EXPECT_TRUE(within(3, [&] { return std::abs(studio.prefs().bubbleX - (before.bubbleX + 32.0 / 288)) < 0.01; }))
       << studio.prefs().bubbleX;
   EXPECT_EQ(studio.prefs().bubbleY, before.bubbleY);
+  EXPECT_TRUE(within(3, [&] { return isGreen(leftOfBubble()); })) << "the next composed frame has it moved";
 
   studio.updatePrefs([](Prefs& p) { p.layout = Layout::split; p.cameraOnTop = false; p.splitRatio = 0.5; });
   settle(0.2);
