@@ -4,6 +4,7 @@
 #include "base/Log.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
+#include "monitor/IslandStates.h"
 #include "monitor/MonitorStates.h"
 #include "reels/ReelMaker.h"
 #include "viewfinder/ViewfinderStates.h"
@@ -93,6 +94,7 @@ int runReviewStates(int argc, char** argv) {
   shots.save(QStringLiteral("tray-update"), trayShot(menu));
 
   for (const auto& [name, shot] : monitorStates(studio)) shots.save(name, shot);
+  for (const auto& [name, shot] : islandStates(studio)) shots.save(name, shot);
   for (const auto& [name, shot] : viewfinderStates(engine, studio)) shots.save(name, shot);
   studio.setPhase(Phase::idle);
   return shots.failures == 0 ? 0 : 1;

@@ -12,6 +12,7 @@
 #include "desktop/HotKey.h"
 #include "desktop/X11Desktop.h"
 #include "model/Studio.h"
+#include "monitor/IslandWindow.h"
 #include "monitor/MonitorWindow.h"
 #include "reels/ReelMaker.h"
 #include "viewfinder/Viewfinder.h"
@@ -66,12 +67,16 @@ int runStudio(int argc, char** argv) {
   auto monitor = std::make_unique<MonitorWindow>(studio);
   MonitorWindow* monitorWindow = monitor.get();
   windows.monitor = std::move(monitor);
+  auto island = std::make_unique<IslandWindow>(studio, desktop.get());
+  IslandWindow* islandWindow = island.get();
+  windows.island = std::move(island);
   auto viewfinder = std::make_unique<Viewfinder>(studio, desktop.get());
   Viewfinder* viewfinderRef = viewfinder.get();
   windows.viewfinder = std::move(viewfinder);
   Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
   viewfinderRef->attach(engine);
   monitorWindow->attach(engine);
+  islandWindow->attach(engine);
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 
   const std::unique_ptr<HotKey> recordKey = desktop ? grabRecordKey(*desktop, engine) : nullptr;

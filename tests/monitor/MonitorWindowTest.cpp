@@ -1,9 +1,12 @@
 #include "app/DesktopBridge.h"
+#include "base/Clock.h"
 #include "capture/SampleCamera.h"
 #include "capture/Screenshot.h"
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
+#include "monitor/IslandView.h"
+#include "monitor/IslandWindow.h"
 #include "monitor/MonitorWindow.h"
 #include "monitor/PhoneCard.h"
 #include "monitor/PhoneView.h"
@@ -66,8 +69,12 @@ class MonitorWindowTest : public testing::Test {
     auto owned = std::make_unique<MonitorWindow>(studio);
     monitor = owned.get();
     windows.monitor = std::move(owned);
+    auto ownedIsland = std::make_unique<IslandWindow>(studio, desktop.get());
+    island = ownedIsland.get();
+    windows.island = std::move(ownedIsland);
     engine = std::make_unique<Engine>(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
     monitor->attach(*engine);
+    island->attach(*engine);
     engine->setCountdownStep(1000);
     xdotool({"mousemove", "300", "500"});  // the frame opens on the left: the monitor goes right
     engine->open();
@@ -102,6 +109,7 @@ class MonitorWindowTest : public testing::Test {
   QWidget backdrop;
   std::unique_ptr<X11Desktop> desktop;
   MonitorWindow* monitor = nullptr;
+  IslandWindow* island = nullptr;
   std::unique_ptr<Engine> engine;
 };
 
@@ -192,6 +200,39 @@ TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
     }
   EXPECT_EQ(other, 0) << "nothing of the monitor in the take (" << green << " green, " << black << " black)";
   EXPECT_GT(green, 10 * black);
+}
+
+TEST_F(MonitorWindowTest, theIslandHangsFromTheTopForTheTakeAndNeverAppearsInIt) {
+  studio.updatePrefs([](Prefs& p) {
+    p.cameraOn = false;
+    p.script = QStringLiteral("Read this line while the take runs, looking at the lens.");
+  });
+  engine->setHome({700, 0, 540, 960});  // right over the island and its prompter
+  settle(0.5);
+  xdotool({"mousemove", "10", "1070"});
+  engine->beginCountdown();
+  ASSERT_TRUE(island->shown());
+  EXPECT_TRUE(within(2, [&] { return island->view()->isVisible(); }));
+  EXPECT_EQ(island->view()->window()->geometry(), QRect(960 - 320, 0, 640, 320)) << "centred on the top edge";
+  engine->cancelCountdown();
+  EXPECT_FALSE(island->shown());
+  EXPECT_TRUE(within(2, [&] { return !island->view()->window()->isVisible(); })) << "faded out";
+
+  engine->setCountdownStep(50);
+  engine->beginCountdown();
+  ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
+  EXPECT_TRUE(within(3, [&] { return island->view()->lookAt(mediaTime()).prompter; }));
+  settle(1.5);
+  engine->stopRecording();
+  ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
+  EXPECT_FALSE(island->shown());
+
+  const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 1.0);
+  ASSERT_FALSE(frame.isNull());
+  int green = 0, other = 0;
+  for (int y = 10; y < frame.height() / 2; y += 10)
+    for (int x = 10; x < frame.width(); x += 10) (isGreen(frame.pixelColor(x, y)) ? green : other)++;
+  EXPECT_EQ(other, 0) << "neither the island nor its prompter in the take (" << green << " green)";
 }
 
 TEST_F(MonitorWindowTest, aTakeUnderReviewLoopsInThePhoneWithItsSound) {

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QImage>
+#include <QRectF>
+#include <QString>
+
+namespace vorn {
+
+// The teleprompter's script, laid out once and scrolled by a sub-pixel offset: painting it is
+// one image drawn at a fractional position, whatever the script's length.
+class Prompter {
+ public:
+  static constexpr double columnWidth = 480, fontSize = 21, lineSpacing = 7, topMargin = 30;
+  static constexpr double startDelay = 0.8;  // seconds of recording before the script moves
+
+  // How far the script has scrolled, in points, `elapsed` seconds into the recording (the
+  // pause-aware time: the script holds still while paused).
+  static double offset(double elapsed, double speed, double nudge);
+
+  // Paints the script into `area` (the prompter's rounded rectangle), scrolled by `offset`.
+  void paint(QPainter& p, const QRectF& area, const QString& script, double offset, double devicePixelRatio);
+  // The laid-out script's height in points (after the last paint).
+  double textHeight() const;
+
+ private:
+  void layOut(const QString& script, double devicePixelRatio);
+
+  QString laidOut_;
+  double ratio_ = 0;
+  QImage text_;
+  QImage layer_;  // the prompter composed before it goes on the island
+};
+
+}  // namespace vorn

@@ -1,0 +1,73 @@
+#include "model/Studio.h"
+#include "monitor/IslandView.h"
+#include "monitor/Prompter.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+TEST(Prompter, theScriptWaitsThenScrollsAtItsPaceAndHoldsWhilePaused) {
+  EXPECT_EQ(Prompter::offset(0, 30, 0), 0);
+  EXPECT_EQ(Prompter::offset(0.8, 30, 0), 0) << "still for the first 0.8 s";
+  EXPECT_DOUBLE_EQ(Prompter::offset(1.8, 30, 0), 30);
+  EXPECT_DOUBLE_EQ(Prompter::offset(10.8, 45, -30), 450 - 30) << "a nudge moves it by its points";
+  // 600 ticks at 60 Hz: ten seconds of recording move it ten seconds' worth, to the sub-pixel.
+  double offset = 0;
+  for (int tick = 0; tick <= 600; ++tick) offset = Prompter::offset(0.8 + tick / 60.0, 33, 0);
+  EXPECT_NEAR(offset, 330, 1e-9);
+  EXPECT_NEAR(Prompter::offset(0.8 + 1.0 / 60, 33, 0), 0.55, 1e-9) << "less than a point a tick";
+}
+
+TEST(LevelBars, restAtAFifthBelowAFifthAndNeverUnderThreePoints) {
+  struct Case {
+    double level;
+    bool active;
+    std::array<double, 5> heights;
+  };
+  for (const Case& c : std::initializer_list<Case>{
+           {1.0, true, {6.3, 11.2, 14, 9.8, 7}},
+           {0.5, true, {3.15, 5.6, 7, 4.9, 3.5}},
+           {0.19, true, {3, 3, 3, 3, 3}},          // resting: 0.2 × H, at least 3
+           {0.9, false, {3, 3, 3, 3, 3}},          // inactive rests whatever the level
+           {2.0, true, {6.3, 11.2, 14, 9.8, 7}}})  // a level over 1 is full
+    for (size_t i = 0; i < 5; ++i)
+      EXPECT_NEAR(levelBarHeights(c.level, c.active)[i], c.heights[i], 1e-9) << c.level << " bar " << i;
+}
+
+TEST(IslandView, showsThePhaseAndRepaintsOnlyWhatChanged) {
+  Studio studio;
+  studio.updatePrefs([](Prefs& p) { p.micOn = true; p.script = QStringLiteral("One line to read."); p.prompterSpeed = 30; });
+  IslandView view(studio, nullptr);
+
+  studio.setPhase(Phase::countdown);
+  studio.setCountdown(2);
+  IslandLook look = view.lookAt(100);
+  EXPECT_EQ(look.status, "Rolling in 2");
+  EXPECT_TRUE(look.narrow);
+  EXPECT_FALSE(look.controls);
+  EXPECT_TRUE(look.prompter);
+
+  studio.setPhase(Phase::recording);
+  studio.setRecordStart(100);
+  studio.setRecordingHasMic(false);
+  look = view.lookAt(100 + 83.4);
+  EXPECT_EQ(look.status, "1:23");
+  EXPECT_TRUE(look.controls);
+  EXPECT_TRUE(look.micOff) << "recording without a microphone crosses it out";
+
+  EXPECT_TRUE(view.tick(183.4));
+  EXPECT_FALSE(view.tick(183.4)) << "nothing changed: nothing repainted";
+  EXPECT_TRUE(view.tick(183.5)) << "the script moved";
+  studio.setPausedAt(183.5);
+  view.tick(183.6);
+  EXPECT_FALSE(view.tick(190)) << "paused: the time and the script hold still";
+  EXPECT_EQ(view.lookAt(190).status, "1:23");
+
+  studio.setPhase(Phase::finishing);
+  EXPECT_EQ(view.lookAt(200).status, "Saving");
+  EXPECT_FALSE(view.lookAt(200).prompter);
+}
+
+}  // namespace
+}  // namespace vorn
