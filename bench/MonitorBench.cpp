@@ -4,13 +4,18 @@
 //               (the counter window's own paint time to the monitor's paint time)
 //   playback    a 1080 × 1920, 30 fps take looping in the phone with its sound: the process's
 //               CPU over the window and the pictures that reached the phone
+//   prompter    the island scrolling a long script at 60 Hz: GUI-thread time per tick (the
+//               island's tick and its paint), ticks missed, and repaints while nothing changes
 //
-// usage: monitor_bench [PLAYBACK_SECONDS]   (default 10)
+// usage: monitor_bench [PLAYBACK_SECONDS] [PROMPTER_SECONDS]   (defaults 10 and 60)
 
 #include "app/DesktopBridge.h"
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
+#include "base/Clock.h"
+#include "monitor/IslandView.h"
+#include "monitor/IslandWindow.h"
 #include "monitor/MonitorWindow.h"
 #include "monitor/PhoneView.h"
 #include "reels/ReelMaker.h"
@@ -161,10 +166,52 @@ void benchPlayback(Studio& studio, Engine& engine, MonitorWindow& monitor, doubl
   (void)studio;
 }
 
+void benchPrompter(Studio& studio, IslandWindow& island, double seconds) {
+  QString script;
+  for (int i = 0; i < 200; ++i) script += QStringLiteral("Line %1 of the script, a sentence long enough to wrap once or twice. ").arg(i);
+  studio.updatePrefs([&](Prefs& p) {
+    p.script = script;
+    p.prompterSpeed = 40;
+  });
+  studio.setPhase(Phase::recording);
+  studio.setRecordStart(mediaTime());
+  island.show();
+  within(1, [] { return false; });
+  IslandView& view = *island.view();
+  // The island's own timer drives it as in the studio; each tick is timed on the GUI thread.
+  std::vector<double> costs;
+  long missed = 0;
+  auto last = Clock::now();
+  QTimer ticks;
+  ticks.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&ticks, &QTimer::timeout, [&] {
+    const auto start = Clock::now();
+    if (ms(start - last) > 1.5 * 1000.0 / 60) ++missed;
+    last = start;
+    if (view.tick(mediaTime())) view.repaint();
+    costs.push_back(ms(Clock::now() - start));
+  });
+  last = Clock::now();
+  ticks.start(16);
+  within(seconds, [] { return false; });
+  ticks.stop();
+  printSpread("prompter tick on the GUI thread (tick and paint)", costs);
+  std::printf("prompter ticks missed over %.0f s: %ld of %zu\n", seconds, missed, costs.size());
+
+  studio.setPausedAt(mediaTime());
+  within(0.5, [] { return false; });
+  const long paints = view.paints();
+  within(2, [] { return false; });
+  std::printf("island paints over 2 s with nothing changing (paused): %ld\n", view.paints() - paints);
+  island.fadeOut();
+  studio.setPhase(Phase::framing);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const double playbackSeconds = argc > 1 ? std::atof(argv[1]) : 10;
+  const double prompterSeconds = argc > 2 ? std::atof(argv[2]) : 60;
   test::startServices(true, true);
   setenv("QT_QPA_PLATFORM", "xcb", 1);
   {
@@ -188,14 +235,20 @@ int main(int argc, char** argv) {
     auto owned = std::make_unique<MonitorWindow>(studio);
     MonitorWindow& monitor = *owned;
     windows.monitor = std::move(owned);
+    auto ownedIsland = std::make_unique<IslandWindow>(studio, nullptr);
+    IslandWindow& island = *ownedIsland;
+    windows.island = std::move(ownedIsland);
     const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
     Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
     monitor.attach(engine);
+    island.attach(engine);
     engine.open();
     within(5, [&] { return monitor.phone()->frame() != nullptr; });
     benchPaint(monitor);
     benchGlass(studio, engine, monitor);
     benchPlayback(studio, engine, monitor, playbackSeconds);
+    engine.retake();
+    benchPrompter(studio, island, prompterSeconds);
     engine.closeAndWait();
   }
   test::stopServices();

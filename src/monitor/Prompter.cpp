@@ -10,6 +10,11 @@
 #include <cmath>
 
 namespace vorn {
+namespace {
+
+const QColor kBackground(0, 0, 0, 200);
+
+}  // namespace
 
 double Prompter::offset(double elapsed, double speed, double nudge) {
   const double moving = std::max(0.0, elapsed - startDelay);
@@ -44,34 +49,52 @@ void Prompter::layOut(const QString& script, double devicePixelRatio) {
   document.drawContents(&painter);
 }
 
-void Prompter::paint(QPainter& p, const QRectF& area, const QString& script, double offset, double devicePixelRatio) {
-  layOut(script, devicePixelRatio);
-  // Drawn into a layer of its own first, so that fading its edges leaves what lies under the
-  // prompter alone.
+void Prompter::prepare(const QRectF& area, double devicePixelRatio) {
   const QSize pixels = (area.size() * devicePixelRatio).toSize();
-  if (layer_.size() != pixels) {
-    layer_ = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
-    layer_.setDevicePixelRatio(devicePixelRatio);
-  }
-  layer_.fill(Qt::transparent);
-  QPainter l(&layer_);
-  l.setRenderHint(QPainter::Antialiasing);
+  if (background_.size() == pixels) return;
   const QRectF box(QPointF(0, 0), area.size());
+  background_ = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
+  background_.setDevicePixelRatio(devicePixelRatio);
+  background_.fill(Qt::transparent);
+  QPainter b(&background_);
+  b.setRenderHint(QPainter::Antialiasing);
   QPainterPath rounded;
   rounded.addRoundedRect(box, 22, 22);
-  l.fillPath(rounded, QColor(0, 0, 0, 200));
-  l.setClipPath(rounded);
+  b.fillPath(rounded, kBackground);
+  // The edges: the background's own colour laid over the text, thinning towards the middle,
+  // so lines come and go softly.
+  const double band = 0.32 * box.height();
+  for (const bool top : {true, false}) {
+    QImage& shade = top ? topShade_ : bottomShade_;
+    shade = QImage(QSize(pixels.width(), int(std::ceil(band * devicePixelRatio))), QImage::Format_ARGB32_Premultiplied);
+    shade.setDevicePixelRatio(devicePixelRatio);
+    shade.fill(Qt::transparent);
+    QLinearGradient fade(0, top ? 0 : band, 0, top ? band : 0);
+    const auto at = [&](double stop, double opacity) {
+      QColor c = kBackground;
+      c.setAlphaF(float(1 - opacity));
+      fade.setColorAt(stop, c);
+    };
+    at(0, 0.22), at(0.18 / 0.32, 0.72), at(1, 1);
+    QPainter s(&shade);
+    s.setRenderHint(QPainter::Antialiasing);
+    s.setClipPath(rounded.translated(0, top ? 0 : band - box.height()));  // the corners stay round
+    s.fillRect(QRectF(0, 0, box.width(), band), fade);
+  }
+}
+
+void Prompter::paint(QPainter& p, const QRectF& area, const QString& script, double offset, double devicePixelRatio) {
+  layOut(script, devicePixelRatio);
+  prepare(area, devicePixelRatio);
+  p.drawImage(area.topLeft(), background_);
+  p.save();
+  p.setClipRect(area.adjusted(0, 4, 0, -4));
   // Fractional offsets are drawn filtered, so the script glides instead of stepping a pixel.
-  l.setRenderHint(QPainter::SmoothPixmapTransform);
-  l.drawImage(QPointF((box.width() - columnWidth) / 2, topMargin - offset), text_);
-  // The edges fade out, so lines come and go softly.
-  QLinearGradient fade(box.topLeft(), box.bottomLeft());
-  const auto at = [&](double stop, double opacity) { fade.setColorAt(stop, QColor::fromRgbF(0, 0, 0, float(1 - opacity))); };
-  at(0, 0.22), at(0.18, 0.72), at(0.32, 1), at(0.68, 1), at(0.82, 0.72), at(1, 0.22);
-  l.setCompositionMode(QPainter::CompositionMode_DestinationOut);
-  l.fillRect(box, fade);
-  l.end();
-  p.drawImage(area.topLeft(), layer_);
+  p.setRenderHint(QPainter::SmoothPixmapTransform);
+  p.drawImage(QPointF(area.left() + (area.width() - columnWidth) / 2, area.top() + topMargin - offset), text_);
+  p.restore();
+  p.drawImage(area.topLeft(), topShade_);
+  p.drawImage(QPointF(area.left(), area.bottom() - bottomShade_.height() / devicePixelRatio), bottomShade_);
 }
 
 }  // namespace vorn

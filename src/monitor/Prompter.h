@@ -24,11 +24,12 @@ class Prompter {
 
  private:
   void layOut(const QString& script, double devicePixelRatio);
+  void prepare(const QRectF& area, double devicePixelRatio);
 
   QString laidOut_;
   double ratio_ = 0;
   QImage text_;
-  QImage layer_;  // the prompter composed before it goes on the island
+  QImage background_, topShade_, bottomShade_;  // drawn once for the prompter's size
 };
 
 }  // namespace vorn
