@@ -2,6 +2,7 @@
 
 #include "app/StatusMenu.h"
 #include "base/Log.h"
+#include "controls/ControlStates.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "monitor/IslandStates.h"
@@ -95,6 +96,7 @@ int runReviewStates(int argc, char** argv) {
 
   for (const auto& [name, shot] : monitorStates(studio)) shots.save(name, shot);
   for (const auto& [name, shot] : islandStates(studio)) shots.save(name, shot);
+  for (const auto& [name, shot] : controlStates(engine, studio)) shots.save(name, shot);
   for (const auto& [name, shot] : viewfinderStates(engine, studio)) shots.save(name, shot);
   studio.setPhase(Phase::idle);
   return shots.failures == 0 ? 0 : 1;

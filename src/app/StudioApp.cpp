@@ -12,7 +12,10 @@
 #include "desktop/HotKey.h"
 #include "desktop/X11Desktop.h"
 #include "model/Studio.h"
+#include "controls/ControlDeck.h"
+#include "controls/FaceMenu.h"
 #include "monitor/IslandWindow.h"
+#include "monitor/PhoneView.h"
 #include "monitor/MonitorWindow.h"
 #include "reels/ReelMaker.h"
 #include "viewfinder/Viewfinder.h"
@@ -76,6 +79,8 @@ int runStudio(int argc, char** argv) {
   Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
   viewfinderRef->attach(engine);
   monitorWindow->attach(engine);
+  monitorWindow->setDeck(new ControlDeck(studio, engine, nullptr));
+  monitorWindow->phone()->setMenu(new FaceMenu(studio, monitorWindow));
   islandWindow->attach(engine);
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 

@@ -84,6 +84,15 @@ void MonitorWindow::attach(Engine& engine) {
 
 MonitorWindow::~MonitorWindow() = default;
 
+void MonitorWindow::setDeck(QWidget* deck) {
+  recordButton_->hide();
+  recordButton_ = deck;  // the deck holds the record button from now on
+  deck->setParent(full_);
+  deck->setGeometry(30, reviewRow_->y(), PhoneView::bodySize.width(),
+                    MonitorPlacement::fullSize.height() - reviewRow_->y() - 16);
+  phaseChanged();
+}
+
 void MonitorWindow::phaseChanged() {
   compactBar_->refresh();
   const bool review = studio_.phase() == Phase::review;

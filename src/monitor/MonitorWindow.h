@@ -37,6 +37,9 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   int previewWidth() const override;
   void bringToFront() override;
 
+  // Puts the control deck under the phone, in the record button's place (outside review).
+  void setDeck(QWidget* deck);
+
   PhoneView* phone() const { return phone_; }
   CompactBar* compactBar() const { return compactBar_; }
   ReviewRow* reviewRow() const { return reviewRow_; }
@@ -55,7 +58,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   Engine* engine_ = nullptr;
   QWidget* full_;
   PhoneView* phone_;
-  QWidget* recordButton_;
+  QWidget* recordButton_;  // or the deck, once it is set
   ReviewRow* reviewRow_;
   CompactBar* compactBar_;
   std::optional<QRect> placed_;

@@ -2,7 +2,6 @@
 
 #include "base/Clock.h"
 #include "model/Studio.h"
-#include "monitor/FaceMenu.h"
 #include "monitor/GhostUI.h"
 #include "monitor/PhoneCard.h"
 #include "monitor/StatusText.h"
@@ -10,6 +9,7 @@
 
 #include <QConicalGradient>
 #include <QContextMenuEvent>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -204,7 +204,7 @@ PhoneView::Grab PhoneView::grabAt(QPointF at) const {
 }
 
 void PhoneView::contextMenuEvent(QContextMenuEvent* event) {
-  FaceMenu(studio_, this).exec(event->globalPos());
+  if (menu_) menu_->exec(event->globalPos());
 }
 
 void PhoneView::mousePressEvent(QMouseEvent* event) {

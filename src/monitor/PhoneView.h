@@ -8,6 +8,8 @@
 
 #include <optional>
 
+class QMenu;
+
 namespace vorn {
 
 class Studio;
@@ -30,6 +32,8 @@ class PhoneView : public QWidget {
   const ConstFrameRef& frame() const { return frame_; }
   // In review the take plays in the phone, with its sound, over and over.
   const TakePlayer& player() const { return player_; }
+  // The phone's own menu (the face finish of the reels); the phone does not own it.
+  void setMenu(QMenu* menu) { menu_ = menu; }
   void stopPlaying() { player_.stop(); }
   // Paints of the screen since creation: the benchmark and tests count them.
   long paints() const { return paints_; }
@@ -41,7 +45,6 @@ class PhoneView : public QWidget {
   void mouseReleaseEvent(QMouseEvent* event) override;
   void mouseDoubleClickEvent(QMouseEvent* event) override;
   void wheelEvent(QWheelEvent* event) override;
-  // The face finish of the reels, on the phone's own menu.
   void contextMenuEvent(QContextMenuEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
 
@@ -63,6 +66,7 @@ class PhoneView : public QWidget {
   ConstFrameRef frame_;
   ConstFrameRef reviewFrame_;
   PhoneCard* card_ = nullptr;
+  QMenu* menu_ = nullptr;
   Grab grab_ = Grab::none;
   Grab hover_ = Grab::none;
   QPointF pressAt_;

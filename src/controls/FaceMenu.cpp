@@ -1,4 +1,4 @@
-#include "monitor/FaceMenu.h"
+#include "controls/FaceMenu.h"
 
 #include "model/Studio.h"
 

@@ -1,0 +1,107 @@
+#include "controls/ControlDeck.h"
+#include "controls/MoreMenu.h"
+#include "engine/Engine.h"
+#include "model/Studio.h"
+#include "reels/ReelMaker.h"
+
+#include "support/Eventually.h"
+
+#include <QPushButton>
+#include <QToolButton>
+#include <QtTest/QTest>
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+// The action titled `label` in `menu` or its submenus.
+QAction* find(QMenu& menu, const QString& label) {
+  for (QAction* action : menu.actions()) {
+    if (action->text() == label) return action;
+    if (action->menu())
+      if (QAction* inner = find(*action->menu(), label)) return inner;
+  }
+  return nullptr;
+}
+
+class ControlDeckTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    studio.updatePrefs([](Prefs& p) {
+      p.cameraOn = false;
+      p.micOn = false;
+      p.fps = 30;
+      p.reels = false;
+    });
+    engine.setCountdownStep(10000);  // the countdown stays put while the test looks
+    engine.open();
+    window.resize(300, 220);
+    deck = new ControlDeck(studio, engine, &window);
+    deck->resize(300, 220);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window, 10000));
+    window.activateWindow();
+  }
+  void TearDown() override { engine.closeAndWait(); }
+
+  Studio studio;
+  ReelMaker reels{studio};
+  Engine engine{studio, &reels, DesktopServices{}, StudioWindows{}};
+  QWidget window;
+  ControlDeck* deck = nullptr;
+};
+
+TEST_F(ControlDeckTest, theRecordButtonWorksFromTheKeyboardByPhase) {
+  EXPECT_EQ(deck->recordButton()->text(), "Record");
+  deck->recordButton()->setFocus(Qt::TabFocusReason);
+  QTest::keyClick(deck->recordButton(), Qt::Key_Space);
+  ASSERT_EQ(studio.phase(), Phase::countdown);
+  EXPECT_EQ(deck->recordButton()->text(), "Cancel");
+  EXPECT_EQ(ControlDeck::hint(studio), "Esc to cancel");
+  QTest::keyClick(deck->recordButton(), Qt::Key_Space);
+  EXPECT_EQ(studio.phase(), Phase::framing) << "cancelled";
+  EXPECT_EQ(deck->recordButton()->text(), "Record");
+}
+
+TEST_F(ControlDeckTest, togglesAndThePickerDriveThePreferences) {
+  const QList<QToolButton*> buttons = deck->findChildren<QToolButton*>();
+  const auto named = [&](const QString& text) {
+    for (QToolButton* b : buttons)
+      if (b->text() == text) return b;
+    return static_cast<QToolButton*>(nullptr);
+  };
+  QTest::keyClick(named("Follow"), Qt::Key_Space);
+  EXPECT_EQ(studio.prefs().follow, named("Follow")->isChecked());
+  const bool follow = studio.prefs().follow;
+  QTest::keyClick(named("Follow"), Qt::Key_Space);
+  EXPECT_EQ(studio.prefs().follow, !follow);
+  QTest::keyClick(named("Split"), Qt::Key_Space);
+  EXPECT_EQ(studio.prefs().layout, Layout::split);
+  QTest::keyClick(named("Me"), Qt::Key_Space);
+  EXPECT_EQ(studio.prefs().layout, Layout::me);
+  EXPECT_FALSE(named("Camera")->isEnabled()) << "the camera is part of this layout";
+}
+
+TEST_F(ControlDeckTest, theMoreMenuSetsWhatTheDeckHasNoButtonFor) {
+  MoreMenu& more = *deck->moreMenu();
+  more.rebuild();
+  find(more, "60 fps")->trigger();
+  EXPECT_EQ(studio.prefs().fps, 60);
+  find(more, "Floating")->trigger();
+  EXPECT_EQ(studio.prefs().style, FrameStyle::floating);
+  find(more, "TikTok")->trigger();
+  EXPECT_EQ(studio.prefs().platform, Platform::tiktok);
+  find(more, "Record System Audio")->trigger();
+  EXPECT_TRUE(studio.prefs().systemAudio);
+  find(more, "Teleprompter")->trigger();
+  EXPECT_TRUE(studio.showScript());
+  more.rebuild();
+  EXPECT_TRUE(find(more, "60 fps")->isChecked()) << "reopened, it shows what is set";
+  EXPECT_EQ(find(more, "Make a Reel After Each Take") != nullptr, ReelMaker::isAvailable());
+  EXPECT_EQ(find(more, "Write Stories with Claude") != nullptr, ReelMaker::claudeInstalled());
+  find(more, "Close Vorn")->trigger();
+  EXPECT_EQ(studio.phase(), Phase::idle);
+}
+
+}  // namespace
+}  // namespace vorn
