@@ -5,6 +5,7 @@
 #include "monitor/CompactBar.h"
 #include "monitor/MonitorWindow.h"
 #include "monitor/PhoneView.h"
+#include "monitor/ReviewBar.h"
 #include "render/Compositor.h"
 #include "render/SampleScenes.h"
 
@@ -37,6 +38,33 @@ void hoverPhone(PhoneView& phone, const Prefs& prefs) {
                    PhoneView::bezel + prefs.bubbleY * PhoneView::screenSize.height());
   QMouseEvent move(QEvent::MouseMove, at, phone.mapToGlobal(at), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
   QCoreApplication::sendEvent(&phone, &move);
+}
+
+// The review bar at every stage of a reel job, the last one with a long headline and caption.
+void reviewBarStates(MonitorWindow& monitor, Studio& studio, std::vector<std::pair<QString, QImage>>& shots) {
+  studio.setPhase(Phase::review);
+  ReelJob job;
+  job.duration = 42;
+  const std::pair<const char*, ReelStage> stages[] = {
+      {"waiting", ReelStage::waiting()},     {"listening", ReelStage::listening()},
+      {"story", ReelStage::story()},         {"rendering", ReelStage::rendering(0.62)},
+      {"failed", ReelStage::failed(QStringLiteral("No voice in this take, so there's no story to cut."))},
+      {"ready", ReelStage::ready()}};
+  for (const auto& [name, stage] : stages) {
+    job.stage = stage;
+    if (stage.kind == ReelStage::Case::ready) {
+      job.video = QUrl::fromLocalFile(QStringLiteral("/videos/Vorn/Reels/take · Reel.mp4"));
+      job.headline = {QStringLiteral("How I cut my editing time in half"), QStringLiteral("with one rule I learned too late")};
+      job.caption = QStringLiteral("Most of the work happens before you press record. Frame what matters, say the point in "
+                                   "the first three seconds, and cut everything else. #editing #creator #workflow");
+      job.flags = {QStringLiteral("Quiet audio in places")};
+      job.brain = QStringLiteral("claude");
+    }
+    monitor.reviewBar()->present(job);
+    shots.emplace_back(QStringLiteral("monitor-review-") + QString::fromLatin1(name), shot(monitor));
+  }
+  monitor.reviewBar()->present(std::nullopt);
+  shots.emplace_back(QStringLiteral("monitor-review-no-reel"), shot(monitor));
 }
 
 }  // namespace
@@ -104,6 +132,7 @@ std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
     shots.emplace_back(QStringLiteral("monitor-") + QString::fromLatin1(name), shot(monitor));
   }
   studio.setToast(std::nullopt);
+  reviewBarStates(monitor, studio, shots);
 
   studio.setCompact(true);
   monitor.changeForm(true, DisplayInfo{});

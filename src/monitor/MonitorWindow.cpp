@@ -7,7 +7,8 @@
 #include "monitor/CompactBar.h"
 #include "monitor/MonitorPlacement.h"
 #include "monitor/PhoneView.h"
-#include "monitor/ReviewRow.h"
+#include "monitor/ReviewBar.h"
+#include "reels/ReelMaker.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -57,9 +58,9 @@ MonitorWindow::MonitorWindow(Studio& studio)
   recordButton->adjustSize();
   recordButton->move((MonitorPlacement::fullSize.width() - recordButton->width()) / 2, below);
   recordButton_ = recordButton;
-  reviewRow_ = new ReviewRow(studio_, full_);
-  reviewRow_->setGeometry(30, below, PhoneView::bodySize.width(), 110);
-  reviewRow_->hide();
+  reviewBar_ = new ReviewBar(studio_, full_);
+  reviewBar_->setGeometry(30, below, PhoneView::bodySize.width(), MonitorPlacement::fullSize.height() - below - 16);
+  reviewBar_->hide();
 
   compactBar_ = new CompactBar(studio_, lights, record, this);
   compactBar_->setGeometry(QRect(QPoint(), MonitorPlacement::compactSize));
@@ -77,7 +78,11 @@ MonitorWindow::MonitorWindow(Studio& studio)
 
 void MonitorWindow::attach(Engine& engine) {
   engine_ = &engine;
-  reviewRow_->attach(engine);
+  reviewBar_->attach(engine);
+  phone_->setReviewSource([this] { return reviewBar_->item(); });
+  if (ReelMaker* reels = engine.reels())
+    for (auto signal : {&ReelMaker::jobsChanged, &ReelMaker::showReelChanged})
+      connect(reels, signal, phone_, [this] { phone_->followReview(); });
   winId();  // the native window exists from here on
   tracker_ = std::make_unique<OwnWindowTracker>(engine.screenSource().ownWindows(), windowHandle());
 }
@@ -88,15 +93,15 @@ void MonitorWindow::setDeck(QWidget* deck) {
   recordButton_->hide();
   recordButton_ = deck;  // the deck holds the record button from now on
   deck->setParent(full_);
-  deck->setGeometry(30, reviewRow_->y(), PhoneView::bodySize.width(),
-                    MonitorPlacement::fullSize.height() - reviewRow_->y() - 16);
+  deck->setGeometry(30, reviewBar_->y(), PhoneView::bodySize.width(),
+                    MonitorPlacement::fullSize.height() - reviewBar_->y() - 16);
   phaseChanged();
 }
 
 void MonitorWindow::phaseChanged() {
   compactBar_->refresh();
   const bool review = studio_.phase() == Phase::review;
-  reviewRow_->setVisible(review);
+  reviewBar_->setVisible(review);
   recordButton_->setVisible(!review);
   if (studio_.phase() == Phase::recording) clock_.start();
   else clock_.stop();

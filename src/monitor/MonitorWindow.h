@@ -15,7 +15,7 @@ class CompactBar;
 class Engine;
 class OwnWindowTracker;
 class PhoneView;
-class ReviewRow;
+class ReviewBar;
 class Studio;
 
 // The phone-shaped monitor: a floating window with its own title bar and window buttons, the
@@ -42,7 +42,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
 
   PhoneView* phone() const { return phone_; }
   CompactBar* compactBar() const { return compactBar_; }
-  ReviewRow* reviewRow() const { return reviewRow_; }
+  ReviewBar* reviewBar() const { return reviewBar_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -59,7 +59,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   QWidget* full_;
   PhoneView* phone_;
   QWidget* recordButton_;  // or the deck, once it is set
-  ReviewRow* reviewRow_;
+  ReviewBar* reviewBar_;
   CompactBar* compactBar_;
   std::optional<QRect> placed_;
   QPropertyAnimation fade_;

@@ -56,7 +56,8 @@ void PhoneView::showFrame(const ConstFrameRef& frame) {
 
 void PhoneView::followReview() {
   if (studio_.phase() == Phase::review && studio_.take()) {
-    player_.play(studio_.take()->url.toLocalFile(), screenSize * devicePixelRatioF());
+    const QString item = reviewSource_ ? reviewSource_() : QString();
+    player_.play(item.isEmpty() ? studio_.take()->url.toLocalFile() : item, screenSize * devicePixelRatioF());
   } else {
     player_.stop();
     reviewFrame_.reset();

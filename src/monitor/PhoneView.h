@@ -6,6 +6,7 @@
 
 #include <QWidget>
 
+#include <functional>
 #include <optional>
 
 class QMenu;
@@ -32,6 +33,10 @@ class PhoneView : public QWidget {
   const ConstFrameRef& frame() const { return frame_; }
   // In review the take plays in the phone, with its sound, over and over.
   const TakePlayer& player() const { return player_; }
+  // What plays in review: the file `source` names (the take, or its reel); the take without it.
+  void setReviewSource(std::function<QString()> source) { reviewSource_ = std::move(source); }
+  // Plays what review calls for now, or stops playing outside review.
+  void followReview();
   // The phone's own menu (the face finish of the reels); the phone does not own it.
   void setMenu(QMenu* menu) { menu_ = menu; }
   void stopPlaying() { player_.stop(); }
@@ -58,7 +63,6 @@ class PhoneView : public QWidget {
   void paintStatus(QPainter& p, const QRectF& screen);
   void paintHandles(QPainter& p, const LayoutHandles::Places& places);
   void updateCard();
-  void followReview();
   // What the screen shows now: the take under review, or the live preview.
   const ConstFrameRef& picture() const;
 
@@ -67,6 +71,7 @@ class PhoneView : public QWidget {
   ConstFrameRef reviewFrame_;
   PhoneCard* card_ = nullptr;
   QMenu* menu_ = nullptr;
+  std::function<QString()> reviewSource_;
   Grab grab_ = Grab::none;
   Grab hover_ = Grab::none;
   QPointF pressAt_;
