@@ -9,6 +9,9 @@
 
 #include <QConicalGradient>
 #include <QContextMenuEvent>
+#include <QDrag>
+#include <QMimeData>
+#include <QUrl>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -214,10 +217,26 @@ void PhoneView::mousePressEvent(QMouseEvent* event) {
   pressAt_ = event->position();
   fieldsAtPress_ = studio_.prefs();
   bubbleStart_ = {fieldsAtPress_.bubbleX, fieldsAtPress_.bubbleY};
-  if (grab_ == Grab::window && window()->windowHandle()) {
+  if (grab_ == Grab::window && studio_.phase() == Phase::review && studio_.take()) {
+    grab_ = Grab::none;
+    shareByDrag();
+  } else if (grab_ == Grab::window && window()->windowHandle()) {
     grab_ = Grab::none;
     window()->windowHandle()->startSystemMove();
   }
+}
+
+// In review the phone is the take (or its reel): dragging it drops the file wherever files
+// are taken (a folder, an upload box, a chat).
+void PhoneView::shareByDrag() {
+  const QString item = reviewSource_ ? reviewSource_() : studio_.take()->url.toLocalFile();
+  auto* data = new QMimeData;
+  data->setUrls({QUrl::fromLocalFile(item)});
+  auto* drag = new QDrag(this);
+  drag->setMimeData(data);
+  if (const ConstFrameRef& shown = picture())
+    drag->setPixmap(QPixmap::fromImage(shown->image().scaledToWidth(96, Qt::SmoothTransformation)));
+  drag->exec(Qt::CopyAction);
 }
 
 void PhoneView::mouseMoveEvent(QMouseEvent* event) {

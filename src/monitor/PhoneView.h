@@ -63,6 +63,7 @@ class PhoneView : public QWidget {
   void paintStatus(QPainter& p, const QRectF& screen);
   void paintHandles(QPainter& p, const LayoutHandles::Places& places);
   void updateCard();
+  void shareByDrag();
   // What the screen shows now: the take under review, or the live preview.
   const ConstFrameRef& picture() const;
 

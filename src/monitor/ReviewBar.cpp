@@ -6,7 +6,9 @@
 #include "monitor/TakeActions.h"
 #include "reels/ReelMaker.h"
 
+#include <QClipboard>
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -67,14 +69,19 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   stage_ = line(12, 0.7, this);
   hint_ = line(12, 0.55, this);
   caption_ = line(12, 0.8, this);
-  caption_->setMaximumHeight(2 * 16);  // a long caption shows its start
+  caption_->setMaximumHeight(2 * 16);  // a long caption shows its start; the link copies it whole
+  copyCaption_ = new QLabel(QStringLiteral("<a href=\"copy\" style=\"color: rgb(120,170,255)\">Copy caption</a>"), this);
+  copyCaption_->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+  connect(copyCaption_, &QLabel::linkActivated, this, [this] {
+    if (const auto j = job()) QGuiApplication::clipboard()->setText(j->caption);
+  });
   flags_ = line(12, 1, this);
   flags_->setStyleSheet(QStringLiteral("color: rgb(255,159,10); font-size: 12px;"));
   progress_ = new QProgressBar(this);
   progress_->setRange(0, 1000);
   progress_->setTextVisible(false);
   progress_->setFixedHeight(4);
-  for (QWidget* w : std::initializer_list<QWidget*>{title_, stage_, hint_, caption_, flags_, progress_}) column->addWidget(w);
+  for (QWidget* w : std::initializer_list<QWidget*>{title_, stage_, hint_, caption_, copyCaption_, flags_, progress_}) column->addWidget(w);
 
   brief_ = new QLineEdit(this);
   brief_->setPlaceholderText(QStringLiteral("What's this one about?"));
@@ -169,6 +176,7 @@ void ReviewBar::present(const std::optional<ReelJob>& j) {
   hint_->setVisible(!head.hint.isEmpty());
   caption_->setText(head.caption);
   caption_->setVisible(!head.caption.isEmpty());
+  copyCaption_->setVisible(!head.caption.isEmpty());
   flags_->setText(j && !j->flags.isEmpty() ? QStringLiteral("⚑ ") + j->flags.join(QStringLiteral(" · ")) : QString());
   flags_->setVisible(!flags_->text().isEmpty());
   const bool rendering = j && j->stage.kind == ReelStage::Case::rendering;

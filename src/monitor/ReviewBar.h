@@ -49,7 +49,7 @@ class ReviewBar : public QWidget {
 
   Studio& studio_;
   Engine* engine_ = nullptr;
-  QLabel *title_, *stage_, *hint_, *caption_, *flags_;
+  QLabel *title_, *stage_, *hint_, *caption_, *copyCaption_, *flags_;
   QProgressBar* progress_;
   QLineEdit* brief_;
   QPushButton *primary_, *copy_, *switch_, *done_;
