@@ -109,6 +109,26 @@ TEST_F(RecorderTest, SixtyFpsAsksForEighteenMegabitsAndAKeyFrameEveryHundredTwen
   EXPECT_EQ(probeStreams(take()).size(), 2u);
 }
 
+// Vorn picks superfast below 60 fps and ultrafast at 60 (and after a take that dropped frames).
+TEST_F(RecorderTest, EveryPresetVornPicksGivesAHighProfileTake) {
+  for (const auto& [fps, preset] : {std::pair{30, "superfast"}, {60, "ultrafast"}}) {
+    const QString path = take(QStringLiteral("Take %1.mp4").arg(fps));
+    Recorder recorder(path, fps, false, false);
+    if (!recorder.encoderName().startsWith("libx264")) GTEST_SKIP() << "hardware encoder";
+    EXPECT_EQ(recorder.encoderName().toStdString(), std::string("libx264 (") + preset + ")");
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 3, fps, start);
+    recorder.finish();
+    const auto streams = probeStreams(path);
+    ASSERT_FALSE(streams.empty());
+    EXPECT_EQ(streams[0].profile, FF_PROFILE_H264_HIGH) << preset;
+    const auto packets = readPackets(path, 0);
+    ASSERT_FALSE(packets.empty());
+    EXPECT_EQ(encoderSetting(packets[0].data, "cabac"), "1") << preset;
+    EXPECT_EQ(encoderSetting(packets[0].data, "8x8dct"), "1") << preset;
+  }
+}
+
 TEST_F(RecorderTest, APauseBetweenTwoFramesLeavesOneFrameInterval) {
   Recorder recorder(take(), 30, false, false);
   ASSERT_TRUE(recorder.begin(start));
