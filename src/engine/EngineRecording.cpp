@@ -118,6 +118,8 @@ void Engine::startRecording() {
     }, Qt::QueuedConnection);
   });
   std::shared_ptr<Recorder> recorder = recorder_;
+  // The sound captured at the start may reach the take before it has begun: it holds it.
+  audioTarget_.set(recorder);
   const double now = mediaTime();
   const unsigned run = countdownRun_;
   inBackground(this, [recorder, now] { return recorder->begin(now); },
@@ -127,7 +129,6 @@ void Engine::startRecording() {
                    return abandonStart(QStringLiteral("The take could not be started."));
                  loop_->resetAppended();
                  loop_->recorder.set(recorder_);
-                 audioTarget_.set(recorder_);
                  studio_.setRecordStart(mediaTime());
                  studio_.setPausedAt(std::nullopt);
                  studio_.setPausedTotal(0);
@@ -137,6 +138,7 @@ void Engine::startRecording() {
 }
 
 void Engine::abandonStart(const QString& reason) {
+  audioTarget_.set(nullptr);
   discardInBackground(this, std::exchange(recorder_, nullptr));
   escKey_.reset();
   studio_.setPhase(Phase::framing);
@@ -172,7 +174,6 @@ void Engine::togglePause() {
 
 void Engine::leaveRecording() {
   loop_->recorder.set(nullptr);
-  audioTarget_.set(nullptr);
 }
 
 void Engine::stopRecording() {
@@ -185,6 +186,8 @@ void Engine::stopRecording() {
   // Every frame slot between the take's first and last frame that holds no frame is dropped.
   const long owed = loop_->appendedSlots(int(studio_.prefs().fps));
   const long appended = loop_->appendedFrames();
+  // The sound still on its way up to the last frame goes on reaching the take while it finishes.
+  Locked<std::shared_ptr<Recorder>>* audioTarget = &audioTarget_;
   ++finishing_;
   struct Finished {
     double duration;
@@ -192,8 +195,9 @@ void Engine::stopRecording() {
   };
   inBackground(
       this,
-      [recorder, flatten, owed, appended] {
+      [recorder, flatten, owed, appended, audioTarget] {
         const double duration = recorder->finish();
+        audioTarget->testAndSet(recorder, nullptr);
         if (duration > 0 && flatten) {
           try {
             AudioFlattener::flatten(recorder->path());
@@ -244,6 +248,7 @@ void Engine::restartTake() {
   if (studio_.phase() == Phase::countdown) return cancelCountdown();
   if (studio_.phase() != Phase::recording) return;
   leaveRecording();
+  audioTarget_.set(nullptr);
   discardInBackground(this, std::exchange(recorder_, nullptr));
   studio_.setPhase(Phase::framing);
   windows_.island->fadeOut();

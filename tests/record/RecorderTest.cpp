@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <string>
@@ -40,6 +42,20 @@ std::string encoderSetting(const std::vector<std::uint8_t>& packet, const std::s
   if (at == std::string::npos) return "";
   const std::size_t from = at + key.size() + 2;
   return text.substr(from, text.find(' ', from) - from);
+}
+
+// 10 ms buffers of a loud tone from host time `from` to `to`, whose level steps up at host
+// time `stepAt`: where the step lands shows where a moment of the capture went in the take.
+void sound(Recorder& recorder, double from, double to, double stepAt = 1e9) {
+  for (double t = from; t < to - 1e-9; t += 0.01) {
+    auto buffer = std::make_shared<AudioBuffer>();
+    buffer->pts = t;
+    for (int i = 0; i < 480; ++i) {
+      const double at = t + i / 48000.0;
+      buffer->samples.push_back(float((at < stepAt ? 0.1 : 0.5) * std::sin(2 * M_PI * 440 * at)));
+    }
+    recorder.appendAudio(buffer, t, false);
+  }
 }
 
 class RecorderTest : public ::testing::Test {
@@ -181,6 +197,48 @@ TEST_F(RecorderTest, EarlyAndPausedAudioIsAbsent) {
   float peak = 0;
   for (float s : samples) peak = std::max(peak, std::abs(s));
   EXPECT_LT(peak, 0.01f);
+}
+
+// The sound of a take starts with its first frame, wherever that frame comes, and is placed
+// by its capture time, also when it was captured (and handed over) before `begin`.
+TEST_F(RecorderTest, SoundFromBeforeTheFirstFrameIsKeptFromThatFrameOnAtItsCaptureTime) {
+  Recorder recorder(take(), 30, true, false);
+  sound(recorder, start - 1.0, start, start + 1.0);
+  ASSERT_TRUE(recorder.begin(start));
+  sound(recorder, start, start + 2.0, start + 1.0);
+  feedFrames(recorder, 53, 30, start + 0.25);  // the first frame a quarter second late
+  EXPECT_NEAR(recorder.finish(), 52.0 / 30, 1e-6);
+
+  const auto samples = decodeAudio(take(), 1);
+  const Quiet quiet = quietRuns(samples);
+  EXPECT_LT(quiet.leading, 0.001);
+  EXPECT_LT(quiet.trailing, 0.05);
+  EXPECT_NEAR(firstAtLeast(samples, 0.3f), 0.75, 0.01) << "the step at 1 s lands 0.25 s earlier";
+}
+
+// A source that hands over its sound late and half a second at a time, the last part after
+// the stop (on the host clock: how late sound comes tells how long to wait for it).
+TEST_F(RecorderTest, FinishWaitsForTheSoundStillOnItsWayUpToTheLastFrame) {
+  const double t0 = mediaTime();
+  Recorder recorder(take(), 30, true, false);
+  ASSERT_TRUE(recorder.begin(t0));
+  feedFrames(recorder, 60, 30, t0);
+  sound(recorder, t0, t0 + 0.5);
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  sound(recorder, t0 + 0.5, t0 + 1.0);
+  std::atomic<bool> finishing{false};
+  std::thread late([&] {
+    while (!finishing) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    sound(recorder, t0 + 1.0, t0 + 2.0);
+  });
+  finishing = true;
+  EXPECT_NEAR(recorder.finish(), 59.0 / 30, 1e-6);
+  late.join();
+
+  const Quiet quiet = quietRuns(decodeAudio(take(), 1));
+  EXPECT_LT(quiet.trailing, 0.05);
+  EXPECT_LT(quiet.longestInside, 0.05);
 }
 
 TEST_F(RecorderTest, FinishBeforeAnyFrameReturnsZero) {
