@@ -1,14 +1,19 @@
 #include "capture/PulseTestSupport.h"
 #include "support/ChildProcess.h"
+#include "support/DecodeStream.h"
 #include "support/MovieProbe.h"
 #include "support/TestServices.h"
 
 #include <QCursor>
+#include <QGuiApplication>
 #include <QImage>
 #include <QTest>
 #include <QWidget>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cmath>
 #include <thread>
 
 namespace vorn {
@@ -93,6 +98,114 @@ TEST(RecordCommand, recordsTheScreenTheCameraAndTheMicrophoneIntoOneTake) {
   const QColor bubble = frame.pixelColor(259, 1382);
   EXPECT_FALSE(isGreen(bubble)) << "the bubble shows the camera";
   EXPECT_FALSE(isGreen(frame.pixelColor(540, 100))) << "above the card: the backdrop";
+}
+
+// A flash on the framed screen (the luma at the card's centre turning bright): the time of
+// the first bright frame and of the dark frame before it, in seconds of the take.
+struct Flash {
+  double before, at;
+};
+std::vector<Flash> flashes(const std::string& take) {
+  av::Input input = av::openInput(take);
+  const AVStream* stream = input->streams[0];
+  std::vector<Flash> found;
+  bool bright = true;  // an edge counts only after a dark frame
+  double previous = 0;
+  test::decodeStream(input.get(), 0, [&](const AVFrame& frame) {
+    const double time = double(frame.pts) * av_q2d(stream->time_base);
+    const bool now = frame.data[0][700 * frame.linesize[0] + 540] > 128;
+    if (now && !bright) found.push_back({previous, time});
+    bright = now;
+    previous = time;
+  });
+  return found;
+}
+
+// When the microphone turns loud (5 ms windows), in seconds of the take.
+std::vector<double> clicks(const std::vector<float>& samples) {
+  std::vector<double> times;
+  bool loud = true;
+  for (size_t at = 0; at + 240 <= samples.size(); at += 240) {
+    double power = 0;
+    for (size_t i = at; i < at + 240; ++i) power += double(samples[i]) * samples[i];
+    const bool now = std::sqrt(power / 240) > 0.25;
+    if (now && !loud) times.push_back(double(at) / 48000);
+    loud = now;
+  }
+  return times;
+}
+
+// The framed screen flashes while the microphone clicks louder, again and again, during a take;
+// the microphone sounds from its first sample to its last.
+TEST(RecordCommand, soundAndPictureStartAndEndTogetherAndStayInStep) {
+  QWidget window;
+  window.setWindowFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+  window.setStyleSheet("background: black;");
+  window.setGeometry(200, 100, 600, 800);
+  window.show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+  QCursor::setPos(500, 500);
+
+  test::PipeMicrophone mic("vflash");
+  ASSERT_TRUE(mic.ok());
+  ASSERT_EQ(test::pulseServer()->pactl({"set-default-source", "vflash"}), 0);
+  std::atomic<bool> bright{false}, quiet{false};
+  std::thread speaker([&] {
+    const int fd = ::open((home() + "/vflash.fifo").c_str(), O_WRONLY | O_NONBLOCK);
+    std::vector<float> piece(480);
+    auto next = std::chrono::steady_clock::now();
+    for (long n = 0; !quiet; n += 480) {
+      const double level = bright ? 0.6 : 0.1;
+      for (int i = 0; i < 480; ++i) piece[size_t(i)] = float(level * std::sin(2 * M_PI * 440 * (n + i) / 48000.0));
+      (void)!::write(fd, piece.data(), piece.size() * sizeof(float));
+      next += std::chrono::milliseconds(10);
+      std::this_thread::sleep_until(next);
+    }
+    ::close(fd);
+  });
+
+  const std::string take = home() + "/flash.mp4";
+  std::string output;
+  std::atomic<int> code{-1};
+  std::atomic<bool> done{false};
+  std::thread record([&] {
+    code = test::runCommand({kVorn, "record", "--seconds", "4", "--layout", "screen", "--style",
+                             "floating", "--fps", "30", "--area", "200,100,600,800",
+                             "--no-camera", "--out", take},
+                            &output);
+    done = true;
+  });
+  for (bool white = true; !done; white = !white) {
+    window.setStyleSheet(white ? "background: white;" : "background: black;");
+    window.repaint();
+    QGuiApplication::sync();  // the X server has the new pixels
+    bright = white;
+    QTest::qWait(white ? 300 : 500);
+  }
+  record.join();
+  quiet = true;
+  speaker.join();
+  ASSERT_EQ(code, 0) << output;
+
+  const auto samples = test::decodeAudio(QString::fromStdString(take), 1);
+  const test::Quiet silence = test::quietRuns(samples);
+  EXPECT_LT(silence.leading, 0.05) << "the first words are kept";
+  EXPECT_LT(silence.trailing, 0.05) << "the last words are kept";
+  EXPECT_LT(silence.longestInside, 0.05);
+  EXPECT_NEAR(double(samples.size()) / 48000, test::probeDuration(QString::fromStdString(take)), 0.05);
+
+  const std::vector<Flash> flashed = flashes(take);
+  const std::vector<double> clicked = clicks(samples);
+  ASSERT_GE(flashed.size(), 2u);
+  for (const Flash& flash : flashed) {
+    // The click sounds after the last dark frame's screen was grabbed (at most 1/60 s before
+    // it) and by the first bright frame: the flash shows in the first frame it can.
+    const bool inStep = std::any_of(clicked.begin(), clicked.end(), [&](double click) {
+      return click > flash.before - 1.0 / 60 - 0.01 && click < flash.at + 0.01;
+    });
+    EXPECT_TRUE(inStep) << "a flash shown at " << flash.at << " s after a dark frame at "
+                        << flash.before << " s";
+  }
 }
 
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
