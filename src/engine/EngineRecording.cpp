@@ -189,10 +189,6 @@ void Engine::stopRecording() {
   // The sound still on its way up to the last frame goes on reaching the take while it finishes.
   Locked<std::shared_ptr<Recorder>>* audioTarget = &audioTarget_;
   ++finishing_;
-  struct Finished {
-    double duration;
-    long dropped;
-  };
   inBackground(
       this,
       [recorder, flatten, owed, appended, audioTarget] {
@@ -205,27 +201,37 @@ void Engine::stopRecording() {
             logError(std::string("the two audio tracks were kept apart: ") + error.what());
           }
         }
-        return Finished{duration, std::max(0L, owed - (appended - recorder->droppedFrames()))};
+        return FinishedTake{duration, std::max(0L, owed - (appended - recorder->droppedFrames())),
+                            recorder->path(), recorder->unfinishedAt()};
       },
-      [this, path = recorder->path(), hasMic](Outcome<Finished> outcome) {
+      [this, path = recorder->path(), hasMic](Outcome<FinishedTake> outcome) {
         if (!outcome.value) logError("finishing the take failed: " + outcome.error);
-        const Finished result = outcome.value.value_or(Finished{0, 0});
-        finished(result.duration, result.dropped, path, hasMic);
+        finished(outcome.value.value_or(FinishedTake{0, 0, path, {}}), hasMic);
       });
 }
 
-void Engine::finished(double duration, long dropped, const QString& path, bool hasMic) {
+void Engine::finished(const FinishedTake& result, bool hasMic) {
   --finishing_;
-  lastDropped_ = dropped;
+  lastDropped_ = result.dropped;
   windows_.island->fadeOut();
   if (reels_) reels_->resume();
+  if (!result.unfinishedAt.isEmpty()) {
+    const QString sentence =
+        QStringLiteral("The take couldn't be finished: it is kept at %1.").arg(result.unfinishedAt);
+    logError(sentence.toStdString());
+    Q_EMIT recordingFailed(sentence);
+    flash(sentence);
+  }
   if (studio_.phase() == Phase::finishing) {
+    const double duration = result.duration;
     if (duration <= 0 || (duration < kShortestTake && !takeOptions_.keepShort)) {
-      if (QFile::exists(path)) QFile::moveToTrash(path);
-      if (!takeOptions_.keepShort) flash(QStringLiteral("Too short, discarded"));
+      // Only a short take of ours goes to the trash; a file under the name is someone else's.
+      if (duration > 0) QFile::moveToTrash(result.path);
+      if (!takeOptions_.keepShort && result.unfinishedAt.isEmpty())
+        flash(QStringLiteral("Too short, discarded"));
       studio_.setPhase(Phase::framing);
     } else {
-      const Take take{QUrl::fromLocalFile(path), duration};
+      const Take take{QUrl::fromLocalFile(result.path), duration};
       studio_.setTake(take);
       studio_.setPhase(Phase::review);
       windows_.monitor->bringToFront();

@@ -271,17 +271,22 @@ void Recorder::stopAfterFailure() {
   if (failureHandler_) failureHandler_(sentence);
 }
 
-// Turns the fragment into the take; when that cannot be written (a full disk), the fragment
-// itself becomes the take, as it is a playable movie too.
+// Turns the fragment into the take, under a free name beside it when another file took the
+// take's name meanwhile; when that cannot be written (a full disk), the fragment itself becomes
+// the take, as it is a playable movie too; when even that fails, the fragment stays.
 double Recorder::saveTake() {
   const double duration = lastVideo_ ? *lastVideo_ - *origin_ : 0;
+  const QString wanted = path_;
+  path_ = TakeFiles::freeName(wanted);
+  if (path_ != wanted)
+    logError("another file took the name " + local(wanted) + " during the take: saved as " + local(path_));
   try {
     TakeFiles::remux(fragment_, path_, duration, writer_->packetCount());
     QFile::remove(fragment_);
   } catch (const std::exception& error) {
     logError(std::string("couldn't finish the take, keeping it as recorded: ") + error.what());
     if (!QFile::rename(fragment_, path_)) {
-      logError("couldn't keep the take at " + local(path_));
+      unfinishedAt_ = fragment_;
       return 0;
     }
   }

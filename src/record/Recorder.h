@@ -63,7 +63,12 @@ class Recorder {
   std::shared_ptr<FramePool> pool() const { return pool_; }
   int droppedFrames() const { return dropped_.load(); }
   const QString& encoderName() const { return encoderName_; }
+  // Where the take is; after `finish`, where it went (a free name beside it when another
+  // file took its name meanwhile).
   const QString& path() const { return path_; }
+  // After `finish`: the hidden fragment kept because no take could be made of it ("" when
+  // the take was saved or discarded).
+  const QString& unfinishedAt() const { return unfinishedAt_; }
   // The sentence that says why the take stopped early ("" while all is well).
   QString failure() const { return failure_.get(); }
   // Called once, on the writer thread, when the take stops early (e.g. the disk is full).
@@ -89,8 +94,9 @@ class Recorder {
   double saveTake();
   void discardFiles();
 
-  const QString path_;
+  QString path_;  // writer thread only after construction
   const QString fragment_;
+  QString unfinishedAt_;  // writer thread only
   const bool hasMic_;
   const bool hasSystem_;
   const int fps_;

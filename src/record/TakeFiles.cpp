@@ -105,20 +105,19 @@ bool holdsAFragment(const QString& path) {
   return false;
 }
 
-// "Take.mp4", else "Take (recovered).mp4", "Take (recovered 2).mp4"…
-QString freeName(const QString& wanted) {
+}  // namespace
+
+QString freeName(const QString& wanted, const QString& tag) {
   if (!QFileInfo::exists(wanted)) return wanted;
   const QFileInfo info(wanted);
   const QString stem = info.dir().filePath(info.completeBaseName());
   for (int n = 1;; ++n) {
-    const QString suffix = n == 1 ? QStringLiteral(" (recovered)")
-                                  : QStringLiteral(" (recovered %1)").arg(n);
-    const QString name = stem + suffix + "." + info.suffix();
+    const QString suffix = tag.isEmpty() ? QString::number(n + 1)
+                                   : n == 1 ? tag : QStringLiteral("%1 %2").arg(tag).arg(n);
+    const QString name = stem + " (" + suffix + ")." + info.suffix();
     if (!QFileInfo::exists(name)) return name;
   }
 }
-
-}  // namespace
 
 QString fragmentPath(const QString& takePath) {
   const QFileInfo info(takePath);
@@ -172,7 +171,8 @@ std::vector<QString> recoverCrashedTakes(const QString& folder) {
       unlockFragment(lock);
       continue;
     }
-    const QString take = freeName(dir.filePath(name.mid(fragmentPrefix.size())));
+    const QString take =
+        freeName(dir.filePath(name.mid(fragmentPrefix.size())), QStringLiteral("recovered"));
     try {
       if (remux(fragment, take) > 0) {
         recovered.push_back(take);

@@ -12,6 +12,10 @@ namespace vorn {
 // conversion into the final movie, and the recovery of fragments that a crashed run left.
 namespace TakeFiles {
 
+// `wanted` when no file has that name, else the first free one of "Take (TAG).mp4",
+// "Take (TAG 2).mp4"… or, without a tag, "Take (2).mp4", "Take (3).mp4"…
+QString freeName(const QString& wanted, const QString& tag = {});
+
 // ".recording-<take file name>" beside the take: the movie while it is being recorded.
 QString fragmentPath(const QString& takePath);
 

@@ -1,6 +1,7 @@
 #include "capture/PulseTestSupport.h"
 #include "support/ChildProcess.h"
 #include "support/DecodeStream.h"
+#include "support/Eventually.h"
 #include "support/MovieProbe.h"
 #include "support/TestServices.h"
 
@@ -207,6 +208,28 @@ TEST(RecordCommand, soundAndPictureStartAndEndTogetherAndStayInStep) {
     EXPECT_TRUE(inStep) << "a flash shown at " << flash.at << " s after a dark frame at "
                         << flash.before << " s";
   }
+}
+
+// Another file takes the take's name while it records: both are kept, and the take is named.
+TEST(RecordCommand, aNameTakenDuringTheTakeKeepsBothFilesAndSaysWhereTheTakeWent) {
+  const QString take = QString::fromStdString(home() + "/taken.mp4");
+  std::thread intruder([&] {
+    test::eventually([&] { return QFile::exists(QString::fromStdString(home() + "/.recording-taken.mp4")); });
+    QFile other(take);
+    if (other.open(QIODevice::WriteOnly)) other.write("someone else's");
+  });
+  std::string output;
+  const int code = test::runCommand({kVorn, "record", "--seconds", "1", "--no-camera", "--no-mic",
+                                     "--fps", "30", "--out", take.toStdString()},
+                                    &output);
+  intruder.join();
+  EXPECT_EQ(code, 0) << output;
+  const QString saved = QString::fromStdString(home() + "/taken (2).mp4");
+  EXPECT_NE(output.find("take: " + saved.toStdString()), std::string::npos) << output;
+  EXPECT_EQ(test::probeStreams(saved).size(), 1u);
+  QFile other(take);
+  ASSERT_TRUE(other.open(QIODevice::ReadOnly));
+  EXPECT_EQ(other.readAll(), "someone else's");
 }
 
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {

@@ -290,6 +290,25 @@ TEST_F(RecorderTest, AnExistingFileIsRefusedInOneSentence) {
   EXPECT_THROW(Recorder(folder.filePath("missing/Take.mp4"), 30, false, false), std::runtime_error);
 }
 
+TEST_F(RecorderTest, AFileThatTakesTheNameDuringTheTakeStaysAndTheTakeGoesBesideIt) {
+  Recorder recorder(take(), 30, true, false);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 30, 30, start);
+  {
+    QFile other(take());
+    ASSERT_TRUE(other.open(QIODevice::WriteOnly));
+    other.write("someone else's");
+  }
+  EXPECT_NEAR(recorder.finish(), 29.0 / 30, 1e-6);
+  EXPECT_EQ(recorder.path(), take("Take (2).mp4"));
+  EXPECT_TRUE(recorder.unfinishedAt().isEmpty());
+  EXPECT_EQ(readPackets(take("Take (2).mp4"), 0).size(), 30u);
+  QFile other(take());
+  ASSERT_TRUE(other.open(QIODevice::ReadOnly));
+  EXPECT_EQ(other.readAll(), "someone else's");
+  EXPECT_EQ(filesInFolder(), (QStringList{"Take (2).mp4", "Take.mp4"}));
+}
+
 TEST_F(RecorderTest, AFullDiskStopsTheTakeAndKeepsWhatWasWritten) {
   // A file size limit stands in for a full disk: writes past it fail with EFBIG.
   std::signal(SIGXFSZ, SIG_IGN);
