@@ -6,6 +6,7 @@
 #include "support/TestServices.h"
 
 #include <QCursor>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QImage>
 #include <QTest>
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <csignal>
 #include <thread>
 
 namespace vorn {
@@ -230,6 +232,28 @@ TEST(RecordCommand, aNameTakenDuringTheTakeKeepsBothFilesAndSaysWhereTheTakeWent
   QFile other(take);
   ASSERT_TRUE(other.open(QIODevice::ReadOnly));
   EXPECT_EQ(other.readAll(), "someone else's");
+}
+
+// Closing the terminal: a hang-up stops the take like Ctrl+C, and output that nobody reads
+// any more does not stop it at all.
+TEST(RecordCommand, aTakeOutlivesItsTerminal) {
+  const QString hungUp = QString::fromStdString(home() + "/hung-up.mp4");
+  {
+    test::ChildProcess vorn({kVorn, "record", "--seconds", "60", "--no-camera", "--no-mic",
+                             "--fps", "30", "--out", hungUp.toStdString()});
+    const QString fragment = QString::fromStdString(home() + "/.recording-hung-up.mp4");
+    ASSERT_TRUE(test::eventually([&] { return QFileInfo(fragment).size() > 20'000; }, 60));
+    ::kill(vorn.pid(), SIGHUP);
+    ASSERT_TRUE(test::eventually([&] { return !vorn.running(); }, 60));
+  }
+  EXPECT_GT(test::probeDuration(hungUp), 0.5);
+
+  const QString unread = QString::fromStdString(home() + "/unread.mp4");
+  const int code = test::runCommand({"sh", "-c", kVorn + " record --seconds 2 --no-camera --no-mic --fps 30 --out '" +
+                                                     unread.toStdString() + "' | true"});
+  EXPECT_EQ(code, 0);
+  EXPECT_GT(test::probeDuration(unread), 1.5);
+  EXPECT_FALSE(QFile::exists(QString::fromStdString(home() + "/.recording-unread.mp4")));
 }
 
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
