@@ -33,7 +33,10 @@ void say(const QString& line) {
 
 void complain(const QString& sentence) { std::fputs(qPrintable("vorn: " + sentence + '\n'), stderr); }
 
-void recoverCrashedTakes() {
+// Takes cut short by a crash, in the takes folder and beside the take about to be written
+// (its name stays free for it).
+void recoverCrashedTakes(const std::optional<QString>& out) {
+  if (out) TakeFiles::recoverCrashedTakes(QFileInfo(*out).absolutePath(), *out);
   try {
     TakeFiles::recoverCrashedTakes(Takes::folder().toLocalFile());
   } catch (const std::exception&) {
@@ -123,7 +126,9 @@ int runRecordCommand(int argc, char** argv) {
     std::fputs(qPrintable(recordUsage()), stdout);
     return 0;
   }
-  recoverCrashedTakes();
+  std::optional<QString> out;
+  if (options.out) out = QFileInfo(*options.out).absoluteFilePath();
+  recoverCrashedTakes(out);
   if (const QString refused = checkDisplay(options); !refused.isEmpty()) {
     complain(refused);
     return 1;
@@ -133,8 +138,6 @@ int runRecordCommand(int argc, char** argv) {
   const std::unique_ptr<X11Desktop> desktop = std::getenv("VORN_SAMPLE_SCREEN") ? nullptr : X11Desktop::open();
   Engine engine(studio, nullptr, commandServices(desktop.get()), StudioWindows{});
   engine.setCountdownStep(0);
-  std::optional<QString> out;
-  if (options.out) out = QFileInfo(*options.out).absoluteFilePath();
   engine.setTakeOptions({out, true});
 
   QString failure;

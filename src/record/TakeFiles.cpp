@@ -107,15 +107,16 @@ bool holdsAFragment(const QString& path) {
 
 }  // namespace
 
-QString freeName(const QString& wanted, const QString& tag) {
-  if (!QFileInfo::exists(wanted)) return wanted;
+QString freeName(const QString& wanted, const QString& tag, const QString& reserved) {
+  const auto taken = [&](const QString& name) { return name == reserved || QFileInfo::exists(name); };
+  if (!taken(wanted)) return wanted;
   const QFileInfo info(wanted);
   const QString stem = info.dir().filePath(info.completeBaseName());
   for (int n = 1;; ++n) {
     const QString suffix = tag.isEmpty() ? QString::number(n + 1)
-                                   : n == 1 ? tag : QStringLiteral("%1 %2").arg(tag).arg(n);
+                                         : n == 1 ? tag : QStringLiteral("%1 %2").arg(tag).arg(n);
     const QString name = stem + " (" + suffix + ")." + info.suffix();
-    if (!QFileInfo::exists(name)) return name;
+    if (!taken(name)) return name;
   }
 }
 
@@ -155,7 +156,7 @@ void unlockFragment(int descriptor) {
   if (descriptor >= 0) ::close(descriptor);
 }
 
-std::vector<QString> recoverCrashedTakes(const QString& folder) {
+std::vector<QString> recoverCrashedTakes(const QString& folder, const QString& keepFree) {
   std::vector<QString> recovered;
   const QDir dir(folder);
   const QStringList fragments =
@@ -171,8 +172,8 @@ std::vector<QString> recoverCrashedTakes(const QString& folder) {
       unlockFragment(lock);
       continue;
     }
-    const QString take =
-        freeName(dir.filePath(name.mid(fragmentPrefix.size())), QStringLiteral("recovered"));
+    const QString take = freeName(dir.filePath(name.mid(fragmentPrefix.size())),
+                                  QStringLiteral("recovered"), keepFree);
     try {
       if (remux(fragment, take) > 0) {
         recovered.push_back(take);

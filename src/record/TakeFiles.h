@@ -12,9 +12,9 @@ namespace vorn {
 // conversion into the final movie, and the recovery of fragments that a crashed run left.
 namespace TakeFiles {
 
-// `wanted` when no file has that name, else the first free one of "Take (TAG).mp4",
-// "Take (TAG 2).mp4"… or, without a tag, "Take (2).mp4", "Take (3).mp4"…
-QString freeName(const QString& wanted, const QString& tag = {});
+// `wanted` when no file has that name (and it is not `reserved`), else the first free one of
+// "Take (TAG).mp4", "Take (TAG 2).mp4"… or, without a tag, "Take (2).mp4", "Take (3).mp4"…
+QString freeName(const QString& wanted, const QString& tag = {}, const QString& reserved = {});
 
 // ".recording-<take file name>" beside the take: the movie while it is being recorded.
 QString fragmentPath(const QString& takePath);
@@ -34,8 +34,9 @@ int lockFragment(const QString& fragment);
 void unlockFragment(int descriptor);
 
 // Turns every unlocked fragment in `folder` into a normal take beside it ("Vorn: recovered
-// take …"); a fragment without a single frame is removed. Returns the recovered takes.
-std::vector<QString> recoverCrashedTakes(const QString& folder);
+// take …"), never named `keepFree` (the take about to be recorded); a fragment without a
+// single frame is removed. Returns the recovered takes.
+std::vector<QString> recoverCrashedTakes(const QString& folder, const QString& keepFree = {});
 
 }  // namespace TakeFiles
 }  // namespace vorn

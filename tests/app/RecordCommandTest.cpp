@@ -6,6 +6,7 @@
 #include "support/TestServices.h"
 
 #include <QCursor>
+#include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QImage>
@@ -252,6 +253,35 @@ TEST(RecordCommand, aTakeOutlivesItsTerminal) {
   EXPECT_EQ(code, 0);
   EXPECT_GT(test::probeDuration(unread), 1.5);
   EXPECT_FALSE(QFile::exists(QString::fromStdString(home() + "/.recording-unread.mp4")));
+}
+
+// A take killed outright, written outside the takes folder, is recovered beside it at the next
+// run with the same --out; the new take gets the name.
+TEST(RecordCommand, aKilledTakeIsRecoveredBesideItsOutAtTheNextRun) {
+  const QString folder = QString::fromStdString(home() + "/elsewhere");
+  ASSERT_TRUE(QDir().mkpath(folder));
+  const QString out = folder + "/killed.mp4";
+  const QString fragment = folder + "/.recording-killed.mp4";
+  {
+    test::ChildProcess vorn({kVorn, "record", "--seconds", "60", "--no-camera", "--no-mic",
+                             "--fps", "30", "--out", out.toStdString()});
+    const auto fragments = [&] {
+      QFile file(fragment);
+      return file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
+    };
+    ASSERT_TRUE(test::eventually([&] { return fragments() >= 2; }, 60)) << "a whole fragment is written";
+    ::kill(vorn.pid(), SIGKILL);
+    ASSERT_TRUE(test::eventually([&] { return !vorn.running(); }));
+  }
+  std::string output;
+  EXPECT_EQ(test::runCommand({kVorn, "record", "--seconds", "1", "--no-camera", "--no-mic", "--fps",
+                              "30", "--out", out.toStdString()},
+                             &output),
+            0)
+      << output;
+  EXPECT_GT(test::probeDuration(out), 0.5);
+  EXPECT_GT(test::probeDuration(folder + "/killed (recovered).mp4"), 0.9);
+  EXPECT_FALSE(QFile::exists(fragment));
 }
 
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
