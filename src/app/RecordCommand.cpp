@@ -179,7 +179,7 @@ int runRecordCommand(int argc, char** argv) {
   const std::optional<Take> take = studio.take();  // closing the session lets go of it
   engine.closeAndWait();
 
-  if (!failure.isEmpty()) complain(failure);
+  // A failure was said where it happened ("Vorn: …"), once.
   if (!take) {
     if (failure.isEmpty()) complain(QStringLiteral("Nothing was recorded."));
     return 1;

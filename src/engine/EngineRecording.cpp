@@ -201,8 +201,10 @@ void Engine::stopRecording() {
             logError(std::string("the two audio tracks were kept apart: ") + error.what());
           }
         }
+        // A take that stopped early has said where it is already.
+        const QString unfinishedAt = recorder->failure().isEmpty() ? recorder->unfinishedAt() : QString();
         return FinishedTake{duration, std::max(0L, owed - (appended - recorder->droppedFrames())),
-                            recorder->path(), recorder->unfinishedAt()};
+                            recorder->path(), unfinishedAt};
       },
       [this, path = recorder->path(), hasMic](Outcome<FinishedTake> outcome) {
         if (!outcome.value) logError("finishing the take failed: " + outcome.error);

@@ -260,20 +260,25 @@ void Recorder::stopAfterFailure() {
   writer_->close();
   savedDuration_ = lastVideo_ ? saveTake() : 0;
   if (!lastVideo_) discardFiles();
-  const bool saved = savedDuration_ > 0;
+  const QString why = diskFull ? QStringLiteral("The disk is full: the take was stopped")
+                               : QStringLiteral("The take stopped because it couldn't be written (%1)")
+                                     .arg(QString::fromStdString(reason));
   const QString sentence =
-      diskFull ? (saved ? QStringLiteral("The disk is full: the take was stopped and saved up to that point.")
-                        : QStringLiteral("The disk is full: the take could not be saved."))
-               : QStringLiteral("The take stopped because it couldn't be written (%1).")
-                     .arg(QString::fromStdString(reason));
-  logError(sentence.toStdString());
+      savedDuration_ > 0        ? why + QStringLiteral(" and saved up to that point.")
+      : !unfinishedAt_.isEmpty() ? why + QStringLiteral(" and is kept unfinished at %1.").arg(unfinishedAt_)
+                                 : why + QStringLiteral("; nothing of it could be saved.");
   failure_.set(sentence);
-  if (failureHandler_) failureHandler_(sentence);
+  // Said once: by whoever handles the failure, else here.
+  if (failureHandler_)
+    failureHandler_(sentence);
+  else
+    logError(sentence.toStdString());
 }
 
 // Turns the fragment into the take, under a free name beside it when another file took the
-// take's name meanwhile; when that cannot be written (a full disk), the fragment itself becomes
-// the take, as it is a playable movie too; when even that fails, the fragment stays.
+// take's name meanwhile. When that cannot be written (a full disk), the fragment itself becomes
+// the take, cut after its last whole fragment so that everything it claims plays; when even
+// that fails, the fragment stays.
 double Recorder::saveTake() {
   const double duration = lastVideo_ ? *lastVideo_ - *origin_ : 0;
   const QString wanted = path_;
@@ -283,14 +288,23 @@ double Recorder::saveTake() {
   try {
     TakeFiles::remux(fragment_, path_, duration, writer_->packetCount());
     QFile::remove(fragment_);
+    return duration;
   } catch (const std::exception& error) {
     logError(std::string("couldn't finish the take, keeping it as recorded: ") + error.what());
-    if (!QFile::rename(fragment_, path_)) {
-      unfinishedAt_ = fragment_;
-      return 0;
-    }
   }
-  return duration;
+  if (!TakeFiles::cutToWholeFragments(fragment_)) {
+    QFile::remove(fragment_);  // not one whole fragment: nothing plays
+    return 0;
+  }
+  if (!QFile::rename(fragment_, path_)) {
+    unfinishedAt_ = fragment_;
+    return 0;
+  }
+  try {
+    return TakeFiles::lastFrameSeconds(path_);
+  } catch (const std::exception&) {
+    return 0;
+  }
 }
 
 void Recorder::discardFiles() {

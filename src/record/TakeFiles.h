@@ -28,6 +28,14 @@ int remux(const QString& source, const QString& target,
           double endSeconds = std::numeric_limits<double>::infinity(),
           std::int64_t packetBound = 0);
 
+// Cuts a fragmented movie whose end was damaged (a full disk, a crash) after its last whole
+// fragment, so that everything it claims plays. False when no whole fragment is there.
+bool cutToWholeFragments(const QString& fragment);
+
+// The time of a movie's last frame after its first, in seconds (0 without frames). Throws
+// std::runtime_error with one sentence when the movie can't be read.
+double lastFrameSeconds(const QString& movie);
+
 // Holds an exclusive lock on a fragment while its recording runs, so recovery in another
 // process leaves it alone. Returns the descriptor (−1 when it could not be locked).
 int lockFragment(const QString& fragment);

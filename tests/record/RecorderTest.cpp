@@ -3,6 +3,7 @@
 #include "record/Recorder.h"
 #include "record/TakeFiles.h"
 #include "support/ChildProcess.h"
+#include "support/DecodeStream.h"
 #include "support/MovieProbe.h"
 
 #include <gtest/gtest.h>
@@ -336,9 +337,16 @@ TEST_F(RecorderTest, AFullDiskStopsTheTakeAndKeepsWhatWasWritten) {
   EXPECT_LT(duration, 9.0);
   ASSERT_TRUE(QFileInfo::exists(take()));
   const auto packets = readPackets(take(), 0);
-  EXPECT_GT(packets.size(), 10u);
+  ASSERT_GT(packets.size(), 10u);
   EXPECT_TRUE(packets.front().key);
   EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
+  // Everything the kept take claims plays, and its duration is the file's.
+  av::Input input = av::openInput(take().toStdString());
+  int decoded = 0;
+  decodeStream(input.get(), 0, [&](const AVFrame&) { ++decoded; });
+  EXPECT_EQ(decoded, int(packets.size()));
+  EXPECT_NEAR(duration, packets.back().seconds - packets.front().seconds, 1e-3);
+  EXPECT_LT(probeDuration(take()), duration + 0.15);
 }
 
 TEST_F(RecorderTest, RecoveryTurnsALeftFragmentIntoATake) {
