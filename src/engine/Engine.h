@@ -175,6 +175,8 @@ class Engine : public QObject {
   };
   void finished(const FinishedTake& result, bool hasMic);
   void recorderFailed(const QString& sentence);
+  // The screen can't be captured any more: a take stops there, keeping what was recorded.
+  void screenLost(const QString& why);
   void leaveRecording();
   void countPerf(bool tick);
   void saveNow();

@@ -252,6 +252,15 @@ void Engine::recorderFailed(const QString& sentence) {
   stopRecording();  // keeps what was written
 }
 
+void Engine::screenLost(const QString& why) {
+  if (studio_.phase() != Phase::recording) return;
+  QString reason = why;
+  if (reason.endsWith('.')) reason.chop(1);
+  if (!reason.isEmpty()) reason[0] = reason[0].toLower();
+  recorderFailed(QStringLiteral("The screen can't be captured any more, so the take was stopped there: %1.")
+                     .arg(reason));
+}
+
 void Engine::restartTake() {
   if (studio_.phase() == Phase::countdown) return cancelCountdown();
   if (studio_.phase() != Phase::recording) return;

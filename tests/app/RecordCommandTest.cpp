@@ -17,7 +17,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdlib>
 #include <csignal>
+#include <memory>
 #include <thread>
 
 namespace vorn {
@@ -282,6 +284,39 @@ TEST(RecordCommand, aKilledTakeIsRecoveredBesideItsOutAtTheNextRun) {
   EXPECT_GT(test::probeDuration(out), 0.5);
   EXPECT_GT(test::probeDuration(folder + "/killed (recovered).mp4"), 0.9);
   EXPECT_FALSE(QFile::exists(fragment));
+}
+
+// The X server goes away mid-take: the take stops there and is kept, one sentence says why,
+// and the duration printed is the file's.
+TEST(RecordCommand, anXServerThatDiesMidTakeStopsItThere) {
+  const std::string ownDisplay = std::getenv("DISPLAY");
+  auto dying = std::make_unique<test::XServer>();
+  ::setenv("DISPLAY", ownDisplay.c_str(), 1);  // only the take records the dying one
+  const QString take = QString::fromStdString(home() + "/orphan.mp4");
+  std::string output;
+  std::atomic<int> code{-1};
+  std::thread record([&] {
+    code = test::runCommand({"sh", "-c", "DISPLAY=" + dying->display() + " exec " + kVorn +
+                                             " record --seconds 60 --no-camera --no-mic --fps 30 --out '" +
+                                             take.toStdString() + "' 2>&1"},
+                            &output);
+  });
+  const QString fragment = QString::fromStdString(home() + "/.recording-orphan.mp4");
+  EXPECT_TRUE(test::eventually([&] { return QFileInfo(fragment).size() > 20'000; }, 60));
+  dying.reset();
+  record.join();
+
+  EXPECT_EQ(code, 1) << output;
+  const std::string sentence = "so the take was stopped there";
+  EXPECT_NE(output.find(sentence), std::string::npos) << output;
+  EXPECT_EQ(output.find(sentence), output.rfind(sentence)) << "said once: " << output;
+  const std::size_t at = output.find("duration: ");
+  ASSERT_NE(at, std::string::npos) << output;
+  const double printed = std::stod(output.substr(at + 10));
+  const auto packets = test::readPackets(take, 0);
+  ASSERT_FALSE(packets.empty());
+  EXPECT_NEAR(printed, packets.back().seconds - packets.front().seconds, 0.01);
+  EXPECT_LT(printed, 30);
 }
 
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
