@@ -19,6 +19,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 
 namespace vorn {
 namespace {
@@ -33,15 +34,11 @@ void say(const QString& line) {
 
 void complain(const QString& sentence) { std::fputs(qPrintable("vorn: " + sentence + '\n'), stderr); }
 
-// Takes cut short by a crash, in the takes folder and beside the take about to be written
-// (its name stays free for it).
+// Takes cut short by a crash, in the takes folder (if there is one: a run that fails creates
+// none) and beside the take about to be written (its name stays free for it).
 void recoverCrashedTakes(const std::optional<QString>& out) {
   if (out) TakeFiles::recoverCrashedTakes(QFileInfo(*out).absolutePath(), *out);
-  try {
-    TakeFiles::recoverCrashedTakes(Takes::folder().toLocalFile());
-  } catch (const std::exception&) {
-    // No takes folder: nothing to recover; the take itself reports the folder's problem.
-  }
+  if (QFileInfo(Takes::folderPath()).isDir()) TakeFiles::recoverCrashedTakes(Takes::folderPath());
 }
 
 QString describe(const RecordOptions& options) {
@@ -55,10 +52,19 @@ QString describe(const RecordOptions& options) {
       .arg(length);
 }
 
+// Which display was tried, for the sentence that says there is none.
+QString noDisplay() {
+  if (const char* sample = std::getenv("VORN_SAMPLE_SCREEN"))
+    return QStringLiteral("No display to capture: VORN_SAMPLE_SCREEN=%1 can't be shown.").arg(sample);
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) return QStringLiteral("No display to capture: DISPLAY is not set.");
+  return QStringLiteral("No display to capture at DISPLAY=%1.").arg(display);
+}
+
 // The display the options name, or the sentence that says why there is none.
 QString checkDisplay(const RecordOptions& options) {
   const std::vector<DisplayInfo> displays = ScreenSource::displays();
-  if (displays.empty()) return QStringLiteral("No display to capture.");
+  if (displays.empty()) return noDisplay();
   const size_t index = size_t(options.display.value_or(0));
   if (index >= displays.size())
     return QStringLiteral("There is no display %1: this computer has %2.").arg(index).arg(displays.size());
@@ -166,7 +172,7 @@ int runRecordCommand(int argc, char** argv) {
 
   engine.open(size_t(options.display.value_or(0)));
   if (studio.phase() != Phase::framing) {
-    complain(QStringLiteral("No display to capture."));
+    complain(noDisplay());
     return 1;
   }
   if (const QString refused = frameArea(options, engine); !refused.isEmpty()) {

@@ -84,7 +84,8 @@ void Engine::prepareRecorder() {
   inBackground(
       this,
       [fps, hasMic, hasSystem, path] {
-        return std::make_shared<Recorder>(path.value_or(Takes::nextURL().toLocalFile()), fps, hasMic, hasSystem);
+        // Not value_or: naming a take in the takes folder creates that folder.
+        return std::make_shared<Recorder>(path ? *path : Takes::nextURL().toLocalFile(), fps, hasMic, hasSystem);
       },
       [this, run](Outcome<std::shared_ptr<Recorder>> outcome) {
         std::shared_ptr<Recorder> recorder = outcome.value.value_or(nullptr);

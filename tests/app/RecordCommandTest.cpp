@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QImage>
+#include <QStandardPaths>
 #include <QTest>
 #include <QWidget>
 #include <gtest/gtest.h>
@@ -331,9 +332,13 @@ TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
                               home() + "/missing/folder/take.mp4"},
                              &output),
             1);
+  EXPECT_EQ(test::runCommand({"sh", "-c", "DISPLAY=:987 exec " + kVorn + " record --seconds 1 2>&1"}, &output), 1);
+  EXPECT_NE(output.find("No display to capture at DISPLAY=:987."), std::string::npos) << output;
   std::string help;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--help"}, &help), 0);
   EXPECT_NE(help.find("Usage: vorn record"), std::string::npos);
+  EXPECT_FALSE(QFileInfo::exists(QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/Vorn"))
+      << "failed runs create no takes folder";
 }
 
 }  // namespace
