@@ -136,7 +136,6 @@ void PulseRecorder::read() {
 void PulseRecorder::restartClock() {
   pending_.clear();
   arrivals_.clear();
-  received_ = 0;
   emitted_ = 0;
   clockSet_ = false;
 }
@@ -147,8 +146,8 @@ void PulseRecorder::restartClock() {
 // each sample was captured when the quickest delivery of the last seconds says. An earlier
 // start is taken at once, so no sample is ever stamped after it arrived.
 void PulseRecorder::measureClock(double arrival) {
-  received_ = emitted_ + std::int64_t(pending_.size() / size_t(format_.channels));
-  const double latestStart = arrival - double(received_) / format_.sampleRate;
+  const std::int64_t received = emitted_ + std::int64_t(pending_.size() / size_t(format_.channels));
+  const double latestStart = arrival - double(received) / format_.sampleRate;
   // A rising minimum over the window: the front is the earliest start it allows.
   while (!arrivals_.empty() && arrivals_.back().second >= latestStart) arrivals_.pop_back();
   arrivals_.emplace_back(arrival, latestStart);

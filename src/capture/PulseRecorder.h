@@ -71,11 +71,10 @@ class PulseRecorder {
   PulseRecordFormat format_;
   // Cleared by close: tasks already queued for the handlers are skipped.
   std::shared_ptr<std::atomic<bool>> live_;
-  // Mainloop thread only (reset by open under the lock): samples not yet sent; frames
-  // received and sent since the clock started; recent (arrival, latest possible stream
-  // start) pairs, their starts rising; the stream's start in media time.
+  // Mainloop thread only (reset by open under the lock): samples not yet sent; frames sent
+  // since the clock started; recent (arrival, latest possible stream start) pairs, their
+  // starts rising; the stream's start in media time.
   std::vector<float> pending_;
-  std::int64_t received_ = 0;
   std::int64_t emitted_ = 0;
   std::deque<std::pair<double, double>> arrivals_;
   double streamStart_ = 0;
