@@ -19,6 +19,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 
 namespace vorn {
 namespace {
@@ -33,12 +34,11 @@ void say(const QString& line) {
 
 void complain(const QString& sentence) { std::fputs(qPrintable("vorn: " + sentence + '\n'), stderr); }
 
-void recoverCrashedTakes() {
-  try {
-    TakeFiles::recoverCrashedTakes(Takes::folder().toLocalFile());
-  } catch (const std::exception&) {
-    // No takes folder: nothing to recover; the take itself reports the folder's problem.
-  }
+// Takes cut short by a crash, in the takes folder (if there is one: a run that fails creates
+// none) and beside the take about to be written (its name stays free for it).
+void recoverCrashedTakes(const std::optional<QString>& out) {
+  if (out) TakeFiles::recoverCrashedTakes(QFileInfo(*out).absolutePath(), *out);
+  if (QFileInfo(Takes::folderPath()).isDir()) TakeFiles::recoverCrashedTakes(Takes::folderPath());
 }
 
 QString describe(const RecordOptions& options) {
@@ -52,10 +52,19 @@ QString describe(const RecordOptions& options) {
       .arg(length);
 }
 
+// Which display was tried, for the sentence that says there is none.
+QString noDisplay() {
+  if (const char* sample = std::getenv("VORN_SAMPLE_SCREEN"))
+    return QStringLiteral("No display to capture: VORN_SAMPLE_SCREEN=%1 can't be shown.").arg(sample);
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) return QStringLiteral("No display to capture: DISPLAY is not set.");
+  return QStringLiteral("No display to capture at DISPLAY=%1.").arg(display);
+}
+
 // The display the options name, or the sentence that says why there is none.
 QString checkDisplay(const RecordOptions& options) {
   const std::vector<DisplayInfo> displays = ScreenSource::displays();
-  if (displays.empty()) return QStringLiteral("No display to capture.");
+  if (displays.empty()) return noDisplay();
   const size_t index = size_t(options.display.value_or(0));
   if (index >= displays.size())
     return QStringLiteral("There is no display %1: this computer has %2.").arg(index).arg(displays.size());
@@ -123,7 +132,9 @@ int runRecordCommand(int argc, char** argv) {
     std::fputs(qPrintable(recordUsage()), stdout);
     return 0;
   }
-  recoverCrashedTakes();
+  std::optional<QString> out;
+  if (options.out) out = QFileInfo(*options.out).absoluteFilePath();
+  recoverCrashedTakes(out);
   if (const QString refused = checkDisplay(options); !refused.isEmpty()) {
     complain(refused);
     return 1;
@@ -133,8 +144,6 @@ int runRecordCommand(int argc, char** argv) {
   const std::unique_ptr<X11Desktop> desktop = std::getenv("VORN_SAMPLE_SCREEN") ? nullptr : X11Desktop::open();
   Engine engine(studio, nullptr, commandServices(desktop.get()), StudioWindows{});
   engine.setCountdownStep(0);
-  std::optional<QString> out;
-  if (options.out) out = QFileInfo(*options.out).absoluteFilePath();
   engine.setTakeOptions({out, true});
 
   QString failure;
@@ -163,7 +172,7 @@ int runRecordCommand(int argc, char** argv) {
 
   engine.open(size_t(options.display.value_or(0)));
   if (studio.phase() != Phase::framing) {
-    complain(QStringLiteral("No display to capture."));
+    complain(noDisplay());
     return 1;
   }
   if (const QString refused = frameArea(options, engine); !refused.isEmpty()) {
@@ -176,7 +185,7 @@ int runRecordCommand(int argc, char** argv) {
   const std::optional<Take> take = studio.take();  // closing the session lets go of it
   engine.closeAndWait();
 
-  if (!failure.isEmpty()) complain(failure);
+  // A failure was said where it happened ("Vorn: …"), once.
   if (!take) {
     if (failure.isEmpty()) complain(QStringLiteral("Nothing was recorded."));
     return 1;

@@ -24,6 +24,9 @@ void onStopSignals(QObject* context, std::function<void()> stop) {
   action.sa_handler = onSignal;
   sigemptyset(&action.sa_mask);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+  // Output that nobody reads any more (the terminal or the pipe went away) must not kill a
+  // take: writing to it just fails.
+  ::signal(SIGPIPE, SIG_IGN);
   auto* notifier = new QSocketNotifier(gSignalPipe[0], QSocketNotifier::Read, context);
   QObject::connect(notifier, &QSocketNotifier::activated, context, [stop = std::move(stop)] {
     char byte;

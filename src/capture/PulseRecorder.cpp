@@ -13,19 +13,15 @@ namespace vorn {
 
 namespace {
 
-// A stamp further than this from where the sample count puts it means a gap (or a server
-// hiccup): the clock starts again from the measured stamp.
+// A start that the arrivals put later than this is followed at once (a gap, a server
+// hiccup); nearer, it is followed smoothly.
 constexpr double resyncSeconds = 0.02;
-// How much of the difference between the measured and the counted stamp each buffer takes
-// in: slow enough to iron out scheduling noise, fast enough to follow clock drift.
+// How much of the difference each read takes in: slow enough to iron out scheduling noise,
+// fast enough to follow clock drift.
 constexpr double clockGain = 0.05;
-
-double latencySeconds(pa_stream* stream) {
-  pa_usec_t usec = 0;
-  int negative = 0;
-  if (pa_stream_get_latency(stream, &usec, &negative) < 0) return 0;
-  return negative ? -double(usec) / 1e6 : double(usec) / 1e6;
-}
+// The arrivals the start is measured over. Longer than the bursts of a source that hands
+// over seconds at a time, short enough to follow the sound card's drift.
+constexpr double arrivalWindowSeconds = 4.0;
 
 }  // namespace
 
@@ -67,10 +63,8 @@ bool PulseRecorder::open(const PulseRecordFormat& format, std::string* error) {
   if (!stream) return fail(pa_strerror(pa_context_errno(context)));
 
   format_ = format;
-  pending_.clear();
+  restartClock();
   ready_ = false;
-  clockSet_ = false;
-  lastEnd_ = 0;
   live_ = std::make_shared<std::atomic<bool>>(true);
   stream_ = stream;
   pa_stream_set_state_callback(stream, PulseRecorderCallbacks::state, this);
@@ -80,8 +74,7 @@ bool PulseRecorder::open(const PulseRecordFormat& format, std::string* error) {
       std::uint32_t(std::lround(format.bufferSeconds * format.sampleRate)) * pa_frame_size(&sampleFormat);
   const pa_buffer_attr attributes{std::uint32_t(-1), std::uint32_t(-1), std::uint32_t(-1),
                                   std::uint32_t(-1), fragmentBytes};
-  const auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
-                                       PA_STREAM_AUTO_TIMING_UPDATE);
+  const auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY);
   bool ready = pa_stream_connect_record(stream, format.source.c_str(), &attributes, flags) >= 0;
   while (ready) {
     const pa_stream_state_t state = pa_stream_get_state(stream);
@@ -122,40 +115,50 @@ void PulseRecorder::close() {
 
 void PulseRecorder::read() {
   const double arrival = mediaTime();
-  const double bytesPerSecond = double(format_.sampleRate) * format_.channels * sizeof(float);
-  size_t readable = pa_stream_readable_size(stream_);
-  if (readable == size_t(-1)) readable = 0;
   const void* data = nullptr;
   size_t bytes = 0;
+  bool received = false;
   while (pa_stream_peek(stream_, &data, &bytes) == 0 && bytes > 0) {
-    // The read position is the first sample of this fragment: its age is the latency. It
-    // is at least as old as everything waiting behind it, whatever the server estimates.
-    const double firstSamplePts =
-        std::min(arrival - latencySeconds(stream_), arrival - double(readable) / bytesPerSecond);
-    if (data)
-      append(static_cast<const float*>(data), bytes / sizeof(float), firstSamplePts);
-    else
-      clockSet_ = false;  // a hole: the stamps start again after it
+    if (data) {
+      pending_.insert(pending_.end(), static_cast<const float*>(data),
+                      static_cast<const float*>(data) + bytes / sizeof(float));
+      received = true;
+    } else {
+      restartClock();  // a hole: the stamps start again after it
+      received = false;
+    }
     pa_stream_drop(stream_);
-    readable -= std::min(readable, bytes);
   }
+  if (received) measureClock(arrival);
   emitFull();
 }
 
-void PulseRecorder::append(const float* samples, size_t count, double firstSamplePts) {
-  const double rate = format_.sampleRate;
-  const double pendingSeconds = double(pending_.size() / format_.channels) / rate;
-  const double counted = pendingPts_ + pendingSeconds;
-  const double error = firstSamplePts - counted;
-  if (!clockSet_ || std::abs(error) > resyncSeconds) {
-    pendingPts_ = firstSamplePts - pendingSeconds;
+void PulseRecorder::restartClock() {
+  pending_.clear();
+  arrivals_.clear();
+  emitted_ = 0;
+  clockSet_ = false;
+}
+
+// No sample can arrive before it was captured, and the server's latency figure can't be
+// trusted for when it was (a pipe source reports its whole capacity, a generator hands over
+// seconds ahead): the stream's start is the latest that every recent arrival allows, i.e.
+// each sample was captured when the quickest delivery of the last seconds says. An earlier
+// start is taken at once, so no sample is ever stamped after it arrived.
+void PulseRecorder::measureClock(double arrival) {
+  const std::int64_t received = emitted_ + std::int64_t(pending_.size() / size_t(format_.channels));
+  const double latestStart = arrival - double(received) / format_.sampleRate;
+  // A rising minimum over the window: the front is the earliest start it allows.
+  while (!arrivals_.empty() && arrivals_.back().second >= latestStart) arrivals_.pop_back();
+  arrivals_.emplace_back(arrival, latestStart);
+  while (arrivals_.front().first < arrival - arrivalWindowSeconds) arrivals_.pop_front();
+  const double measured = arrivals_.front().second;
+  if (!clockSet_ || measured < streamStart_ || measured - streamStart_ > resyncSeconds) {
+    streamStart_ = measured;
     clockSet_ = true;
   } else {
-    pendingPts_ += error * clockGain;
+    streamStart_ += (measured - streamStart_) * clockGain;
   }
-  // Stamps never go back, whatever the server reports.
-  pendingPts_ = std::max(pendingPts_, lastEnd_);
-  pending_.insert(pending_.end(), samples, samples + count);
 }
 
 void PulseRecorder::emitFull() {
@@ -168,9 +171,8 @@ void PulseRecorder::emitFull() {
                            pending_.begin() + std::ptrdiff_t(used + values));
     buffer->channels = format_.channels;
     buffer->sampleRate = format_.sampleRate;
-    buffer->pts = pendingPts_;
-    pendingPts_ += double(frames) / format_.sampleRate;
-    lastEnd_ = pendingPts_;
+    buffer->pts = streamStart_ + double(emitted_) / format_.sampleRate;
+    emitted_ += std::int64_t(frames);
     used += values;
     queue_.async([live = live_, handler = onBuffer_, buffer = AudioRef(std::move(buffer))] {
       if (live->load() && handler) handler(buffer);

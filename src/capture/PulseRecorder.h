@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,9 +34,9 @@ struct PulseRecordFormat {
 };
 
 // One PulseAudio record stream of interleaved 32-bit float. Buffers of bufferSeconds each
-// reach the handler on the given queue, stamped with the media time of their first sample
-// (the stream's latency taken off the arrival time, then smoothed along the sample count
-// so that the stamps advance steadily and never go back).
+// reach the handler on the given queue, stamped with the media time of their first sample:
+// the sample count from the stream's start, which is measured from the arrivals of the last
+// seconds, so that the stamps advance steadily and no sample is stamped after it arrived.
 class PulseRecorder {
  public:
   using BufferHandler = std::function<void(AudioRef)>;
@@ -55,10 +57,11 @@ class PulseRecorder {
 
  private:
   friend struct PulseRecorderCallbacks;
-  void read();                                                             // mainloop thread
-  void append(const float* samples, size_t count, double firstSamplePts);  // mainloop thread
-  void emitFull();                                                         // mainloop thread
-  void streamFailed(const std::string& reason);                            // mainloop thread
+  void read();                                   // mainloop thread
+  void restartClock();                           // mainloop thread
+  void measureClock(double arrival);             // mainloop thread
+  void emitFull();                               // mainloop thread
+  void streamFailed(const std::string& reason);  // mainloop thread
 
   SerialQueue& queue_;
   const BufferHandler onBuffer_;
@@ -68,11 +71,13 @@ class PulseRecorder {
   PulseRecordFormat format_;
   // Cleared by close: tasks already queued for the handlers are skipped.
   std::shared_ptr<std::atomic<bool>> live_;
-  // Mainloop thread only (reset by open under the lock): samples not yet sent, the media
-  // time of the first of them, and the end of the last buffer sent.
+  // Mainloop thread only (reset by open under the lock): samples not yet sent; frames sent
+  // since the clock started; recent (arrival, latest possible stream start) pairs, their
+  // starts rising; the stream's start in media time.
   std::vector<float> pending_;
-  double pendingPts_ = 0;
-  double lastEnd_ = 0;
+  std::int64_t emitted_ = 0;
+  std::deque<std::pair<double, double>> arrivals_;
+  double streamStart_ = 0;
   bool clockSet_ = false;
   // Guarded by the mainloop lock: the stream reached the ready state.
   bool ready_ = false;

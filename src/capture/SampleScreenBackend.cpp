@@ -6,13 +6,30 @@
 #include "capture/GrabLoop.h"
 #include "capture/ScreenPixels.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace vorn {
+namespace {
+
+// A picture larger than the largest common display is served scaled down to it: a sample of
+// 8000 × 8000 would otherwise hold a quarter of a gigabyte in every frame of the pipeline.
+constexpr int kLongestSide = 3840;
+
+Size servedSize(const MovieDecoder& decoder) {
+  const double scale = std::min(1.0, double(kLongestSide) / std::max(decoder.width(), decoder.height()));
+  return {std::max(1.0, std::round(decoder.width() * scale)),
+          std::max(1.0, std::round(decoder.height() * scale))};
+}
+
+}  // namespace
 
 // Serves the decoded pictures as a display: crops and scales the configured area out of them.
 class SampleGrabber : public Grabber {
  public:
   explicit SampleGrabber(const std::string& path)
-      : decoder_(path), picture_(decoder_.width(), decoder_.height()) {
+      : decoder_(path),
+        picture_(int(servedSize(decoder_).width), int(servedSize(decoder_).height)) {
     show();
   }
 
@@ -65,8 +82,8 @@ SampleScreenBackend::~SampleScreenBackend() { stop(); }
 
 std::vector<DisplayInfo> SampleScreenBackend::displays() {
   try {
-    const MovieDecoder decoder(path_);
-    return {{1, "Sample", Rect{0, 0, double(decoder.width()), double(decoder.height())}, 1.0}};
+    const Size size = servedSize(MovieDecoder(path_));
+    return {{1, "Sample", Rect{0, 0, size.width, size.height}, 1.0}};
   } catch (const std::exception& error) {
     logError(std::string("sample screen: ") + error.what());
     return {};

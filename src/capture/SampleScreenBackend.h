@@ -17,7 +17,8 @@ class SampleScreenBackend : public ScreenBackend {
   explicit SampleScreenBackend(std::string path);
   ~SampleScreenBackend() override;
 
-  // One display, "Sample", the size of the file's picture; none when the file cannot be read.
+  // One display, "Sample", the size of the file's picture (scaled down to 3840 on its longest
+  // side); none when the file cannot be read.
   std::vector<DisplayInfo> displays() override;
   void start(const DisplayInfo& display, const ScreenConfig& config,
              std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override;

@@ -71,7 +71,10 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
   sinks.onAudio = [this](AudioRef audio) {
     if (onSystemAudio) onSystemAudio(std::move(audio));
   };
-  sinks.onStopped = [](const std::string& why) { logError("screen stream stopped: " + why); };
+  sinks.onStopped = [this](const std::string& why) {
+    logError("screen stream stopped: " + why);
+    if (onStopped) onStopped(why);
+  };
   backend_->start(*display, config, ownWindows_, std::move(sinks));
   running_ = true;
   config_ = config;

@@ -71,6 +71,9 @@ class ScreenSource {
   Locked<std::optional<CaptureRequest>> requested;
   // Receives system audio buffers; set before start.
   std::function<void(AudioRef)> onSystemAudio;
+  // Told, on a capture thread, why the stream stopped by itself (the display went away…);
+  // set before start.
+  std::function<void(const std::string&)> onStopped;
 
  private:
   using Areas = std::shared_ptr<const std::map<int64_t, Rect>>;

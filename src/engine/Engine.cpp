@@ -56,6 +56,10 @@ Engine::Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, Studio
   screenSource_->onSystemAudio = [this](AudioRef buffer) {
     if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, true);
   };
+  screenSource_->onStopped = [this](const std::string& why) {
+    QMetaObject::invokeMethod(this, [this, why] { screenLost(QString::fromStdString(why)); },
+                              Qt::QueuedConnection);
+  };
   cameraSource_->onMic = [this](AudioRef buffer) {
     if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, false);
   };

@@ -166,8 +166,18 @@ class Engine : public QObject {
   void recorderReady(std::shared_ptr<Recorder> recorder, const std::string& error);
   void begun(bool ok);
   void abandonStart(const QString& reason);
-  void finished(double duration, long dropped, const QString& path, bool hasMic);
+  // What finishing a take gave: its duration, the frames it dropped, where it went, and the
+  // hidden fragment kept when no take could be made of it.
+  struct FinishedTake {
+    double duration = 0;
+    long dropped = 0;
+    QString path;
+    QString unfinishedAt;
+  };
+  void finished(const FinishedTake& result, bool hasMic);
   void recorderFailed(const QString& sentence);
+  // The screen can't be captured any more: a take stops there, keeping what was recorded.
+  void screenLost(const QString& why);
   void leaveRecording();
   void countPerf(bool tick);
   void saveNow();

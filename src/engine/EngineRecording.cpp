@@ -86,7 +86,8 @@ void Engine::prepareRecorder() {
   inBackground(
       this,
       [fps, hasMic, hasSystem, path] {
-        return std::make_shared<Recorder>(path.value_or(Takes::nextURL().toLocalFile()), fps, hasMic, hasSystem);
+        // Not value_or: naming a take in the takes folder creates that folder.
+        return std::make_shared<Recorder>(path ? *path : Takes::nextURL().toLocalFile(), fps, hasMic, hasSystem);
       },
       [this, run](Outcome<std::shared_ptr<Recorder>> outcome) {
         std::shared_ptr<Recorder> recorder = outcome.value.value_or(nullptr);
@@ -120,6 +121,8 @@ void Engine::startRecording() {
     }, Qt::QueuedConnection);
   });
   std::shared_ptr<Recorder> recorder = recorder_;
+  // The sound captured at the start may reach the take before it has begun: it holds it.
+  audioTarget_.set(recorder);
   const double now = mediaTime();
   const unsigned run = countdownRun_;
   inBackground(this, [recorder, now] { return recorder->begin(now); },
@@ -129,7 +132,6 @@ void Engine::startRecording() {
                    return abandonStart(QStringLiteral("The take could not be started."));
                  loop_->resetAppended();
                  loop_->recorder.set(recorder_);
-                 audioTarget_.set(recorder_);
                  studio_.setRecordStart(mediaTime());
                  studio_.setPausedAt(std::nullopt);
                  studio_.setPausedTotal(0);
@@ -139,6 +141,7 @@ void Engine::startRecording() {
 }
 
 void Engine::abandonStart(const QString& reason) {
+  audioTarget_.set(nullptr);
   discardInBackground(this, std::exchange(recorder_, nullptr));
   escKey_.reset();
   studio_.setPhase(Phase::framing);
@@ -174,7 +177,6 @@ void Engine::togglePause() {
 
 void Engine::leaveRecording() {
   loop_->recorder.set(nullptr);
-  audioTarget_.set(nullptr);
 }
 
 void Engine::stopRecording() {
@@ -187,15 +189,14 @@ void Engine::stopRecording() {
   // Every frame slot between the take's first and last frame that holds no frame is dropped.
   const long owed = loop_->appendedSlots(int(studio_.prefs().fps));
   const long appended = loop_->appendedFrames();
+  // The sound still on its way up to the last frame goes on reaching the take while it finishes.
+  Locked<std::shared_ptr<Recorder>>* audioTarget = &audioTarget_;
   ++finishing_;
-  struct Finished {
-    double duration;
-    long dropped;
-  };
   inBackground(
       this,
-      [recorder, flatten, owed, appended] {
+      [recorder, flatten, owed, appended, audioTarget] {
         const double duration = recorder->finish();
+        audioTarget->testAndSet(recorder, nullptr);
         if (duration > 0 && flatten) {
           try {
             AudioFlattener::flatten(recorder->path());
@@ -203,27 +204,39 @@ void Engine::stopRecording() {
             logError(std::string("the two audio tracks were kept apart: ") + error.what());
           }
         }
-        return Finished{duration, std::max(0L, owed - (appended - recorder->droppedFrames()))};
+        // A take that stopped early has said where it is already.
+        const QString unfinishedAt = recorder->failure().isEmpty() ? recorder->unfinishedAt() : QString();
+        return FinishedTake{duration, std::max(0L, owed - (appended - recorder->droppedFrames())),
+                            recorder->path(), unfinishedAt};
       },
-      [this, path = recorder->path(), hasMic](Outcome<Finished> outcome) {
+      [this, path = recorder->path(), hasMic](Outcome<FinishedTake> outcome) {
         if (!outcome.value) logError("finishing the take failed: " + outcome.error);
-        const Finished result = outcome.value.value_or(Finished{0, 0});
-        finished(result.duration, result.dropped, path, hasMic);
+        finished(outcome.value.value_or(FinishedTake{0, 0, path, {}}), hasMic);
       });
 }
 
-void Engine::finished(double duration, long dropped, const QString& path, bool hasMic) {
+void Engine::finished(const FinishedTake& result, bool hasMic) {
   --finishing_;
-  lastDropped_ = dropped;
+  lastDropped_ = result.dropped;
   windows_.island->fadeOut();
   if (reels_) reels_->resume();
+  if (!result.unfinishedAt.isEmpty()) {
+    const QString sentence =
+        QStringLiteral("The take couldn't be finished: it is kept at %1.").arg(result.unfinishedAt);
+    logError(sentence.toStdString());
+    Q_EMIT recordingFailed(sentence);
+    flash(sentence);
+  }
   if (studio_.phase() == Phase::finishing) {
+    const double duration = result.duration;
     if (duration <= 0 || (duration < kShortestTake && !takeOptions_.keepShort)) {
-      if (QFile::exists(path)) QFile::moveToTrash(path);
-      if (!takeOptions_.keepShort) flash(QStringLiteral("Too short, discarded"));
+      // Only a short take of ours goes to the trash; a file under the name is someone else's.
+      if (duration > 0) QFile::moveToTrash(result.path);
+      if (!takeOptions_.keepShort && result.unfinishedAt.isEmpty())
+        flash(QStringLiteral("Too short, discarded"));
       studio_.setPhase(Phase::framing);
     } else {
-      const Take take{QUrl::fromLocalFile(path), duration};
+      const Take take{QUrl::fromLocalFile(result.path), duration};
       studio_.setTake(take);
       studio_.setPhase(Phase::review);
       setCompact(false);  // a finished take is always seen at full size
@@ -243,10 +256,20 @@ void Engine::recorderFailed(const QString& sentence) {
   stopRecording();  // keeps what was written
 }
 
+void Engine::screenLost(const QString& why) {
+  if (studio_.phase() != Phase::recording) return;
+  QString reason = why;
+  if (reason.endsWith('.')) reason.chop(1);
+  if (!reason.isEmpty()) reason[0] = reason[0].toLower();
+  recorderFailed(QStringLiteral("The screen can't be captured any more, so the take was stopped there: %1.")
+                     .arg(reason));
+}
+
 void Engine::restartTake() {
   if (studio_.phase() == Phase::countdown) return cancelCountdown();
   if (studio_.phase() != Phase::recording) return;
   leaveRecording();
+  audioTarget_.set(nullptr);
   discardInBackground(this, std::exchange(recorder_, nullptr));
   studio_.setPhase(Phase::framing);
   windows_.island->fadeOut();

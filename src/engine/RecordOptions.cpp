@@ -5,6 +5,10 @@
 namespace vorn {
 namespace {
 
+// Longer than any take a disk holds, and well within what a timer can count in milliseconds.
+constexpr double kLongestTake = 86400;
+
+
 std::optional<Rect> parseArea(const QString& text) {
   const QStringList parts = text.split(',');
   if (parts.size() != 4) return std::nullopt;
@@ -55,8 +59,8 @@ ParsedRecordOptions parseRecordOptions(const QStringList& args, const Prefs& sav
       const auto value = valueOf(args, i, error);
       bool ok = false;
       const double seconds = value ? value->toDouble(&ok) : 0;
-      if (value && (!ok || !(seconds > 0) || !std::isfinite(seconds)))
-        error = QStringLiteral("The number of seconds must be a positive number.");
+      if (value && (!ok || !(seconds > 0) || seconds > kLongestTake))
+        error = QStringLiteral("The number of seconds must be a positive number up to 86400 (a day).");
       else if (value)
         o.seconds = seconds;
     } else if (arg == "--layout") {

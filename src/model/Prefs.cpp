@@ -196,7 +196,7 @@ std::optional<Prefs> Prefs::decode(const QByteArray& json) {
 Prefs Prefs::load() {
   const QByteArray data = userSettings().value(kPrefsKey).toByteArray();
   if (data.isEmpty()) return Prefs{};
-  return decode(data).value_or(Prefs{});
+  return decode(data).value_or(Prefs{}).withinRanges();
 }
 
 void Prefs::save() const {

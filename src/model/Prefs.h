@@ -44,10 +44,18 @@ struct Prefs {
   // JSON with exactly the field names as keys; absent optionals are omitted.
   QByteArray encode() const;
   // Nothing when the data is malformed, lacks a required key, holds a wrong type or
-  // an unknown enumeration string. No clamping or migration.
+  // an unknown enumeration string. Values are taken as they stand (see withinRanges).
   static std::optional<Prefs> decode(const QByteArray& json);
 
-  // The saved record, or the defaults when there is none or it does not decode.
+  // This record with every value the controls could not have set replaced: a frame rate
+  // other than 30 or 60, a split ratio outside [0.34, 0.72], a bubble size outside
+  // [0.18, 0.5] or a prompter speed outside [0, 1000] by its default; a bubble position by the
+  // nearest one that keeps the bubble whole; a capture frame that frames no part of the
+  // screen (not four numbers, outside it, or under a hundredth of it) by none.
+  Prefs withinRanges() const;
+
+  // The saved record within its ranges, or the defaults when there is none or it does not
+  // decode.
   static Prefs load();
   void save() const;
 };

@@ -8,9 +8,13 @@
 
 namespace vorn::Takes {
 
-QUrl folder() {
+QString folderPath() {
   const QString movies = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
-  const QString path = QDir(movies).filePath(QStringLiteral("Vorn"));
+  return QDir(movies).filePath(QStringLiteral("Vorn"));
+}
+
+QUrl folder() {
+  const QString path = folderPath();
   std::filesystem::create_directories(path.toStdString());  // throws with the system's reason
   return QUrl::fromLocalFile(path);
 }

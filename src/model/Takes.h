@@ -10,6 +10,8 @@ namespace Takes {
 // Creates the folder (with its parents) on every call; throws std::filesystem::filesystem_error
 // when it cannot be created.
 QUrl folder();
+// Where the folder is, whether or not it exists yet.
+QString folderPath();
 
 // folder / "Vorn yyyy-MM-dd at HH.mm.ss.mp4" for the current local time. When that name, or
 // the hidden ".recording-" file of a take still being written under it, is taken, a number

@@ -1,5 +1,6 @@
 #include "record/Recorder.h"
 
+#include "base/Clock.h"
 #include "base/Log.h"
 #include "record/TakeFiles.h"
 #include "record/TakeWriter.h"
@@ -8,6 +9,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <chrono>
 #include <mutex>
 #include <stdexcept>
 #include <unistd.h>
@@ -22,6 +24,8 @@ constexpr int maxQueuedVideo = 6;
 constexpr int maxFrames = maxQueuedVideo + 3;
 // Audio buffers waiting (about two seconds of 10 ms buffers per source).
 constexpr int maxQueuedAudio = 400;
+// Audio held before the first frame: enough for a source that hands over seconds at a time.
+constexpr double maxHeldSeconds = 3.0;
 
 std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }
 
@@ -111,8 +115,8 @@ void Recorder::appendAudio(AudioRef sample, double hostPTS, bool system) {
     queuedAudio_.fetch_sub(1);
     return;
   }
-  queue_.async([this, sample = std::move(sample), hostPTS, system] {
-    writeAudio(*sample, hostPTS, system);
+  queue_.async([this, sample = std::move(sample), hostPTS, system, arrived = mediaTime()] {
+    writeAudio(sample, hostPTS, system, arrived);
     queuedAudio_.fetch_sub(1);
   });
 }
@@ -131,6 +135,7 @@ void Recorder::resume(double hostTime) {
 }
 
 double Recorder::finish() {
+  awaitAudio();
   double duration = 0;
   queue_.sync([this, &duration] {
     if (status_ != Status::writing) {
@@ -142,7 +147,7 @@ double Recorder::finish() {
       discardFiles();
       return;
     }
-    duration = *lastVideo_ - *start_;
+    duration = *lastVideo_ - *origin_;
     if (!writer_->finish(duration))
       logError("couldn't finish the take cleanly: " + writer_->error());
     duration = saveTake();
@@ -171,9 +176,14 @@ void Recorder::writeVideo(const FrameBuffer& frame, double hostTime) {
   const double pts = hostTime - offset_;
   if (lastVideo_ && pts <= *lastVideo_) return;
   if (pts < *start_) return;
-  switch (writer_->writeVideo(frame, pts - *start_)) {
+  switch (writer_->writeVideo(frame, pts - origin_.value_or(pts))) {
     case TakeWriter::Result::written:
       lastVideo_ = pts;
+      if (!origin_) {
+        origin_ = pts;
+        for (const HeldAudio& held : std::exchange(held_, {}))
+          placeAudio(*held.sample, held.hostPTS, held.system);
+      }
       syncToDiskNowAndThen(pts);
       break;
     case TakeWriter::Result::dropped: break;
@@ -193,12 +203,54 @@ void Recorder::syncToDiskNowAndThen(double pts) {
   });
 }
 
-void Recorder::writeAudio(const AudioBuffer& sample, double hostPTS, bool system) {
-  if (pausedAt_ || !start_ || status_ != Status::writing || hostPTS < *start_) return;
-  const double seconds = hostPTS - offset_ - *start_;
-  if (seconds < 0) return;
+void Recorder::writeAudio(AudioRef sample, double hostPTS, bool system, double arrived) {
+  if (pausedAt_) return;
+  arrivals_.arrived(system ? 1 : 0, arrived, hostPTS + sample->duration());
+  if (status_ == Status::created || (status_ == Status::writing && !origin_))
+    holdAudio(std::move(sample), hostPTS, system);
+  else if (status_ == Status::writing)
+    placeAudio(*sample, hostPTS, system);
+  {
+    std::lock_guard lock(audioMutex_);
+    ++audioWrites_;
+  }
+  audioWritten_.notify_all();
+}
+
+void Recorder::holdAudio(AudioRef sample, double hostPTS, bool system) {
+  held_.push_back({std::move(sample), hostPTS, system});
+  while (held_.front().hostPTS < hostPTS - maxHeldSeconds) held_.pop_front();
+}
+
+// Sound from before the first frame is cut off there; the rest keeps its capture time.
+void Recorder::placeAudio(const AudioBuffer& sample, double hostPTS, bool system) {
+  const double seconds = hostPTS - offset_ - *origin_;
+  if (seconds + sample.duration() <= 0) return;
   if (writer_->writeAudio(system, sample, seconds) == TakeWriter::Result::failed)
     stopAfterFailure();
+}
+
+// The capture sources deliver their sound a little (or, some, seconds) after it was captured:
+// what is still on its way up to the last frame is waited for, as long as it keeps coming.
+void Recorder::awaitAudio() {
+  for (;;) {
+    double due = 0;
+    std::uint64_t written = 0;
+    queue_.sync([&] {
+      due = audioStillDue();
+      std::lock_guard lock(audioMutex_);
+      written = audioWrites_;
+    });
+    if (due <= 0) return;
+    std::unique_lock lock(audioMutex_);
+    audioWritten_.wait_for(lock, std::chrono::duration<double>(due),
+                           [&] { return audioWrites_ != written; });
+  }
+}
+
+double Recorder::audioStillDue() const {
+  if (status_ != Status::writing || !lastVideo_ || pausedAt_) return 0;
+  return arrivals_.stillDue(*lastVideo_ + offset_, mediaTime());
 }
 
 void Recorder::stopAfterFailure() {
@@ -208,32 +260,51 @@ void Recorder::stopAfterFailure() {
   writer_->close();
   savedDuration_ = lastVideo_ ? saveTake() : 0;
   if (!lastVideo_) discardFiles();
-  const bool saved = savedDuration_ > 0;
+  const QString why = diskFull ? QStringLiteral("The disk is full: the take was stopped")
+                               : QStringLiteral("The take stopped because it couldn't be written (%1)")
+                                     .arg(QString::fromStdString(reason));
   const QString sentence =
-      diskFull ? (saved ? QStringLiteral("The disk is full: the take was stopped and saved up to that point.")
-                        : QStringLiteral("The disk is full: the take could not be saved."))
-               : QStringLiteral("The take stopped because it couldn't be written (%1).")
-                     .arg(QString::fromStdString(reason));
-  logError(sentence.toStdString());
+      savedDuration_ > 0        ? why + QStringLiteral(" and saved up to that point.")
+      : !unfinishedAt_.isEmpty() ? why + QStringLiteral(" and is kept unfinished at %1.").arg(unfinishedAt_)
+                                 : why + QStringLiteral("; nothing of it could be saved.");
   failure_.set(sentence);
-  if (failureHandler_) failureHandler_(sentence);
+  // Said once: by whoever handles the failure, else here.
+  if (failureHandler_)
+    failureHandler_(sentence);
+  else
+    logError(sentence.toStdString());
 }
 
-// Turns the fragment into the take; when that cannot be written (a full disk), the fragment
-// itself becomes the take, as it is a playable movie too.
+// Turns the fragment into the take, under a free name beside it when another file took the
+// take's name meanwhile. When that cannot be written (a full disk), the fragment itself becomes
+// the take, cut after its last whole fragment so that everything it claims plays; when even
+// that fails, the fragment stays.
 double Recorder::saveTake() {
-  const double duration = lastVideo_ ? *lastVideo_ - *start_ : 0;
+  const double duration = lastVideo_ ? *lastVideo_ - *origin_ : 0;
+  const QString wanted = path_;
+  path_ = TakeFiles::freeName(wanted);
+  if (path_ != wanted)
+    logError("another file took the name " + local(wanted) + " during the take: saved as " + local(path_));
   try {
     TakeFiles::remux(fragment_, path_, duration, writer_->packetCount());
     QFile::remove(fragment_);
+    return duration;
   } catch (const std::exception& error) {
     logError(std::string("couldn't finish the take, keeping it as recorded: ") + error.what());
-    if (!QFile::rename(fragment_, path_)) {
-      logError("couldn't keep the take at " + local(path_));
-      return 0;
-    }
   }
-  return duration;
+  if (!TakeFiles::cutToWholeFragments(fragment_)) {
+    QFile::remove(fragment_);  // not one whole fragment: nothing plays
+    return 0;
+  }
+  if (!QFile::rename(fragment_, path_)) {
+    unfinishedAt_ = fragment_;
+    return 0;
+  }
+  try {
+    return TakeFiles::lastFrameSeconds(path_);
+  } catch (const std::exception&) {
+    return 0;
+  }
 }
 
 void Recorder::discardFiles() {

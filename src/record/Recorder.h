@@ -4,12 +4,17 @@
 #include "base/FrameBuffer.h"
 #include "base/Locked.h"
 #include "base/SerialQueue.h"
+#include "record/AudioArrivals.h"
 
 #include <QString>
 
 #include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -18,7 +23,10 @@ namespace vorn {
 class TakeWriter;
 
 // Writes one take: the composed 1080 × 1920 frames of the render loop and the microphone
-// and system audio, on a pause-aware timeline (written time = host time − paused time).
+// and system audio, on a pause-aware timeline (written time = host time − paused time) that
+// starts with the first frame. Audio is placed by its capture stamps: what arrives before the
+// first frame (even before `begin`) is held and its part from that frame on is kept, and
+// `finish` waits for the sound that the capture sources still owe up to the last frame.
 // While recording the movie is a hidden fragmented MP4 beside the take; `finish` turns it into
 // the take with its moov at the front. Every call but `begin` and `finish` returns at once:
 // the work runs on the "vorn.writer" thread, and frames that find the writer behind are
@@ -33,17 +41,18 @@ class Recorder {
   // Cancels the take unless it was finished.
   ~Recorder();
 
-  // Starts the session at `hostTime` (media time). Logs "Vorn: writer failed to start: …"
-  // and returns false when writing cannot start (or the recorder was begun already). Call
-  // before any append.
+  // Starts the session at `hostTime` (media time): frames from then on are written. Logs
+  // "Vorn: writer failed to start: …" and returns false when writing cannot start (or the
+  // recorder was begun already). Call before any frame.
   bool begin(double hostTime);
   void appendVideo(ConstFrameRef frame, double hostTime);
   void appendAudio(AudioRef sample, double hostPTS, bool system);
   void pause(double hostTime);
   void resume(double hostTime);
   // Blocks until the take is on disk; returns its written duration in seconds (last frame −
-  // start, pauses excluded); 0 when no frame was written (its files are then removed). A
-  // take stopped early by a full disk keeps what was written and returns its duration.
+  // first frame, pauses excluded); 0 when no frame was written (its files are then removed).
+  // Keep feeding audio until it returns: it first waits, briefly, for sound up to the last
+  // frame. A take stopped early by a full disk keeps what was written and returns its duration.
   double finish();
   // Abandons the take and deletes its files (on the writer thread, right after what is queued).
   void cancel();
@@ -54,7 +63,12 @@ class Recorder {
   std::shared_ptr<FramePool> pool() const { return pool_; }
   int droppedFrames() const { return dropped_.load(); }
   const QString& encoderName() const { return encoderName_; }
+  // Where the take is; after `finish`, where it went (a free name beside it when another
+  // file took its name meanwhile).
   const QString& path() const { return path_; }
+  // After `finish`: the hidden fragment kept because no take could be made of it ("" when
+  // the take was saved or discarded).
+  const QString& unfinishedAt() const { return unfinishedAt_; }
   // The sentence that says why the take stopped early ("" while all is well).
   QString failure() const { return failure_.get(); }
   // Called once, on the writer thread, when the take stops early (e.g. the disk is full).
@@ -63,15 +77,26 @@ class Recorder {
  private:
   enum class Status { created, writing, failed, done };
 
+  struct HeldAudio {
+    AudioRef sample;
+    double hostPTS;
+    bool system;
+  };
+
   void writeVideo(const FrameBuffer& frame, double hostTime);
-  void writeAudio(const AudioBuffer& sample, double hostPTS, bool system);
+  void writeAudio(AudioRef sample, double hostPTS, bool system, double arrived);
+  void holdAudio(AudioRef sample, double hostPTS, bool system);
+  void placeAudio(const AudioBuffer& sample, double hostPTS, bool system);
+  void awaitAudio();
+  double audioStillDue() const;
   void syncToDiskNowAndThen(double pts);
   void stopAfterFailure();
   double saveTake();
   void discardFiles();
 
-  const QString path_;
+  QString path_;  // writer thread only after construction
   const QString fragment_;
+  QString unfinishedAt_;  // writer thread only
   const bool hasMic_;
   const bool hasSystem_;
   const int fps_;
@@ -80,9 +105,13 @@ class Recorder {
   std::unique_ptr<TakeWriter> writer_;  // writer thread only after construction
   int fragmentLock_ = -1;               // writer thread only after construction
 
-  // The timeline: writer thread only.
+  // The timeline: writer thread only. `start_` is when frames count from, `origin_` the
+  // first written frame's time, the written zero.
   Status status_ = Status::created;
   std::optional<double> start_;
+  std::optional<double> origin_;
+  std::deque<HeldAudio> held_;  // audio that came before the first frame
+  AudioArrivals arrivals_;
   double offset_ = 0;
   std::optional<double> pausedAt_;
   std::optional<double> lastVideo_;
@@ -95,6 +124,10 @@ class Recorder {
   std::atomic<int> queuedAudio_{0};
   std::atomic<int> dropped_{0};
   std::atomic<bool> syncPending_{false};
+  // Counts the audio buffers written, for `finish` waiting on them.
+  std::mutex audioMutex_;
+  std::condition_variable audioWritten_;
+  std::uint64_t audioWrites_ = 0;
   SerialQueue syncQueue_{"vorn.writer.sync"};
   SerialQueue queue_{"vorn.writer"};  // last: drains before the fields it uses go away
 };

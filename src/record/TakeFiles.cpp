@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cmath>
 #include <fcntl.h>
 #include <stdexcept>
@@ -83,42 +84,55 @@ int remuxStreams(const QString& source, const QString& target, double endSeconds
   return videoPackets;
 }
 
-// True when the fragmented movie holds at least one fragment (a "moof" box at the top level);
-// a run that died before its first fragment left nothing to recover.
-bool holdsAFragment(const QString& path) {
-  QFile file(path);
-  if (!file.open(QIODevice::ReadOnly)) return false;
+struct Box {
+  QByteArray type;
+  qint64 at = 0;
+  qint64 end = 0;  // may lie past the end of the file when the box was cut off
+};
+
+// The top-level boxes of an MP4 file, in order, up to the first whose header is unreadable.
+std::vector<Box> topLevelBoxes(QFile& file) {
+  std::vector<Box> boxes;
   qint64 at = 0;
   while (at + 8 <= file.size() && file.seek(at)) {
     const QByteArray header = file.read(16);
-    if (header.size() < 8) return false;
-    if (header.mid(4, 4) == "moof") return true;
+    if (header.size() < 8) break;
     std::uint64_t size = 0;
     for (int i = 0; i < 4; ++i) size = size << 8 | std::uint8_t(header[i]);
     if (size == 1 && header.size() == 16) {
       size = 0;
       for (int i = 8; i < 16; ++i) size = size << 8 | std::uint8_t(header[i]);
     }
-    if (size < 8) return false;
+    if (size < 8) break;
+    boxes.push_back({header.mid(4, 4), at, at + qint64(size)});
     at += qint64(size);
   }
-  return false;
+  return boxes;
 }
 
-// "Take.mp4", else "Take (recovered).mp4", "Take (recovered 2).mp4"…
-QString freeName(const QString& wanted) {
-  if (!QFileInfo::exists(wanted)) return wanted;
-  const QFileInfo info(wanted);
-  const QString stem = info.dir().filePath(info.completeBaseName());
-  for (int n = 1;; ++n) {
-    const QString suffix = n == 1 ? QStringLiteral(" (recovered)")
-                                  : QStringLiteral(" (recovered %1)").arg(n);
-    const QString name = stem + suffix + "." + info.suffix();
-    if (!QFileInfo::exists(name)) return name;
-  }
+// True when the fragmented movie holds at least one fragment (a "moof" box at the top level);
+// a run that died before its first fragment left nothing to recover.
+bool holdsAFragment(const QString& path) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) return false;
+  const std::vector<Box> boxes = topLevelBoxes(file);
+  return std::any_of(boxes.begin(), boxes.end(), [](const Box& box) { return box.type == "moof"; });
 }
 
 }  // namespace
+
+QString freeName(const QString& wanted, const QString& tag, const QString& reserved) {
+  const auto taken = [&](const QString& name) { return name == reserved || QFileInfo::exists(name); };
+  if (!taken(wanted)) return wanted;
+  const QFileInfo info(wanted);
+  const QString stem = info.dir().filePath(info.completeBaseName());
+  for (int n = 1;; ++n) {
+    const QString suffix = tag.isEmpty() ? QString::number(n + 1)
+                                         : n == 1 ? tag : QStringLiteral("%1 %2").arg(tag).arg(n);
+    const QString name = stem + " (" + suffix + ")." + info.suffix();
+    if (!taken(name)) return name;
+  }
+}
 
 QString fragmentPath(const QString& takePath) {
   const QFileInfo info(takePath);
@@ -142,6 +156,34 @@ int remux(const QString& source, const QString& target, double endSeconds,
   }
 }
 
+bool cutToWholeFragments(const QString& fragment) {
+  QFile file(fragment);
+  if (!file.open(QIODevice::ReadWrite)) return false;
+  const std::vector<Box> boxes = topLevelBoxes(file);
+  qint64 whole = 0;  // the end of the last fragment (a "moof" and its "mdat") wholly on disk
+  for (std::size_t i = 1; i < boxes.size(); ++i)
+    if (boxes[i].type == "mdat" && boxes[i - 1].type == "moof" && boxes[i].end <= file.size())
+      whole = boxes[i].end;
+  return whole > 0 && file.resize(whole);
+}
+
+double lastFrameSeconds(const QString& movie) {
+  av::Input input = av::openInput(local(movie));
+  const int video = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (video < 0) return 0;
+  const AVRational timeBase = input->streams[video]->time_base;
+  av::Packet packet = av::makePacket();
+  std::int64_t first = AV_NOPTS_VALUE, last = AV_NOPTS_VALUE;
+  while (av_read_frame(input.get(), packet.get()) >= 0) {
+    if (packet->stream_index == video && packet->pts != AV_NOPTS_VALUE) {
+      first = first == AV_NOPTS_VALUE ? packet->pts : std::min(first, packet->pts);
+      last = last == AV_NOPTS_VALUE ? packet->pts : std::max(last, packet->pts);
+    }
+    av_packet_unref(packet.get());
+  }
+  return first == AV_NOPTS_VALUE ? 0 : double(last - first) * av_q2d(timeBase);
+}
+
 int lockFragment(const QString& fragment) {
   const int descriptor = ::open(local(fragment).c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return -1;
@@ -156,7 +198,7 @@ void unlockFragment(int descriptor) {
   if (descriptor >= 0) ::close(descriptor);
 }
 
-std::vector<QString> recoverCrashedTakes(const QString& folder) {
+std::vector<QString> recoverCrashedTakes(const QString& folder, const QString& keepFree) {
   std::vector<QString> recovered;
   const QDir dir(folder);
   const QStringList fragments =
@@ -172,7 +214,8 @@ std::vector<QString> recoverCrashedTakes(const QString& folder) {
       unlockFragment(lock);
       continue;
     }
-    const QString take = freeName(dir.filePath(name.mid(fragmentPrefix.size())));
+    const QString take = freeName(dir.filePath(name.mid(fragmentPrefix.size())),
+                                  QStringLiteral("recovered"), keepFree);
     try {
       if (remux(fragment, take) > 0) {
         recovered.push_back(take);

@@ -191,8 +191,11 @@ void VideoEncoder::openSoftware(int fps) {
   av_opt_set(context_->priv_data, "preset", preset, 0);
   av_opt_set(context_->priv_data, "profile", "high", 0);
   // Without lookahead or B-frames each frame leaves the encoder almost at once, so a crash
-  // loses little and the writer's queue stays short.
-  av_opt_set(context_->priv_data, "x264-params", "rc-lookahead=0:sync-lookahead=0:bframes=0", 0);
+  // loses little and the writer's queue stays short. libx264 signals the lowest profile the
+  // stream needs and ultrafast turns off CABAC and 8 × 8 transforms, which would make the take
+  // Constrained Baseline: both stay on, so every preset gives High profile.
+  av_opt_set(context_->priv_data, "x264-params",
+             "rc-lookahead=0:sync-lookahead=0:bframes=0:cabac=1:8x8dct=1", 0);
   av::check(avcodec_open2(context_.get(), codec, nullptr), "Couldn't open the H.264 encoder");
   name_ = std::string("libx264 (") + preset + ")";
 }

@@ -1,14 +1,26 @@
 #include "capture/PulseTestSupport.h"
 #include "support/ChildProcess.h"
+#include "support/DecodeStream.h"
+#include "support/Eventually.h"
 #include "support/MovieProbe.h"
 #include "support/TestServices.h"
 
 #include <QCursor>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
 #include <QImage>
+#include <QStandardPaths>
 #include <QTest>
 #include <QWidget>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <csignal>
+#include <memory>
 #include <thread>
 
 namespace vorn {
@@ -87,6 +99,219 @@ TEST(RecordCommand, recordsTheScreenTheCameraAndTheMicrophoneIntoOneTake) {
   EXPECT_FALSE(isGreen(frame.pixelColor(540, 100))) << "above the card: the backdrop";
 }
 
+// When the framed screen turns bright (the luma at the card's centre), in seconds of the take.
+std::vector<double> flashes(const std::string& take) {
+  av::Input input = av::openInput(take);
+  const AVStream* stream = input->streams[0];
+  std::vector<double> found;
+  bool bright = true;  // an edge counts only after a dark frame
+  test::decodeStream(input.get(), 0, [&](const AVFrame& frame) {
+    const bool now = frame.data[0][700 * frame.linesize[0] + 540] > 128;
+    if (now && !bright) found.push_back(double(frame.pts) * av_q2d(stream->time_base));
+    bright = now;
+  });
+  return found;
+}
+
+// When the microphone turns loud (5 ms windows), in seconds of the take.
+std::vector<double> clicks(const std::vector<float>& samples) {
+  std::vector<double> times;
+  bool loud = true;
+  for (size_t at = 0; at + 240 <= samples.size(); at += 240) {
+    double power = 0;
+    for (size_t i = at; i < at + 240; ++i) power += double(samples[i]) * samples[i];
+    const bool now = std::sqrt(power / 240) > 0.25;
+    if (now && !loud) times.push_back(double(at) / 48000);
+    loud = now;
+  }
+  return times;
+}
+
+// The framed screen flashes while the microphone clicks louder, again and again, during a take;
+// the microphone sounds from its first sample to its last.
+TEST(RecordCommand, soundAndPictureStartAndEndTogetherAndStayInStep) {
+  QWidget window;
+  window.setWindowFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+  window.setStyleSheet("background: black;");
+  window.setGeometry(200, 100, 600, 800);
+  window.show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+  QCursor::setPos(500, 500);
+
+  test::PipeMicrophone mic("vflash");
+  ASSERT_TRUE(mic.ok());
+  ASSERT_EQ(test::pulseServer()->pactl({"set-default-source", "vflash"}), 0);
+  std::atomic<bool> bright{false}, quiet{false};
+  std::thread speaker([&] {
+    const int fd = ::open((home() + "/vflash.fifo").c_str(), O_WRONLY | O_NONBLOCK);
+    std::vector<float> piece(480);
+    auto next = std::chrono::steady_clock::now();
+    for (long n = 0; !quiet; n += 480) {
+      const double level = bright ? 0.6 : 0.1;
+      for (int i = 0; i < 480; ++i) piece[size_t(i)] = float(level * std::sin(2 * M_PI * 440 * (n + i) / 48000.0));
+      (void)!::write(fd, piece.data(), piece.size() * sizeof(float));
+      next += std::chrono::milliseconds(10);
+      std::this_thread::sleep_until(next);
+    }
+    ::close(fd);
+  });
+
+  const std::string take = home() + "/flash.mp4";
+  std::string output;
+  std::atomic<int> code{-1};
+  std::atomic<bool> done{false};
+  std::thread record([&] {
+    code = test::runCommand({kVorn, "record", "--seconds", "4", "--layout", "screen", "--style",
+                             "floating", "--fps", "30", "--area", "200,100,600,800",
+                             "--no-camera", "--out", take},
+                            &output);
+    done = true;
+  });
+  for (bool white = true; !done; white = !white) {
+    window.setStyleSheet(white ? "background: white;" : "background: black;");
+    window.repaint();
+    QGuiApplication::sync();  // the X server has the new pixels
+    bright = white;
+    QTest::qWait(white ? 300 : 500);
+  }
+  record.join();
+  quiet = true;
+  speaker.join();
+  ASSERT_EQ(code, 0) << output;
+
+  const auto samples = test::decodeAudio(QString::fromStdString(take), 1);
+  const test::Quiet silence = test::quietRuns(samples);
+  EXPECT_LT(silence.leading, 0.05) << "the first words are kept";
+  EXPECT_LT(silence.trailing, 0.05) << "the last words are kept";
+  EXPECT_LT(silence.longestInside, 0.05);
+  const double lastFrame = test::readPackets(QString::fromStdString(take), 0).back().seconds;
+  EXPECT_NEAR(double(samples.size()) / 48000, lastFrame, 0.03) << "the sound reaches the last frame";
+
+  // Each flash against the click nearest to it: the picture shows a change in the first frame
+  // composed after the screen's next grab, so it trails the sound by up to a frame and a grab
+  // (more when a busy machine delays a grab now and then, hence the median).
+  const std::vector<double> flashed = flashes(take);
+  const std::vector<double> clicked = clicks(samples);
+  std::vector<double> trails;
+  for (double flash : flashed) {
+    const auto nearest = std::min_element(clicked.begin(), clicked.end(), [&](double a, double b) {
+      return std::abs(a - flash) < std::abs(b - flash);
+    });
+    if (nearest != clicked.end() && std::abs(*nearest - flash) < 0.4) trails.push_back(flash - *nearest);
+  }
+  ASSERT_GE(trails.size(), 3u) << flashed.size() << " flashes, " << clicked.size() << " clicks";
+  std::sort(trails.begin(), trails.end());
+  const double median = trails[trails.size() / 2];
+  EXPECT_GT(median, -0.02) << "the picture never runs ahead of the sound";
+  EXPECT_LT(median, 1.0 / 30 + 1.0 / 60 + 0.03) << "the picture trails the sound by at most a frame and a grab";
+}
+
+// Another file takes the take's name while it records: both are kept, and the take is named.
+TEST(RecordCommand, aNameTakenDuringTheTakeKeepsBothFilesAndSaysWhereTheTakeWent) {
+  const QString take = QString::fromStdString(home() + "/taken.mp4");
+  std::thread intruder([&] {
+    test::eventually([&] { return QFile::exists(QString::fromStdString(home() + "/.recording-taken.mp4")); });
+    QFile other(take);
+    if (other.open(QIODevice::WriteOnly)) other.write("someone else's");
+  });
+  std::string output;
+  const int code = test::runCommand({kVorn, "record", "--seconds", "1", "--no-camera", "--no-mic",
+                                     "--fps", "30", "--out", take.toStdString()},
+                                    &output);
+  intruder.join();
+  EXPECT_EQ(code, 0) << output;
+  const QString saved = QString::fromStdString(home() + "/taken (2).mp4");
+  EXPECT_NE(output.find("take: " + saved.toStdString()), std::string::npos) << output;
+  EXPECT_EQ(test::probeStreams(saved).size(), 1u);
+  QFile other(take);
+  ASSERT_TRUE(other.open(QIODevice::ReadOnly));
+  EXPECT_EQ(other.readAll(), "someone else's");
+}
+
+// Closing the terminal: a hang-up stops the take like Ctrl+C, and output that nobody reads
+// any more does not stop it at all.
+TEST(RecordCommand, aTakeOutlivesItsTerminal) {
+  const QString hungUp = QString::fromStdString(home() + "/hung-up.mp4");
+  {
+    test::ChildProcess vorn({kVorn, "record", "--seconds", "60", "--no-camera", "--no-mic",
+                             "--fps", "30", "--out", hungUp.toStdString()});
+    const QString fragment = QString::fromStdString(home() + "/.recording-hung-up.mp4");
+    ASSERT_TRUE(test::eventually([&] { return QFileInfo(fragment).size() > 20'000; }, 60));
+    ::kill(vorn.pid(), SIGHUP);
+    ASSERT_TRUE(test::eventually([&] { return !vorn.running(); }, 60));
+  }
+  EXPECT_GT(test::probeDuration(hungUp), 0.5);
+
+  const QString unread = QString::fromStdString(home() + "/unread.mp4");
+  const int code = test::runCommand({"sh", "-c", kVorn + " record --seconds 2 --no-camera --no-mic --fps 30 --out '" +
+                                                     unread.toStdString() + "' | true"});
+  EXPECT_EQ(code, 0);
+  EXPECT_GT(test::probeDuration(unread), 1.5);
+  EXPECT_FALSE(QFile::exists(QString::fromStdString(home() + "/.recording-unread.mp4")));
+}
+
+// A take killed outright, written outside the takes folder, is recovered beside it at the next
+// run with the same --out; the new take gets the name.
+TEST(RecordCommand, aKilledTakeIsRecoveredBesideItsOutAtTheNextRun) {
+  const QString folder = QString::fromStdString(home() + "/elsewhere");
+  ASSERT_TRUE(QDir().mkpath(folder));
+  const QString out = folder + "/killed.mp4";
+  const QString fragment = folder + "/.recording-killed.mp4";
+  {
+    test::ChildProcess vorn({kVorn, "record", "--seconds", "60", "--no-camera", "--no-mic",
+                             "--fps", "30", "--out", out.toStdString()});
+    const auto fragments = [&] {
+      QFile file(fragment);
+      return file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
+    };
+    ASSERT_TRUE(test::eventually([&] { return fragments() >= 2; }, 60)) << "a whole fragment is written";
+    ::kill(vorn.pid(), SIGKILL);
+    ASSERT_TRUE(test::eventually([&] { return !vorn.running(); }));
+  }
+  std::string output;
+  EXPECT_EQ(test::runCommand({kVorn, "record", "--seconds", "1", "--no-camera", "--no-mic", "--fps",
+                              "30", "--out", out.toStdString()},
+                             &output),
+            0)
+      << output;
+  EXPECT_GT(test::probeDuration(out), 0.5);
+  EXPECT_GT(test::probeDuration(folder + "/killed (recovered).mp4"), 0.9);
+  EXPECT_FALSE(QFile::exists(fragment));
+}
+
+// The X server goes away mid-take: the take stops there and is kept, one sentence says why,
+// and the duration printed is the file's.
+TEST(RecordCommand, anXServerThatDiesMidTakeStopsItThere) {
+  const std::string ownDisplay = std::getenv("DISPLAY");
+  auto dying = std::make_unique<test::XServer>();
+  ::setenv("DISPLAY", ownDisplay.c_str(), 1);  // only the take records the dying one
+  const QString take = QString::fromStdString(home() + "/orphan.mp4");
+  std::string output;
+  std::atomic<int> code{-1};
+  std::thread record([&] {
+    code = test::runCommand({"sh", "-c", "DISPLAY=" + dying->display() + " exec " + kVorn +
+                                             " record --seconds 60 --no-camera --no-mic --fps 30 --out '" +
+                                             take.toStdString() + "' 2>&1"},
+                            &output);
+  });
+  const QString fragment = QString::fromStdString(home() + "/.recording-orphan.mp4");
+  EXPECT_TRUE(test::eventually([&] { return QFileInfo(fragment).size() > 20'000; }, 60));
+  dying.reset();
+  record.join();
+
+  EXPECT_EQ(code, 1) << output;
+  const std::string sentence = "so the take was stopped there";
+  EXPECT_NE(output.find(sentence), std::string::npos) << output;
+  EXPECT_EQ(output.find(sentence), output.rfind(sentence)) << "said once: " << output;
+  const std::size_t at = output.find("duration: ");
+  ASSERT_NE(at, std::string::npos) << output;
+  const double printed = std::stod(output.substr(at + 10));
+  const auto packets = test::readPackets(take, 0);
+  ASSERT_FALSE(packets.empty());
+  EXPECT_NEAR(printed, packets.back().seconds - packets.front().seconds, 0.01);
+  EXPECT_LT(printed, 30);
+}
+
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
   std::string output;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--fps", "25"}, &output), 2);
@@ -99,9 +324,13 @@ TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
                               home() + "/missing/folder/take.mp4"},
                              &output),
             1);
+  EXPECT_EQ(test::runCommand({"sh", "-c", "DISPLAY=:987 exec " + kVorn + " record --seconds 1 2>&1"}, &output), 1);
+  EXPECT_NE(output.find("No display to capture at DISPLAY=:987."), std::string::npos) << output;
   std::string help;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--help"}, &help), 0);
   EXPECT_NE(help.find("Usage: vorn record"), std::string::npos);
+  EXPECT_FALSE(QFileInfo::exists(QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/Vorn"))
+      << "failed runs create no takes folder";
 }
 
 }  // namespace

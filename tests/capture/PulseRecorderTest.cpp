@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cmath>
 #include <mutex>
+#include <thread>
 
 #include "base/Clock.h"
 #include "capture/CaptureTestSupport.h"
@@ -64,10 +67,65 @@ TEST(PulseRecorder, RecordsTheDefaultSinksMonitorInStereo) {
     EXPECT_LT(b.pts, mediaTime());
     if (i > 0) {
       const AudioBuffer& previous = *collected.buffers[i - 1];
-      EXPECT_GE(b.pts, previous.pts + previous.duration() - 1e-9) << "buffers never overlap";
+      EXPECT_NEAR(b.pts, previous.pts + previous.duration(), 0.02) << "stamps advance steadily";
     }
   }
   EXPECT_EQ(collected.buffers.size(), closed) << "nothing after close";
+}
+
+// Every sample carries its own index, so a buffer tells which samples it holds. The microphone
+// first hands over a backlog at once (as a source does when a stream connects), then 10 ms
+// pieces on a steady clock: sample n was captured at `captured + n / 48000`.
+TEST(PulseRecorder, APipeMicrophonesBuffersAreStampedWhenTheirSamplesWereCaptured) {
+  test::PipeMicrophone mic("vstamps");
+  ASSERT_TRUE(mic.ok());
+  struct Arrived {
+    AudioRef buffer;
+    double at;
+  };
+  std::mutex mutex;
+  std::vector<Arrived> arrived;
+  SerialQueue queue("vorn.test-audio");
+  PulseRecorder recorder(queue, [&](AudioRef b) {
+    const double now = mediaTime();
+    std::lock_guard guard(mutex);
+    arrived.push_back({std::move(b), now});
+  });
+  std::string error;
+  ASSERT_TRUE(recorder.open(PulseRecordFormat::microphone("vstamps"), &error)) << error;
+
+  constexpr int rate = 48000, backlog = rate / 4, piece = rate / 100, pieces = 150;
+  const auto indexed = [](long from, int count) {
+    std::vector<float> samples(size_t(count), 0.0f);
+    for (int i = 0; i < count; ++i) samples[size_t(i)] = std::ldexp(float(from + i), -24);
+    return samples;
+  };
+  const double captured = mediaTime() - double(backlog) / rate;
+  ASSERT_TRUE(mic.write(indexed(0, backlog)));
+  const auto start = std::chrono::steady_clock::now();
+  for (int p = 1; p <= pieces; ++p) {
+    std::this_thread::sleep_until(start + std::chrono::milliseconds(10 * p));
+    ASSERT_TRUE(mic.write(indexed(backlog + long(p - 1) * piece, piece)));
+  }
+  const long written = backlog + long(pieces) * piece;
+  ASSERT_TRUE(test::eventually([&] {
+    std::lock_guard guard(mutex);
+    return !arrived.empty() &&
+           std::lround(std::ldexp(arrived.back().buffer->samples.back(), 24)) >= written - piece;
+  }));
+  recorder.close();
+
+  std::lock_guard guard(mutex);
+  int checked = 0;
+  for (const Arrived& a : arrived) {
+    const AudioBuffer& b = *a.buffer;
+    EXPECT_LE(b.pts + b.duration(), a.at + 1e-6) << "no sample is stamped after it arrived";
+    const long index = std::lround(std::ldexp(b.samples.front(), 24));
+    if (index < backlog + rate / 5) continue;  // the clock settles on the first arrivals
+    EXPECT_NEAR(b.pts, captured + double(index) / rate, 0.02) << "sample " << index;
+    ++checked;
+  }
+  EXPECT_GT(checked, 100);
 }
 
 TEST(PulseRecorder, AMissingSourceIsRefusedInOneSentence) {

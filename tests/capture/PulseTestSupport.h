@@ -32,6 +32,12 @@ class PipeMicrophone {
   }
   bool ok() const { return fd_ >= 0 && !module_.empty(); }
 
+  // Writes samples as they stand; false when the source is gone.
+  bool write(const std::vector<float>& samples) {
+    return ::write(fd_, samples.data(), samples.size() * sizeof(float)) ==
+           ssize_t(samples.size() * sizeof(float));
+  }
+
   // Writes `seconds` of a sine (amplitude 0 writes digital zeros) in 10 ms pieces at about
   // the pace a real microphone would deliver them.
   void play(double seconds, double amplitude) {

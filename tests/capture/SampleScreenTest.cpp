@@ -54,6 +54,27 @@ TEST(SampleScreen, APictureIsServedAsTheDisplay) {
   EXPECT_EQ(pixel(*part.buffer, 0, 0), qRgb(0, 0, 255));
 }
 
+// Not a display's size but a picture's: served at most 3840 wide or high, so that it costs no
+// more than a large display does.
+TEST(SampleScreen, AHugePictureIsServedScaledDownToADisplaysSize) {
+  const std::string path = test::tempHome()->path() + "/huge.png";
+  ASSERT_EQ(test::runCommand({"ffmpeg", "-loglevel", "error", "-y", "-f", "lavfi", "-i",
+                              "color=c=red:size=8000x4000", "-frames:v", "1", path}),
+            0);
+  setenv("VORN_SAMPLE_SCREEN", path.c_str(), 1);
+  ScreenSource source;
+  unsetenv("VORN_SAMPLE_SCREEN");
+  source.start(0, false);
+  EXPECT_EQ(source.displaySize(), (Size{3840, 1920}));
+  ASSERT_TRUE(eventually([&] { return source.latest.get().has_value(); }));
+  const ScreenFrame whole = *source.latest.get();
+  EXPECT_EQ(whole.buffer->width(), 3840);
+  EXPECT_EQ(whole.buffer->height(), 1920);
+  const QRgb red = pixel(*whole.buffer, 3000, 1500);
+  EXPECT_GT(qRed(red), 240);
+  EXPECT_LT(qGreen(red) + qBlue(red), 20);
+}
+
 TEST(SampleScreen, AMovieKeepsPlayingInALoop) {
   const std::string path = test::tempHome()->path() + "/sample.mp4";
   // Six pictures of a moving pattern.

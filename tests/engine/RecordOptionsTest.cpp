@@ -40,7 +40,7 @@ TEST(RecordOptions, everyOptionIsRead) {
 TEST(RecordOptions, badArgumentsGiveOneSentence) {
   const std::vector<QStringList> bad{
       {"--fps", "25"},      {"--layout", "grid"}, {"--style"},          {"--seconds", "-1"},
-      {"--seconds", "nan"}, {"--area", "1,2,3"},  {"--area", "0,0,0,5"}, {"--display", "x"},
+      {"--seconds", "nan"}, {"--seconds", "1e12"}, {"--area", "1,2,3"},  {"--area", "0,0,0,5"}, {"--display", "x"},
       {"--frobnicate"}};
   for (const QStringList& args : bad) {
     const auto parsed = parseRecordOptions(args, Prefs{});

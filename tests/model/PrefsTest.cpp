@@ -6,6 +6,8 @@
 #include <QJsonObject>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace vorn {
 namespace {
 
@@ -23,7 +25,7 @@ Prefs everyFieldChanged() {
   p.mirror = false;
   p.splitRatio = 0.4123456789012345;
   p.cameraOnTop = true;
-  p.bubbleX = 0.1;
+  p.bubbleX = 0.2;
   p.bubbleY = 0.9;
   p.bubbleSize = 1.0 / 3.0;
   p.cameraID = QStringLiteral("usb-cam-1");
@@ -144,13 +146,53 @@ TEST_F(PrefsStore, unknownEnumStringsAndWrongTypesLoadTheCompleteDefaults) {
   }
 }
 
-TEST(Prefs, loadNeitherClampsNorMigrates) {
+TEST(Prefs, decodeTakesValuesAsTheyStand) {
   Prefs odd;
   odd.splitRatio = 7.5;
   odd.bubbleSize = -2;
   odd.fps = 1000;
   odd.home = std::vector<double>{0.5};
   EXPECT_EQ(Prefs::decode(odd.encode()), odd);
+}
+
+// Each saved value the controls could not have set loads as what it falls back to; the other
+// fields load as saved.
+TEST_F(PrefsStore, valuesOutOfTheirRangesLoadAsTheirFallbacks) {
+  const Prefs saved = everyFieldChanged();
+  struct Row {
+    const char* key;
+    QJsonValue value;
+    std::function<void(Prefs&)> expect;
+  };
+  const Prefs d;
+  const std::vector<Row> rows = {
+      {"fps", 0, [&](Prefs& p) { p.fps = d.fps; }},
+      {"fps", -30, [&](Prefs& p) { p.fps = d.fps; }},
+      {"fps", 25, [&](Prefs& p) { p.fps = d.fps; }},
+      {"fps", 60, [](Prefs& p) { p.fps = 60; }},
+      {"splitRatio", 1e308, [&](Prefs& p) { p.splitRatio = d.splitRatio; }},
+      {"splitRatio", -5, [&](Prefs& p) { p.splitRatio = d.splitRatio; }},
+      {"splitRatio", 0, [&](Prefs& p) { p.splitRatio = d.splitRatio; }},
+      {"splitRatio", 0.72, [](Prefs& p) { p.splitRatio = 0.72; }},
+      {"bubbleSize", 0.05, [&](Prefs& p) { p.bubbleSize = d.bubbleSize; p.bubbleX = 0.2; }},
+      {"bubbleSize", 0.5, [](Prefs& p) { p.bubbleSize = 0.5; p.bubbleX = 0.25; p.bubbleY = 1 - 0.25 * 0.5625; }},
+      {"bubbleX", -3, [&](Prefs& p) { p.bubbleX = saved.bubbleSize / 2; }},
+      {"bubbleX", 2, [&](Prefs& p) { p.bubbleX = 1 - saved.bubbleSize / 2; }},
+      {"bubbleY", 1.0, [&](Prefs& p) { p.bubbleY = 1 - saved.bubbleSize / 2 * 0.5625; }},
+      {"prompterSpeed", -1, [&](Prefs& p) { p.prompterSpeed = d.prompterSpeed; }},
+      {"prompterSpeed", 1e9, [&](Prefs& p) { p.prompterSpeed = d.prompterSpeed; }},
+      {"home", QJsonArray{0.1, 0.2, 0, 0}, [](Prefs& p) { p.home.reset(); }},
+      {"home", QJsonArray{0.5}, [](Prefs& p) { p.home.reset(); }},
+      {"home", QJsonArray{0.8, 0.2, 0.5, 0.5}, [](Prefs& p) { p.home.reset(); }},
+      {"home", QJsonArray{-0.1, 0.2, 0.5, 0.5}, [](Prefs& p) { p.home.reset(); }},
+      {"home", QJsonArray{0, 0, 1, 1}, [](Prefs& p) { p.home = std::vector<double>{0, 0, 1, 1}; }},
+  };
+  for (const Row& row : rows) {
+    userSettings().setValue(QStringLiteral("prefs"), withChange(saved, row.key, row.value));
+    Prefs expected = saved;
+    row.expect(expected);
+    EXPECT_EQ(Prefs::load(), expected) << row.key << " = " << row.value.toVariant().toString().toStdString();
+  }
 }
 
 TEST(Prefs, equalityIsMemberwise) {

@@ -3,6 +3,7 @@
 #include "record/Recorder.h"
 #include "record/TakeFiles.h"
 #include "support/ChildProcess.h"
+#include "support/DecodeStream.h"
 #include "support/MovieProbe.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,8 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <string>
@@ -40,6 +43,20 @@ std::string encoderSetting(const std::vector<std::uint8_t>& packet, const std::s
   if (at == std::string::npos) return "";
   const std::size_t from = at + key.size() + 2;
   return text.substr(from, text.find(' ', from) - from);
+}
+
+// 10 ms buffers of a loud tone from host time `from` to `to`, whose level steps up at host
+// time `stepAt`: where the step lands shows where a moment of the capture went in the take.
+void sound(Recorder& recorder, double from, double to, double stepAt = 1e9) {
+  for (double t = from; t < to - 1e-9; t += 0.01) {
+    auto buffer = std::make_shared<AudioBuffer>();
+    buffer->pts = t;
+    for (int i = 0; i < 480; ++i) {
+      const double at = t + i / 48000.0;
+      buffer->samples.push_back(float((at < stepAt ? 0.1 : 0.5) * std::sin(2 * M_PI * 440 * at)));
+    }
+    recorder.appendAudio(buffer, t, false);
+  }
 }
 
 class RecorderTest : public ::testing::Test {
@@ -109,6 +126,26 @@ TEST_F(RecorderTest, SixtyFpsAsksForEighteenMegabitsAndAKeyFrameEveryHundredTwen
   EXPECT_EQ(probeStreams(take()).size(), 2u);
 }
 
+// Vorn picks superfast below 60 fps and ultrafast at 60 (and after a take that dropped frames).
+TEST_F(RecorderTest, EveryPresetVornPicksGivesAHighProfileTake) {
+  for (const auto& [fps, preset] : {std::pair{30, "superfast"}, {60, "ultrafast"}}) {
+    const QString path = take(QStringLiteral("Take %1.mp4").arg(fps));
+    Recorder recorder(path, fps, false, false);
+    if (!recorder.encoderName().startsWith("libx264")) GTEST_SKIP() << "hardware encoder";
+    EXPECT_EQ(recorder.encoderName().toStdString(), std::string("libx264 (") + preset + ")");
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 3, fps, start);
+    recorder.finish();
+    const auto streams = probeStreams(path);
+    ASSERT_FALSE(streams.empty());
+    EXPECT_EQ(streams[0].profile, FF_PROFILE_H264_HIGH) << preset;
+    const auto packets = readPackets(path, 0);
+    ASSERT_FALSE(packets.empty());
+    EXPECT_EQ(encoderSetting(packets[0].data, "cabac"), "1") << preset;
+    EXPECT_EQ(encoderSetting(packets[0].data, "8x8dct"), "1") << preset;
+  }
+}
+
 TEST_F(RecorderTest, APauseBetweenTwoFramesLeavesOneFrameInterval) {
   Recorder recorder(take(), 30, false, false);
   ASSERT_TRUE(recorder.begin(start));
@@ -163,6 +200,48 @@ TEST_F(RecorderTest, EarlyAndPausedAudioIsAbsent) {
   EXPECT_LT(peak, 0.01f);
 }
 
+// The sound of a take starts with its first frame, wherever that frame comes, and is placed
+// by its capture time, also when it was captured (and handed over) before `begin`.
+TEST_F(RecorderTest, SoundFromBeforeTheFirstFrameIsKeptFromThatFrameOnAtItsCaptureTime) {
+  Recorder recorder(take(), 30, true, false);
+  sound(recorder, start - 1.0, start, start + 1.0);
+  ASSERT_TRUE(recorder.begin(start));
+  sound(recorder, start, start + 2.0, start + 1.0);
+  feedFrames(recorder, 53, 30, start + 0.25);  // the first frame a quarter second late
+  EXPECT_NEAR(recorder.finish(), 52.0 / 30, 1e-6);
+
+  const auto samples = decodeAudio(take(), 1);
+  const Quiet quiet = quietRuns(samples);
+  EXPECT_LT(quiet.leading, 0.001);
+  EXPECT_LT(quiet.trailing, 0.05);
+  EXPECT_NEAR(firstAtLeast(samples, 0.3f), 0.75, 0.01) << "the step at 1 s lands 0.25 s earlier";
+}
+
+// A source that hands over its sound late and half a second at a time, the last part after
+// the stop (on the host clock: how late sound comes tells how long to wait for it).
+TEST_F(RecorderTest, FinishWaitsForTheSoundStillOnItsWayUpToTheLastFrame) {
+  const double t0 = mediaTime();
+  Recorder recorder(take(), 30, true, false);
+  ASSERT_TRUE(recorder.begin(t0));
+  feedFrames(recorder, 60, 30, t0);
+  sound(recorder, t0, t0 + 0.5);
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  sound(recorder, t0 + 0.5, t0 + 1.0);
+  std::atomic<bool> finishing{false};
+  std::thread late([&] {
+    while (!finishing) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    sound(recorder, t0 + 1.0, t0 + 2.0);
+  });
+  finishing = true;
+  EXPECT_NEAR(recorder.finish(), 59.0 / 30, 1e-6);
+  late.join();
+
+  const Quiet quiet = quietRuns(decodeAudio(take(), 1));
+  EXPECT_LT(quiet.trailing, 0.05);
+  EXPECT_LT(quiet.longestInside, 0.05);
+}
+
 TEST_F(RecorderTest, FinishBeforeAnyFrameReturnsZero) {
   Recorder recorder(take(), 30, true, false);
   ASSERT_TRUE(recorder.begin(start));
@@ -212,6 +291,25 @@ TEST_F(RecorderTest, AnExistingFileIsRefusedInOneSentence) {
   EXPECT_THROW(Recorder(folder.filePath("missing/Take.mp4"), 30, false, false), std::runtime_error);
 }
 
+TEST_F(RecorderTest, AFileThatTakesTheNameDuringTheTakeStaysAndTheTakeGoesBesideIt) {
+  Recorder recorder(take(), 30, true, false);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 30, 30, start);
+  {
+    QFile other(take());
+    ASSERT_TRUE(other.open(QIODevice::WriteOnly));
+    other.write("someone else's");
+  }
+  EXPECT_NEAR(recorder.finish(), 29.0 / 30, 1e-6);
+  EXPECT_EQ(recorder.path(), take("Take (2).mp4"));
+  EXPECT_TRUE(recorder.unfinishedAt().isEmpty());
+  EXPECT_EQ(readPackets(take("Take (2).mp4"), 0).size(), 30u);
+  QFile other(take());
+  ASSERT_TRUE(other.open(QIODevice::ReadOnly));
+  EXPECT_EQ(other.readAll(), "someone else's");
+  EXPECT_EQ(filesInFolder(), (QStringList{"Take (2).mp4", "Take.mp4"}));
+}
+
 TEST_F(RecorderTest, AFullDiskStopsTheTakeAndKeepsWhatWasWritten) {
   // A file size limit stands in for a full disk: writes past it fail with EFBIG.
   std::signal(SIGXFSZ, SIG_IGN);
@@ -239,9 +337,16 @@ TEST_F(RecorderTest, AFullDiskStopsTheTakeAndKeepsWhatWasWritten) {
   EXPECT_LT(duration, 9.0);
   ASSERT_TRUE(QFileInfo::exists(take()));
   const auto packets = readPackets(take(), 0);
-  EXPECT_GT(packets.size(), 10u);
+  ASSERT_GT(packets.size(), 10u);
   EXPECT_TRUE(packets.front().key);
   EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
+  // Everything the kept take claims plays, and its duration is the file's.
+  av::Input input = av::openInput(take().toStdString());
+  int decoded = 0;
+  decodeStream(input.get(), 0, [&](const AVFrame&) { ++decoded; });
+  EXPECT_EQ(decoded, int(packets.size()));
+  EXPECT_NEAR(duration, packets.back().seconds - packets.front().seconds, 1e-3);
+  EXPECT_LT(probeDuration(take()), duration + 0.15);
 }
 
 TEST_F(RecorderTest, RecoveryTurnsALeftFragmentIntoATake) {

@@ -11,6 +11,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
@@ -118,6 +119,27 @@ FrameRef syntheticFrame(Recorder& recorder, int index) {
     for (int x = 0; x < frame->width(); ++x) row[x] = ((x + index * 16) / 64) % 2 ? shade : 0xff2060a0u;
   }
   return frame;
+}
+
+Quiet quietRuns(const std::vector<float>& mono, int sampleRate) {
+  const auto quiet = [](float s) { return std::abs(s) < 1e-3f; };
+  const auto first = std::find_if_not(mono.begin(), mono.end(), quiet);
+  const auto last = std::find_if_not(mono.rbegin(), mono.rend(), quiet).base();
+  Quiet runs;
+  runs.leading = double(first - mono.begin()) / sampleRate;
+  runs.trailing = double(mono.end() - std::max(first, last)) / sampleRate;
+  long run = 0, longest = 0;
+  for (auto it = first; it < last; ++it) {
+    run = quiet(*it) ? run + 1 : 0;
+    longest = std::max(longest, run);
+  }
+  runs.longestInside = double(longest) / sampleRate;
+  return runs;
+}
+
+double firstAtLeast(const std::vector<float>& mono, float level, int sampleRate) {
+  const auto at = std::find_if(mono.begin(), mono.end(), [level](float s) { return std::abs(s) >= level; });
+  return at == mono.end() ? -1 : double(at - mono.begin()) / sampleRate;
 }
 
 AudioRef tone(int channels, double seconds, double hertz, double pts) {

@@ -34,6 +34,14 @@ std::vector<PacketInfo> readPackets(const QString& path, int streamIndex);
 std::vector<float> decodeAudio(const QString& path, int streamIndex);
 // The picture of the movie at `seconds`, decoded by ffmpeg (null when it can't be).
 QImage frameAt(const QString& path, double seconds);
+// Runs of digital silence (every sample below 1/1000 of full scale) in mono samples, in
+// seconds: before the first sound, after the last, and the longest in between.
+struct Quiet {
+  double leading = 0, trailing = 0, longestInside = 0;
+};
+Quiet quietRuns(const std::vector<float>& mono, int sampleRate = 48000);
+// The first sample at or above `level` (in seconds from the start), or −1 when there is none.
+double firstAtLeast(const std::vector<float>& mono, float level, int sampleRate = 48000);
 // The names of the top-level boxes of an MP4 file, in order.
 std::vector<std::string> topLevelBoxes(const QString& path);
 
