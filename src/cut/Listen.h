@@ -1,0 +1,26 @@
+#pragma once
+
+#include "cut/Recogniser.h"
+#include "cut/TakeAudio.h"
+#include "cut/Words.h"
+
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// What the take says: its words in order with their times, and where it holds speech.
+struct Transcript {
+  std::vector<Word> words;
+  std::vector<Span> speech;
+  double duration = 0;
+  // True when the words come from a known script laid on the sound.
+  bool fromScript = false;
+};
+
+// Finds the speech in `pcm`, cuts it into chunks at pauses and has `recogniser` transcribe
+// them; with a non-empty `script`, the script's words are aligned to the chunks instead.
+// Throws CutError ("no usable speech") when nothing is heard.
+Transcript listen(const Pcm& pcm, Recogniser& recogniser, const std::string& script);
+
+}  // namespace vorn::cut

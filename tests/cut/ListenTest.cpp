@@ -1,0 +1,85 @@
+// Listening with the real recogniser to a take that espeak-ng read from a known script.
+#include "SpokenTake.h"
+
+#include "cut/Listen.h"
+#include "cut/ScriptWords.h"
+#include "cut/SphinxRecogniser.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn::cut {
+namespace {
+
+using test::spokenTake;
+
+// Slack for the recogniser's 10 ms frames and espeak's quiet edges.
+constexpr double kSlack = 0.15;
+
+class ListenTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    pcm = new Pcm(decodeTakeAudio(spokenTake().path));
+    recogniser = new SphinxRecogniser();
+  }
+  static void TearDownTestSuite() {
+    delete recogniser;
+    delete pcm;
+  }
+  static Pcm* pcm;
+  static SphinxRecogniser* recogniser;
+};
+
+Pcm* ListenTest::pcm = nullptr;
+SphinxRecogniser* ListenTest::recogniser = nullptr;
+
+TEST_F(ListenTest, theTakesSoundIsDecodedWhole) {
+  EXPECT_NEAR(pcm->duration(), spokenTake().duration, 0.05);
+}
+
+TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
+  const Transcript transcript = listen(*pcm, *recogniser, spokenTake().script);
+  EXPECT_TRUE(transcript.fromScript);
+  std::vector<std::string> heard;
+  for (const Word& word : transcript.words) heard.push_back(word.text);
+  ASSERT_EQ(heard, scriptWords(spokenTake().script));
+  std::size_t at = 0;
+  for (std::size_t s = 0; s < spokenTake().sentences.size(); ++s) {
+    const Span spoken = spokenTake().spoken[s];
+    for (std::size_t i = 0; i < scriptWords(spokenTake().sentences[s]).size(); ++i, ++at) {
+      const Word& word = transcript.words[at];
+      EXPECT_GE(word.start, spoken.start - kSlack) << word.text;
+      EXPECT_LE(word.end, spoken.end + kSlack) << word.text;
+      EXPECT_LT(word.start, word.end) << word.text;
+      if (at > 0) {
+        EXPECT_GE(word.start, transcript.words[at - 1].end) << word.text;
+      }
+    }
+  }
+}
+
+TEST_F(ListenTest, withoutAScriptTheWordsHeardLieInTheSpeech) {
+  const Transcript transcript = listen(*pcm, *recogniser, "");
+  EXPECT_FALSE(transcript.fromScript);
+  ASSERT_GE(transcript.words.size(), 10u);
+  for (const Word& word : transcript.words) {
+    const bool inSpeech = std::any_of(
+        spokenTake().spoken.begin(), spokenTake().spoken.end(), [&](const Span& spoken) {
+          return word.start >= spoken.start - kSlack && word.end <= spoken.end + kSlack;
+        });
+    EXPECT_TRUE(inSpeech) << word.text << " at " << word.start;
+  }
+}
+
+TEST_F(ListenTest, silenceHoldsNoUsableSpeech) {
+  Pcm silence;
+  silence.samples.assign(Pcm::kRate * 3, 0);
+  try {
+    listen(silence, *recogniser, "");
+    ADD_FAILURE() << "silence was heard as speech";
+  } catch (const CutError& error) {
+    EXPECT_NE(std::string(error.what()).find("no usable speech"), std::string::npos);
+  }
+}
+
+}  // namespace
+}  // namespace vorn::cut
