@@ -1,0 +1,42 @@
+#pragma once
+
+#include "cut/Words.h"
+
+extern "C" {
+#include <libavfilter/avfilter.h>
+}
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+struct GraphFree {
+  void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
+};
+
+// libavfilter's picture of the reel: the take's segments played back to back (sound faded
+// over a few milliseconds at each cut, so no cut clicks), filling 1080 × 1920 at 30 frames
+// per second, captions burnt in by libass; 48 kHz stereo sound in frames of 1024 samples.
+class ReelGraph {
+ public:
+  static constexpr int kWidth = 1080;
+  static constexpr int kHeight = 1920;
+  static constexpr int kFps = 30;
+  static constexpr int kSampleRate = 48000;
+
+  // Throws CutError when the take cannot be read as a movie with picture and sound.
+  ReelGraph(const std::string& take, const std::vector<Span>& segments,
+            const std::string& captions);
+
+  AVFilterContext* video() const { return videoSink_; }
+  AVFilterContext* audio() const { return audioSink_; }
+
+ private:
+  std::unique_ptr<AVFilterGraph, GraphFree> graph_;
+  AVFilterContext* videoSink_ = nullptr;
+  AVFilterContext* audioSink_ = nullptr;
+};
+
+}  // namespace vorn::cut

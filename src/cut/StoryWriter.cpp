@@ -1,0 +1,9 @@
+#include "cut/StoryWriter.h"
+
+namespace vorn::cut {
+
+Story writeStory(const Options& options, const Transcript& transcript) {
+  return deviceStory(transcript, options.theme);
+}
+
+}  // namespace vorn::cut
