@@ -46,10 +46,9 @@ std::vector<std::size_t> choose(const std::vector<Sentence>& sentences, std::siz
 }
 
 // Runs of kept words: fillers dropped, split where the speaker pauses long.
-std::vector<std::pair<std::size_t, std::size_t>> wordRuns(const std::vector<Word>& words,
-                                                          const std::vector<Sentence>& sentences,
-                                                          const std::vector<std::size_t>& chosen) {
-  std::vector<std::pair<std::size_t, std::size_t>> runs;
+WordRuns wordRuns(const std::vector<Word>& words, const std::vector<Sentence>& sentences,
+                  const std::vector<std::size_t>& chosen) {
+  WordRuns runs;
   for (std::size_t index : chosen) {
     bool open = false;
     for (std::size_t i = sentences[index].first; i <= sentences[index].last; ++i) {
@@ -75,8 +74,15 @@ double Story::length() const {
   return total;
 }
 
-std::vector<Span> cutsAround(const std::vector<Word>& words,
-                             const std::vector<std::pair<std::size_t, std::size_t>>& runs,
+void keepRuns(Story& story, const Transcript& transcript, const WordRuns& runs) {
+  story.segments = cutsAround(transcript.words, runs, transcript.duration);
+  story.words.clear();
+  for (const auto& [first, last] : runs)
+    story.words.insert(story.words.end(), transcript.words.begin() + first,
+                       transcript.words.begin() + last + 1);
+}
+
+std::vector<Span> cutsAround(const std::vector<Word>& words, const WordRuns& runs,
                              double takeLength) {
   std::vector<Span> cuts;
   for (const auto& [first, last] : runs) {
@@ -102,12 +108,8 @@ Story deviceStory(const Transcript& transcript, const std::string& theme, Budget
   const std::size_t hook = hookOf(sentences, transcript.duration);
   const double longest = std::min(budget.longest, transcript.duration);
   const std::vector<std::size_t> chosen = choose(sentences, hook, longest);
-  const auto runs = wordRuns(transcript.words, sentences, chosen);
   Story story;
-  story.segments = cutsAround(transcript.words, runs, transcript.duration);
-  for (const auto& [first, last] : runs)
-    story.words.insert(story.words.end(), transcript.words.begin() + first,
-                       transcript.words.begin() + last + 1);
+  keepRuns(story, transcript, wordRuns(transcript.words, sentences, chosen));
   const Sentence& opening = sentences[hook];
   const std::vector<Word> hookWords(transcript.words.begin() + opening.first,
                                     transcript.words.begin() + opening.last + 1);

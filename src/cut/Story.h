@@ -33,10 +33,15 @@ struct Budget {
 // between words with a little padding, fillers and long pauses left out.
 Story deviceStory(const Transcript& transcript, const std::string& theme, Budget budget = {});
 
+// Runs of words, as first and last index into a transcript's words.
+using WordRuns = std::vector<std::pair<std::size_t, std::size_t>>;
+
+// Sets the story's segments and kept words to the runs of the transcript's words.
+void keepRuns(Story& story, const Transcript& transcript, const WordRuns& runs);
+
 // Turns chosen stretches of the take into reel segments: padded where the neighbouring
 // words leave room, split around fillers and long pauses, never inside a word.
-std::vector<Span> cutsAround(const std::vector<Word>& words,
-                             const std::vector<std::pair<std::size_t, std::size_t>>& runs,
+std::vector<Span> cutsAround(const std::vector<Word>& words, const WordRuns& runs,
                              double takeLength);
 
 }  // namespace vorn::cut

@@ -140,6 +140,26 @@ TEST_F(ReelTest, theCoverCaptionPictureAndWorkFolderLieBesideTheReel) {
   for (const std::string& name : folderEntries(work)) EXPECT_NE(name.rfind("draft.", 0), 0u) << name;
 }
 
+TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {
+  const std::string claude = scratch() + "/claude";
+  std::ofstream(claude) << "#!/bin/sh\necho '{\"segments\":[{\"start\":0.5,\"end\":4.8}],"
+                           "\"headline\":[\"One thing\"],\"caption\":\"One thing. #video\"}'\n";
+  fs::permissions(claude, fs::perms::owner_all);
+  setenv("VORN_CLAUDE_PATH", claude.c_str(), 1);
+  std::string text;
+  const int status = runVorncut({"promo", spokenTake().path, "--jsonl", "--brain", "claude",
+                                 "--out", scratch() + "/Claude \u00B7 Reel.mp4"},
+                                &text);
+  unsetenv("VORN_CLAUDE_PATH");
+  EXPECT_EQ(status, 0);
+  const std::vector<QJsonObject> list = messages(text);
+  ASSERT_GE(list.size(), 3u) << text;
+  EXPECT_EQ(list[2]["brain"], "claude");
+  EXPECT_EQ(list[2]["caption"], "One thing. #video");
+  EXPECT_EQ(list.back()["caption"], "One thing. #video");
+  EXPECT_LT(list.back()["duration"].toString().toDouble(), 4.6);
+}
+
 // One run on bad input: exactly one "error" line, a non-zero exit, nothing left behind.
 void expectOneError(const std::vector<std::string>& arguments, const char* contains = "") {
   const fs::path out = scratch() + "/bad";
