@@ -72,7 +72,8 @@ double render(const Options& options, const Story& story, const ReelFiles& files
   report.stage("rendering");
   const std::filesystem::path captions = files.work / "captions.ass";
   writeFile(captions, captionScript(story));
-  RenderJob job{options.take, story.segments, captions.string(), files.draft(files.reel).string(),
+  RenderJob job{options.take, story.segments, FaceFinish{options.face, options.camera},
+                captions.string(), files.draft(files.reel).string(),
                 files.draft(files.cover).string(), std::min(kCoverTime, story.length() / 2),
                 [&](double value) { report.progress(value); }};
   const double length = renderReel(job);
@@ -86,8 +87,6 @@ double render(const Options& options, const Story& story, const ReelFiles& files
 int promo(const Options& options, Report& report) {
   const ReelFiles files(options.out);
   try {
-    if (!options.face.empty())
-      logError("reel engine: the face finish isn't made yet; the camera picture stays as recorded");
     const double takeLength = takeDuration(options.take);
     files.prepare();
     removeOnTermination({files.draft(files.reel).string(), files.draft(files.cover).string(),

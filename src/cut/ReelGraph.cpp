@@ -33,7 +33,7 @@ std::string number(double value) {
 }
 
 // The middle of the graph, between the take's [v][a] and the captioning's [sv] and [sa].
-std::string description(const std::vector<Span>& segments) {
+std::string description(const std::vector<Span>& segments, const FaceFinish& finish) {
   const std::string n = std::to_string(segments.size());
   std::string text = "[v]split=" + n;
   for (std::size_t i = 0; i < segments.size(); ++i) text += "[v" + std::to_string(i) + "]";
@@ -52,7 +52,8 @@ std::string description(const std::vector<Span>& segments) {
   }
   text += ";" + joined + "concat=n=" + n + ":v=1:a=1[cv][ca]";
   text += ";[cv]scale=1080:1920:force_original_aspect_ratio=increase,crop=1080:1920,setsar=1,"
-          "fps=30,format=yuv420p[sv]";
+          "fps=30,format=yuv420p[filled];" +
+          faceFinishGraph(finish) + ";[finished]format=yuv420p[sv]";
   text += ";[ca]aresample=48000,aformat=sample_fmts=fltp:channel_layouts=stereo[sa]";
   return text;
 }
@@ -70,7 +71,7 @@ AVFilterInOut* pad(const char* name, AVFilterContext* filter, int index, AVFilte
 }  // namespace
 
 ReelGraph::ReelGraph(const std::string& take, const std::vector<Span>& segments,
-                     const std::string& captions)
+                     const FaceFinish& finish, const std::string& captions)
     : graph_(avfilter_graph_alloc()) {
   if (!graph_) throw std::bad_alloc();
   if (segments.empty()) throw CutError("The story has nothing to cut.");
@@ -82,7 +83,7 @@ ReelGraph::ReelGraph(const std::string& take, const std::vector<Span>& segments,
   av::check(avfilter_link(burn, 0, videoSink_, 0), "Couldn't link the captions");
   AVFilterInOut* outputs = pad("v", source, 0, pad("a", source, 1, nullptr));
   AVFilterInOut* inputs = pad("sv", burn, 0, pad("sa", audioSink_, 0, nullptr));
-  const int parsed = avfilter_graph_parse_ptr(graph, description(segments).c_str(), &inputs,
+  const int parsed = avfilter_graph_parse_ptr(graph, description(segments, finish).c_str(), &inputs,
                                               &outputs, nullptr);
   avfilter_inout_free(&inputs);
   avfilter_inout_free(&outputs);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cut/FaceFinish.h"
 #include "cut/Words.h"
 
 extern "C" {
@@ -18,7 +19,8 @@ struct GraphFree {
 
 // libavfilter's picture of the reel: the take's segments played back to back (sound faded
 // over a few milliseconds at each cut, so no cut clicks), filling 1080 × 1920 at 30 frames
-// per second, captions burnt in by libass; 48 kHz stereo sound in frames of 1024 samples.
+// per second, the face finish on the camera's place, captions burnt in by libass; 48 kHz
+// stereo sound in frames of 1024 samples.
 class ReelGraph {
  public:
   static constexpr int kWidth = 1080;
@@ -28,7 +30,7 @@ class ReelGraph {
 
   // Throws CutError when the take cannot be read as a movie with picture and sound.
   ReelGraph(const std::string& take, const std::vector<Span>& segments,
-            const std::string& captions);
+            const FaceFinish& finish, const std::string& captions);
 
   AVFilterContext* video() const { return videoSink_; }
   AVFilterContext* audio() const { return audioSink_; }

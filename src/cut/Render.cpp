@@ -81,7 +81,7 @@ class Pump {
 
 double renderReel(const RenderJob& job) {
   av::quietLogs();
-  ReelGraph graph(job.take, job.segments, job.captions);
+  ReelGraph graph(job.take, job.segments, job.finish, job.captions);
   ReelWriter writer(job.reel, av_buffersink_get_time_base(graph.video()),
                     av_buffersink_get_time_base(graph.audio()));
   return Pump(graph, writer, job).run();

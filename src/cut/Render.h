@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cut/FaceFinish.h"
 #include "cut/Words.h"
 
 #include <functional>
@@ -12,6 +13,7 @@ namespace vorn::cut {
 struct RenderJob {
   std::string take;
   std::vector<Span> segments;
+  FaceFinish finish;
   // The ASS captions to burn in.
   std::string captions;
   // Where the reel and its cover go (temporary names: the caller renames them when done).

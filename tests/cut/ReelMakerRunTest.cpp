@@ -1,5 +1,5 @@
 // The studio's own reel maker running the real reel engine on a take it read from the
-// prompter's saved script.
+// prompter's saved script, in a layout with the camera and a face finish asked for.
 #include "SpokenTake.h"
 
 #include "model/Prefs.h"
@@ -19,6 +19,8 @@ TEST(ReelMakerRunTest, theRealEngineTakesAJobToReadyWithAPlayableReel) {
   qputenv("VORN_CUT_PATH", VORN_BINARY_DIR "/vorncut");
   Prefs prefs;
   prefs.script = QString::fromStdString(test::spokenTake().script);
+  prefs.layout = Layout::split;
+  prefs.face = FaceLook::sculpted;
   prefs.save();
   Studio studio;
   ReelMaker maker(studio);
@@ -28,6 +30,8 @@ TEST(ReelMakerRunTest, theRealEngineTakesAJobToReadyWithAPlayableReel) {
                   test::spokenTake().duration};
   maker.make(take, QStringLiteral("  -- good light  "));
   ASSERT_TRUE(maker.job(take));
+  EXPECT_EQ(maker.job(take)->face, FaceLook::sculpted);
+  EXPECT_TRUE(maker.job(take)->camera) << "so --face and --camera are passed";
   const bool settled = QTest::qWaitFor([&] {
     return !maker.runningTake() && maker.job(take)->stage.isFinished();
   }, 120000);
