@@ -103,8 +103,7 @@ std::vector<Word> toScript(const Pcm& pcm, Recogniser& recogniser, const std::ve
 Transcript listen(const Pcm& pcm, Recogniser& recogniser, const std::string& script) {
   Transcript transcript;
   transcript.duration = pcm.duration();
-  transcript.speech = findSpeech(pcm);
-  const std::vector<Span> chunks = chunksForListening(transcript.speech, transcript.duration);
+  const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);
   const std::vector<std::string> expected = scriptWords(script);
   transcript.words = expected.empty()
                          ? freely(pcm, recogniser, chunks)

@@ -9,10 +9,9 @@
 
 namespace vorn::cut {
 
-// What the take says: its words in order with their times, and where it holds speech.
+// What the take says: its words in order with their times.
 struct Transcript {
   std::vector<Word> words;
-  std::vector<Span> speech;
   double duration = 0;
   // True when the words come from a known script laid on the sound.
   bool fromScript = false;

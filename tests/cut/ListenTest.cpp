@@ -2,10 +2,14 @@
 #include "SpokenTake.h"
 
 #include "cut/Listen.h"
+#include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
 #include "cut/SphinxRecogniser.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
+#include <iostream>
 
 namespace vorn::cut {
 namespace {
@@ -55,6 +59,29 @@ TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
       }
     }
   }
+}
+
+// How far the first word of each sentence starts from where its sound rises (the energy
+// onset): printed as a figure, held to a loose bound.
+TEST_F(ListenTest, sentencesStartNearTheirSoundsOnset) {
+  const Transcript transcript = listen(*pcm, *recogniser, spokenTake().script);
+  const std::vector<Span> speech = findSpeech(*pcm);
+  std::size_t first = 0;
+  double worst = 0;
+  for (std::size_t s = 0; s < spokenTake().sentences.size(); ++s) {
+    const Span spoken = spokenTake().spoken[s];
+    const auto onset = std::find_if(speech.begin(), speech.end(), [&](const Span& span) {
+      return span.end > spoken.start;
+    });
+    ASSERT_NE(onset, speech.end());
+    const double offset = transcript.words[first].start - onset->start;
+    std::cout << transcript.words[first].text << ": " << std::lround(offset * 1000)
+              << " ms from the onset\n";
+    worst = std::max(worst, std::abs(offset));
+    first += scriptWords(spokenTake().sentences[s]).size();
+  }
+  RecordProperty("worst_onset_ms", int(std::lround(worst * 1000)));
+  EXPECT_LT(worst, 0.25);
 }
 
 TEST_F(ListenTest, withoutAScriptTheWordsHeardLieInTheSpeech) {
