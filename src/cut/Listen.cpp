@@ -4,6 +4,9 @@
 #include "cut/ScriptWords.h"
 
 #include <algorithm>
+#include <exception>
+#include <memory>
+#include <thread>
 
 namespace vorn::cut {
 namespace {
@@ -55,35 +58,72 @@ std::vector<Word> alignShare(const Pcm& pcm, Recogniser& recogniser, const Span&
   return spread(shareUpTo(nominal), chunk);
 }
 
-std::vector<Word> freely(const Pcm& pcm, Recogniser& recogniser, const std::vector<Span>& chunks) {
-  std::vector<Word> words;
-  for (const Span& chunk : chunks) {
-    std::vector<Word> heard = recogniser.transcribe(samplesOf(pcm, chunk), chunk.start);
-    words.insert(words.end(), heard.begin(), heard.end());
+// Where the chunks split into two halves of about equal speech.
+std::size_t halfway(const std::vector<Span>& chunks) {
+  double total = 0;
+  for (const Span& chunk : chunks) total += chunk.length();
+  double before = 0;
+  std::size_t split = 0;
+  while (split < chunks.size() && before + chunks[split].length() / 2 < total / 2)
+    before += chunks[split++].length();
+  return std::max<std::size_t>(split, 1);
+}
+
+// Every chunk transcribed freely, in order: the later half on a second thread with its own
+// recogniser (a decoder serves one utterance at a time), so both cores listen.
+std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Recogniser& first,
+                                             Recogniser* second, const std::vector<Span>& chunks) {
+  std::vector<std::vector<Word>> heard(chunks.size());
+  const std::size_t split = second ? halfway(chunks) : chunks.size();
+  const auto transcribe = [&](Recogniser& recogniser, std::size_t from, std::size_t to) {
+    for (std::size_t c = from; c < to; ++c)
+      heard[c] = recogniser.transcribe(samplesOf(pcm, chunks[c]), chunks[c].start);
+  };
+  std::exception_ptr failure;
+  std::thread helper([&] {
+    try {
+      if (second) transcribe(*second, split, chunks.size());
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  });
+  try {
+    transcribe(first, 0, split);
+  } catch (...) {
+    helper.join();
+    throw;
   }
+  helper.join();
+  if (failure) std::rethrow_exception(failure);
+  return heard;
+}
+
+std::vector<Word> joined(const std::vector<std::vector<Word>>& perChunk) {
+  std::vector<Word> words;
+  for (const std::vector<Word>& chunkWords : perChunk)
+    words.insert(words.end(), chunkWords.begin(), chunkWords.end());
   return words;
 }
 
-// Lays the script on the chunks: free recognition says roughly which words fall in which
-// chunk, then each chunk is aligned to its share of the script. A take that does not read
-// the script keeps what was heard.
+// Lays the script on the chunks: free recognition (`heard`, per chunk) says roughly which
+// words fall in which chunk, then each chunk is aligned to its share of the script. A take
+// that does not read the script keeps what was heard.
 std::vector<Word> toScript(const Pcm& pcm, Recogniser& recogniser, const std::vector<Span>& chunks,
+                           const std::vector<std::vector<Word>>& heard,
                            std::vector<std::string> script, bool& followed) {
   std::erase_if(script, [&](const std::string& word) { return !recogniser.knows(word); });
-  std::vector<Word> heard;
   std::vector<std::string> heardWords;
   std::vector<int> heardChunk;
   std::vector<double> lengths;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
     lengths.push_back(chunks[c].length());
-    for (const Word& word : recogniser.transcribe(samplesOf(pcm, chunks[c]), chunks[c].start)) {
-      heard.push_back(word);
+    for (const Word& word : heard[c]) {
       heardWords.push_back(word.text);
       heardChunk.push_back(int(c));
     }
   }
-  followed = readsScript(heard, script);
-  if (!followed) return heard;
+  followed = readsScript(joined(heard), script);
+  if (!followed) return joined(heard);
   const std::vector<int> chunkOf = chunkOfEachWord(script, heardWords, heardChunk, lengths);
   std::vector<Word> words;
   std::size_t begin = 0;
@@ -100,14 +140,18 @@ std::vector<Word> toScript(const Pcm& pcm, Recogniser& recogniser, const std::ve
 
 }  // namespace
 
-Transcript listen(const Pcm& pcm, Recogniser& recogniser, const std::string& script) {
+Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string& script) {
   Transcript transcript;
   transcript.duration = pcm.duration();
   const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);
+  const std::unique_ptr<Recogniser> recogniser = make();
+  // Both recognisers are made here, before the second thread starts.
+  const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
+  const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
   const std::vector<std::string> expected = scriptWords(script);
-  transcript.words = expected.empty()
-                         ? freely(pcm, recogniser, chunks)
-                         : toScript(pcm, recogniser, chunks, expected, transcript.fromScript);
+  transcript.words =
+      expected.empty() ? joined(heard)
+                       : toScript(pcm, *recogniser, chunks, heard, expected, transcript.fromScript);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   return transcript;

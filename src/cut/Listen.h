@@ -4,6 +4,8 @@
 #include "cut/TakeAudio.h"
 #include "cut/Words.h"
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,9 +19,12 @@ struct Transcript {
   bool fromScript = false;
 };
 
-// Finds the speech in `pcm`, cuts it into chunks at pauses and has `recogniser` transcribe
-// them; with a non-empty `script`, the script's words are aligned to the chunks instead.
-// Throws CutError ("no usable speech") when nothing is heard.
-Transcript listen(const Pcm& pcm, Recogniser& recogniser, const std::string& script);
+// Makes a recogniser; listening runs two at once.
+using RecogniserMaker = std::function<std::unique_ptr<Recogniser>()>;
+
+// Finds the speech in `pcm`, cuts it into chunks at pauses and has recognisers from `make`
+// transcribe them, two chunks at a time; with a non-empty `script`, the script's words are
+// aligned to the chunks instead. Throws CutError ("no usable speech") when nothing is heard.
+Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string& script);
 
 }  // namespace vorn::cut

@@ -63,8 +63,7 @@ Pcm soundOf(const Options& options) {
 
 Transcript listenTo(const Options& options, const Pcm& pcm, Report& report) {
   report.stage("listening");
-  SphinxRecogniser recogniser;
-  return listen(pcm, recogniser, scriptFor(options));
+  return listen(pcm, [] { return std::make_unique<SphinxRecogniser>(); }, scriptFor(options));
 }
 
 double render(const Options& options, const Story& story, const ReelFiles& files,

@@ -23,25 +23,29 @@ class ListenTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     pcm = new Pcm(decodeTakeAudio(spokenTake().path));
-    recogniser = new SphinxRecogniser();
+    scripted = new Transcript(listenTo(*pcm, spokenTake().script));
   }
   static void TearDownTestSuite() {
-    delete recogniser;
+    delete scripted;
     delete pcm;
   }
+  static Transcript listenTo(const Pcm& sound, const std::string& script) {
+    return listen(sound, [] { return std::make_unique<SphinxRecogniser>(); }, script);
+  }
   static Pcm* pcm;
-  static SphinxRecogniser* recogniser;
+  // The take listened to with its script known.
+  static Transcript* scripted;
 };
 
 Pcm* ListenTest::pcm = nullptr;
-SphinxRecogniser* ListenTest::recogniser = nullptr;
+Transcript* ListenTest::scripted = nullptr;
 
 TEST_F(ListenTest, theTakesSoundIsDecodedWhole) {
   EXPECT_NEAR(pcm->duration(), spokenTake().duration, 0.05);
 }
 
 TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
-  const Transcript transcript = listen(*pcm, *recogniser, spokenTake().script);
+  const Transcript& transcript = *scripted;
   EXPECT_TRUE(transcript.fromScript);
   std::vector<std::string> heard;
   for (const Word& word : transcript.words) heard.push_back(word.text);
@@ -64,7 +68,7 @@ TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
 // How far the first word of each sentence starts from where its sound rises (the energy
 // onset): printed as a figure, held to a loose bound.
 TEST_F(ListenTest, sentencesStartNearTheirSoundsOnset) {
-  const Transcript transcript = listen(*pcm, *recogniser, spokenTake().script);
+  const Transcript& transcript = *scripted;
   const std::vector<Span> speech = findSpeech(*pcm);
   std::size_t first = 0;
   double worst = 0;
@@ -85,7 +89,7 @@ TEST_F(ListenTest, sentencesStartNearTheirSoundsOnset) {
 }
 
 TEST_F(ListenTest, withoutAScriptTheWordsHeardLieInTheSpeech) {
-  const Transcript transcript = listen(*pcm, *recogniser, "");
+  const Transcript transcript = listenTo(*pcm, "");
   EXPECT_FALSE(transcript.fromScript);
   ASSERT_GE(transcript.words.size(), 10u);
   for (const Word& word : transcript.words) {
@@ -101,7 +105,7 @@ TEST_F(ListenTest, silenceHoldsNoUsableSpeech) {
   Pcm silence;
   silence.samples.assign(Pcm::kRate * 3, 0);
   try {
-    listen(silence, *recogniser, "");
+    listenTo(silence, "");
     ADD_FAILURE() << "silence was heard as speech";
   } catch (const CutError& error) {
     EXPECT_NE(std::string(error.what()).find("no usable speech"), std::string::npos);
