@@ -4,6 +4,7 @@
 
 extern "C" {
 #include <libavfilter/buffersink.h>
+#include <libavutil/pixdesc.h>
 #include <libavutil/opt.h>
 }
 
@@ -68,20 +69,53 @@ AVFilterInOut* pad(const char* name, AVFilterContext* filter, int index, AVFilte
   return item;
 }
 
+std::string rational(AVRational value) {
+  return std::to_string(value.num) + "/" + std::to_string(value.den);
+}
+
+AVFilterContext* videoSourceFor(AVFilterGraph* graph, const TakeReader& take) {
+  const AVCodecContext* video = take.video();
+  const AVRational aspect = video->sample_aspect_ratio.num > 0 ? video->sample_aspect_ratio
+                                                               : AVRational{1, 1};
+  const char* format = av_get_pix_fmt_name(video->pix_fmt);
+  if (!format) throw CutError("The take's picture is in a format this computer can't read.");
+  return makeFilter(graph, "buffer", "take picture",
+                    {{"video_size", std::to_string(video->width) + "x" + std::to_string(video->height)},
+                     {"pix_fmt", format},
+                     {"time_base", rational(take.videoTimeBase())},
+                     {"pixel_aspect", rational(aspect)}});
+}
+
+AVFilterContext* audioSourceFor(AVFilterGraph* graph, const TakeReader& take) {
+  const AVCodecContext* audio = take.audio();
+  char layout[128] = {};
+  AVChannelLayout channels = audio->ch_layout;
+  if (channels.order == AV_CHANNEL_ORDER_UNSPEC) av_channel_layout_default(&channels, channels.nb_channels);
+  av_channel_layout_describe(&channels, layout, sizeof layout);
+  const char* format = av_get_sample_fmt_name(audio->sample_fmt);
+  if (!format) throw CutError("The take's sound is in a format this computer can't read.");
+  return makeFilter(graph, "abuffer", "take sound",
+                    {{"time_base", rational(take.audioTimeBase())},
+                     {"sample_rate", std::to_string(audio->sample_rate)},
+                     {"sample_fmt", format},
+                     {"channel_layout", layout}});
+}
+
 }  // namespace
 
-ReelGraph::ReelGraph(const std::string& take, const std::vector<Span>& segments,
+ReelGraph::ReelGraph(const TakeReader& take, const std::vector<Span>& segments,
                      const FaceFinish& finish, const std::string& captions)
     : graph_(avfilter_graph_alloc()) {
   if (!graph_) throw std::bad_alloc();
   if (segments.empty()) throw CutError("The story has nothing to cut.");
   AVFilterGraph* graph = graph_.get();
-  AVFilterContext* source = makeFilter(graph, "movie", "take", {{"filename", take}, {"streams", "dv+da"}});
+  videoSource_ = videoSourceFor(graph, take);
+  audioSource_ = audioSourceFor(graph, take);
   AVFilterContext* burn = makeFilter(graph, "ass", "captions", {{"filename", captions}});
   videoSink_ = makeFilter(graph, "buffersink", "picture", {});
   audioSink_ = makeFilter(graph, "abuffersink", "sound", {});
   av::check(avfilter_link(burn, 0, videoSink_, 0), "Couldn't link the captions");
-  AVFilterInOut* outputs = pad("v", source, 0, pad("a", source, 1, nullptr));
+  AVFilterInOut* outputs = pad("v", videoSource_, 0, pad("a", audioSource_, 0, nullptr));
   AVFilterInOut* inputs = pad("sv", burn, 0, pad("sa", audioSink_, 0, nullptr));
   const int parsed = avfilter_graph_parse_ptr(graph, description(segments, finish).c_str(), &inputs,
                                               &outputs, nullptr);

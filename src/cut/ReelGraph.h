@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cut/FaceFinish.h"
+#include "cut/TakeReader.h"
 #include "cut/Words.h"
 
 extern "C" {
@@ -17,7 +18,8 @@ struct GraphFree {
   void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
 };
 
-// libavfilter's picture of the reel: the take's segments played back to back (sound faded
+// libavfilter's picture of the reel, fed with the take's frames: its segments played back to
+// back (sound faded
 // over a few milliseconds at each cut, so no cut clicks), filling 1080 × 1920 at 30 frames
 // per second, the face finish on the camera's place, captions burnt in by libass; 48 kHz
 // stereo sound in frames of 1024 samples.
@@ -28,15 +30,20 @@ class ReelGraph {
   static constexpr int kFps = 30;
   static constexpr int kSampleRate = 48000;
 
-  // Throws CutError when the take cannot be read as a movie with picture and sound.
-  ReelGraph(const std::string& take, const std::vector<Span>& segments,
-            const FaceFinish& finish, const std::string& captions);
+  // Throws CutError when the graph cannot be built for the take's streams.
+  ReelGraph(const TakeReader& take, const std::vector<Span>& segments, const FaceFinish& finish,
+            const std::string& captions);
 
+  // Where the take's frames go in, and where the reel's come out.
+  AVFilterContext* videoSource() const { return videoSource_; }
+  AVFilterContext* audioSource() const { return audioSource_; }
   AVFilterContext* video() const { return videoSink_; }
   AVFilterContext* audio() const { return audioSink_; }
 
  private:
   std::unique_ptr<AVFilterGraph, GraphFree> graph_;
+  AVFilterContext* videoSource_ = nullptr;
+  AVFilterContext* audioSource_ = nullptr;
   AVFilterContext* videoSink_ = nullptr;
   AVFilterContext* audioSink_ = nullptr;
 };

@@ -3,9 +3,11 @@
 #include "cut/Cover.h"
 #include "cut/ReelGraph.h"
 #include "cut/ReelWriter.h"
+#include "cut/TakeReader.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>
+#include <libavfilter/buffersrc.h>
 }
 
 namespace vorn::cut {
@@ -20,19 +22,21 @@ double totalLength(const std::vector<Span>& segments) {
   return total;
 }
 
-// Pulls the graph's two outputs in time order, so neither waits long for the other.
+// Feeds the take's frames into the graph and takes the reel's frames out as soon as they
+// come, so no queue in between grows.
 class Pump {
  public:
-  Pump(const ReelGraph& graph, ReelWriter& writer, const RenderJob& job)
-      : graph_(graph), writer_(writer), job_(job), total_(totalLength(job.segments)) {}
+  Pump(TakeReader& reader, const ReelGraph& graph, ReelWriter& writer, const RenderJob& job)
+      : reader_(reader), graph_(graph), writer_(writer), job_(job),
+        total_(totalLength(job.segments)) {}
 
   double run() {
-    while (!videoDone_ || !audioDone_) {
-      const bool takeVideo = !videoDone_ && (audioDone_ || videoTime_ <= audioTime_);
-      if (takeVideo)
-        videoDone_ = !pull(graph_.video(), videoTime_, [&](AVFrame* f) { onVideo(f); });
-      else
-        audioDone_ = !pull(graph_.audio(), audioTime_, [&](AVFrame* f) { writer_.writeAudio(f); });
+    for (;;) {
+      collect(graph_.video(), videoDone_, videoTime_, [&](AVFrame* f) { onVideo(f); });
+      collect(graph_.audio(), audioDone_, audioTime_, [&](AVFrame* f) { writer_.writeAudio(f); });
+      if (videoDone_ && audioDone_) break;
+      if (inputDone_) throw CutError("The reel's picture and sound stopped short.");
+      feed();
     }
     writer_.finish();
     if (!coverSaved_) throw CutError("The reel came out without a single picture.");
@@ -40,19 +44,39 @@ class Pump {
   }
 
  private:
-  // Takes one frame from `sink` into `use`; false at the end of that stream.
-  bool pull(AVFilterContext* sink, double& time, const std::function<void(AVFrame*)>& use) {
-    const int code = av_buffersink_get_frame(sink, frame_.get());
-    if (code == AVERROR_EOF) return false;
-    if (code < 0) throw CutError("The take couldn't be decoded to the end.");
-    const AVRational base = av_buffersink_get_time_base(sink);
-    const double duration = sink == graph_.video()
-                                ? 1.0 / ReelGraph::kFps
-                                : double(frame_->nb_samples) / ReelGraph::kSampleRate;
-    time = frame_->pts * av_q2d(base) + duration;
-    use(frame_.get());
-    av_frame_unref(frame_.get());
-    return true;
+  void feed() {
+    const TakeReader::Stream stream = reader_.next(in_.get());
+    if (stream == TakeReader::Stream::end) {
+      inputDone_ = true;
+      if (av_buffersrc_add_frame(graph_.videoSource(), nullptr) < 0 ||
+          av_buffersrc_add_frame(graph_.audioSource(), nullptr) < 0)
+        throw CutError("The reel couldn't be closed.");
+      return;
+    }
+    AVFilterContext* source =
+        stream == TakeReader::Stream::video ? graph_.videoSource() : graph_.audioSource();
+    if (av_buffersrc_add_frame(source, in_.get()) < 0)
+      throw CutError("The take's frames couldn't be cut into the reel.");
+  }
+
+  // Takes every frame `sink` has ready into `use`; marks `done` at the end of its stream.
+  void collect(AVFilterContext* sink, bool& done, double& time,
+               const std::function<void(AVFrame*)>& use) {
+    while (!done) {
+      const int code = av_buffersink_get_frame(sink, out_.get());
+      if (code == AVERROR(EAGAIN)) return;
+      if (code == AVERROR_EOF) {
+        done = true;
+        return;
+      }
+      if (code < 0) throw CutError("The reel's frames couldn't be made.");
+      const double duration = sink == graph_.video()
+                                  ? 1.0 / ReelGraph::kFps
+                                  : double(out_->nb_samples) / ReelGraph::kSampleRate;
+      time = out_->pts * av_q2d(av_buffersink_get_time_base(sink)) + duration;
+      use(out_.get());
+      av_frame_unref(out_.get());
+    }
   }
 
   void onVideo(AVFrame* frame) {
@@ -68,23 +92,26 @@ class Pump {
     }
   }
 
+  TakeReader& reader_;
   const ReelGraph& graph_;
   ReelWriter& writer_;
   const RenderJob& job_;
   const double total_;
-  av::Frame frame_ = av::makeFrame();
+  av::Frame in_ = av::makeFrame();
+  av::Frame out_ = av::makeFrame();
   double videoTime_ = 0, audioTime_ = 0, told_ = 0;
-  bool videoDone_ = false, audioDone_ = false, coverSaved_ = false;
+  bool videoDone_ = false, audioDone_ = false, inputDone_ = false, coverSaved_ = false;
 };
 
 }  // namespace
 
 double renderReel(const RenderJob& job) {
   av::quietLogs();
-  ReelGraph graph(job.take, job.segments, job.finish, job.captions);
+  TakeReader reader(job.take, job.segments);
+  ReelGraph graph(reader, job.segments, job.finish, job.captions);
   ReelWriter writer(job.reel, av_buffersink_get_time_base(graph.video()),
                     av_buffersink_get_time_base(graph.audio()));
-  return Pump(graph, writer, job).run();
+  return Pump(reader, graph, writer, job).run();
 }
 
 }  // namespace vorn::cut
