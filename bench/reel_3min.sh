@@ -2,9 +2,10 @@
 # A 3-minute take to a finished reel: wall time, listening (transcription) against the take's
 # length, rendering against the reel's length, and peak memory of vorncut.
 #   bash bench/reel_3min.sh [BUILD_DIR]
-# The take: espeak-ng reads 36 sentences at 150 words a minute with 1.2 s pauses into a 1080 × 1920, 30 fps
-# moving test picture (libx264 superfast, AAC 48 kHz, as the studio records); the run is
-# timed without and with the script known.
+# The take: espeak-ng reads 36 sentences at 150 words a minute with 1.2 s pauses into a
+# 1080 × 1920, 30 fps moving test picture (libx264 superfast, AAC 48 kHz, as the studio
+# records); the run is timed without and with the script known. Wall times follow the
+# machine's load; the CPU seconds of each stage less so.
 set -euo pipefail
 build=$(realpath "${1:-build}")
 work=$(mktemp -d /tmp/vorn-reel-bench-XXXXXX)
@@ -73,19 +74,29 @@ run() {
   shift
   local launched
   launched=$(date +%s.%N)
-  /usr/bin/time -f "$name: wall %e s, CPU %U s user + %S s system, peak memory %M KiB" -o "$work/$name.time" \
+  /usr/bin/time -o "$work/$name.time" \
+    -f "$name: wall %e s, CPU %U s user + %S s system, peak memory %M KiB" \
     "$build/vorncut" promo "$work/take.mp4" --jsonl --out "$work/$name · Reel.mp4" "$@" \
-    2>/dev/null | while IFS= read -r line; do echo "$(date +%s.%N) $line"; done > "$work/$name.log"
+    2>/dev/null | while IFS= read -r line; do
+      # The engine's CPU seconds so far (user + system), read as each message arrives.
+      cpu=$(awk '{ print ($14 + $15) / 100 }' "/proc/$(pgrep -n -x vorncut)/stat" 2>/dev/null ||
+        echo 0)
+      echo "$(date +%s.%N) $cpu $line"
+    done > "$work/$name.log"
   python3 - "$work/$name.log" "$take_seconds" "$name" "$launched" <<'PY'
 import json, sys
 stamps = {}
+cpu = {}
 reel = 0
 for raw in open(sys.argv[1]):
-    stamp, line = raw.split(" ", 1)
+    stamp, used, line = raw.split(" ", 2)
     message = json.loads(line)
     stamp = float(stamp)
     if message["event"] == "stage":
         stamps[message["stage"]] = stamp
+        cpu[message["stage"]] = float(used)
+    elif message["event"] == "progress":
+        cpu["last progress"] = float(used)
     elif message["event"] == "done":
         stamps["done"] = stamp
         reel = float(message["duration"])
@@ -97,6 +108,10 @@ rendering = stamps["done"] - stamps["rendering"]
 print(f"{sys.argv[3]}: reel {reel:.1f} s; listening {listening:.1f} s "
       f"({listening / take:.3f} x real time); story {stamps['rendering'] - stamps['story']:.2f} s; "
       f"rendering {rendering:.1f} s ({rendering / reel:.2f} s per reel second)")
+rendering_cpu = cpu["last progress"] - cpu["rendering"]
+print(f"{sys.argv[3]}: CPU listening {cpu['story']:.1f} s "
+      f"({cpu['story'] / take:.3f} per take second); rendering until the last progress "
+      f"{rendering_cpu:.1f} s ({rendering_cpu / reel:.2f} per reel second)")
 PY
   cat "$work/$name.time"
 }

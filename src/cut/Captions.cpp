@@ -56,8 +56,8 @@ std::string shown(const std::string& word) {
 }
 
 std::string event(const char* style, double start, double end, const std::string& text) {
-  return std::string("Dialogue: 0,") + clock(start) + "," + clock(end) + "," + style +
-         ",,0,0,0,," + text + "\n";
+  return std::string("Dialogue: 0,") + clock(start) + "," + clock(end) + "," + style + ",,0,0,0,," +
+         text + "\n";
 }
 
 // One line of words, shown once per word with that word lit, gone by `until` at the latest.
@@ -65,9 +65,9 @@ std::string lineEvents(const Story& story, std::size_t first, std::size_t last, 
   std::string events;
   for (std::size_t lit = first; lit <= last; ++lit) {
     const double start = reelTime(story.segments, story.words[lit].start);
-    const double end = lit < last ? reelTime(story.segments, story.words[lit + 1].start)
-                                  : std::min(reelTime(story.segments, story.words[lit].end) + kLinger,
-                                             until);
+    const double end =
+        lit < last ? reelTime(story.segments, story.words[lit + 1].start)
+                   : std::min(reelTime(story.segments, story.words[lit].end) + kLinger, until);
     std::string text = kWordsPlace;
     for (std::size_t i = first; i <= last; ++i)
       text += (i > first ? " " : "") + std::string(i == lit ? kHighlight : kPlain) +

@@ -27,9 +27,9 @@ std::string loginName() {
 std::optional<std::string> findClaude() {
   if (const char* override = std::getenv("VORN_CLAUDE_PATH"))
     return isExecutable(override) ? std::optional<std::string>(override) : std::nullopt;
-  for (const std::string& place : {"/home/" + loginName() + "/.local/bin/claude",
-                                   std::string("/home/linuxbrew/.linuxbrew/bin/claude"),
-                                   std::string("/usr/local/bin/claude")})
+  for (const std::string& place :
+       {"/home/" + loginName() + "/.local/bin/claude",
+        std::string("/home/linuxbrew/.linuxbrew/bin/claude"), std::string("/usr/local/bin/claude")})
     if (isExecutable(place)) return place;
   return std::nullopt;
 }

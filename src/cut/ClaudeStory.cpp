@@ -99,8 +99,8 @@ WordRuns runsIn(const std::vector<Word>& words, const std::vector<Span>& segment
     bool open = false;
     for (std::size_t i = 0; i < words.size(); ++i) {
       const double middle = (words[i].start + words[i].end) / 2;
-      const bool inside = middle >= segment.start && middle <= segment.end &&
-                          !isFillerWord(words[i].text);
+      const bool inside =
+          middle >= segment.start && middle <= segment.end && !isFillerWord(words[i].text);
       if (inside && open) runs.back().second = i;
       if (inside && !open) runs.push_back({i, i});
       open = inside;
@@ -135,8 +135,8 @@ std::string storyPrompt(const Transcript& transcript, const std::string& theme, 
 Story claudeStory(const std::string& answer, const Transcript& transcript, Budget budget) {
   const QJsonObject object = parseObject(answer);
   Story story;
-  keepRuns(story, transcript, runsIn(transcript.words, segmentsOf(object["segments"],
-                                                                   transcript.duration, budget)));
+  keepRuns(story, transcript,
+           runsIn(transcript.words, segmentsOf(object["segments"], transcript.duration, budget)));
   story.headline = headlineOf(object["headline"]);
   story.caption = captionOf(object["caption"]);
   story.brand = "Made with Vorn";

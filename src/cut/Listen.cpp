@@ -34,8 +34,8 @@ std::vector<Word> spread(const std::vector<std::string>& words, const Span& chun
   std::vector<Word> placed;
   const double share = chunk.length() / std::max<std::size_t>(words.size(), 1);
   for (std::size_t i = 0; i < words.size(); ++i)
-    placed.push_back({words[i], chunk.start + i * share, chunk.start + (i + 1) * share,
-                      kGuessedConfidence});
+    placed.push_back(
+        {words[i], chunk.start + i * share, chunk.start + (i + 1) * share, kGuessedConfidence});
   return placed;
 }
 
@@ -71,8 +71,8 @@ std::size_t halfway(const std::vector<Span>& chunks) {
 
 // Every chunk transcribed freely, in order: the later half on a second thread with its own
 // recogniser (a decoder serves one utterance at a time), so both cores listen.
-std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Recogniser& first,
-                                             Recogniser* second, const std::vector<Span>& chunks) {
+std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Recogniser& first, Recogniser* second,
+                                             const std::vector<Span>& chunks) {
   std::vector<std::vector<Word>> heard(chunks.size());
   const std::size_t split = second ? halfway(chunks) : chunks.size();
   const auto transcribe = [&](Recogniser& recogniser, std::size_t from, std::size_t to) {
@@ -128,8 +128,8 @@ std::vector<Word> toScript(const Pcm& pcm, Recogniser& recogniser, const std::ve
   std::vector<Word> words;
   std::size_t begin = 0;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
-    const auto nominal = std::size_t(std::upper_bound(chunkOf.begin(), chunkOf.end(), int(c)) -
-                                     chunkOf.begin());
+    const auto nominal =
+        std::size_t(std::upper_bound(chunkOf.begin(), chunkOf.end(), int(c)) - chunkOf.begin());
     std::vector<Word> placed = alignShare(pcm, recogniser, chunks[c], script, begin,
                                           std::max(nominal, begin), c + 1 == chunks.size());
     begin += placed.size();

@@ -66,16 +66,26 @@ Options parseOptions(const std::vector<std::string>& arguments) {
   Options options;
   for (std::size_t at = 1; at < arguments.size(); ++at) {
     const std::string& argument = arguments[at];
-    if (argument == "--jsonl") options.jsonLines = true;
-    else if (matches(argument, "--brain")) options.brain = valueOf(arguments, at, "--brain");
-    else if (matches(argument, "--out")) options.out = valueOf(arguments, at, "--out");
-    else if (matches(argument, "--script")) options.scriptFile = valueOf(arguments, at, "--script");
-    else if (startsWith(argument, "--theme=")) options.theme = argument.substr(8);
-    else if (startsWith(argument, "--face=")) options.face = argument.substr(7);
-    else if (startsWith(argument, "--camera=")) options.camera = cameraRect(argument.substr(9));
-    else if (startsWith(argument, "-")) throw CutError("Unknown option " + argument + ".");
-    else if (options.take.empty()) options.take = argument;
-    else throw CutError("Only one take can be cut at a time.");
+    if (argument == "--jsonl")
+      options.jsonLines = true;
+    else if (matches(argument, "--brain"))
+      options.brain = valueOf(arguments, at, "--brain");
+    else if (matches(argument, "--out"))
+      options.out = valueOf(arguments, at, "--out");
+    else if (matches(argument, "--script"))
+      options.scriptFile = valueOf(arguments, at, "--script");
+    else if (startsWith(argument, "--theme="))
+      options.theme = argument.substr(8);
+    else if (startsWith(argument, "--face="))
+      options.face = argument.substr(7);
+    else if (startsWith(argument, "--camera="))
+      options.camera = cameraRect(argument.substr(9));
+    else if (startsWith(argument, "-"))
+      throw CutError("Unknown option " + argument + ".");
+    else if (options.take.empty())
+      options.take = argument;
+    else
+      throw CutError("Only one take can be cut at a time.");
   }
   check(options);
   return options;

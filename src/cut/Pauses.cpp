@@ -64,8 +64,7 @@ void splitLong(const std::vector<Span>& group, double longest, std::vector<Span>
   }
   std::size_t widest = 1;
   for (std::size_t i = 1; i < group.size(); ++i)
-    if (group[i].start - group[i - 1].end > group[widest].start - group[widest - 1].end)
-      widest = i;
+    if (group[i].start - group[i - 1].end > group[widest].start - group[widest - 1].end) widest = i;
   splitLong({group.begin(), group.begin() + widest}, longest, out);
   splitLong({group.begin() + widest, group.end()}, longest, out);
 }

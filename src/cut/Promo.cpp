@@ -63,17 +63,21 @@ Pcm soundOf(const Options& options) {
 
 Transcript listenTo(const Options& options, const Pcm& pcm, Report& report) {
   report.stage("listening");
-  return listen(pcm, [] { return std::make_unique<SphinxRecogniser>(); }, scriptFor(options));
+  return listen(
+      pcm, [] { return std::make_unique<SphinxRecogniser>(); }, scriptFor(options));
 }
 
-double render(const Options& options, const Story& story, const ReelFiles& files,
-              Report& report) {
+double render(const Options& options, const Story& story, const ReelFiles& files, Report& report) {
   report.stage("rendering");
   const std::filesystem::path captions = files.work / "captions.ass";
   writeFile(captions, captionScript(story));
-  RenderJob job{options.take, story.segments, FaceFinish{options.face, options.camera},
-                captions.string(), files.draft(files.reel).string(),
-                files.draft(files.cover).string(), std::min(kCoverTime, story.length() / 2),
+  RenderJob job{options.take,
+                story.segments,
+                FaceFinish{options.face, options.camera},
+                captions.string(),
+                files.draft(files.reel).string(),
+                files.draft(files.cover).string(),
+                std::min(kCoverTime, story.length() / 2),
                 [&](double value) { report.progress(value); }};
   const double length = renderReel(job);
   writePicture(job.reel, files.draft(files.picture).string());

@@ -47,14 +47,16 @@ std::string description(const std::vector<Span>& segments, const FaceFinish& fin
     text += ";[v" + k + "]trim=start=" + number(s.start) + ":end=" + number(s.end) +
             ",setpts=PTS-STARTPTS[cv" + k + "]";
     text += ";[a" + k + "]atrim=start=" + number(s.start) + ":end=" + number(s.end) +
-            ",asetpts=PTS-STARTPTS,afade=t=in:d=" + number(kFade) + ",afade=t=out:st=" +
-            number(std::max(0.0, s.length() - kFade)) + ":d=" + number(kFade) + "[ca" + k + "]";
+            ",asetpts=PTS-STARTPTS,afade=t=in:d=" + number(kFade) +
+            ",afade=t=out:st=" + number(std::max(0.0, s.length() - kFade)) + ":d=" + number(kFade) +
+            "[ca" + k + "]";
     joined += "[cv" + k + "][ca" + k + "]";
   }
   text += ";" + joined + "concat=n=" + n + ":v=1:a=1[cv][ca]";
-  text += ";[cv]scale=1080:1920:force_original_aspect_ratio=increase,crop=1080:1920,setsar=1,"
-          "fps=30,format=yuv420p[filled];" +
-          faceFinishGraph(finish) + ";[finished]format=yuv420p[sv]";
+  text +=
+      ";[cv]scale=1080:1920:force_original_aspect_ratio=increase,crop=1080:1920,setsar=1,"
+      "fps=30,format=yuv420p[filled];" +
+      faceFinishGraph(finish) + ";[finished]format=yuv420p[sv]";
   text += ";[ca]aresample=48000,aformat=sample_fmts=fltp:channel_layouts=stereo[sa]";
   return text;
 }
@@ -75,22 +77,24 @@ std::string rational(AVRational value) {
 
 AVFilterContext* videoSourceFor(AVFilterGraph* graph, const TakeReader& take) {
   const AVCodecContext* video = take.video();
-  const AVRational aspect = video->sample_aspect_ratio.num > 0 ? video->sample_aspect_ratio
-                                                               : AVRational{1, 1};
+  const AVRational aspect =
+      video->sample_aspect_ratio.num > 0 ? video->sample_aspect_ratio : AVRational{1, 1};
   const char* format = av_get_pix_fmt_name(video->pix_fmt);
   if (!format) throw CutError("The take's picture is in a format this computer can't read.");
-  return makeFilter(graph, "buffer", "take picture",
-                    {{"video_size", std::to_string(video->width) + "x" + std::to_string(video->height)},
-                     {"pix_fmt", format},
-                     {"time_base", rational(take.videoTimeBase())},
-                     {"pixel_aspect", rational(aspect)}});
+  return makeFilter(
+      graph, "buffer", "take picture",
+      {{"video_size", std::to_string(video->width) + "x" + std::to_string(video->height)},
+       {"pix_fmt", format},
+       {"time_base", rational(take.videoTimeBase())},
+       {"pixel_aspect", rational(aspect)}});
 }
 
 AVFilterContext* audioSourceFor(AVFilterGraph* graph, const TakeReader& take) {
   const AVCodecContext* audio = take.audio();
   char layout[128] = {};
   AVChannelLayout channels = audio->ch_layout;
-  if (channels.order == AV_CHANNEL_ORDER_UNSPEC) av_channel_layout_default(&channels, channels.nb_channels);
+  if (channels.order == AV_CHANNEL_ORDER_UNSPEC)
+    av_channel_layout_default(&channels, channels.nb_channels);
   av_channel_layout_describe(&channels, layout, sizeof layout);
   const char* format = av_get_sample_fmt_name(audio->sample_fmt);
   if (!format) throw CutError("The take's sound is in a format this computer can't read.");

@@ -48,8 +48,7 @@ av::Output openFile(const std::string& path) {
 
 }  // namespace
 
-ReelWriter::ReelWriter(const std::string& path, AVRational videoTimeBase,
-                       AVRational audioTimeBase)
+ReelWriter::ReelWriter(const std::string& path, AVRational videoTimeBase, AVRational audioTimeBase)
     : output_(openFile(path)) {
   video_ = openEncoder("libx264", output_.get(), [&](AVCodecContext* c) {
     c->width = ReelGraph::kWidth;
@@ -78,19 +77,22 @@ ReelWriter::ReelWriter(const std::string& path, AVRational videoTimeBase,
 }
 
 void ReelWriter::writeVideo(AVFrame* frame) {
-  if (avcodec_send_frame(video_.get(), frame) < 0) throw CutError("The reel's picture couldn't be encoded.");
+  if (avcodec_send_frame(video_.get(), frame) < 0)
+    throw CutError("The reel's picture couldn't be encoded.");
   drain(video_.get(), videoStream_);
 }
 
 void ReelWriter::writeAudio(AVFrame* frame) {
-  if (avcodec_send_frame(audio_.get(), frame) < 0) throw CutError("The reel's sound couldn't be encoded.");
+  if (avcodec_send_frame(audio_.get(), frame) < 0)
+    throw CutError("The reel's sound couldn't be encoded.");
   drain(audio_.get(), audioStream_);
 }
 
 void ReelWriter::finish() {
   writeVideo(nullptr);
   writeAudio(nullptr);
-  if (av_write_trailer(output_.get()) < 0) throw CutError("The reel couldn't be completed on disk.");
+  if (av_write_trailer(output_.get()) < 0)
+    throw CutError("The reel couldn't be completed on disk.");
 }
 
 void ReelWriter::drain(AVCodecContext* encoder, AVStream* stream) {

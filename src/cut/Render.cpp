@@ -27,7 +27,10 @@ double totalLength(const std::vector<Span>& segments) {
 class Pump {
  public:
   Pump(TakeReader& reader, const ReelGraph& graph, ReelWriter& writer, const RenderJob& job)
-      : reader_(reader), graph_(graph), writer_(writer), job_(job),
+      : reader_(reader),
+        graph_(graph),
+        writer_(writer),
+        job_(job),
         total_(totalLength(job.segments)) {}
 
   double run() {

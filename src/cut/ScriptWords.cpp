@@ -40,7 +40,8 @@ std::vector<int> spreadByLength(std::size_t count, const std::vector<double>& le
   std::size_t chunk = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const double place = total * (i + 0.5) / count;
-    while (chunk + 1 < lengths.size() && place > before + lengths[chunk]) before += lengths[chunk++];
+    while (chunk + 1 < lengths.size() && place > before + lengths[chunk])
+      before += lengths[chunk++];
     chunks[i] = int(chunk);
   }
   return chunks;
@@ -64,7 +65,8 @@ std::vector<int> chunkOfEachWord(const std::vector<std::string>& script,
                                  const std::vector<std::string>& heardWords,
                                  const std::vector<int>& heard,
                                  const std::vector<double>& chunkLengths) {
-  if (heardWords.empty() || chunkLengths.empty()) return spreadByLength(script.size(), chunkLengths);
+  if (heardWords.empty() || chunkLengths.empty())
+    return spreadByLength(script.size(), chunkLengths);
   const auto cost = costs(script, heardWords);
   std::vector<int> chunk(script.size(), -1);
   // Walk back through the table: a diagonal step pairs a script word with a heard one.

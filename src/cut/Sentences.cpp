@@ -15,19 +15,20 @@ constexpr std::size_t kLongestSentence = 30;
 
 const std::set<std::string>& stopWords() {
   static const std::set<std::string> words = {
-      "a", "an", "the", "and", "or", "but", "if", "then", "of", "to", "in", "on", "at", "for",
-      "with", "by", "from", "is", "are", "was", "were", "be", "been", "it", "its", "it's",
-      "this", "that", "these", "those", "i", "me", "my", "we", "our", "he", "she", "they",
-      "them", "his", "her", "their", "as", "so", "do", "does", "did", "not", "no", "can",
-      "will", "just", "have", "has", "had", "there", "here", "what", "which", "who", "than",
-      "too", "very", "about", "into", "out", "up", "down", "all", "any", "some", "more"};
+      "a",     "an",   "the",  "and",   "or",   "but",  "if",    "then",  "of",    "to",   "in",
+      "on",    "at",   "for",  "with",  "by",   "from", "is",    "are",   "was",   "were", "be",
+      "been",  "it",   "its",  "it's",  "this", "that", "these", "those", "i",     "me",   "my",
+      "we",    "our",  "he",   "she",   "they", "them", "his",   "her",   "their", "as",   "so",
+      "do",    "does", "did",  "not",   "no",   "can",  "will",  "just",  "have",  "has",  "had",
+      "there", "here", "what", "which", "who",  "than", "too",   "very",  "about", "into", "out",
+      "up",    "down", "all",  "any",   "some", "more"};
   return words;
 }
 
 bool isNumber(const std::string& word) {
   static const std::set<std::string> numbers = {
-      "one", "two", "three", "four", "five", "six", "seven", "eight", "nine", "ten",
-      "hundred", "thousand", "million", "percent", "first", "second", "third"};
+      "one", "two",     "three",    "four",    "five",    "six",   "seven",  "eight", "nine",
+      "ten", "hundred", "thousand", "million", "percent", "first", "second", "third"};
   return numbers.contains(word) || std::isdigit(static_cast<unsigned char>(word[0]));
 }
 
@@ -92,7 +93,8 @@ void scoreSentences(std::vector<Sentence>& sentences, const std::vector<Word>& w
   std::set<std::string> themeWords;
   for (const std::string& word : scriptWords(theme))
     if (isContentWord(word)) themeWords.insert(word);
-  for (Sentence& sentence : sentences) sentence.score = scoreOf(sentence, words, counts, themeWords);
+  for (Sentence& sentence : sentences)
+    sentence.score = scoreOf(sentence, words, counts, themeWords);
 }
 
 }  // namespace vorn::cut

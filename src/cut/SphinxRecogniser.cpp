@@ -68,10 +68,10 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   if (!std::filesystem::exists(model + "/en-us/mdef"))
     throw CutError("The speech model isn't installed (pocketsphinx-en-us).");
   err_set_logfp(nullptr);
-  decoder_->config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(),
-                                 "-lm", (model + "/en-us.lm.bin").c_str(), "-dict",
-                                 (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes",
-                                 nullptr);
+  decoder_->config =
+      cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
+                  (model + "/en-us.lm.bin").c_str(), "-dict",
+                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes", nullptr);
   if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
   if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
   decoder_->languageSearch = ps_get_search(decoder_->ps);
@@ -79,8 +79,7 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
 
 SphinxRecogniser::~SphinxRecogniser() = default;
 
-std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chunk,
-                                               double offset) {
+std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chunk, double offset) {
   ps_set_search(decoder_->ps, decoder_->languageSearch.c_str());
   return decoder_->decode(chunk, offset);
 }

@@ -39,12 +39,12 @@ std::vector<std::string> hashtags(const std::vector<Word>& words) {
   std::stable_sort(ranked.begin(), ranked.end(),
                    [](const auto& a, const auto& b) { return a.second > b.second; });
   std::vector<std::string> tags;
-  for (std::size_t i = 0; i < ranked.size() && i < kHashtags; ++i) tags.push_back("#" + ranked[i].first);
+  for (std::size_t i = 0; i < ranked.size() && i < kHashtags; ++i)
+    tags.push_back("#" + ranked[i].first);
   return tags;
 }
 
-std::vector<std::string> flagsFor(const Story& story, const Transcript& transcript,
-                                  Budget budget) {
+std::vector<std::string> flagsFor(const Story& story, const Transcript& transcript, Budget budget) {
   std::vector<std::string> flags;
   if (story.length() < budget.shortest) flags.push_back("Short: under 20 seconds of speech");
   double confidence = 0;

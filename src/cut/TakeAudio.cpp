@@ -41,8 +41,8 @@ Resample makeResampler(const AVCodecContext* decoder) {
   AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
   // FFmpeg 5.1 takes the input layout by a non-const pointer.
   AVChannelLayout input = decoder->ch_layout;
-  if (swr_alloc_set_opts2(&raw, &mono, AV_SAMPLE_FMT_S16, Pcm::kRate, &input,
-                          decoder->sample_fmt, decoder->sample_rate, 0, nullptr) < 0 ||
+  if (swr_alloc_set_opts2(&raw, &mono, AV_SAMPLE_FMT_S16, Pcm::kRate, &input, decoder->sample_fmt,
+                          decoder->sample_rate, 0, nullptr) < 0 ||
       swr_init(raw) < 0) {
     swr_free(&raw);
     throw CutError("The take's sound can't be converted for listening.");
@@ -58,10 +58,9 @@ void append(SwrContext* resampler, const AVFrame* frame, Pcm& out) {
   const std::size_t at = out.samples.size();
   out.samples.resize(at + room);
   auto* target = reinterpret_cast<std::uint8_t*>(out.samples.data() + at);
-  const int made = swr_convert(resampler, &target, room,
-                               frame ? const_cast<const std::uint8_t**>(frame->extended_data)
-                                     : nullptr,
-                               inCount);
+  const int made = swr_convert(
+      resampler, &target, room,
+      frame ? const_cast<const std::uint8_t**>(frame->extended_data) : nullptr, inCount);
   out.samples.resize(at + std::max(made, 0));
 }
 
@@ -101,7 +100,8 @@ double takeDuration(const std::string& path) {
   double longest = 0;
   for (unsigned i = 0; i < input->nb_streams; ++i) {
     const AVStream* stream = input->streams[i];
-    if (stream->duration > 0) longest = std::max(longest, stream->duration * av_q2d(stream->time_base));
+    if (stream->duration > 0)
+      longest = std::max(longest, stream->duration * av_q2d(stream->time_base));
   }
   return longest;
 }

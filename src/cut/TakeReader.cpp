@@ -25,8 +25,9 @@ av::CodecContext openDecoder(const AVStream* stream) {
 int streamOf(AVFormatContext* input, AVMediaType type) {
   const int index = av_find_best_stream(input, type, -1, -1, nullptr, 0);
   if (index < 0)
-    throw CutError(type == AVMEDIA_TYPE_VIDEO ? "The take has no picture to cut."
-                                              : "The take has no sound, so there is no speech to cut.");
+    throw CutError(type == AVMEDIA_TYPE_VIDEO
+                       ? "The take has no picture to cut."
+                       : "The take has no sound, so there is no speech to cut.");
   return index;
 }
 

@@ -93,7 +93,8 @@ class FakeClaude : public testing::Test {
 };
 
 TEST_F(FakeClaude, aGoodAnswerIsUsedAndTheTranscriptWasSent) {
-  install("printf '%s' \"$2\" > \"$(dirname \"$0\")/prompt\"\ncat <<'EOF'\n" + QByteArray(kGood) + "EOF\n");
+  install("printf '%s' \"$2\" > \"$(dirname \"$0\")/prompt\"\ncat <<'EOF'\n" + QByteArray(kGood) +
+          "EOF\n");
   EXPECT_EQ(write().brain, "claude");
   QFile prompt(dir.filePath(QStringLiteral("prompt")));
   ASSERT_TRUE(prompt.open(QIODevice::ReadOnly));

@@ -12,11 +12,13 @@ TEST(FaceFinishTest, noLookOrNoPlaceLeavesThePictureAlone) {
 }
 
 TEST(FaceFinishTest, theCamerasPlaceIsCutOnEvenPixelsFinishedAndLaidBack) {
-  const std::string graph = faceFinishGraph({"natural", std::array{0.0741, 0.5521, 0.8519, 0.4167}});
+  const std::string graph =
+      faceFinishGraph({"natural", std::array{0.0741, 0.5521, 0.8519, 0.4167}});
   EXPECT_NE(graph.find("crop=920:800:80:1060,smartblur="), std::string::npos) << graph;
   EXPECT_NE(graph.find("overlay=80:1060[finished]"), std::string::npos) << graph;
-  EXPECT_NE(faceFinishGraph({"sculpted", std::array{0.0, 0.0, 1.0, 1.0}}).find("crop=1080:1920:0:0,"
-                                                                                 "smartblur=lr=3.0"),
+  EXPECT_NE(faceFinishGraph({"sculpted", std::array{0.0, 0.0, 1.0, 1.0}})
+                .find("crop=1080:1920:0:0,"
+                      "smartblur=lr=3.0"),
             std::string::npos);
 }
 

@@ -30,7 +30,8 @@ class ListenTest : public testing::Test {
     delete pcm;
   }
   static Transcript listenTo(const Pcm& sound, const std::string& script) {
-    return listen(sound, [] { return std::make_unique<SphinxRecogniser>(); }, script);
+    return listen(
+        sound, [] { return std::make_unique<SphinxRecogniser>(); }, script);
   }
   static Pcm* pcm;
   // The take listened to with its script known.
@@ -74,9 +75,8 @@ TEST_F(ListenTest, sentencesStartNearTheirSoundsOnset) {
   double worst = 0;
   for (std::size_t s = 0; s < spokenTake().sentences.size(); ++s) {
     const Span spoken = spokenTake().spoken[s];
-    const auto onset = std::find_if(speech.begin(), speech.end(), [&](const Span& span) {
-      return span.end > spoken.start;
-    });
+    const auto onset = std::find_if(speech.begin(), speech.end(),
+                                    [&](const Span& span) { return span.end > spoken.start; });
     ASSERT_NE(onset, speech.end());
     const double offset = transcript.words[first].start - onset->start;
     std::cout << transcript.words[first].text << ": " << std::lround(offset * 1000)

@@ -8,10 +8,9 @@ namespace vorn::cut {
 namespace {
 
 TEST(OptionsTest, theStudiosCommandLineIsRead) {
-  const Options options =
-      parseOptions({"promo", "/t/take.mp4", "--jsonl", "--brain", "claude", "--out",
-                    "/r/take · Reel.mp4", "--theme=two words", "--face=sculpted",
-                    "--camera=0.0741,0.5521,0.8519,0.4167"});
+  const Options options = parseOptions({"promo", "/t/take.mp4", "--jsonl", "--brain", "claude",
+                                        "--out", "/r/take · Reel.mp4", "--theme=two words",
+                                        "--face=sculpted", "--camera=0.0741,0.5521,0.8519,0.4167"});
   EXPECT_EQ(options.take, "/t/take.mp4");
   EXPECT_EQ(options.out, "/r/take · Reel.mp4");
   EXPECT_TRUE(options.jsonLines);

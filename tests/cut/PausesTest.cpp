@@ -44,7 +44,8 @@ TEST(PausesTest, chunksEndAtPausesAndLongOnesSplitAtTheWidestGap) {
   for (const Span& chunk : chunks) EXPECT_LE(chunk.length(), 15 + 0.4);
   EXPECT_NEAR(chunks.back().start, 39.8, 1e-9);
   EXPECT_NEAR(chunks.back().end, 41.2, 1e-9);
-  for (std::size_t i = 1; i < chunks.size(); ++i) EXPECT_GE(chunks[i].start, chunks[i - 1].end - 0.4);
+  for (std::size_t i = 1; i < chunks.size(); ++i)
+    EXPECT_GE(chunks[i].start, chunks[i - 1].end - 0.4);
 }
 
 }  // namespace

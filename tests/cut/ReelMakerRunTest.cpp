@@ -32,9 +32,8 @@ TEST(ReelMakerRunTest, theRealEngineTakesAJobToReadyWithAPlayableReel) {
   ASSERT_TRUE(maker.job(take));
   EXPECT_EQ(maker.job(take)->face, FaceLook::sculpted);
   EXPECT_TRUE(maker.job(take)->camera) << "so --face and --camera are passed";
-  const bool settled = QTest::qWaitFor([&] {
-    return !maker.runningTake() && maker.job(take)->stage.isFinished();
-  }, 120000);
+  const bool settled = QTest::qWaitFor(
+      [&] { return !maker.runningTake() && maker.job(take)->stage.isFinished(); }, 120000);
   ASSERT_TRUE(settled);
   const ReelJob job = *maker.job(take);
   ASSERT_EQ(job.stage, ReelStage::ready()) << job.stage.message.toStdString();

@@ -137,7 +137,8 @@ TEST_F(ReelTest, theCoverCaptionPictureAndWorkFolderLieBesideTheReel) {
   EXPECT_EQ(test::probeStreams(QString::fromStdString(picture)).size(), 1u);
   const fs::path work = folder() / ".Spoken \u00B7 Reel";
   ASSERT_TRUE(fs::is_directory(work));
-  for (const std::string& name : folderEntries(work)) EXPECT_NE(name.rfind("draft.", 0), 0u) << name;
+  for (const std::string& name : folderEntries(work))
+    EXPECT_NE(name.rfind("draft.", 0), 0u) << name;
 }
 
 TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {
@@ -194,7 +195,9 @@ TEST(ReelErrorTest, aTakeWithoutSoundOrWithSilenceHasNoSpeech) {
 
 TEST(ReelErrorTest, anUnwritableReelOrAWrongCommandLineIsOneError) {
   std::string text;
-  EXPECT_NE(runVorncut({"promo", spokenTake().path, "--jsonl", "--out", "/proc/R \u00B7 Reel.mp4"}, &text), 0);
+  EXPECT_NE(runVorncut({"promo", spokenTake().path, "--jsonl", "--out", "/proc/R \u00B7 Reel.mp4"},
+                       &text),
+            0);
   ASSERT_EQ(messages(text).size(), 1u) << text;
   EXPECT_EQ(messages(text)[0]["event"], "error");
   expectOneError({"promo", spokenTake().path, "--loud"});

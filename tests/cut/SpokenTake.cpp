@@ -46,8 +46,8 @@ SpokenTake make() {
   }
   take.duration = at;
   graph += joined + "concat=n=" + std::to_string(kSentences.size() + 1) +
-           ":v=0:a=1,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" +
-           std::to_string(at) + "[v]";
+           ":v=0:a=1,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + std::to_string(at) +
+           "[v]";
   argv.insert(argv.end(), {"-filter_complex", graph, "-map", "[v]", "-map", "[a]", "-c:v",
                            "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
   run(argv);
@@ -70,9 +70,11 @@ const SpokenTake& spokenTake() {
 std::string silentTake(const std::string& name, double seconds, bool withSound) {
   const std::string path = scratch() + "/" + name + ".mp4";
   const std::string length = std::to_string(seconds);
-  std::vector<std::string> argv = {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                                   "color=c=black:s=320x568:r=30:d=" + length};
-  if (withSound) argv.insert(argv.end(), {"-f", "lavfi", "-i", "anullsrc=r=48000:cl=mono", "-t", length});
+  std::vector<std::string> argv = {
+      "ffmpeg", "-v",    "error", "-y",
+      "-f",     "lavfi", "-i",    "color=c=black:s=320x568:r=30:d=" + length};
+  if (withSound)
+    argv.insert(argv.end(), {"-f", "lavfi", "-i", "anullsrc=r=48000:cl=mono", "-t", length});
   argv.insert(argv.end(), {"-c:v", "libx264", "-preset", "ultrafast", path});
   run(argv);
   return path;

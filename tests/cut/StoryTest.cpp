@@ -7,8 +7,8 @@
 namespace vorn::cut {
 namespace {
 
-const std::vector<std::string> kVocabulary = {
-    "light", "camera", "face", "people", "watch", "video", "three", "reasons", "story", "sound"};
+const std::vector<std::string> kVocabulary = {"light", "camera", "face",    "people", "watch",
+                                              "video", "three",  "reasons", "story",  "sound"};
 
 // `count` sentences of eight words (0.3 s each, 0.05 s apart) with 0.8 s pauses between them;
 // every fifth sentence holds an "um".
@@ -17,7 +17,8 @@ Transcript transcriptOf(int count) {
   double at = 1;
   for (int s = 0; s < count; ++s) {
     for (int w = 0; w < 8; ++w) {
-      const std::string text = (s % 5 == 2 && w == 3) ? "um" : kVocabulary[(s * 3 + w) % kVocabulary.size()];
+      const std::string text =
+          (s % 5 == 2 && w == 3) ? "um" : kVocabulary[(s * 3 + w) % kVocabulary.size()];
       transcript.words.push_back({text, at, at + 0.3, 0.9});
       at += 0.35;
     }
@@ -109,8 +110,9 @@ TEST(CaptionsTest, eachWordIsShownLitWhileItIsSaid) {
   EXPECT_NE(script.find("PlayResY: 1920"), std::string::npos);
   EXPECT_NE(script.find("Dialogue: 0,0:00:00.00,0:00:03.00,Headline,,0,0,0,,GOOD LIGHT"),
             std::string::npos);
-  EXPECT_NE(script.find("0:00:00.10,0:00:00.60,Words,,0,0,0,,{\\pos(540,1240)}{\\c&H0000D7FF&}GOOD"),
-            std::string::npos);
+  EXPECT_NE(
+      script.find("0:00:00.10,0:00:00.60,Words,,0,0,0,,{\\pos(540,1240)}{\\c&H0000D7FF&}GOOD"),
+      std::string::npos);
   EXPECT_NE(script.find("{\\c&H0000D7FF&}LIGHT\n"), std::string::npos);
 }
 

@@ -12,10 +12,12 @@ namespace {
 // 20 s of picture (keyframe every second) and a tone.
 std::string twentySeconds() {
   const std::string path = test::scratch() + "/twenty.mp4";
-  test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                    "testsrc=s=320x568:r=30:d=20", "-f", "lavfi", "-i",
-                    "sine=f=440:r=48000:d=20", "-c:v", "libx264", "-preset", "ultrafast", "-g",
-                    "30", "-c:a", "aac", path});
+  test::runCommand({"ffmpeg", "-v",      "error",   "-y",
+                    "-f",     "lavfi",   "-i",      "testsrc=s=320x568:r=30:d=20",
+                    "-f",     "lavfi",   "-i",      "sine=f=440:r=48000:d=20",
+                    "-c:v",   "libx264", "-preset", "ultrafast",
+                    "-g",     "30",      "-c:a",    "aac",
+                    path});
   return path;
 }
 
