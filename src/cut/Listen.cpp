@@ -1,12 +1,12 @@
 #include "cut/Listen.h"
 
+#include "cut/Chunkwise.h"
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
 
 #include <algorithm>
-#include <exception>
+#include <cstdlib>
 #include <memory>
-#include <thread>
 
 namespace vorn::cut {
 namespace {
@@ -15,6 +15,9 @@ namespace {
 constexpr double kGuessedConfidence = 0.5;
 // Below this share of heard words found in the script, the user did not read the script.
 constexpr double kLeastScriptShare = 0.3;
+// A chunk's share may end at a pause of the script this many words from where free
+// recognition put its end.
+constexpr long kFarthestBreak = 12;
 
 bool readsScript(const std::vector<Word>& heard, const std::vector<std::string>& script) {
   if (heard.empty()) return true;
@@ -39,62 +42,70 @@ std::vector<Word> spread(const std::vector<std::string>& words, const Span& chun
   return placed;
 }
 
-// Aligns the chunk to the script words from `begin`: to those up to `nominal`, or, when the
-// sound does not match them, to a word or two fewer or more (the rough split by free
-// recognition is often a word off at a pause). The last chunk takes all that is left.
-std::vector<Word> alignShare(const Pcm& pcm, Recogniser& recogniser, const Span& chunk,
-                             const std::vector<std::string>& script, std::size_t begin,
-                             std::size_t nominal, bool last) {
-  const auto shareUpTo = [&](std::size_t end) {
-    return std::vector<std::string>(script.begin() + begin, script.begin() + end);
+// The script as the recogniser can say it, with the places a reader likely pauses.
+struct Script {
+  std::vector<std::string> words;
+  std::vector<std::size_t> breaks;
+};
+
+// Drops the words the recogniser cannot say, keeping the breaks between the same words.
+Script sayable(const std::string& text, Recogniser& recogniser) {
+  const std::vector<std::string> words = scriptWords(text);
+  std::vector<std::size_t> keptBefore = {0};
+  Script script;
+  for (const std::string& word : words) {
+    if (recogniser.knows(word)) script.words.push_back(word);
+    keptBefore.push_back(script.words.size());
+  }
+  for (std::size_t at : scriptBreaks(text)) script.breaks.push_back(keptBefore[at]);
+  return script;
+}
+
+// Where the chunk's share of the script may end, likeliest first: where free recognition put
+// it, a word or two either side, then the script's pauses nearest to it.
+std::vector<std::size_t> candidateEnds(const Script& script, std::size_t begin,
+                                       std::size_t nominal) {
+  std::vector<std::size_t> ends;
+  const auto add = [&](long end) {
+    if (end > long(begin) && end <= long(script.words.size()) &&
+        std::find(ends.begin(), ends.end(), std::size_t(end)) == ends.end())
+      ends.push_back(std::size_t(end));
   };
-  if (last) nominal = script.size();
-  for (int shift : {0, -1, 1, -2, 2}) {
-    const long end = long(nominal) + shift;
-    if ((last && shift != 0) || end <= long(begin) || end > long(script.size())) continue;
+  for (int shift : {0, -1, 1, -2, 2}) add(long(nominal) + shift);
+  std::vector<std::size_t> breaks = script.breaks;
+  std::stable_sort(breaks.begin(), breaks.end(), [&](std::size_t a, std::size_t b) {
+    return std::labs(long(a) - long(nominal)) < std::labs(long(b) - long(nominal));
+  });
+  for (std::size_t at : breaks)
+    if (std::labs(long(at) - long(nominal)) <= kFarthestBreak) add(long(at));
+  return ends;
+}
+
+// Aligns the chunk to the script words from `begin` to one of the candidate ends; the last
+// chunk takes all that is left. When none matches, the nominal share is spread evenly.
+std::vector<Word> alignShare(const Pcm& pcm, Recogniser& recogniser, const Span& chunk,
+                             const Script& script, std::size_t begin, std::size_t nominal,
+                             bool last) {
+  const auto shareUpTo = [&](std::size_t end) {
+    return std::vector<std::string>(script.words.begin() + begin, script.words.begin() + end);
+  };
+  if (last) nominal = script.words.size();
+  const std::vector<std::size_t> ends =
+      last ? std::vector<std::size_t>{nominal} : candidateEnds(script, begin, nominal);
+  for (std::size_t end : ends) {
+    if (end <= begin) continue;
     std::vector<Word> placed = recogniser.align(samplesOf(pcm, chunk), chunk.start, shareUpTo(end));
     if (!placed.empty()) return placed;
   }
-  return spread(shareUpTo(nominal), chunk);
+  return spread(shareUpTo(std::max(nominal, begin)), chunk);
 }
 
-// Where the chunks split into two halves of about equal speech.
-std::size_t halfway(const std::vector<Span>& chunks) {
-  double total = 0;
-  for (const Span& chunk : chunks) total += chunk.length();
-  double before = 0;
-  std::size_t split = 0;
-  while (split < chunks.size() && before + chunks[split].length() / 2 < total / 2)
-    before += chunks[split++].length();
-  return std::max<std::size_t>(split, 1);
-}
-
-// Every chunk transcribed freely, in order: the later half on a second thread with its own
-// recogniser (a decoder serves one utterance at a time), so both cores listen.
 std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Recogniser& first, Recogniser* second,
                                              const std::vector<Span>& chunks) {
   std::vector<std::vector<Word>> heard(chunks.size());
-  const std::size_t split = second ? halfway(chunks) : chunks.size();
-  const auto transcribe = [&](Recogniser& recogniser, std::size_t from, std::size_t to) {
-    for (std::size_t c = from; c < to; ++c)
-      heard[c] = recogniser.transcribe(samplesOf(pcm, chunks[c]), chunks[c].start);
-  };
-  std::exception_ptr failure;
-  std::thread helper([&] {
-    try {
-      if (second) transcribe(*second, split, chunks.size());
-    } catch (...) {
-      failure = std::current_exception();
-    }
+  forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
+    heard[c] = recogniser.transcribe(samplesOf(pcm, chunks[c]), chunks[c].start);
   });
-  try {
-    transcribe(first, 0, split);
-  } catch (...) {
-    helper.join();
-    throw;
-  }
-  helper.join();
-  if (failure) std::rethrow_exception(failure);
   return heard;
 }
 
@@ -105,13 +116,29 @@ std::vector<Word> joined(const std::vector<std::vector<Word>>& perChunk) {
   return words;
 }
 
+// The script words each chunk holds, [begin, end), as free recognition placed them.
+std::vector<std::pair<std::size_t, std::size_t>> sharesOf(const std::vector<int>& chunkOf,
+                                                          std::size_t chunkCount) {
+  std::vector<std::pair<std::size_t, std::size_t>> shares;
+  std::size_t begin = 0;
+  for (std::size_t c = 0; c < chunkCount; ++c) {
+    const auto end =
+        std::size_t(std::upper_bound(chunkOf.begin(), chunkOf.end(), int(c)) - chunkOf.begin());
+    shares.push_back({begin, end});
+    begin = end;
+  }
+  return shares;
+}
+
 // Lays the script on the chunks: free recognition (`heard`, per chunk) says roughly which
-// words fall in which chunk, then each chunk is aligned to its share of the script. A take
-// that does not read the script keeps what was heard.
-std::vector<Word> toScript(const Pcm& pcm, Recogniser& recogniser, const std::vector<Span>& chunks,
-                           const std::vector<std::vector<Word>>& heard,
-                           std::vector<std::string> script, bool& followed) {
-  std::erase_if(script, [&](const std::string& word) { return !recogniser.knows(word); });
+// words fall in which chunk; every chunk is aligned to that share on both threads; then, in
+// order, a chunk whose share moved (the chunk before took a word more or less) or did not
+// match is aligned again from where the one before ended. A take that does not read the
+// script keeps what was heard.
+std::vector<Word> toScript(const Pcm& pcm, Recogniser& first, Recogniser* second,
+                           const std::vector<Span>& chunks,
+                           const std::vector<std::vector<Word>>& heard, const Script& script,
+                           bool& followed) {
   std::vector<std::string> heardWords;
   std::vector<int> heardChunk;
   std::vector<double> lengths;
@@ -122,16 +149,25 @@ std::vector<Word> toScript(const Pcm& pcm, Recogniser& recogniser, const std::ve
       heardChunk.push_back(int(c));
     }
   }
-  followed = readsScript(joined(heard), script);
+  followed = readsScript(joined(heard), script.words);
   if (!followed) return joined(heard);
-  const std::vector<int> chunkOf = chunkOfEachWord(script, heardWords, heardChunk, lengths);
+  const auto shares =
+      sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths), chunks.size());
+  std::vector<std::vector<Word>> planned(chunks.size());
+  forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
+    const auto [begin, end] = shares[c];
+    if (end > begin)
+      planned[c] = recogniser.align(samplesOf(pcm, chunks[c]), chunks[c].start,
+                                    {script.words.begin() + begin, script.words.begin() + end});
+  });
   std::vector<Word> words;
   std::size_t begin = 0;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
-    const auto nominal =
-        std::size_t(std::upper_bound(chunkOf.begin(), chunkOf.end(), int(c)) - chunkOf.begin());
-    std::vector<Word> placed = alignShare(pcm, recogniser, chunks[c], script, begin,
-                                          std::max(nominal, begin), c + 1 == chunks.size());
+    const bool asPlanned = begin == shares[c].first && !planned[c].empty();
+    std::vector<Word> placed =
+        asPlanned ? planned[c]
+                  : alignShare(pcm, first, chunks[c], script, begin,
+                               std::max(shares[c].second, begin), c + 1 == chunks.size());
     begin += placed.size();
     words.insert(words.end(), placed.begin(), placed.end());
   }
@@ -148,10 +184,10 @@ Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string
   // Both recognisers are made here, before the second thread starts.
   const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
   const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
-  const std::vector<std::string> expected = scriptWords(script);
-  transcript.words =
-      expected.empty() ? joined(heard)
-                       : toScript(pcm, *recogniser, chunks, heard, expected, transcript.fromScript);
+  const Script expected = sayable(script, *recogniser);
+  transcript.words = expected.words.empty() ? joined(heard)
+                                            : toScript(pcm, *recogniser, second.get(), chunks,
+                                                       heard, expected, transcript.fromScript);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   return transcript;

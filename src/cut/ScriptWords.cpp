@@ -47,18 +47,38 @@ std::vector<int> spreadByLength(std::size_t count, const std::vector<double>& le
   return chunks;
 }
 
+// The script split at white space.
+std::vector<std::string> tokens(const std::string& script) {
+  std::vector<std::string> list;
+  std::size_t at = 0;
+  while (at < script.size()) {
+    const std::size_t end = std::min(script.find_first_of(" \t\r\n", at), script.size());
+    if (end > at) list.push_back(script.substr(at, end - at));
+    at = end + 1;
+  }
+  return list;
+}
+
 }  // namespace
 
 std::vector<std::string> scriptWords(const std::string& script) {
   std::vector<std::string> words;
-  std::size_t at = 0;
-  while (at < script.size()) {
-    const std::size_t end = std::min(script.find_first_of(" \t\r\n", at), script.size());
-    if (std::string word = cleaned(script.substr(at, end - at)); !word.empty())
-      words.push_back(std::move(word));
-    at = end + 1;
-  }
+  for (const std::string& token : tokens(script))
+    if (std::string word = cleaned(token); !word.empty()) words.push_back(std::move(word));
   return words;
+}
+
+std::vector<std::size_t> scriptBreaks(const std::string& script) {
+  std::vector<std::size_t> breaks;
+  std::size_t count = 0;
+  for (const std::string& token : tokens(script)) {
+    if (cleaned(token).empty()) continue;
+    ++count;
+    const std::size_t last = token.find_last_not_of("\"')]\u00BB");
+    if (last != std::string::npos && std::string(".!?,;:").find(token[last]) != std::string::npos)
+      breaks.push_back(count);
+  }
+  return breaks;
 }
 
 std::vector<int> chunkOfEachWord(const std::vector<std::string>& script,

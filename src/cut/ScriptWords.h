@@ -9,6 +9,10 @@ namespace vorn::cut {
 // punctuation, apostrophes inside words kept ("Don't stop." → "don't", "stop").
 std::vector<std::string> scriptWords(const std::string& script);
 
+// Where a reader of the script likely pauses: for every word followed by . ! ? , ; or :, the
+// number of words up to and including it (so a place between words of `scriptWords`).
+std::vector<std::size_t> scriptBreaks(const std::string& script);
+
 // Which chunk each script word was spoken in. `heard` holds the chunk index of every freely
 // recognised word and `heardWords` the words themselves, in take order; the script is laid
 // along them by edit distance, so recognition errors move no word out of order. Words the

@@ -14,6 +14,8 @@ namespace {
 
 constexpr double kFrameSeconds = 0.01;  // the model's 100 frames per second
 const char* const kAlignSearch = "align";
+constexpr double kAlignBeam = 1e-80;
+constexpr double kAlignWordBeam = 1e-60;
 
 // "<s>", "<sil>", "[NOISE]" and the like mark no spoken word.
 bool isFiller(const char* word) { return word[0] == '<' || word[0] == '['; }
@@ -75,6 +77,11 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
   if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
   decoder_->languageSearch = ps_get_search(decoder_->ps);
+  // The language-model search keeps the beams it was made with; alignment searches, made
+  // later, get wider ones: a known text may be pruned away on a single odd-sounding word,
+  // and a grammar of one sentence is cheap to search widely.
+  cmd_ln_set_float_r(ps_get_config(decoder_->ps), "-beam", kAlignBeam);
+  cmd_ln_set_float_r(ps_get_config(decoder_->ps), "-wbeam", kAlignWordBeam);
 }
 
 SphinxRecogniser::~SphinxRecogniser() = default;

@@ -14,6 +14,12 @@ TEST(ScriptWordsTest, punctuationGoesAndInnerApostrophesStay) {
   EXPECT_TRUE(scriptWords("  ...  ").empty());
 }
 
+TEST(ScriptWordsTest, pausesFollowPunctuationBetweenSayableWords) {
+  EXPECT_EQ(scriptBreaks("Why does it work? Because, \"they said.\" -- Done"),
+            (std::vector<std::size_t>{4, 5, 7}));
+  EXPECT_TRUE(scriptBreaks("no pause here").empty());
+}
+
 TEST(ScriptWordsTest, heardWordsPlaceTheScriptInOrderDespiteErrors) {
   const Words script = {"good", "light", "matters", "why", "does", "it", "work"};
   const Words heard = {"could", "light", "matter", "why", "it", "work"};
