@@ -20,3 +20,19 @@ add_library(libyuv::libyuv UNKNOWN IMPORTED)
 set_target_properties(libyuv::libyuv PROPERTIES
   IMPORTED_LOCATION "${LIBYUV_LIBRARY}"
   INTERFACE_INCLUDE_DIRECTORIES "${LIBYUV_INCLUDE_DIR}")
+
+# The reel engine's speech recogniser and its US English model (pocketsphinx-en-us).
+# Debian 12's pocketsphinx.pc names /usr/include/sphinxbase, which the package does not ship:
+# the target keeps only the include folders that exist.
+pkg_check_modules(SPHINX REQUIRED pocketsphinx)
+pkg_get_variable(SPHINX_MODEL_DIR pocketsphinx modeldir)
+set(sphinx_includes)
+foreach(dir IN LISTS SPHINX_INCLUDE_DIRS)
+  if(EXISTS ${dir})
+    list(APPEND sphinx_includes ${dir})
+  endif()
+endforeach()
+add_library(sphinx::sphinx INTERFACE IMPORTED)
+set_target_properties(sphinx::sphinx PROPERTIES
+  INTERFACE_INCLUDE_DIRECTORIES "${sphinx_includes}"
+  INTERFACE_LINK_LIBRARIES "${SPHINX_LINK_LIBRARIES}")

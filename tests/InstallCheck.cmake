@@ -7,7 +7,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefi
 if(failed)
   message(FATAL_ERROR "cmake --install failed")
 endif()
-foreach(file bin/vorn share/applications/vorn.desktop share/icons/hicolor/scalable/apps/vorn.svg)
+foreach(file bin/vorn bin/vorncut share/applications/vorn.desktop share/icons/hicolor/scalable/apps/vorn.svg)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()

@@ -1,0 +1,114 @@
+#include "cut/Captions.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+
+namespace vorn::cut {
+namespace {
+
+constexpr std::size_t kWordsPerLine = 3;
+constexpr double kHeadlineSeconds = 3;
+// A caption line stays up at most this long after its last word.
+constexpr double kLinger = 0.6;
+constexpr double kLineBreakPause = 0.4;
+
+const char* const kHeader =
+    "[Script Info]\n"
+    "ScriptType: v4.00+\n"
+    "PlayResX: 1080\n"
+    "PlayResY: 1920\n"
+    "WrapStyle: 0\n"
+    "ScaledBorderAndShadow: yes\n"
+    "\n"
+    "[V4+ Styles]\n"
+    "Format: Name, Fontname, Fontsize, PrimaryColour, SecondaryColour, OutlineColour, "
+    "BackColour, Bold, Italic, Underline, StrikeOut, ScaleX, ScaleY, Spacing, Angle, "
+    "BorderStyle, Outline, Shadow, Alignment, MarginL, MarginR, MarginV, Encoding\n"
+    "Style: Words,DejaVu Sans,86,&H00FFFFFF,&H00FFFFFF,&H00000000,&H80000000,-1,0,0,0,100,100,"
+    "0,0,1,7,2,5,120,120,0,1\n"
+    "Style: Headline,DejaVu Sans,72,&H00FFFFFF,&H00FFFFFF,&H00000000,&HA0000000,-1,0,0,0,100,"
+    "100,0,0,3,18,0,8,120,120,300,1\n"
+    "\n"
+    "[Events]\n"
+    "Format: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text\n";
+
+// The word being said, in gold; ASS colours are blue-green-red.
+const char* const kHighlight = "{\\c&H0000D7FF&}";
+const char* const kPlain = "{\\c&H00FFFFFF&}";
+// Centre of the caption line: below the face, above every platform's bottom bar.
+const char* const kWordsPlace = "{\\pos(540,1240)}";
+
+std::string clock(double seconds) {
+  const long centis = std::lround(std::max(seconds, 0.0) * 100);
+  char text[32];
+  std::snprintf(text, sizeof text, "%ld:%02ld:%02ld.%02ld", centis / 360000, centis / 6000 % 60,
+                centis / 100 % 60, centis % 100);
+  return text;
+}
+
+std::string shown(const std::string& word) {
+  std::string text;
+  for (unsigned char c : word)
+    if (c != '{' && c != '}' && c != '\\') text += char(std::toupper(c));
+  return text;
+}
+
+std::string event(const char* style, double start, double end, const std::string& text) {
+  return std::string("Dialogue: 0,") + clock(start) + "," + clock(end) + "," + style + ",,0,0,0,," +
+         text + "\n";
+}
+
+// One line of words, shown once per word with that word lit, gone by `until` at the latest.
+std::string lineEvents(const Story& story, std::size_t first, std::size_t last, double until) {
+  std::string events;
+  for (std::size_t lit = first; lit <= last; ++lit) {
+    const double start = reelTime(story.segments, story.words[lit].start);
+    const double end =
+        lit < last ? reelTime(story.segments, story.words[lit + 1].start)
+                   : std::min(reelTime(story.segments, story.words[lit].end) + kLinger, until);
+    std::string text = kWordsPlace;
+    for (std::size_t i = first; i <= last; ++i)
+      text += (i > first ? " " : "") + std::string(i == lit ? kHighlight : kPlain) +
+              shown(story.words[i].text);
+    if (end > start) events += event("Words", start, end, text);
+  }
+  return events;
+}
+
+}  // namespace
+
+double reelTime(const std::vector<Span>& segments, double takeTime) {
+  double before = 0;
+  for (const Span& segment : segments) {
+    if (takeTime < segment.start) return before;
+    if (takeTime <= segment.end) return before + takeTime - segment.start;
+    before += segment.length();
+  }
+  return before;
+}
+
+std::string captionScript(const Story& story) {
+  std::string script = kHeader;
+  std::string headline;
+  for (const std::string& line : story.headline)
+    headline += (headline.empty() ? "" : "\\N") + shown(line);
+  if (!headline.empty()) script += event("Headline", 0, kHeadlineSeconds, headline);
+  std::size_t first = 0;
+  while (first < story.words.size()) {
+    std::size_t last = first;
+    // A line ends at a pause, so words said apart are never shown together.
+    while (last + 1 < story.words.size() && last + 1 - first < kWordsPerLine &&
+           story.words[last + 1].start - story.words[last].end < kLineBreakPause)
+      ++last;
+    const double until = last + 1 < story.words.size()
+                             ? reelTime(story.segments, story.words[last + 1].start)
+                             : story.length() + kLinger;
+    script += lineEvents(story, first, last, until);
+    first = last + 1;
+  }
+  return script;
+}
+
+}  // namespace vorn::cut

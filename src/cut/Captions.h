@@ -1,0 +1,18 @@
+#pragma once
+
+#include "cut/Story.h"
+
+#include <string>
+
+namespace vorn::cut {
+
+// Where a moment of the take lands in the reel (the segments played back to back); a
+// moment in no segment lands at the end of the segment before it.
+double reelTime(const std::vector<Span>& segments, double takeTime);
+
+// The reel's captions as an ASS script for libass: the headline at the top for the first
+// seconds, then the spoken words a few at a time in the middle of the frame, the word being
+// said highlighted. Everything stays inside the zone no platform's buttons cover.
+std::string captionScript(const Story& story);
+
+}  // namespace vorn::cut

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "cut/Recogniser.h"
+
+#include <functional>
+#include <vector>
+
+namespace vorn::cut {
+
+// Runs `work(recogniser, chunk index)` for every chunk: the first half of the speech on this
+// thread with `first`, the later half on a second thread with `second` (a decoder serves one
+// utterance at a time), so both cores listen. Without `second`, all on this thread. The
+// first exception from either half is rethrown once both have stopped.
+void forEachChunk(const std::vector<Span>& chunks, Recogniser& first, Recogniser* second,
+                  const std::function<void(Recogniser&, std::size_t)>& work);
+
+}  // namespace vorn::cut

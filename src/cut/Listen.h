@@ -1,0 +1,30 @@
+#pragma once
+
+#include "cut/Recogniser.h"
+#include "cut/TakeAudio.h"
+#include "cut/Words.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// What the take says: its words in order with their times.
+struct Transcript {
+  std::vector<Word> words;
+  double duration = 0;
+  // True when the words come from a known script laid on the sound.
+  bool fromScript = false;
+};
+
+// Makes a recogniser; listening runs two at once.
+using RecogniserMaker = std::function<std::unique_ptr<Recogniser>()>;
+
+// Finds the speech in `pcm`, cuts it into chunks at pauses and has recognisers from `make`
+// transcribe them, two chunks at a time; with a non-empty `script`, the script's words are
+// aligned to the chunks instead. Throws CutError ("no usable speech") when nothing is heard.
+Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string& script);
+
+}  // namespace vorn::cut

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// The reel engine's command line:
+//   vorncut promo TAKE [--jsonl] [--brain claude|device] --out REEL [--theme=TEXT]
+//           [--face=natural|sculpted --camera=X,Y,W,H] [--script FILE]
+struct Options {
+  std::string take;
+  std::string out;
+  bool jsonLines = false;
+  std::string brain = "device";
+  std::string theme;
+  std::string face;
+  std::optional<std::array<double, 4>> camera;
+  std::string scriptFile;
+};
+
+// Reads the arguments after the program name; throws CutError naming what is wrong.
+Options parseOptions(const std::vector<std::string>& arguments);
+
+// Whether the arguments ask for JSON lines, even when they are wrong otherwise.
+bool wantsJsonLines(const std::vector<std::string>& arguments);
+
+}  // namespace vorn::cut

@@ -1,0 +1,115 @@
+#include "cut/Promo.h"
+
+#include "base/Log.h"
+#include "cut/Captions.h"
+#include "cut/Interrupt.h"
+#include "cut/Listen.h"
+#include "cut/Pauses.h"
+#include "cut/Picture.h"
+#include "cut/ReelFiles.h"
+#include "cut/Render.h"
+#include "cut/SphinxRecogniser.h"
+#include "cut/StoryWriter.h"
+#include "model/Prefs.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+namespace vorn::cut {
+namespace {
+
+// The cover is taken this far into the reel, while the headline shows.
+constexpr double kCoverTime = 1.5;
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw CutError("The script file can't be read: " + path + ".");
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void writeFile(const std::filesystem::path& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << text;
+  if (!out.flush()) throw CutError("The reel's work files can't be written.");
+}
+
+// The script the user read from: the one given by hand, else the prompter's saved script.
+std::string scriptFor(const Options& options) {
+  if (!options.scriptFile.empty()) return readFile(options.scriptFile);
+  return Prefs::load().script.toStdString();
+}
+
+// The words as heard, one a line ("start end confidence word"), for whoever wonders why.
+std::string wordList(const Transcript& transcript) {
+  std::string text;
+  char line[64];
+  for (const Word& word : transcript.words) {
+    std::snprintf(line, sizeof line, "%.2f %.2f %.2f ", word.start, word.end, word.confidence);
+    text += line + word.text + "\n";
+  }
+  return text;
+}
+
+// A take without sound, or with silence only, is refused before listening starts.
+Pcm soundOf(const Options& options) {
+  Pcm pcm = decodeTakeAudio(options.take);
+  if (findSpeech(pcm).empty())
+    throw CutError("The take is silent: it holds no usable speech to cut.");
+  return pcm;
+}
+
+Transcript listenTo(const Options& options, const Pcm& pcm, Report& report) {
+  report.stage("listening");
+  return listen(
+      pcm, [] { return std::make_unique<SphinxRecogniser>(); }, scriptFor(options));
+}
+
+double render(const Options& options, const Story& story, const ReelFiles& files, Report& report) {
+  report.stage("rendering");
+  const std::filesystem::path captions = files.work / "captions.ass";
+  writeFile(captions, captionScript(story));
+  RenderJob job{options.take,
+                story.segments,
+                FaceFinish{options.face, options.camera},
+                captions.string(),
+                files.draft(files.reel).string(),
+                files.draft(files.cover).string(),
+                std::min(kCoverTime, story.length() / 2),
+                [&](double value) { report.progress(value); }};
+  const double length = renderReel(job);
+  writePicture(job.reel, files.draft(files.picture).string());
+  writeFile(files.draft(files.caption), story.caption + "\n");
+  return length;
+}
+
+}  // namespace
+
+int promo(const Options& options, Report& report) {
+  const ReelFiles files(options.out);
+  try {
+    const double takeLength = takeDuration(options.take);
+    files.prepare();
+    removeOnTermination({files.draft(files.reel).string(), files.draft(files.cover).string(),
+                         files.draft(files.picture).string(), files.draft(files.caption).string()});
+    Transcript transcript = listenTo(options, soundOf(options), report);
+    transcript.duration = std::min(transcript.duration, takeLength);
+    writeFile(files.work / "words.txt", wordList(transcript));
+    report.stage("story");
+    const Story story = writeStory(options, transcript);
+    report.story(story);
+    const double length = render(options, story, files, report);
+    files.publish();
+    report.done(files.reel.string(), story.caption, length);
+    return 0;
+  } catch (const std::exception& error) {
+    files.discard();
+    logError(std::string("reel engine: ") + error.what());
+    report.error(error.what());
+    return 1;
+  }
+}
+
+}  // namespace vorn::cut

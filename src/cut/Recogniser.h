@@ -1,0 +1,31 @@
+#pragma once
+
+#include "cut/Words.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// Speech to timed words, one chunk of the take at a time. A chunk is mono 16-bit 16 kHz
+// sound that starts `offset` seconds into the take; the words come back in take time.
+// Another recogniser (a stronger model the user points to) is one more implementation.
+class Recogniser {
+ public:
+  virtual ~Recogniser() = default;
+
+  // Free recognition: whatever words the chunk seems to hold.
+  virtual std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) = 0;
+
+  // Forced alignment: the chunk is known to say `expected` in that order; returns those
+  // words with their times, or nothing when they cannot be matched to the sound.
+  virtual std::vector<Word> align(std::span<const std::int16_t> chunk, double offset,
+                                  const std::vector<std::string>& expected) = 0;
+
+  // Whether the recogniser can say `word` at all (it is in its pronouncing dictionary).
+  virtual bool knows(const std::string& word) = 0;
+};
+
+}  // namespace vorn::cut

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "cut/Words.h"
+
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// A run of words between two pauses, with how much it is worth in a reel.
+struct Sentence {
+  std::size_t first = 0;  // index of its first word
+  std::size_t last = 0;   // index of its last word
+  double start = 0;
+  double end = 0;
+  double score = 0;
+
+  double length() const { return end - start; }
+};
+
+// Sounds that carry no meaning and are cut out of a reel.
+bool isFillerWord(const std::string& word);
+
+// Words that carry the meaning: not fillers, not the small words every sentence has.
+bool isContentWord(const std::string& word);
+
+// Splits the words where the speaker pauses for `pause` seconds or more (and after 30
+// words at the latest).
+std::vector<Sentence> splitSentences(const std::vector<Word>& words, double pause = 0.45);
+
+// Scores each sentence: how central its content words are to the whole take, how dense it
+// is in them, cues a viewer stops for (numbers, questions, "you", the theme's words) and a
+// lively pace; fillers and words the recogniser was unsure of cost.
+void scoreSentences(std::vector<Sentence>& sentences, const std::vector<Word>& words,
+                    const std::string& theme);
+
+}  // namespace vorn::cut

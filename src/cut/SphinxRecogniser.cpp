@@ -1,0 +1,116 @@
+#include "cut/SphinxRecogniser.h"
+
+extern "C" {
+#include <pocketsphinx.h>
+#include <sphinxbase/ckd_alloc.h>
+#include <sphinxbase/err.h>
+}
+
+#include <algorithm>
+#include <filesystem>
+
+namespace vorn::cut {
+namespace {
+
+constexpr double kFrameSeconds = 0.01;  // the model's 100 frames per second
+const char* const kAlignSearch = "align";
+constexpr double kAlignBeam = 1e-80;
+constexpr double kAlignWordBeam = 1e-60;
+
+// "<s>", "<sil>", "[NOISE]" and the like mark no spoken word.
+bool isFiller(const char* word) { return word[0] == '<' || word[0] == '['; }
+
+// "read(2)" is the second way of saying "read".
+std::string plainWord(const char* word) {
+  std::string text = word;
+  const std::size_t paren = text.find('(');
+  return paren == std::string::npos ? text : text.substr(0, paren);
+}
+
+std::string grammarFor(const std::vector<std::string>& words) {
+  std::string grammar = "#JSGF V1.0;\ngrammar align;\npublic <utterance> =";
+  for (const std::string& word : words) grammar += " " + word;
+  return grammar + ";\n";
+}
+
+}  // namespace
+
+struct SphinxRecogniser::Decoder {
+  cmd_ln_t* config = nullptr;
+  ps_decoder_t* ps = nullptr;
+  std::string languageSearch;
+
+  ~Decoder() {
+    if (ps) ps_free(ps);
+    if (config) cmd_ln_free_r(config);
+  }
+
+  std::vector<Word> decode(std::span<const std::int16_t> chunk, double offset) {
+    std::vector<Word> words;
+    if (ps_start_utt(ps) < 0) return words;
+    ps_process_raw(ps, chunk.data(), chunk.size(), FALSE, TRUE);
+    ps_end_utt(ps);
+    if (!ps_get_hyp(ps, nullptr)) return words;
+    logmath_t* math = ps_get_logmath(ps);
+    for (ps_seg_t* seg = ps_seg_iter(ps); seg; seg = ps_seg_next(seg)) {
+      const char* text = ps_seg_word(seg);
+      if (isFiller(text)) continue;
+      int first = 0, last = 0;
+      ps_seg_frames(seg, &first, &last);
+      const double posterior = logmath_exp(math, ps_seg_prob(seg, nullptr, nullptr, nullptr));
+      words.push_back({plainWord(text), offset + first * kFrameSeconds,
+                       offset + (last + 1) * kFrameSeconds, std::clamp(posterior, 0.0, 1.0)});
+    }
+    return words;
+  }
+};
+
+SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
+  const std::string model = VORN_SPHINX_MODEL_DIR "/en-us";
+  if (!std::filesystem::exists(model + "/en-us/mdef"))
+    throw CutError("The speech model isn't installed (pocketsphinx-en-us).");
+  err_set_logfp(nullptr);
+  decoder_->config =
+      cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
+                  (model + "/en-us.lm.bin").c_str(), "-dict",
+                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes", nullptr);
+  if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
+  if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
+  decoder_->languageSearch = ps_get_search(decoder_->ps);
+  // The language-model search keeps the beams it was made with; alignment searches, made
+  // later, get wider ones: a known text may be pruned away on a single odd-sounding word,
+  // and a grammar of one sentence is cheap to search widely.
+  cmd_ln_set_float_r(ps_get_config(decoder_->ps), "-beam", kAlignBeam);
+  cmd_ln_set_float_r(ps_get_config(decoder_->ps), "-wbeam", kAlignWordBeam);
+}
+
+SphinxRecogniser::~SphinxRecogniser() = default;
+
+std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chunk, double offset) {
+  ps_set_search(decoder_->ps, decoder_->languageSearch.c_str());
+  return decoder_->decode(chunk, offset);
+}
+
+std::vector<Word> SphinxRecogniser::align(std::span<const std::int16_t> chunk, double offset,
+                                          const std::vector<std::string>& expected) {
+  if (expected.empty()) return {};
+  if (ps_set_jsgf_string(decoder_->ps, kAlignSearch, grammarFor(expected).c_str()) < 0 ||
+      ps_set_search(decoder_->ps, kAlignSearch) < 0)
+    return {};
+  std::vector<Word> words = decoder_->decode(chunk, offset);
+  if (words.size() != expected.size()) return {};
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (words[i].text != expected[i]) return {};
+    words[i].confidence = 1;
+  }
+  return words;
+}
+
+bool SphinxRecogniser::knows(const std::string& word) {
+  char* pronunciation = ps_lookup_word(decoder_->ps, word.c_str());
+  const bool known = pronunciation != nullptr;
+  ckd_free(pronunciation);
+  return known;
+}
+
+}  // namespace vorn::cut

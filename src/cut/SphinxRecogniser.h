@@ -1,0 +1,26 @@
+#pragma once
+
+#include "cut/Recogniser.h"
+
+#include <memory>
+
+namespace vorn::cut {
+
+// CMU PocketSphinx with the US English model from Debian's pocketsphinx-en-us.
+class SphinxRecogniser final : public Recogniser {
+ public:
+  // Loads the model; throws CutError when it is not installed.
+  SphinxRecogniser();
+  ~SphinxRecogniser() override;
+
+  std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) override;
+  std::vector<Word> align(std::span<const std::int16_t> chunk, double offset,
+                          const std::vector<std::string>& expected) override;
+  bool knows(const std::string& word) override;
+
+ private:
+  struct Decoder;
+  std::unique_ptr<Decoder> decoder_;
+};
+
+}  // namespace vorn::cut

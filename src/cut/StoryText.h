@@ -1,0 +1,15 @@
+#pragma once
+
+#include "cut/Story.h"
+
+namespace vorn::cut {
+
+// Words joined into a sentence: first letter capitalised, a question mark after a question.
+std::string sentenceText(const std::vector<Word>& words);
+
+// Fills the story's headline (the theme, or the hook, in two short lines), its caption (the
+// hook and a few hashtags from the take's strongest words), its flags and its brand line.
+void writeStoryText(Story& story, const std::vector<Word>& hook, const std::string& theme,
+                    const Transcript& transcript, Budget budget);
+
+}  // namespace vorn::cut

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// The take's sound as speech recognisers want it: mono, 16-bit, 16 kHz.
+struct Pcm {
+  static constexpr int kRate = 16000;
+  std::vector<std::int16_t> samples;
+
+  double duration() const { return double(samples.size()) / kRate; }
+};
+
+// Decodes the first audio stream of `path`; throws CutError with a sentence when the file
+// cannot be read or holds no sound.
+Pcm decodeTakeAudio(const std::string& path);
+
+// The length of the movie at `path` in seconds (its longest stream); throws CutError.
+double takeDuration(const std::string& path);
+
+}  // namespace vorn::cut

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// One spoken word with its place in the take, in seconds.
+struct Word {
+  std::string text;
+  double start = 0;
+  double end = 0;
+  // 0…1: how sure the recogniser is; 1 for a word aligned to a known script.
+  double confidence = 1;
+
+  bool operator==(const Word&) const = default;
+};
+
+// A stretch of the take, in seconds.
+struct Span {
+  double start = 0;
+  double end = 0;
+
+  double length() const { return end - start; }
+  bool operator==(const Span&) const = default;
+};
+
+// A failure the user's run ends with: `what()` is one plain sentence.
+struct CutError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace vorn::cut

@@ -1,0 +1,117 @@
+// The story claude writes: its answer checked strictly, and the device's story whenever
+// claude is missing, fails, hangs or answers wrongly. A shell script stands in for claude.
+#include "cut/ClaudeStory.h"
+#include "cut/StoryWriter.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace vorn::cut {
+namespace {
+
+// Three sentences: "good light matters" 1-2.5 s, "your face wins" 4-5.5 s, "um so watch" 7-8.5 s.
+Transcript threeSentences() {
+  Transcript transcript;
+  const std::vector<std::vector<std::string>> sentences = {
+      {"good", "light", "matters"}, {"your", "face", "wins"}, {"um", "so", "watch"}};
+  double at = 1;
+  for (const auto& sentence : sentences) {
+    for (const std::string& word : sentence) {
+      transcript.words.push_back({word, at, at + 0.45, 1});
+      at += 0.5;
+    }
+    at += 1.5;
+  }
+  transcript.duration = 10;
+  return transcript;
+}
+
+const char* const kGood =
+    "```json\n{\"segments\":[{\"start\":0.9,\"end\":2.6},{\"start\":6.9,\"end\":8.6}],"
+    "\"headline\":[\"Good light\",\"wins\"],\"caption\":\"Light first. #light\"}\n```\n";
+
+TEST(ClaudeStoryTest, aGoodAnswerBecomesTheStorySnappedToWords) {
+  const Story story = claudeStory(kGood, threeSentences(), Budget{});
+  EXPECT_EQ(story.brain, "claude");
+  EXPECT_EQ(story.headline, (std::vector<std::string>{"GOOD LIGHT", "WINS"}));
+  EXPECT_EQ(story.caption, "Light first. #light");
+  std::vector<std::string> words;
+  for (const Word& word : story.words) words.push_back(word.text);
+  EXPECT_EQ(words, (std::vector<std::string>{"good", "light", "matters", "so", "watch"}));
+  ASSERT_EQ(story.segments.size(), 2u);
+  EXPECT_NEAR(story.segments[1].start, 7.45, 1e-9) << "the filler is cut, right at its end";
+}
+
+TEST(ClaudeStoryTest, wrongAnswersAreRefused) {
+  const std::vector<std::string> wrong = {
+      "I think the best part is the middle.",
+      "{\"segments\": [}",
+      R"({"segments":[{"start":1,"end":2}],"headline":["A"],"caption":"c","mood":"x"})",
+      R"({"segments":[{"start":4,"end":5},{"start":1,"end":2}],"headline":["A"],"caption":"c"})",
+      R"({"segments":[{"start":1,"end":30}],"headline":["A"],"caption":"c"})",
+      R"({"segments":[{"start":"1","end":2}],"headline":["A"],"caption":"c"})",
+      R"({"segments":[],"headline":["A"],"caption":"c"})",
+      R"({"segments":[{"start":1,"end":2}],"headline":[],"caption":"c"})",
+      R"({"segments":[{"start":1,"end":2}],"headline":["A"],"caption":7})",
+      R"({"segments":[{"start":3.1,"end":3.9}],"headline":["A"],"caption":"c"})",
+  };
+  for (const std::string& answer : wrong)
+    EXPECT_THROW(claudeStory(answer, threeSentences(), Budget{}), CutError) << answer;
+}
+
+TEST(ClaudeStoryTest, thePromptHoldsTheTimedSentencesAndTheBrief) {
+  const std::string prompt = storyPrompt(threeSentences(), "light", Budget{});
+  EXPECT_NE(prompt.find("[1.00-2.45] Good light matters."), std::string::npos) << prompt;
+  EXPECT_NE(prompt.find("[7.00-8.45] Um so watch."), std::string::npos) << prompt;
+  EXPECT_NE(prompt.find("brief for this reel: light"), std::string::npos);
+}
+
+// A stand-in claude at $VORN_CLAUDE_PATH running `body` (/bin/sh; "$2" is the prompt).
+class FakeClaude : public testing::Test {
+ protected:
+  void TearDown() override {
+    qunsetenv("VORN_CLAUDE_PATH");
+    qunsetenv("VORN_CLAUDE_TIMEOUT");
+  }
+  void install(const QByteArray& body) {
+    const QString path = dir.filePath(QStringLiteral("claude"));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("#!/bin/sh\n" + body);
+    file.close();
+    file.setPermissions(file.permissions() | QFile::ExeOwner);
+    qputenv("VORN_CLAUDE_PATH", QFile::encodeName(path));
+  }
+  Story write() {
+    Options options;
+    options.brain = "claude";
+    return writeStory(options, threeSentences());
+  }
+  QTemporaryDir dir;
+};
+
+TEST_F(FakeClaude, aGoodAnswerIsUsedAndTheTranscriptWasSent) {
+  install("printf '%s' \"$2\" > \"$(dirname \"$0\")/prompt\"\ncat <<'EOF'\n" + QByteArray(kGood) +
+          "EOF\n");
+  EXPECT_EQ(write().brain, "claude");
+  QFile prompt(dir.filePath(QStringLiteral("prompt")));
+  ASSERT_TRUE(prompt.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(prompt.readAll().contains("Your face wins."));
+}
+
+TEST_F(FakeClaude, garbageAFailureAHangOrNoClaudeFallBackToTheDevice) {
+  install("echo 'Sure! Here is a great reel.'\n");
+  EXPECT_EQ(write().brain, "device");
+  install("echo '{}'\nexit 3\n");
+  EXPECT_EQ(write().brain, "device");
+  install("exec sleep 30\n");
+  qputenv("VORN_CLAUDE_TIMEOUT", "0.5");
+  EXPECT_EQ(write().brain, "device");
+  qputenv("VORN_CLAUDE_PATH", QFile::encodeName(dir.filePath(QStringLiteral("nowhere"))));
+  EXPECT_EQ(write().brain, "device");
+}
+
+}  // namespace
+}  // namespace vorn::cut

@@ -1,0 +1,116 @@
+// Listening with the real recogniser to a take that espeak-ng read from a known script.
+#include "SpokenTake.h"
+
+#include "cut/Listen.h"
+#include "cut/Pauses.h"
+#include "cut/ScriptWords.h"
+#include "cut/SphinxRecogniser.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <iostream>
+
+namespace vorn::cut {
+namespace {
+
+using test::spokenTake;
+
+// Slack for the recogniser's 10 ms frames and espeak's quiet edges.
+constexpr double kSlack = 0.15;
+
+class ListenTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    pcm = new Pcm(decodeTakeAudio(spokenTake().path));
+    scripted = new Transcript(listenTo(*pcm, spokenTake().script));
+  }
+  static void TearDownTestSuite() {
+    delete scripted;
+    delete pcm;
+  }
+  static Transcript listenTo(const Pcm& sound, const std::string& script) {
+    return listen(
+        sound, [] { return std::make_unique<SphinxRecogniser>(); }, script);
+  }
+  static Pcm* pcm;
+  // The take listened to with its script known.
+  static Transcript* scripted;
+};
+
+Pcm* ListenTest::pcm = nullptr;
+Transcript* ListenTest::scripted = nullptr;
+
+TEST_F(ListenTest, theTakesSoundIsDecodedWhole) {
+  EXPECT_NEAR(pcm->duration(), spokenTake().duration, 0.05);
+}
+
+TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
+  const Transcript& transcript = *scripted;
+  EXPECT_TRUE(transcript.fromScript);
+  std::vector<std::string> heard;
+  for (const Word& word : transcript.words) heard.push_back(word.text);
+  ASSERT_EQ(heard, scriptWords(spokenTake().script));
+  std::size_t at = 0;
+  for (std::size_t s = 0; s < spokenTake().sentences.size(); ++s) {
+    const Span spoken = spokenTake().spoken[s];
+    for (std::size_t i = 0; i < scriptWords(spokenTake().sentences[s]).size(); ++i, ++at) {
+      const Word& word = transcript.words[at];
+      EXPECT_GE(word.start, spoken.start - kSlack) << word.text;
+      EXPECT_LE(word.end, spoken.end + kSlack) << word.text;
+      EXPECT_LT(word.start, word.end) << word.text;
+      if (at > 0) {
+        EXPECT_GE(word.start, transcript.words[at - 1].end) << word.text;
+      }
+    }
+  }
+}
+
+// How far the first word of each sentence starts from where its sound rises (the energy
+// onset): printed as a figure, held to a loose bound.
+TEST_F(ListenTest, sentencesStartNearTheirSoundsOnset) {
+  const Transcript& transcript = *scripted;
+  const std::vector<Span> speech = findSpeech(*pcm);
+  std::size_t first = 0;
+  double worst = 0;
+  for (std::size_t s = 0; s < spokenTake().sentences.size(); ++s) {
+    const Span spoken = spokenTake().spoken[s];
+    const auto onset = std::find_if(speech.begin(), speech.end(),
+                                    [&](const Span& span) { return span.end > spoken.start; });
+    ASSERT_NE(onset, speech.end());
+    const double offset = transcript.words[first].start - onset->start;
+    std::cout << transcript.words[first].text << ": " << std::lround(offset * 1000)
+              << " ms from the onset\n";
+    worst = std::max(worst, std::abs(offset));
+    first += scriptWords(spokenTake().sentences[s]).size();
+  }
+  RecordProperty("worst_onset_ms", int(std::lround(worst * 1000)));
+  EXPECT_LT(worst, 0.25);
+}
+
+TEST_F(ListenTest, withoutAScriptTheWordsHeardLieInTheSpeech) {
+  const Transcript transcript = listenTo(*pcm, "");
+  EXPECT_FALSE(transcript.fromScript);
+  ASSERT_GE(transcript.words.size(), 10u);
+  for (const Word& word : transcript.words) {
+    const bool inSpeech = std::any_of(
+        spokenTake().spoken.begin(), spokenTake().spoken.end(), [&](const Span& spoken) {
+          return word.start >= spoken.start - kSlack && word.end <= spoken.end + kSlack;
+        });
+    EXPECT_TRUE(inSpeech) << word.text << " at " << word.start;
+  }
+}
+
+TEST_F(ListenTest, silenceHoldsNoUsableSpeech) {
+  Pcm silence;
+  silence.samples.assign(Pcm::kRate * 3, 0);
+  try {
+    listenTo(silence, "");
+    ADD_FAILURE() << "silence was heard as speech";
+  } catch (const CutError& error) {
+    EXPECT_NE(std::string(error.what()).find("no usable speech"), std::string::npos);
+  }
+}
+
+}  // namespace
+}  // namespace vorn::cut

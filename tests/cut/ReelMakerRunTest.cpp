@@ -1,0 +1,54 @@
+// The studio's own reel maker running the real reel engine on a take it read from the
+// prompter's saved script, in a layout with the camera and a face finish asked for.
+#include "SpokenTake.h"
+
+#include "model/Prefs.h"
+#include "model/Settings.h"
+#include "model/Studio.h"
+#include "reels/ReelMaker.h"
+#include "support/MovieProbe.h"
+
+#include <QFileInfo>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace vorn {
+namespace {
+
+TEST(ReelMakerRunTest, theRealEngineTakesAJobToReadyWithAPlayableReel) {
+  qputenv("VORN_CUT_PATH", VORN_BINARY_DIR "/vorncut");
+  Prefs prefs;
+  prefs.script = QString::fromStdString(test::spokenTake().script);
+  prefs.layout = Layout::split;
+  prefs.face = FaceLook::sculpted;
+  prefs.save();
+  Studio studio;
+  ReelMaker maker(studio);
+  QStringList toasts;
+  maker.onToast = [&](const QString& text) { toasts.append(text); };
+  const Take take{QUrl::fromLocalFile(QString::fromStdString(test::spokenTake().path)),
+                  test::spokenTake().duration};
+  maker.make(take, QStringLiteral("  -- good light  "));
+  ASSERT_TRUE(maker.job(take));
+  EXPECT_EQ(maker.job(take)->face, FaceLook::sculpted);
+  EXPECT_TRUE(maker.job(take)->camera) << "so --face and --camera are passed";
+  const bool settled = QTest::qWaitFor(
+      [&] { return !maker.runningTake() && maker.job(take)->stage.isFinished(); }, 120000);
+  ASSERT_TRUE(settled);
+  const ReelJob job = *maker.job(take);
+  ASSERT_EQ(job.stage, ReelStage::ready()) << job.stage.message.toStdString();
+  ASSERT_TRUE(job.video);
+  EXPECT_EQ(job.video->toLocalFile(), ReelMaker::reelPath(take.url));
+  EXPECT_EQ(job.headline, QStringList({QStringLiteral("GOOD LIGHT")}));
+  EXPECT_EQ(job.brain, "device");
+  EXPECT_FALSE(job.caption.isEmpty());
+  EXPECT_GT(job.duration, 5);
+  EXPECT_EQ(test::probeStreams(job.video->toLocalFile()).size(), 2u);
+  for (const QString& file : ReelMaker::files(job.video->toLocalFile()))
+    EXPECT_TRUE(QFileInfo::exists(file)) << file.toStdString();
+  EXPECT_EQ(toasts, QStringList({QStringLiteral("Your reel is ready")}));
+  qunsetenv("VORN_CUT_PATH");
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,226 @@
+// The reel engine run as the studio runs it, on a take espeak-ng read: its messages, the reel
+// probed back, its companion files, and one "error" for each kind of bad input.
+#include "SpokenTake.h"
+
+#include "support/ChildProcess.h"
+#include "support/MovieProbe.h"
+
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QString>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace vorn::cut {
+namespace {
+
+using test::runVorncut;
+using test::scratch;
+using test::spokenTake;
+
+std::vector<QJsonObject> messages(const std::string& output) {
+  std::vector<QJsonObject> list;
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);)
+    list.push_back(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
+  return list;
+}
+
+std::string slurp(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// The reel's frame at `seconds` in grey levels, by the ffmpeg tool.
+std::string greyFrame(const std::string& reel, double seconds) {
+  std::string pixels;
+  test::runCommand({"ffmpeg", "-v", "error", "-ss", std::to_string(seconds), "-i", reel,
+                    "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "gray", "-"},
+                   &pixels);
+  return pixels;
+}
+
+int brightPixels(const std::string& grey, int top, int bottom) {
+  int count = 0;
+  for (int y = top; y < bottom; ++y)
+    for (int x = 0; x < 1080; ++x) count += static_cast<unsigned char>(grey[y * 1080 + x]) > 180;
+  return count;
+}
+
+std::vector<std::string> folderEntries(const fs::path& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(dir)) names.push_back(entry.path().filename());
+  return names;
+}
+
+class ReelTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    fs::create_directories(folder());
+    std::ofstream(scratch() + "/script.txt") << spokenTake().script;
+    status = runVorncut({"promo", spokenTake().path, "--jsonl", "--brain", "device", "--out",
+                         reel(), "--script", scratch() + "/script.txt"},
+                        &output);
+  }
+  static fs::path folder() { return scratch() + "/Reels"; }
+  static std::string reel() { return folder() / "Spoken \u00B7 Reel.mp4"; }
+  static int status;
+  static std::string output;
+};
+
+int ReelTest::status = -1;
+std::string ReelTest::output;
+
+TEST_F(ReelTest, theRunReportsItsStagesStoryProgressAndDone) {
+  EXPECT_EQ(status, 0);
+  const std::vector<QJsonObject> list = messages(output);
+  ASSERT_GE(list.size(), 6u) << output;
+  EXPECT_EQ(list[0], QJsonObject({{"event", "stage"}, {"stage", "listening"}}));
+  EXPECT_EQ(list[1], QJsonObject({{"event", "stage"}, {"stage", "story"}}));
+  EXPECT_EQ(list[2]["event"], "story");
+  EXPECT_EQ(list[2]["brain"], "device");
+  EXPECT_FALSE(list[2]["headline"].toArray().isEmpty());
+  EXPECT_EQ(list[3], QJsonObject({{"event", "stage"}, {"stage", "rendering"}}));
+  double last = 0;
+  for (std::size_t i = 4; i + 1 < list.size(); ++i) {
+    EXPECT_EQ(list[i]["event"], "progress");
+    EXPECT_GE(list[i]["value"].toDouble(), last);
+    EXPECT_LE(list[i]["value"].toDouble(), 1);
+    last = list[i]["value"].toDouble();
+  }
+  const QJsonObject done = list.back();
+  EXPECT_EQ(done["event"], "done");
+  EXPECT_EQ(done["video"].toString().toStdString(), reel());
+  EXPECT_TRUE(done["duration"].isString());
+  EXPECT_GT(done["duration"].toString().toDouble(), 5);
+  EXPECT_FALSE(done["caption"].toString().isEmpty());
+}
+
+TEST_F(ReelTest, theReelIsAPortraitH264AacMovieShorterThanTheTakeWithItsMoovFirst) {
+  const std::vector<test::StreamInfo> streams = test::probeStreams(QString::fromStdString(reel()));
+  ASSERT_EQ(streams.size(), 2u);
+  EXPECT_EQ(streams[0].codec, "h264");
+  EXPECT_EQ(streams[0].width, 1080);
+  EXPECT_EQ(streams[0].height, 1920);
+  EXPECT_EQ(streams[1].codec, "aac");
+  const double length = test::probeDuration(QString::fromStdString(reel()));
+  EXPECT_LT(length, spokenTake().duration - 2) << "the pauses and silent edges are cut";
+  EXPECT_GT(length, 6);
+  const std::vector<std::string> boxes = test::topLevelBoxes(QString::fromStdString(reel()));
+  const auto moov = std::find(boxes.begin(), boxes.end(), "moov");
+  EXPECT_LT(moov, std::find(boxes.begin(), boxes.end(), "mdat"));
+}
+
+TEST_F(ReelTest, captionsAreBurntInWhereWordsAreSpoken) {
+  const std::string grey = greyFrame(reel(), 1.0);
+  ASSERT_EQ(grey.size(), 1080u * 1920u);
+  EXPECT_GT(brightPixels(grey, 1140, 1340), 2000) << "the caption line";
+  EXPECT_EQ(brightPixels(grey, 1500, 1800), 0) << "the dark take below it";
+}
+
+TEST_F(ReelTest, theCoverCaptionPictureAndWorkFolderLieBesideTheReel) {
+  const QImage cover(QString::fromStdString(folder() / "Spoken \u00B7 Reel.cover.jpg"));
+  EXPECT_EQ(cover.size(), QSize(1080, 1920));
+  const QJsonObject done = messages(output).back();
+  EXPECT_EQ(slurp(folder() / "Spoken \u00B7 Reel.caption.txt"),
+            done["caption"].toString().toStdString() + "\n");
+  const fs::path picture = folder() / ".Spoken \u00B7 Reel.mp4.picture.mp4";
+  ASSERT_TRUE(fs::exists(picture));
+  EXPECT_EQ(test::probeStreams(QString::fromStdString(picture)).size(), 1u);
+  const fs::path work = folder() / ".Spoken \u00B7 Reel";
+  ASSERT_TRUE(fs::is_directory(work));
+  for (const std::string& name : folderEntries(work))
+    EXPECT_NE(name.rfind("draft.", 0), 0u) << name;
+}
+
+TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {
+  const std::string claude = scratch() + "/claude";
+  std::ofstream(claude) << "#!/bin/sh\necho '{\"segments\":[{\"start\":0.5,\"end\":4.8}],"
+                           "\"headline\":[\"One thing\"],\"caption\":\"One thing. #video\"}'\n";
+  fs::permissions(claude, fs::perms::owner_all);
+  setenv("VORN_CLAUDE_PATH", claude.c_str(), 1);
+  std::string text;
+  const int status = runVorncut({"promo", spokenTake().path, "--jsonl", "--brain", "claude",
+                                 "--out", scratch() + "/Claude \u00B7 Reel.mp4"},
+                                &text);
+  unsetenv("VORN_CLAUDE_PATH");
+  EXPECT_EQ(status, 0);
+  const std::vector<QJsonObject> list = messages(text);
+  ASSERT_GE(list.size(), 3u) << text;
+  EXPECT_EQ(list[2]["brain"], "claude");
+  EXPECT_EQ(list[2]["caption"], "One thing. #video");
+  EXPECT_EQ(list.back()["caption"], "One thing. #video");
+  EXPECT_LT(list.back()["duration"].toString().toDouble(), 4.6);
+}
+
+// One run on bad input: exactly one "error" line, a non-zero exit, nothing left behind.
+void expectOneError(const std::vector<std::string>& arguments, const char* contains = "") {
+  const fs::path out = scratch() + "/bad";
+  fs::remove_all(out);
+  fs::create_directories(out);
+  std::vector<std::string> full = arguments;
+  if (full.size() > 1) full.insert(full.end(), {"--jsonl", "--out", out / "Bad \u00B7 Reel.mp4"});
+  std::string text;
+  EXPECT_NE(runVorncut(full, &text), 0);
+  const std::vector<QJsonObject> list = messages(text);
+  ASSERT_EQ(list.size(), 1u) << text;
+  EXPECT_EQ(list[0]["event"], "error");
+  const std::string message = list[0]["message"].toString().toStdString();
+  EXPECT_FALSE(message.empty());
+  EXPECT_NE(message.find(contains), std::string::npos) << message;
+  EXPECT_TRUE(folderEntries(out).empty()) << folderEntries(out).front();
+}
+
+TEST(ReelErrorTest, aCorruptOrTruncatedTakeIsOneError) {
+  std::ofstream(scratch() + "/corrupt.mp4") << "this is not a movie at all";
+  expectOneError({"promo", scratch() + "/corrupt.mp4"});
+  const std::string whole = slurp(spokenTake().path);
+  std::ofstream(scratch() + "/half.mp4", std::ios::binary) << whole.substr(0, whole.size() / 2);
+  expectOneError({"promo", scratch() + "/half.mp4"});
+  expectOneError({"promo", scratch() + "/missing.mp4"});
+}
+
+TEST(ReelErrorTest, aTakeWithoutSoundOrWithSilenceHasNoSpeech) {
+  expectOneError({"promo", test::silentTake("mute", 2, false)}, "no speech");
+  expectOneError({"promo", test::silentTake("silent", 2, true)}, "no usable speech");
+}
+
+TEST(ReelErrorTest, anUnwritableReelOrAWrongCommandLineIsOneError) {
+  std::string text;
+  EXPECT_NE(runVorncut({"promo", spokenTake().path, "--jsonl", "--out", "/proc/R \u00B7 Reel.mp4"},
+                       &text),
+            0);
+  ASSERT_EQ(messages(text).size(), 1u) << text;
+  EXPECT_EQ(messages(text)[0]["event"], "error");
+  expectOneError({"promo", spokenTake().path, "--loud"});
+  EXPECT_EQ(runVorncut({"promo", "--jsonl"}, &text), 2);
+  EXPECT_EQ(messages(text).size(), 1u);
+}
+
+TEST(ReelStopTest, aTerminatedRunLeavesNoHalfWrittenReel) {
+  const fs::path out = scratch() + "/stopped";
+  fs::create_directories(out);
+  const fs::path reel = out / "Stopped \u00B7 Reel.mp4";
+  const fs::path draft = out / ".Stopped \u00B7 Reel" / "draft.Stopped \u00B7 Reel.mp4";
+  test::ChildProcess run({std::string(VORN_BINARY_DIR) + "/vorncut", "promo", spokenTake().path,
+                          "--jsonl", "--out", reel});
+  for (int i = 0; i < 600 && run.running() && !fs::exists(draft); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  run.stop();
+  EXPECT_FALSE(fs::exists(draft));
+  // Had the run won the race, its reel is whole; otherwise there is none.
+  if (fs::exists(reel)) {
+    EXPECT_EQ(test::probeStreams(QString::fromStdString(reel)).size(), 2u);
+  }
+}
+
+}  // namespace
+}  // namespace vorn::cut

@@ -1,0 +1,89 @@
+#include "SpokenTake.h"
+
+#include "cut/TakeAudio.h"
+#include "support/ChildProcess.h"
+#include "support/TestServices.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+namespace vorn::test {
+namespace {
+
+const std::vector<std::string> kSentences = {
+    "Here is the one thing nobody tells you about recording videos.",
+    "Good light matters more than an expensive camera.",
+    "Why does that work? Because your face is what people watch.",
+};
+constexpr double kLead = 1.0;
+constexpr double kGap = 1.2;
+constexpr double kTail = 1.5;
+
+void run(const std::vector<std::string>& argv) {
+  if (runCommand(argv) != 0) throw std::runtime_error("test take: " + argv[0] + " failed");
+}
+
+SpokenTake make() {
+  SpokenTake take;
+  take.path = scratch() + "/spoken.mp4";
+  take.sentences = kSentences;
+  std::vector<std::string> argv = {"ffmpeg", "-v", "error", "-y"};
+  std::string graph = "aevalsrc=0:d=" + std::to_string(kLead) + ":s=22050[lead];";
+  std::string joined = "[lead]";
+  double at = kLead;
+  for (std::size_t i = 0; i < kSentences.size(); ++i) {
+    const std::string wav = scratch() + "/sentence" + std::to_string(i) + ".wav";
+    run({"espeak-ng", "-w", wav, kSentences[i]});
+    const double length = cut::takeDuration(wav);
+    take.spoken.push_back({at, at + length});
+    const double pad = i + 1 < kSentences.size() ? kGap : kTail;
+    at += length + pad;
+    argv.insert(argv.end(), {"-i", wav});
+    const std::string k = std::to_string(i);
+    graph += "[" + std::to_string(i) + "]apad=pad_dur=" + std::to_string(pad) + "[s" + k + "];";
+    joined += "[s" + k + "]";
+    take.script += kSentences[i] + "\n";
+  }
+  take.duration = at;
+  graph += joined + "concat=n=" + std::to_string(kSentences.size() + 1) +
+           ":v=0:a=1,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + std::to_string(at) +
+           "[v]";
+  argv.insert(argv.end(), {"-filter_complex", graph, "-map", "[v]", "-map", "[a]", "-c:v",
+                           "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
+  run(argv);
+  return take;
+}
+
+}  // namespace
+
+std::string scratch() {
+  const std::string dir = tempHome()->path() + "/scratch";
+  std::filesystem::create_directories(dir);
+  return dir;
+}
+
+const SpokenTake& spokenTake() {
+  static const SpokenTake take = make();
+  return take;
+}
+
+std::string silentTake(const std::string& name, double seconds, bool withSound) {
+  const std::string path = scratch() + "/" + name + ".mp4";
+  const std::string length = std::to_string(seconds);
+  std::vector<std::string> argv = {
+      "ffmpeg", "-v",    "error", "-y",
+      "-f",     "lavfi", "-i",    "color=c=black:s=320x568:r=30:d=" + length};
+  if (withSound)
+    argv.insert(argv.end(), {"-f", "lavfi", "-i", "anullsrc=r=48000:cl=mono", "-t", length});
+  argv.insert(argv.end(), {"-c:v", "libx264", "-preset", "ultrafast", path});
+  run(argv);
+  return path;
+}
+
+int runVorncut(const std::vector<std::string>& arguments, std::string* output) {
+  std::vector<std::string> argv = {std::string(VORN_BINARY_DIR) + "/vorncut"};
+  argv.insert(argv.end(), arguments.begin(), arguments.end());
+  return runCommand(argv, output);
+}
+
+}  // namespace vorn::test

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "cut/Words.h"
+
+#include <string>
+#include <vector>
+
+namespace vorn::test {
+
+// A take made here: espeak-ng reads known sentences, with silence before, between and after
+// them, into the sound of a plain dark 540 × 960 movie. Made once per test program.
+struct SpokenTake {
+  std::string path;
+  std::string script;  // the sentences, one a line
+  std::vector<std::string> sentences;
+  // Where each sentence's sound lies in the take (espeak's own quiet edges included).
+  std::vector<cut::Span> spoken;
+  double duration = 0;
+};
+
+const SpokenTake& spokenTake();
+
+// A movie of `seconds` with picture and, unless `withSound` is false, digital silence.
+std::string silentTake(const std::string& name, double seconds, bool withSound);
+
+// Runs the built vorncut with `arguments`; returns its exit code and its standard output.
+int runVorncut(const std::vector<std::string>& arguments, std::string* output);
+
+// The folder a test may write into (inside the test's temporary home).
+std::string scratch();
+
+}  // namespace vorn::test

@@ -1,0 +1,120 @@
+// The story the machine finds on its own: order, budget, and cuts only between words.
+#include "cut/Captions.h"
+#include "cut/Story.h"
+
+#include <gtest/gtest.h>
+
+namespace vorn::cut {
+namespace {
+
+const std::vector<std::string> kVocabulary = {"light", "camera", "face",    "people", "watch",
+                                              "video", "three",  "reasons", "story",  "sound"};
+
+// `count` sentences of eight words (0.3 s each, 0.05 s apart) with 0.8 s pauses between them;
+// every fifth sentence holds an "um".
+Transcript transcriptOf(int count) {
+  Transcript transcript;
+  double at = 1;
+  for (int s = 0; s < count; ++s) {
+    for (int w = 0; w < 8; ++w) {
+      const std::string text =
+          (s % 5 == 2 && w == 3) ? "um" : kVocabulary[(s * 3 + w) % kVocabulary.size()];
+      transcript.words.push_back({text, at, at + 0.3, 0.9});
+      at += 0.35;
+    }
+    at += 0.8;
+  }
+  transcript.duration = at + 1;
+  return transcript;
+}
+
+bool insideAWord(const std::vector<Word>& words, double moment) {
+  for (const Word& word : words)
+    if (moment > word.start + 1e-9 && moment < word.end - 1e-9) return true;
+  return false;
+}
+
+void expectWellCut(const Story& story, const Transcript& transcript) {
+  ASSERT_FALSE(story.segments.empty());
+  for (std::size_t i = 0; i < story.segments.size(); ++i) {
+    const Span& segment = story.segments[i];
+    EXPECT_LT(segment.start, segment.end);
+    if (i > 0) {
+      EXPECT_GT(segment.start, story.segments[i - 1].end) << "in order, apart";
+    }
+    EXPECT_FALSE(insideAWord(transcript.words, segment.start)) << segment.start;
+    EXPECT_FALSE(insideAWord(transcript.words, segment.end)) << segment.end;
+  }
+  for (std::size_t i = 1; i < story.words.size(); ++i)
+    EXPECT_GE(story.words[i].start, story.words[i - 1].end);
+  for (const Word& word : story.words) {
+    EXPECT_NE(word.text, "um");
+    const bool kept = std::any_of(story.segments.begin(), story.segments.end(), [&](const Span& s) {
+      return s.start <= word.start && word.end <= s.end;
+    });
+    EXPECT_TRUE(kept) << word.text << " at " << word.start << " is cut";
+  }
+}
+
+TEST(StoryTest, aLongTakeGivesAHookAndABodyWithinTheBudgetInTakeOrder) {
+  const Transcript transcript = transcriptOf(40);
+  const Story story = deviceStory(transcript, "");
+  expectWellCut(story, transcript);
+  EXPECT_LE(story.length(), 60);
+  EXPECT_GE(story.length(), 20);
+  EXPECT_LT(story.segments.front().start, 15) << "the hook comes from the opening";
+  EXPECT_EQ(story.brain, "device");
+  EXPECT_FALSE(story.headline.empty());
+  EXPECT_FALSE(story.caption.empty());
+}
+
+TEST(StoryTest, aShortTakeKeepsItsSpeechAndStaysShorterThanTheTake) {
+  const Transcript transcript = transcriptOf(3);
+  const Story story = deviceStory(transcript, "");
+  expectWellCut(story, transcript);
+  EXPECT_LT(story.length(), transcript.duration);
+  EXPECT_EQ(story.words.front().start, transcript.words.front().start);
+  EXPECT_EQ(story.words.size(), transcript.words.size() - 1) << "all but the filler";
+}
+
+TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
+  const std::vector<Word> words = {{"a", 1, 1.5}, {"b", 1.5, 2}, {"c", 2.05, 2.5}, {"d", 4, 4.5}};
+  const std::vector<Span> cuts = cutsAround(words, {{1, 1}, {3, 3}}, 5);
+  ASSERT_EQ(cuts.size(), 2u);
+  EXPECT_DOUBLE_EQ(cuts[0].start, 1.5) << "no room before b";
+  EXPECT_DOUBLE_EQ(cuts[0].end, 2.05) << "only up to c";
+  EXPECT_NEAR(cuts[1].start, 3.88, 1e-9);
+  EXPECT_NEAR(cuts[1].end, 4.62, 1e-9);
+}
+
+TEST(StoryTest, aThemeBecomesTheHeadline) {
+  const Story story = deviceStory(transcriptOf(4), "Light beats gear");
+  EXPECT_EQ(story.headline, (std::vector<std::string>{"LIGHT BEATS GEAR"}));
+}
+
+TEST(CaptionsTest, takeTimesMapOntoTheReelSegmentsBackToBack) {
+  const std::vector<Span> segments = {{1, 3}, {5, 6}};
+  EXPECT_DOUBLE_EQ(reelTime(segments, 2), 1);
+  EXPECT_DOUBLE_EQ(reelTime(segments, 4), 2) << "between segments: the end of the one before";
+  EXPECT_DOUBLE_EQ(reelTime(segments, 5.5), 2.5);
+  EXPECT_DOUBLE_EQ(reelTime(segments, 9), 3);
+}
+
+TEST(CaptionsTest, eachWordIsShownLitWhileItIsSaid) {
+  Story story;
+  story.segments = {{0.9, 2.1}};
+  story.words = {{"good", 1, 1.4}, {"light", 1.5, 2}};
+  story.headline = {"GOOD LIGHT"};
+  const std::string script = captionScript(story);
+  EXPECT_NE(script.find("PlayResX: 1080"), std::string::npos);
+  EXPECT_NE(script.find("PlayResY: 1920"), std::string::npos);
+  EXPECT_NE(script.find("Dialogue: 0,0:00:00.00,0:00:03.00,Headline,,0,0,0,,GOOD LIGHT"),
+            std::string::npos);
+  EXPECT_NE(
+      script.find("0:00:00.10,0:00:00.60,Words,,0,0,0,,{\\pos(540,1240)}{\\c&H0000D7FF&}GOOD"),
+      std::string::npos);
+  EXPECT_NE(script.find("{\\c&H0000D7FF&}LIGHT\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vorn::cut
