@@ -83,6 +83,10 @@ std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
   studio.setCameraAccess(false);
   shots.emplace_back(QStringLiteral("monitor-camera-card"), shot(monitor));
   studio.setCameraAccess(true);
+  studio.setMicName(QStringLiteral("USB Microphone"));
+  studio.setMicAccess(false);
+  shots.emplace_back(QStringLiteral("monitor-microphone-card"), shot(monitor));
+  studio.setMicAccess(true);
 
   for (const SampleCase& sample : cases) {
     const std::string layout = sample.name.section(QLatin1Char('-'), 0, 0).toStdString();

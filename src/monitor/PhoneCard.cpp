@@ -39,10 +39,16 @@ QLabel* label(const QString& text, int pixels, QFont::Weight weight, double opac
 PhoneCard::PhoneCard(Kind kind, Studio& studio, QWidget* parent) : QFrame(parent), kind_(kind) {
   setObjectName(QStringLiteral("phoneCard"));
   setStyleSheet(QStringLiteral("#phoneCard { background: rgba(18,18,20,235); border-radius: 22px; }"));
-  if (kind == Kind::welcome)
-    buildWelcome(studio);
-  else
-    buildCamera();
+  switch (kind) {
+    case Kind::welcome: buildWelcome(studio); break;
+    case Kind::camera: buildProblem(QStringLiteral("Let Vorn use your camera"), cameraProblem().value_or(QString())); break;
+    case Kind::microphone:
+      buildProblem(QStringLiteral("Vorn can't hear you yet"),
+                          QStringLiteral("%1 sends only silence. Check that it isn't muted in the sound settings, "
+                                         "or choose another microphone under More.")
+                              .arg(studio.micName().isEmpty() ? QStringLiteral("The microphone") : studio.micName()));
+      break;
+  }
 }
 
 void PhoneCard::buildWelcome(Studio& studio) {
@@ -76,15 +82,15 @@ void PhoneCard::buildWelcome(Studio& studio) {
   column->addWidget(start);
 }
 
-void PhoneCard::buildCamera() {
+void PhoneCard::buildProblem(const QString& title, const QString& detail) {
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(22, 26, 22, 22);
   column->setSpacing(10);
   column->addStretch(1);
-  column->addWidget(label(QStringLiteral("Let Vorn use your camera"), 19, QFont::Bold, 1, this));
-  QLabel* detail = label(cameraProblem().value_or(QString()), 13, QFont::Normal, 0.75, this);
-  detail->setTextInteractionFlags(Qt::TextSelectableByMouse);  // the command can be copied
-  column->addWidget(detail);
+  column->addWidget(label(title, 19, QFont::Bold, 1, this));
+  QLabel* text = label(detail, 13, QFont::Normal, 0.75, this);
+  text->setTextInteractionFlags(Qt::TextSelectableByMouse);  // a command in it can be copied
+  column->addWidget(text);
   column->addStretch(1);
 }
 
@@ -92,6 +98,8 @@ std::optional<PhoneCard::Kind> PhoneCard::due(const Studio& studio) {
   if (!studio.welcomed()) return Kind::welcome;
   const Prefs& prefs = studio.prefs();
   if (!studio.cameraAccess() && prefs.cameraOn && Geometry::slots(prefs).camera) return Kind::camera;
+  // While framing only: a take under way is not covered up.
+  if (prefs.micOn && !studio.micAccess() && studio.phase() == Phase::framing) return Kind::microphone;
   return std::nullopt;
 }
 

@@ -9,10 +9,11 @@ namespace vorn {
 class Studio;
 
 // A card over the phone's screen: the first-run welcome (what Vorn does in three steps, and
-// "Start", which retires it for good), or why the camera can't be used.
+// "Start", which retires it for good), or why the camera can't be used, or that the
+// microphone sends no sound.
 class PhoneCard : public QFrame {
  public:
-  enum class Kind { welcome, camera };
+  enum class Kind { welcome, camera, microphone };
 
   PhoneCard(Kind kind, Studio& studio, QWidget* parent);
   Kind kind() const { return kind_; }
@@ -21,7 +22,7 @@ class PhoneCard : public QFrame {
 
  private:
   void buildWelcome(Studio& studio);
-  void buildCamera();
+  void buildProblem(const QString& title, const QString& detail);
 
   const Kind kind_;
 };

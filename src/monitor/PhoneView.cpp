@@ -45,7 +45,8 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
   for (auto signal : {&Studio::phaseChanged, &Studio::countdownChanged, &Studio::pausedAtChanged,
                       &Studio::prefsChanged, &Studio::toastChanged})
     connect(&studio_, signal, this, qOverload<>(&QWidget::update));
-  for (auto signal : {&Studio::welcomedChanged, &Studio::cameraAccessChanged, &Studio::prefsChanged})
+  for (auto signal : {&Studio::welcomedChanged, &Studio::cameraAccessChanged, &Studio::micAccessChanged,
+                      &Studio::prefsChanged, &Studio::phaseChanged})
     connect(&studio_, signal, this, [this] { updateCard(); });
   for (auto signal : {&Studio::phaseChanged, &Studio::takeChanged})
     connect(&studio_, signal, this, [this] { followReview(); });

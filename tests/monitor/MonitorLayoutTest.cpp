@@ -1,5 +1,7 @@
 #include "monitor/LayoutHandles.h"
+#include "model/Studio.h"
 #include "monitor/MonitorPlacement.h"
+#include "monitor/PhoneCard.h"
 #include "monitor/StatusText.h"
 #include "render/Geometry.h"
 
@@ -84,6 +86,30 @@ TEST(StatusText, elapsedTimeReadsLikeAClock) {
   EXPECT_EQ(elapsedText(3600 + 62), "1:01:02");
   EXPECT_EQ(elapsedText(-3), "0:00");
   EXPECT_EQ(elapsedText(std::nan("")), "0:00");
+}
+
+}  // namespace
+}  // namespace vorn
+
+namespace vorn {
+namespace {
+
+TEST(PhoneCard, oneCardAtATimeWelcomeThenCameraThenMicrophone) {
+  Studio studio;
+  studio.updatePrefs([](Prefs& p) { p.layout = Layout::screen; p.cameraOn = true; p.micOn = true; });
+  studio.setPhase(Phase::framing);
+  studio.setCameraAccess(false);
+  studio.setMicAccess(false);
+  EXPECT_EQ(PhoneCard::due(studio), PhoneCard::Kind::welcome);
+  studio.setWelcomed(true);
+  EXPECT_EQ(PhoneCard::due(studio), PhoneCard::Kind::camera);
+  studio.updatePrefs([](Prefs& p) { p.cameraOn = false; });
+  EXPECT_EQ(PhoneCard::due(studio), PhoneCard::Kind::microphone) << "no camera in the layout: no camera card";
+  studio.setPhase(Phase::recording);
+  EXPECT_EQ(PhoneCard::due(studio), std::nullopt) << "a take under way is not covered";
+  studio.setPhase(Phase::framing);
+  studio.updatePrefs([](Prefs& p) { p.micOn = false; });
+  EXPECT_EQ(PhoneCard::due(studio), std::nullopt);
 }
 
 }  // namespace
