@@ -14,6 +14,21 @@ namespace {
 
 const QColor kBackground(0, 0, 0, 200);
 
+// `image` moved down by `part` ÷ `parts` of a pixel: each row a blend of itself and the row
+// above (premultiplied pixels blend channel by channel).
+QImage lowered(const QImage& image, int part, int parts) {
+  QImage out(image.size(), image.format());
+  out.setDevicePixelRatio(image.devicePixelRatio());
+  const int bytes = image.width() * 4;
+  for (int y = 0; y < image.height(); ++y) {
+    const uchar* here = image.constScanLine(y);
+    const uchar* above = y > 0 ? image.constScanLine(y - 1) : nullptr;
+    uchar* to = out.scanLine(y);
+    for (int i = 0; i < bytes; ++i) to[i] = uchar((here[i] * (parts - part) + (above ? above[i] : 0) * part + parts / 2) / parts);
+  }
+  return out;
+}
+
 }  // namespace
 
 double Prompter::offset(double elapsed, double speed, double nudge) {
@@ -21,10 +36,8 @@ double Prompter::offset(double elapsed, double speed, double nudge) {
   return (std::isfinite(moving) ? moving : 0.0) * speed + nudge;
 }
 
-double Prompter::textHeight() const { return ratio_ > 0 ? text_.height() / ratio_ : 0; }
-
 void Prompter::layOut(const QString& script, double devicePixelRatio) {
-  if (script == laidOut_ && devicePixelRatio == ratio_ && !text_.isNull()) return;
+  if (script == laidOut_ && devicePixelRatio == ratio_ && !text_[0].isNull()) return;
   laidOut_ = script;
   ratio_ = devicePixelRatio;
   QTextDocument document;
@@ -41,12 +54,17 @@ void Prompter::layOut(const QString& script, double devicePixelRatio) {
   document.setHtml(QStringLiteral("<p style=\"line-height:%1px\">").arg(fontSize + lineSpacing) +
                    script.toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")) + QStringLiteral("</p>"));
   const QSize size(int(std::ceil(columnWidth * ratio_)), int(std::ceil(document.size().height() * ratio_)) + 1);
-  text_ = QImage(size, QImage::Format_ARGB32_Premultiplied);
-  text_.setDevicePixelRatio(ratio_);
-  text_.fill(Qt::transparent);
-  QPainter painter(&text_);
+  // The script is laid down four times, a quarter of a pixel lower each time: any offset is
+  // then a plain copy of one of them at a whole pixel.
+  QImage& whole = text_[0];
+  whole = QImage(size, QImage::Format_ARGB32_Premultiplied);
+  whole.setDevicePixelRatio(ratio_);
+  whole.fill(Qt::transparent);
+  QPainter painter(&whole);
   painter.setRenderHint(QPainter::TextAntialiasing);
   document.drawContents(&painter);
+  painter.end();
+  for (size_t phase = 1; phase < text_.size(); ++phase) text_[phase] = lowered(whole, int(phase), int(text_.size()));
 }
 
 void Prompter::prepare(const QRectF& area, double devicePixelRatio) {
@@ -89,9 +107,13 @@ void Prompter::paint(QPainter& p, const QRectF& area, const QString& script, dou
   p.drawImage(area.topLeft(), background_);
   p.save();
   p.setClipRect(area.adjusted(0, 4, 0, -4));
-  // Fractional offsets are drawn filtered, so the script glides instead of stepping a pixel.
-  p.setRenderHint(QPainter::SmoothPixmapTransform);
-  p.drawImage(QPointF(area.left() + (area.width() - columnWidth) / 2, area.top() + topMargin - offset), text_);
+  // The offset in quarter device pixels: the whole pixels move the copy, the rest picks the
+  // copy laid down that much lower.
+  const long quarters = std::lround(offset * devicePixelRatio * double(text_.size()));
+  const long pixels = long(std::ceil(double(quarters) / double(text_.size())));
+  const QImage& phase = text_[size_t(pixels * long(text_.size()) - quarters)];
+  const double top = std::round((area.top() + topMargin) * devicePixelRatio) - double(pixels);
+  p.drawImage(QPointF(area.left() + (area.width() - columnWidth) / 2, top / devicePixelRatio), phase);
   p.restore();
   p.drawImage(area.topLeft(), topShade_);
   p.drawImage(QPointF(area.left(), area.bottom() - bottomShade_.height() / devicePixelRatio), bottomShade_);

@@ -1,13 +1,15 @@
 #pragma once
 
 #include <QImage>
+
+#include <array>
 #include <QRectF>
 #include <QString>
 
 namespace vorn {
 
 // The teleprompter's script, laid out once and scrolled by a sub-pixel offset: painting it is
-// one image drawn at a fractional position, whatever the script's length.
+// one image copied at a whole pixel, whatever the script's length.
 class Prompter {
  public:
   static constexpr double columnWidth = 480, fontSize = 21, lineSpacing = 7, topMargin = 30;
@@ -19,8 +21,6 @@ class Prompter {
 
   // Paints the script into `area` (the prompter's rounded rectangle), scrolled by `offset`.
   void paint(QPainter& p, const QRectF& area, const QString& script, double offset, double devicePixelRatio);
-  // The laid-out script's height in points (after the last paint).
-  double textHeight() const;
 
  private:
   void layOut(const QString& script, double devicePixelRatio);
@@ -28,7 +28,7 @@ class Prompter {
 
   QString laidOut_;
   double ratio_ = 0;
-  QImage text_;
+  std::array<QImage, 4> text_;  // the script at four quarter-pixel steps
   QImage background_, topShade_, bottomShade_;  // drawn once for the prompter's size
 };
 

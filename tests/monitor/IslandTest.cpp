@@ -2,6 +2,7 @@
 #include "monitor/IslandView.h"
 #include "monitor/Prompter.h"
 
+#include <QPainter>
 #include <gtest/gtest.h>
 
 namespace vorn {
@@ -17,6 +18,32 @@ TEST(Prompter, theScriptWaitsThenScrollsAtItsPaceAndHoldsWhilePaused) {
   for (int tick = 0; tick <= 600; ++tick) offset = Prompter::offset(0.8 + tick / 60.0, 33, 0);
   EXPECT_NEAR(offset, 330, 1e-9);
   EXPECT_NEAR(Prompter::offset(0.8 + 1.0 / 60, 33, 0), 0.55, 1e-9) << "less than a point a tick";
+}
+
+// The prompter drawn alone at `offset` into a 520 × 260 picture.
+QImage prompterAt(Prompter& prompter, double offset) {
+  QImage image(520, 260, QImage::Format_ARGB32_Premultiplied);
+  image.fill(Qt::transparent);
+  QPainter p(&image);
+  prompter.paint(p, QRectF(0, 0, 520, 260), QStringLiteral("Line after line of a script that wraps and wraps again, "
+                                                            "long enough to fill the prompter twice over. ")
+                                                 .repeated(6),
+                 offset, 1.0);
+  return image;
+}
+
+TEST(Prompter, wholePointsMoveTheScriptExactlyAndHalfPointsLandBetween) {
+  Prompter prompter;
+  const QImage at40 = prompterAt(prompter, 40), at41 = prompterAt(prompter, 41), at40half = prompterAt(prompter, 40.5);
+  // In the middle band, clear of the fading edges, the script is all that moves.
+  int shiftedEqual = 0, betweenDiffers = 0, rows = 0;
+  for (int y = 100; y < 160; ++y, ++rows) {
+    const auto row = [](const QImage& image, int y) { return QByteArray(reinterpret_cast<const char*>(image.constScanLine(y)), 520 * 4); };
+    shiftedEqual += row(at41, y) == row(at40, y + 1);
+    betweenDiffers += row(at40half, y) != row(at40, y) && row(at40half, y) != row(at41, y);
+  }
+  EXPECT_EQ(shiftedEqual, rows) << "a point more moves every row up by one pixel";
+  EXPECT_GT(betweenDiffers, rows / 4) << "half a point is neither of its neighbours";
 }
 
 TEST(LevelBars, restAtAFifthBelowAFifthAndNeverUnderThreePoints) {
