@@ -5,6 +5,7 @@
 #include "cut/ScriptWords.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <memory>
 
@@ -190,7 +191,20 @@ Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string
                                                        heard, expected, transcript.fromScript);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
+  measureLoudness(pcm, transcript.words);
   return transcript;
+}
+
+void measureLoudness(const Pcm& pcm, std::vector<Word>& words) {
+  for (Word& word : words) {
+    const auto from = std::size_t(std::clamp(word.start, 0.0, pcm.duration()) * Pcm::kRate);
+    const auto to = std::size_t(std::clamp(word.end, 0.0, pcm.duration()) * Pcm::kRate);
+    if (to <= from) continue;
+    double power = 0;
+    for (std::size_t i = from; i < to; ++i) power += double(pcm.samples[i]) * pcm.samples[i];
+    const double rms = std::sqrt(power / double(to - from)) / 32768.0;
+    word.loudness = std::min(-0.01, 20 * std::log10(std::max(rms, 1e-6)));
+  }
 }
 
 }  // namespace vorn::cut

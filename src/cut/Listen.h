@@ -25,6 +25,9 @@ using RecogniserMaker = std::function<std::unique_ptr<Recogniser>()>;
 // Finds the speech in `pcm`, cuts it into chunks at pauses and has recognisers from `make`
 // transcribe them, two chunks at a time; with a non-empty `script`, the script's words are
 // aligned to the chunks instead. Throws CutError ("no usable speech") when nothing is heard.
+// Sets each word's loudness from the sound it spans.
+void measureLoudness(const Pcm& pcm, std::vector<Word>& words);
+
 Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string& script);
 
 }  // namespace vorn::cut

@@ -13,6 +13,8 @@ struct Word {
   double end = 0;
   // 0…1: how sure the recogniser is; 1 for a word aligned to a known script.
   double confidence = 1;
+  // How loud it was said, in dB of full scale; 0 when not measured.
+  double loudness = 0;
 
   bool operator==(const Word&) const = default;
 };

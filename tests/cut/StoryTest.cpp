@@ -1,8 +1,12 @@
 // The story the machine finds on its own: order, budget, and cuts only between words.
 #include "cut/Captions.h"
+#include "cut/Listen.h"
+#include "cut/Sentences.h"
 #include "cut/Story.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace vorn::cut {
 namespace {
@@ -90,6 +94,25 @@ TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
 TEST(StoryTest, aThemeBecomesTheHeadline) {
   const Story story = deviceStory(transcriptOf(4), "Light beats gear");
   EXPECT_EQ(story.headline, (std::vector<std::string>{"LIGHT BEATS GEAR"}));
+}
+
+TEST(StoryTest, aSentenceSaidWithMoreEnergyScoresHigher) {
+  // Two sentences of the same words, the second said 6 dB louder, measured from the sound.
+  Pcm pcm;
+  pcm.samples.resize(std::size_t(6 * Pcm::kRate));
+  for (std::size_t i = 0; i < pcm.samples.size(); ++i) {
+    const double amplitude = i < std::size_t(3 * Pcm::kRate) ? 4000 : 8000;
+    pcm.samples[i] = std::int16_t(amplitude * std::sin(double(i) * 0.2));
+  }
+  std::vector<Word> words;
+  for (const double start : {0.5, 3.5})
+    for (int w = 0; w < 4; ++w) words.push_back({kVocabulary[std::size_t(w)], start + w * 0.4, start + w * 0.4 + 0.3});
+  measureLoudness(pcm, words);
+  EXPECT_NEAR(words[4].loudness - words[0].loudness, 6.02, 0.1);
+  std::vector<Sentence> sentences = splitSentences(words);
+  ASSERT_EQ(sentences.size(), 2u);
+  scoreSentences(sentences, words, "");
+  EXPECT_NEAR(sentences[1].score - sentences[0].score, 0.5, 0.01) << "6 dB apart: half a point";
 }
 
 TEST(CaptionsTest, takeTimesMapOntoTheReelSegmentsBackToBack) {
