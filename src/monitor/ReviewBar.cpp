@@ -7,6 +7,7 @@
 #include "reels/ReelMaker.h"
 
 #include <QClipboard>
+#include <QFontMetrics>
 #include <QGridLayout>
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -35,6 +36,24 @@ QLabel* line(int pixels, double opacity, QWidget* parent) {
   label->setWordWrap(true);
   label->setStyleSheet(QStringLiteral("color: rgba(255,255,255,%1); font-size: %2px;").arg(int(opacity * 255)).arg(pixels));
   return label;
+}
+
+// As much of `text` as fits in `lines` word-wrapped lines `width` wide, ending in "…" when cut:
+// a long caption shows its start whole instead of a clipped line; the link copies it all.
+QString firstLines(const QString& text, const QFont& font, int width, int lines) {
+  const QFontMetrics metrics(font);
+  const auto fits = [&](const QString& candidate) {
+    return metrics.boundingRect(QRect(0, 0, width, 10000), Qt::TextWordWrap, candidate).height() <=
+           lines * metrics.lineSpacing();
+  };
+  if (width <= 0 || fits(text)) return text;
+  qsizetype low = 0, high = text.size();
+  while (low < high) {
+    const qsizetype middle = (low + high + 1) / 2;
+    if (fits(text.left(middle).trimmed() + QStringLiteral("…"))) low = middle;
+    else high = middle - 1;
+  }
+  return text.left(low).trimmed() + QStringLiteral("…");
 }
 
 }  // namespace
@@ -69,7 +88,6 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   stage_ = line(12, 0.7, this);
   hint_ = line(12, 0.55, this);
   caption_ = line(12, 0.8, this);
-  caption_->setMaximumHeight(2 * 16);  // a long caption shows its start; the link copies it whole
   copyCaption_ = new QLabel(QStringLiteral("<a href=\"copy\" style=\"color: rgb(120,170,255)\">Copy caption</a>"), this);
   copyCaption_->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
   connect(copyCaption_, &QLabel::linkActivated, this, [this] {
@@ -174,7 +192,7 @@ void ReviewBar::present(const std::optional<ReelJob>& j) {
   stage_->setText(head.detail);
   hint_->setText(head.hint);
   hint_->setVisible(!head.hint.isEmpty());
-  caption_->setText(head.caption);
+  caption_->setText(firstLines(head.caption, caption_->font(), width(), 2));
   caption_->setVisible(!head.caption.isEmpty());
   copyCaption_->setVisible(!head.caption.isEmpty());
   flags_->setText(j && !j->flags.isEmpty() ? QStringLiteral("⚑ ") + j->flags.join(QStringLiteral(" · ")) : QString());
