@@ -111,7 +111,7 @@ void benchPaint(MonitorWindow& monitor) {
   printSpread("paint one preview frame into the phone", times);
 }
 
-void benchGlass(Studio& studio, Engine& engine, MonitorWindow& monitor) {
+void benchGlass(Engine& engine, MonitorWindow& monitor) {
   Counter counter;
   counter.show();
   within(1, [] { return false; });
@@ -135,11 +135,10 @@ void benchGlass(Studio& studio, Engine& engine, MonitorWindow& monitor) {
     }
     within(0.1, [] { return false; });
   }
-  (void)studio;
   printSpread("glass to glass, counter window to the phone's paint", delays);
 }
 
-void benchPlayback(Studio& studio, Engine& engine, MonitorWindow& monitor, double seconds) {
+void benchPlayback(Engine& engine, MonitorWindow& monitor, double seconds) {
   const std::string take = QDir::homePath().toStdString() + "/review.mp4";
   test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=s=1080x1920:r=30:d=20", "-f",
                     "lavfi", "-i", "sine=frequency=330:duration=20", "-c:v", "libx264", "-preset", "veryfast",
@@ -163,7 +162,6 @@ void benchPlayback(Studio& studio, Engine& engine, MonitorWindow& monitor, doubl
               wall, 100 * cpu / wall, shown, shown / wall,
               monitor.phone()->player().audible() ? "with sound" : "silent",
               monitor.phone()->player().skipped() - skippedBefore);
-  (void)studio;
 }
 
 void benchPrompter(Studio& studio, IslandWindow& island, double seconds) {
@@ -245,8 +243,8 @@ int main(int argc, char** argv) {
     engine.open();
     within(5, [&] { return monitor.phone()->frame() != nullptr; });
     benchPaint(monitor);
-    benchGlass(studio, engine, monitor);
-    benchPlayback(studio, engine, monitor, playbackSeconds);
+    benchGlass(engine, monitor);
+    benchPlayback(engine, monitor, playbackSeconds);
     engine.retake();
     benchPrompter(studio, island, prompterSeconds);
     engine.closeAndWait();

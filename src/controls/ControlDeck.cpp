@@ -106,14 +106,7 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
   record_->setStyleSheet(QStringLiteral(
       "QPushButton { background: rgb(255,77,66); color: white; border-radius: 20px; font-weight: 600; font-size: 15px; }"
       " QPushButton:focus { border: 2px solid white; }"));
-  connect(record_, &QPushButton::clicked, this, [this] {
-    switch (studio_.phase()) {
-      case Phase::framing: return engine_.beginCountdown();
-      case Phase::countdown: return engine_.cancelCountdown();
-      case Phase::recording: return engine_.stopRecording();
-      default: return engine_.primaryAction();
-    }
-  });
+  connect(record_, &QPushButton::clicked, this, [this] { engine_.primaryAction(); });
   column->addWidget(record_);
 
   hint_ = new QLabel(this);

@@ -57,7 +57,7 @@ MonitorWindow::MonitorWindow(Studio& studio)
   recordButton->setFocusPolicy(Qt::TabFocus);
   recordButton->adjustSize();
   recordButton->move((MonitorPlacement::fullSize.width() - recordButton->width()) / 2, below);
-  recordButton_ = recordButton;
+  underPhone_ = recordButton;
   reviewBar_ = new ReviewBar(studio_, full_);
   reviewBar_->setGeometry(30, below, PhoneView::bodySize.width(), MonitorPlacement::fullSize.height() - below - 16);
   reviewBar_->hide();
@@ -90,8 +90,8 @@ void MonitorWindow::attach(Engine& engine) {
 MonitorWindow::~MonitorWindow() = default;
 
 void MonitorWindow::setDeck(QWidget* deck) {
-  recordButton_->hide();
-  recordButton_ = deck;  // the deck holds the record button from now on
+  underPhone_->hide();
+  underPhone_ = deck;
   deck->setParent(full_);
   deck->setGeometry(30, reviewBar_->y(), PhoneView::bodySize.width(),
                     MonitorPlacement::fullSize.height() - reviewBar_->y() - 16);
@@ -102,7 +102,7 @@ void MonitorWindow::phaseChanged() {
   compactBar_->refresh();
   const bool review = studio_.phase() == Phase::review;
   reviewBar_->setVisible(review);
-  recordButton_->setVisible(!review);
+  underPhone_->setVisible(!review);
   if (studio_.phase() == Phase::recording) clock_.start();
   else clock_.stop();
 }

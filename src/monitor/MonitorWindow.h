@@ -58,7 +58,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   Engine* engine_ = nullptr;
   QWidget* full_;
   PhoneView* phone_;
-  QWidget* recordButton_;  // or the deck, once it is set
+  QWidget* underPhone_;  // outside review: the record button, or the deck once it is set
   ReviewBar* reviewBar_;
   CompactBar* compactBar_;
   std::optional<QRect> placed_;

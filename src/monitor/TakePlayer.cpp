@@ -27,15 +27,15 @@ using Playback = std::unique_ptr<pa_simple, SimpleFree>;
 
 // A playback stream on the default sink, with a short buffer so that stopping is prompt.
 Playback openPlayback() {
-  const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, kRate, 2};
+  const pa_sample_spec format{PA_SAMPLE_FLOAT32LE, kRate, 2};
   pa_buffer_attr attr{};
   attr.maxlength = uint32_t(-1);
-  attr.tlength = uint32_t(pa_usec_to_bytes(100'000, &spec));
+  attr.tlength = uint32_t(pa_usec_to_bytes(100'000, &format));
   attr.prebuf = uint32_t(-1);
   attr.minreq = uint32_t(-1);
   attr.fragsize = uint32_t(-1);
   int error = 0;
-  Playback playback(pa_simple_new(nullptr, "Vorn", PA_STREAM_PLAYBACK, nullptr, "Take", &spec, nullptr, &attr, &error));
+  Playback playback(pa_simple_new(nullptr, "Vorn", PA_STREAM_PLAYBACK, nullptr, "Take", &format, nullptr, &attr, &error));
   if (!playback) logError(std::string("the take plays without sound: ") + pa_strerror(error));
   return playback;
 }
