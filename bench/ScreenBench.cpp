@@ -58,9 +58,9 @@ class CountingBackend : public X11ScreenBackend {
   void start(const DisplayInfo& display, const ScreenConfig& config,
              std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override {
     auto deliver = std::move(sinks.onFrame);
-    sinks.onFrame = [this, deliver](FrameRef frame) {
+    sinks.onFrame = [this, deliver](FrameRef frame, double at) {
       frames.fetch_add(1);
-      deliver(std::move(frame));
+      deliver(std::move(frame), at);
     };
     X11ScreenBackend::start(display, config, std::move(ownWindows), std::move(sinks));
   }

@@ -1,16 +1,11 @@
 #include "capture/GrabLoop.h"
 
+#include "base/Clock.h"
+
 #include <chrono>
 #include <pthread.h>
 
 namespace vorn {
-namespace {
-
-using Clock = std::chrono::steady_clock;
-const auto interval =
-    std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(GrabLoop::frameInterval));
-
-}  // namespace
 
 GrabLoop::GrabLoop(Grabber& grabber, const ScreenConfig& config, ScreenSinks sinks)
     : grabber_(grabber),
@@ -58,7 +53,7 @@ void GrabLoop::run(std::stop_token stop) {
   applied.reserve(8);
   incoming.reserve(8);
   bool changed = true;
-  auto deadline = Clock::now();
+  auto deadline = std::chrono::steady_clock::now();
   while (!stop.stop_requested()) {
     {
       std::lock_guard guard(mutex_);
@@ -70,6 +65,8 @@ void GrabLoop::run(std::stop_token stop) {
       for (Update& update : incoming) applied.push_back(std::move(update));
       incoming.clear();
     }
+    // What a grab shows is stamped with the tick it was made for.
+    const double at = tickBefore(mediaTime());
     Grabber::Result result = grabber_.grab(config_, changed);
     if (result.lost) {
       {
@@ -86,9 +83,11 @@ void GrabLoop::run(std::stop_token stop) {
       failUpdates(applied, result.error);
       config_ = good_;
     } else if (result.frame) {
-      sinks_.onFrame(std::move(result.frame));
+      sinks_.onFrame(std::move(result.frame), at);
       good_ = config_;
       changed = false;
+    } else if (sinks_.onUnchanged) {
+      sinks_.onUnchanged(at);
     }
     // In force once its first frame is out; a tick that could not make one tries again.
     if (!changed) {
@@ -97,9 +96,9 @@ void GrabLoop::run(std::stop_token stop) {
       applied.clear();
     }
 
-    deadline += interval;
-    const auto now = Clock::now();
-    if (deadline < now) deadline = now + interval - (now - deadline) % interval;
+    // On the shared grid, so the render loop finds each grab done when it ticks; a deadline
+    // missed while grabbing is skipped.
+    deadline = nextTick(std::chrono::steady_clock::now());
     std::unique_lock lock(mutex_);
     wake_.wait_until(lock, stop, deadline, [] { return false; });
   }

@@ -30,15 +30,13 @@ class Grabber {
   virtual Result grab(const ScreenConfig& config, bool changed) = 0;
 };
 
-// The "vorn.screen" thread of a paced backend: at most 60 ticks a second on the steady clock
-// (a missed deadline is skipped, not made up), a configuration change taking effect on the
+// The "vorn.screen" thread of a paced backend: a grab on each tick of the shared 60 Hz grid
+// (a missed tick is skipped, not made up), a configuration change taking effect on the
 // next tick, and its completion reported once the first frame of it has been delivered. A
 // configuration the grabber cannot capture fails its update and the last good one returns.
 // System audio follows the configuration's switch.
 class GrabLoop {
  public:
-  static constexpr double frameInterval = 1.0 / 60;
-
   GrabLoop(Grabber& grabber, const ScreenConfig& config, ScreenSinks sinks);
   GrabLoop(const GrabLoop&) = delete;
   GrabLoop& operator=(const GrabLoop&) = delete;

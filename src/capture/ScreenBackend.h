@@ -39,8 +39,11 @@ struct ScreenConfig {
 // Where a backend delivers. Every callback runs on a backend thread and must return quickly.
 struct ScreenSinks {
   // A complete frame of exactly config.width × config.height pixels of some configuration
-  // that was (or still is) in force. Unchanged content is not delivered again.
-  std::function<void(FrameRef)> onFrame;
+  // that was (or still is) in force, and the media time the screen showed it. Unchanged
+  // content is not delivered again.
+  std::function<void(FrameRef, double at)> onFrame;
+  // The screen was looked at, at `at`, and still showed the last frame delivered (optional).
+  std::function<void(double at)> onUnchanged;
   // A buffer of system audio, stamped in media time.
   std::function<void(AudioRef)> onAudio;
   // The capture ended on its own; the text is one sentence saying why.

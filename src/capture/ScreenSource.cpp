@@ -3,6 +3,7 @@
 #include "base/Clock.h"
 #include "base/Log.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
@@ -67,7 +68,8 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
   requested.set(CaptureRequest{whole, false});
 
   ScreenSinks sinks;
-  sinks.onFrame = [this](FrameRef buffer) { handleFrame(std::move(buffer)); };
+  sinks.onFrame = [this](FrameRef buffer, double at) { handleFrame(std::move(buffer), at); };
+  sinks.onUnchanged = [this](double at) { unchangedAt_.store(at); };
   sinks.onAudio = [this](AudioRef audio) {
     if (onSystemAudio) onSystemAudio(std::move(audio));
   };
@@ -172,13 +174,21 @@ void ScreenSource::finishReconfigure(std::optional<std::string> error, const Cha
 }
 
 // Runs on the backend's frame thread.
-void ScreenSource::handleFrame(FrameRef buffer) {
+void ScreenSource::handleFrame(FrameRef buffer, double at) {
   if (!buffer) return;
   const Areas areas = areas_.get();
   const auto found = areas->find(sizeKey(buffer->width(), buffer->height()));
   if (found == areas->end()) return;  // a size no area stands for: never shown
   if (debugEnabled()) countFrame(*buffer);
-  latest.set(ScreenFrame{std::move(buffer), found->second});
+  latest.set(ScreenFrame{std::move(buffer), found->second, at});
+}
+
+std::optional<ScreenFrame> ScreenSource::current() const {
+  // Read before the frame: a look that came after a newer frame can't stamp an older one.
+  const double unchanged = unchangedAt_.load();
+  std::optional<ScreenFrame> frame = latest.get();
+  if (frame) frame->at = std::max(frame->at, unchanged);
+  return frame;
 }
 
 void ScreenSource::countFrame(const FrameBuffer& buffer) {

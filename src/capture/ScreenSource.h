@@ -19,10 +19,12 @@
 
 namespace vorn {
 
-// One captured screen buffer and the part of the display it shows (points, origin top-left).
+// One captured screen buffer, the part of the display it shows (points, origin top-left) and
+// the media time the screen showed it.
 struct ScreenFrame {
   ConstFrameRef buffer;
   Rect rect;
+  double at = 0;
 };
 
 // Captures one display and keeps the newest frame ready for the render loop. The render loop
@@ -67,6 +69,8 @@ class ScreenSource {
 
   // Newest complete frame (written on "vorn.screen", read by the render loop).
   Locked<std::optional<ScreenFrame>> latest;
+  // `latest`, stamped with the last time the screen was seen still showing it.
+  std::optional<ScreenFrame> current() const;
   // The capture area in force (written on "vorn.screen.config" after a successful change).
   Locked<std::optional<CaptureRequest>> requested;
   // Receives system audio buffers; set before start.
@@ -90,7 +94,7 @@ class ScreenSource {
     uint64_t serial;
   };
   void finishReconfigure(std::optional<std::string> error, const Change& change);
-  void handleFrame(FrameRef buffer);
+  void handleFrame(FrameRef buffer, double at);
   void countFrame(const FrameBuffer& buffer);
 
   // "vorn.screen" only.
@@ -101,6 +105,7 @@ class ScreenSource {
   Locked<Areas> areas_{std::make_shared<const std::map<int64_t, Rect>>()};
   Locked<bool> pending_{false};
   std::atomic<double> pendingSince_{0};  // media time the change in flight was asked for
+  std::atomic<double> unchangedAt_{0};   // the last grab that found nothing new
   Locked<Size> displaySize_;
   std::atomic<double> nativeScale_{2.0};
   std::atomic<uint32_t> displayID_{0};

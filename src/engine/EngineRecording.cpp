@@ -130,7 +130,6 @@ void Engine::startRecording() {
                  if (run != countdownRun_ || studio_.phase() != Phase::countdown) return;
                  if (!outcome.value.value_or(false))
                    return abandonStart(QStringLiteral("The take could not be started."));
-                 loop_->resetAppended();
                  loop_->recorder.set(recorder_);
                  studio_.setRecordStart(mediaTime());
                  studio_.setPausedAt(std::nullopt);
@@ -186,15 +185,12 @@ void Engine::stopRecording() {
   std::shared_ptr<Recorder> recorder = std::exchange(recorder_, nullptr);
   const bool hasMic = takeHasMic_;
   const bool flatten = hasMic && studio_.prefs().systemAudio;
-  // Every frame slot between the take's first and last frame that holds no frame is dropped.
-  const long owed = loop_->appendedSlots(int(studio_.prefs().fps));
-  const long appended = loop_->appendedFrames();
   // The sound still on its way up to the last frame goes on reaching the take while it finishes.
   Locked<std::shared_ptr<Recorder>>* audioTarget = &audioTarget_;
   ++finishing_;
   inBackground(
       this,
-      [recorder, flatten, owed, appended, audioTarget] {
+      [recorder, flatten, audioTarget] {
         const double duration = recorder->finish();
         audioTarget->testAndSet(recorder, nullptr);
         if (duration > 0 && flatten) {
@@ -206,8 +202,7 @@ void Engine::stopRecording() {
         }
         // A take that stopped early has said where it is already.
         const QString unfinishedAt = recorder->failure().isEmpty() ? recorder->unfinishedAt() : QString();
-        return FinishedTake{duration, std::max(0L, owed - (appended - recorder->droppedFrames())),
-                            recorder->path(), unfinishedAt};
+        return FinishedTake{duration, recorder->missingFrames(), recorder->path(), unfinishedAt};
       },
       [this, path = recorder->path(), hasMic](Outcome<FinishedTake> outcome) {
         if (!outcome.value) logError("finishing the take failed: " + outcome.error);

@@ -65,7 +65,7 @@ void RenderLoop::tick() {
   // A 30 fps take uses every second tick of the 60 Hz clock.
   if (target && in.fps < 60 && frame_ % 2 == 1) return;
 
-  const std::optional<ScreenFrame> screenFrame = screen_.latest.get();
+  const std::optional<ScreenFrame> screenFrame = screen_.current();
   const FrameBuffer* screenBuffer = screenFrame ? screenFrame->buffer.get() : nullptr;
   if (!target) {
     const Signature signature{screenBuffer, cameraFrame.get(), cameraMotion_.cam(),
@@ -87,23 +87,16 @@ void RenderLoop::tick() {
   ++rendered_;
 
   if (target && buffer->width() == 1080) {
-    const double at = mediaTime();
+    // Stamped with when the screen showed what the frame holds: the sound captured then
+    // plays with it.
+    const double at = in.slots.screen && screenFrame
+                          ? screenFrame->at
+                          : tickBefore(now, std::chrono::duration<double>(RenderTimer::offset).count());
     target->appendVideo(buffer, at);
-    if (appended_++ == 0) firstAppended_ = at;
-    lastAppended_ = at;
+    ++appended_;
     buffer = previewOf(std::move(buffer), in.previewScale);
   }
   showPreview(std::move(buffer));
-}
-
-long RenderLoop::appendedSlots(int fps) const {
-  if (appended_ == 0) return 0;
-  return std::lround((lastAppended_ - firstAppended_) * fps) + 1;
-}
-
-void RenderLoop::resetAppended() {
-  appended_ = 0;
-  firstAppended_ = lastAppended_ = 0;
 }
 
 FrameRef RenderLoop::previewOf(FrameRef recorded, double scale) {

@@ -56,11 +56,6 @@ class RenderLoop {
   // Counters for diagnostics and tests (any thread).
   long renderedFrames() const { return rendered_.load(); }
   long appendedFrames() const { return appended_.load(); }
-  // The frame slots at `fps` from the first to the last frame handed to a recorder since the
-  // last reset: what a take without dropped frames holds.
-  long appendedSlots(int fps) const;
-  // Starts counting anew for the next take (before its recorder is installed).
-  void resetAppended();
 
  private:
   // What a preview frame shows; an equal one need not be drawn again.
@@ -96,8 +91,6 @@ class RenderLoop {
   Locked<bool> previewPending_{false};
   std::atomic<long> rendered_{0};
   std::atomic<long> appended_{0};
-  // Media times of the first and last appended frame; the first is 0 until one is appended.
-  std::atomic<double> firstAppended_{0}, lastAppended_{0};
   // Queued preview calls run in this object's name; they are dropped once it is gone.
   QObject guiContext_;
   std::unique_ptr<RenderTimer> timer_;  // GUI thread only; last: stops before the rest goes

@@ -20,8 +20,8 @@ RenderTimer::~RenderTimer() {
 
 void RenderTimer::run(std::stop_token stop) {
   using Clock = std::chrono::steady_clock;
-  const auto period = std::chrono::nanoseconds(periodNanoseconds);
-  auto deadline = Clock::now() + period;
+  const auto period = frameTick;
+  auto deadline = nextTick(Clock::now(), offset);
   long long skipped = 0;
   while (!stop.stop_requested()) {
     {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "base/Clock.h"
+
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -8,12 +11,13 @@
 
 namespace vorn {
 
-// A dedicated thread that calls `tick` on a steady 60 Hz grid: it sleeps until the next
-// deadline, and deadlines missed while a tick ran long are skipped, never queued. Each call
-// is told how many deadlines were skipped just before it.
+// A dedicated thread that calls `tick` on the shared 60 Hz grid, half a tick after each screen
+// grab: it sleeps until the next deadline, and deadlines missed while a tick ran long are
+// skipped, never queued. Each call is told how many deadlines were skipped just before it.
 class RenderTimer {
  public:
-  static constexpr long long periodNanoseconds = 16'666'667;
+  // How long after each grab the timer ticks: the grab of the same tick has time to finish.
+  static constexpr std::chrono::nanoseconds offset = frameTick / 2;
 
   RenderTimer(std::string threadName, std::function<void(long long skipped)> tick);
   RenderTimer(const RenderTimer&) = delete;

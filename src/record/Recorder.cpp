@@ -9,7 +9,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <mutex>
 #include <stdexcept>
 #include <unistd.h>
@@ -129,7 +131,8 @@ void Recorder::pause(double hostTime) {
 
 void Recorder::resume(double hostTime) {
   queue_.async([this, hostTime] {
-    if (pausedAt_) offset_ += hostTime - *pausedAt_;
+    // Whole frame slots, so the pictures after the pause stay on the take's grid.
+    if (pausedAt_) offset_ += std::round((hostTime - *pausedAt_) * fps_) / fps_;
     pausedAt_.reset();
   });
 }
@@ -171,20 +174,34 @@ void Recorder::drain() {
   queue_.sync([] {});
 }
 
+// Frames keep to the take's grid of 1/fps slots, each in the slot its picture's time falls in
+// (a quarter slot early still counts: a picture grabbed a tick before its neighbours' phase
+// keeps its place); one whose slot is taken already takes the next.
+long Recorder::slotFor(double pts) const {
+  if (!origin_) return 0;
+  const long slot = long(std::floor((pts - *origin_) * fps_ + 0.25));
+  return std::max(slot, lastSlot_ + 1);
+}
+
 void Recorder::writeVideo(const FrameBuffer& frame, double hostTime) {
   if (pausedAt_ || status_ != Status::writing) return;
   const double pts = hostTime - offset_;
-  if (lastVideo_ && pts <= *lastVideo_) return;
-  if (pts < *start_) return;
-  switch (writer_->writeVideo(frame, pts - origin_.value_or(pts))) {
+  // A picture from before the take began, or older than the one written last.
+  if (pts < *start_ || pts < lastPicture_) return;
+  const long slot = slotFor(pts);
+  const double seconds = double(slot) / fps_;
+  switch (writer_->writeVideo(frame, seconds)) {
     case TakeWriter::Result::written:
-      lastVideo_ = pts;
       if (!origin_) {
         origin_ = pts;
         for (const HeldAudio& held : std::exchange(held_, {}))
           placeAudio(*held.sample, held.hostPTS, held.system);
       }
-      syncToDiskNowAndThen(pts);
+      lastSlot_ = slot;
+      lastPicture_ = pts;
+      ++writtenFrames_;
+      lastVideo_ = *origin_ + seconds;
+      syncToDiskNowAndThen(*lastVideo_);
       break;
     case TakeWriter::Result::dropped: break;
     case TakeWriter::Result::failed: stopAfterFailure(); break;

@@ -24,7 +24,9 @@ class TakeWriter;
 
 // Writes one take: the composed 1080 × 1920 frames of the render loop and the microphone
 // and system audio, on a pause-aware timeline (written time = host time − paused time) that
-// starts with the first frame. Audio is placed by its capture stamps: what arrives before the
+// starts with the first frame. A frame is stamped with when its picture was on screen and
+// written on the take's grid of 1/fps slots; audio is placed by its capture stamps, so a
+// picture plays with the sound heard while it was shown. Audio that arrives before the
 // first frame (even before `begin`) is held and its part from that frame on is kept, and
 // `finish` waits for the sound that the capture sources still owe up to the last frame.
 // While recording the movie is a hidden fragmented MP4 beside the take; `finish` turns it into
@@ -45,6 +47,7 @@ class Recorder {
   // "Vorn: writer failed to start: …" and returns false when writing cannot start (or the
   // recorder was begun already). Call before any frame.
   bool begin(double hostTime);
+  // `hostTime`: when the picture the frame shows was on screen.
   void appendVideo(ConstFrameRef frame, double hostTime);
   void appendAudio(AudioRef sample, double hostPTS, bool system);
   void pause(double hostTime);
@@ -62,6 +65,9 @@ class Recorder {
   // The buffers the render loop renders into (1080 × 1920 BGRA).
   std::shared_ptr<FramePool> pool() const { return pool_; }
   int droppedFrames() const { return dropped_.load(); }
+  // After `finish`: the frame slots between the take's first and last frame that hold no
+  // frame (dropped here, or never composed because the render loop was held up).
+  long missingFrames() const { return lastSlot_ + 1 - writtenFrames_; }
   const QString& encoderName() const { return encoderName_; }
   // Where the take is; after `finish`, where it went (a free name beside it when another
   // file took its name meanwhile).
@@ -83,6 +89,7 @@ class Recorder {
     bool system;
   };
 
+  long slotFor(double pts) const;
   void writeVideo(const FrameBuffer& frame, double hostTime);
   void writeAudio(AudioRef sample, double hostPTS, bool system, double arrived);
   void holdAudio(AudioRef sample, double hostPTS, bool system);
@@ -114,7 +121,10 @@ class Recorder {
   AudioArrivals arrivals_;
   double offset_ = 0;
   std::optional<double> pausedAt_;
-  std::optional<double> lastVideo_;
+  std::optional<double> lastVideo_;  // the last written frame's slot, in host time
+  double lastPicture_ = 0;  // when the last written frame's picture was on screen
+  long lastSlot_ = -1;
+  long writtenFrames_ = 0;
   double savedDuration_ = 0;  // a take saved after an early stop
   double lastDiskSync_ = 0;   // written time of the last push to disk
 

@@ -1,5 +1,6 @@
 #include "support/Eventually.h"
 #include "capture/ScreenSource.h"
+#include "base/Clock.h"
 
 #include <gtest/gtest.h>
 
@@ -97,7 +98,7 @@ class ScreenSourceTest : public testing::Test {
     }));
   }
   // Delivers a frame of the given size as the backend would.
-  void deliver(int width, int height) { script->sinks.onFrame(std::make_shared<FrameBuffer>(width, height)); }
+  void deliver(int width, int height) { script->sinks.onFrame(std::make_shared<FrameBuffer>(width, height), mediaTime()); }
 
   std::shared_ptr<Script> script = std::make_shared<Script>();
   ScreenSource source{std::make_unique<ScriptedBackend>(script)};

@@ -164,17 +164,23 @@ TEST_F(RecorderTest, APauseBetweenTwoFramesLeavesOneFrameInterval) {
   EXPECT_LT(probeDuration(take()), 0.2);
 }
 
-TEST_F(RecorderTest, FramesWhoseTimeDoesNotRiseAreDropped) {
+// Frames land on the 1/30 s grid by their picture's time: a picture grabbed a tick early keeps
+// its slot, a repeat takes the next free one, an older picture is dropped, and a late frame
+// leaves its missed slots empty.
+TEST_F(RecorderTest, FramesKeepToTheGridByTheirPicturesTime) {
   Recorder recorder(take(), 30, false, false);
   ASSERT_TRUE(recorder.begin(start));
-  for (double t : {0.0, 0.1, 0.1, 0.05, 0.2}) {
+  const double early = 2.0 / 30 - 1.0 / 60;
+  for (double t : {0.0, 1.0 / 30, early, early, 0.04, 0.2}) {
     recorder.appendVideo(syntheticFrame(recorder, int(t * 100)), start + t);
     recorder.drain();
   }
   EXPECT_NEAR(recorder.finish(), 0.2, 1e-9);
   const auto packets = readPackets(take(), 0);
-  ASSERT_EQ(packets.size(), 3u);
-  EXPECT_NEAR(packets[2].seconds, 0.2, 1e-4);
+  ASSERT_EQ(packets.size(), 5u);
+  for (size_t i = 0; i < packets.size(); ++i)
+    EXPECT_NEAR(packets[i].seconds, (i < 4 ? double(i) : 6.0) / 30, 1e-4) << i;
+  EXPECT_EQ(recorder.missingFrames(), 2) << "slots 4 and 5";
 }
 
 TEST_F(RecorderTest, EarlyAndPausedAudioIsAbsent) {
@@ -188,8 +194,8 @@ TEST_F(RecorderTest, EarlyAndPausedAudioIsAbsent) {
   recorder.appendAudio(tone(1, 1.0, 0, start + 2.0), start + 2.0, false);     // silence
   recorder.appendAudio(tone(2, 1.0, 1000, start + 2.0), start + 2.0, true);   // no such track
   feedFrames(recorder, 2, 1, start);
-  recorder.appendVideo(syntheticFrame(recorder, 2), start + 2.99);
-  EXPECT_NEAR(recorder.finish(), 1.99, 1e-9);
+  recorder.appendVideo(syntheticFrame(recorder, 2), start + 3.0);
+  EXPECT_NEAR(recorder.finish(), 2.0, 1e-9);
 
   const auto streams = probeStreams(take());
   ASSERT_EQ(streams.size(), 2u);
