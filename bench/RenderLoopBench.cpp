@@ -56,8 +56,8 @@ class PreviewRig {
 
     camera_.configure(SampleCamera::info(), std::nullopt);
     camera_.sync();
-    waitFor([&] { return camera_.latest.get() != nullptr; });
-    const ConstFrameRef still = camera_.latest.get();
+    waitFor([&] { return camera_.latest.get().buffer != nullptr; });
+    const CameraFrame still = camera_.latest.get();
     camera_.stop();
     camera_.sync();
     camera_.latest.set(still);

@@ -104,7 +104,7 @@ void beginWhenReady(Engine& engine, Studio& studio) {
   const auto waitingSince = std::chrono::steady_clock::now();
   QObject::connect(poll, &QTimer::timeout, &engine, [&engine, &studio, poll, firstFrame, inputs, waitingSince] {
     if (!*firstFrame || !*inputs) return;
-    const bool cameraReady = studio.activeCamera().isEmpty() || engine.cameraSource().latest.get() ||
+    const bool cameraReady = studio.activeCamera().isEmpty() || engine.cameraSource().latest.get().buffer ||
                              std::chrono::steady_clock::now() - waitingSince > std::chrono::milliseconds(kCameraWaitMs);
     if (!cameraReady) return;
     poll->deleteLater();

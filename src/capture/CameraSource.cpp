@@ -95,7 +95,7 @@ void CameraSource::openCamera(const DeviceInfo& camera) {
     return;
   }
   cameraId_ = camera.id;
-  camera_->start([this](FrameRef frame, double) { cameraFrame(std::move(frame)); });
+  camera_->start([this](FrameRef frame, double at) { cameraFrame(std::move(frame), at); });
 }
 
 void CameraSource::openMic(const DeviceInfo& mic) {
@@ -116,7 +116,7 @@ void CameraSource::clearPicture() {
   visionQueue_.sync([this] {
     if (detector_) detector_->forget();
   });
-  latest.set(nullptr);
+  latest.set({});
   face.set(std::nullopt);
 }
 
@@ -128,8 +128,8 @@ void CameraSource::closeInputs() {
   micId_.reset();
 }
 
-void CameraSource::cameraFrame(FrameRef frame) {
-  latest.set(frame);
+void CameraSource::cameraFrame(FrameRef frame, double at) {
+  latest.set(CameraFrame{frame, at});
   ++frameCount_;
   if (frameCount_ % visionInterval != 0 || !visionBusy_.testAndSet(false, true)) return;
   // The detection holds its own reference to this frame, never to `latest`.

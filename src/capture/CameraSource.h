@@ -15,6 +15,12 @@
 
 namespace vorn {
 
+// A camera picture and the media time the camera took it.
+struct CameraFrame {
+  ConstFrameRef buffer;
+  double at = 0;
+};
+
 class CameraDevice;
 class FaceDetector;
 class PulseRecorder;
@@ -51,7 +57,7 @@ class CameraSource {
   void receiveMic(const AudioRef& buffer);
 
   // Written by the camera thread, read by the render loop.
-  Locked<ConstFrameRef> latest;
+  Locked<CameraFrame> latest;
   // Written on "vorn.vision", read by the render loop.
   Locked<std::optional<Face>> face;
   // Written on "vorn.mic", read by the engine and the level bars.
@@ -66,7 +72,7 @@ class CameraSource {
   void openMic(const DeviceInfo& mic);
   void closeInputs();
   void clearPicture();
-  void cameraFrame(FrameRef frame);
+  void cameraFrame(FrameRef frame, double at);
   void detectFace(const ConstFrameRef& frame);
   void micBuffer(const AudioRef& buffer);
 

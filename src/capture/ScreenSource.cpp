@@ -154,18 +154,17 @@ void ScreenSource::setSystemAudio(bool on) {
 
 // Runs on a backend thread.
 void ScreenSource::finishReconfigure(std::optional<std::string> error, const Change& change) {
-  const std::string line = "capture area " + describe(change.area) + " " +
-                           std::to_string(change.width) + "x" + std::to_string(change.height);
-  if (error)
-    logError(line + " failed: " + *error);
-  else
-    debugLine("Vorn: " + line);
-  const bool ok = !error;
-  configQueue_.async([this, ok, change] {
+  configQueue_.async([this, error, change] {
     // A change made for a capture that has since been restarted, or overtaken by a newer
     // one, is not in force.
     if (change.generation != generation_ || change.serial != serial_) return;
-    if (ok) {
+    const std::string line = "capture area " + describe(change.area) + " " +
+                             std::to_string(change.width) + "x" + std::to_string(change.height);
+    if (!error)
+      debugLine("Vorn: " + line);
+    else if (running_)  // a stopped capture fails what it still had in hand: no news
+      logError(line + " failed: " + *error);
+    if (!error) {
       currentKey_ = sizeKey(change.width, change.height);
       requested.set(CaptureRequest{change.area, change.native});
     }

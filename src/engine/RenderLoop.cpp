@@ -23,6 +23,16 @@ constexpr double kTickSeconds = 1.0 / 60;
 // A stall never makes the glides jump.
 constexpr double kLongestStep = 0.05;
 
+// When what a frame shows was seen, so that the sound captured then plays with it: the
+// screen's grab when the screen is in the frame (the camera then trails by its own delay),
+// else the camera's picture, else the tick.
+double pictureTime(const Slots& slots, const std::optional<ScreenFrame>& screen,
+                   const CameraFrame& camera, double now) {
+  if (slots.screen && screen) return screen->at;
+  if (slots.camera && camera.buffer) return camera.at;
+  return tickBefore(now, std::chrono::duration<double>(RenderTimer::offset).count());
+}
+
 }  // namespace
 
 RenderLoop::RenderLoop(Compositor& compositor, ScreenSource& screen, CameraSource& camera,
@@ -54,7 +64,8 @@ void RenderLoop::tick() {
   if (in.home.width <= 0) return;
   const double dt = previous == 0 ? kTickSeconds : std::min(now - previous, kLongestStep);
 
-  const ConstFrameRef cameraFrame = camera_.latest.get();
+  const CameraFrame camera = camera_.latest.get();
+  const ConstFrameRef& cameraFrame = camera.buffer;
   stepCamera(dt, now, in);
   stepCrop(dt, now, in, cameraFrame);
   live.set(cameraMotion_.cam());
@@ -87,12 +98,7 @@ void RenderLoop::tick() {
   ++rendered_;
 
   if (target && buffer->width() == 1080) {
-    // Stamped with when the screen showed what the frame holds: the sound captured then
-    // plays with it.
-    const double at = in.slots.screen && screenFrame
-                          ? screenFrame->at
-                          : tickBefore(now, std::chrono::duration<double>(RenderTimer::offset).count());
-    target->appendVideo(buffer, at);
+    target->appendVideo(buffer, pictureTime(in.slots, screenFrame, camera, now));
     ++appended_;
     buffer = previewOf(std::move(buffer), in.previewScale);
   }

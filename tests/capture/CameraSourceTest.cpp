@@ -79,11 +79,11 @@ TEST(CameraSource, SwitchingTheMicrophoneClearsSilence) {
 TEST(CameraSource, WithoutACameraLatestAndFaceAreCleared) {
   CameraSource source;
   source.configure(SampleCamera::info(), std::nullopt);
-  ASSERT_TRUE(test::eventually([&] { return source.latest.get() != nullptr; }));
+  ASSERT_TRUE(test::eventually([&] { return source.latest.get().buffer != nullptr; }));
   source.face.set(Face{{0.4, 0.5, 0.2, 0.2}, 1.0});
   source.configure(std::nullopt, missingMic);
   source.sync();
-  EXPECT_EQ(source.latest.get(), nullptr);
+  EXPECT_EQ(source.latest.get().buffer, nullptr);
   EXPECT_FALSE(source.face.get().has_value());
   EXPECT_TRUE(source.isRunning());
 }
@@ -96,17 +96,17 @@ TEST(CameraSource, WithNeitherDeviceTheSessionStops) {
   source.configure(std::nullopt, std::nullopt);
   source.sync();
   EXPECT_FALSE(source.isRunning());
-  EXPECT_EQ(source.latest.get(), nullptr);
+  EXPECT_EQ(source.latest.get().buffer, nullptr);
 }
 
 TEST(CameraSource, StopClearsThePicture) {
   CameraSource source;
   source.configure(SampleCamera::info(), std::nullopt);
-  ASSERT_TRUE(test::eventually([&] { return source.latest.get() != nullptr; }));
+  ASSERT_TRUE(test::eventually([&] { return source.latest.get().buffer != nullptr; }));
   source.stop();
   source.sync();
   EXPECT_FALSE(source.isRunning());
-  EXPECT_EQ(source.latest.get(), nullptr);
+  EXPECT_EQ(source.latest.get().buffer, nullptr);
 }
 
 TEST(CameraSource, FindsTheFaceOfTheSampleCamera) {

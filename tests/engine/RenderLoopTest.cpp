@@ -167,7 +167,7 @@ TEST_F(RenderLoopTest, theTimerTicksOnItsOwnAndStopRestartsFromHome) {
 TEST_F(RenderLoopTest, theSampleCameraReachesTheBubble) {
   camera.configure(SampleCamera::info(), std::nullopt);
   camera.sync();
-  ASSERT_TRUE(eventually([&] { return camera.latest.get() != nullptr; }));
+  ASSERT_TRUE(eventually([&] { return camera.latest.get().buffer != nullptr; }));
   ConstFrameRef shown;
   loop->onFrame = [&](ConstFrameRef frame) { shown = frame; };
   loop->inputs.set(framing());
