@@ -19,14 +19,17 @@ namespace {
 
 constexpr double start = 500.0;
 
-// Records a two-second take with the tracks asked for: a 440 Hz microphone, 660 Hz system audio.
-void recordTake(const QString& path, bool hasMic, bool hasSystem) {
+// Records a two-second take with the tracks asked for: a 440 Hz microphone and 660 Hz system
+// audio, each silent until the second given.
+void recordTake(const QString& path, bool hasMic, bool hasSystem, double micFrom = 0,
+                double systemFrom = 0) {
   Recorder recorder(path, 30, hasMic, hasSystem);
   ASSERT_TRUE(recorder.begin(start));
   for (int i = 0; i <= 60; ++i) {
     const double t = start + i / 30.0;
-    if (hasMic) recorder.appendAudio(tone(1, 1.0 / 30, 440, t), t, false);
-    if (hasSystem) recorder.appendAudio(tone(2, 1.0 / 30, 660, t), t, true);
+    const double second = i / 30.0 + 1e-9;
+    if (hasMic) recorder.appendAudio(tone(1, 1.0 / 30, second < micFrom ? 0 : 440, t), t, false);
+    if (hasSystem) recorder.appendAudio(tone(2, 1.0 / 30, second < systemFrom ? 0 : 660, t), t, true);
     recorder.appendVideo(syntheticFrame(recorder, i), t);
     recorder.drain();
   }
@@ -73,6 +76,18 @@ TEST_F(AudioFlattenerTest, BothAudioTracksBecomeOneStereoTrackAndTheVideoIsCopie
   for (float s : mixed) energy += double(s) * s;
   EXPECT_NEAR(std::sqrt(energy / double(mixed.size())), 0.5, 0.08);
   EXPECT_EQ(filesInFolder(), QStringList{"Take.mp4"});
+}
+
+// Each track keeps its place in the mix: the microphone comes in at 0.5 s, system audio adds
+// to it at 1.5 s.
+TEST_F(AudioFlattenerTest, TheTracksKeepTheirTimesInTheMix) {
+  recordTake(take(), true, true, 0.5, 1.5);
+  AudioFlattener::flatten(take());
+  const auto stereo = decodeAudio(take(), 1);
+  std::vector<float> left;
+  for (std::size_t i = 0; i < stereo.size(); i += 2) left.push_back(stereo[i]);
+  EXPECT_NEAR(firstAtLeast(left, 0.3f), 0.5, 0.002);
+  EXPECT_NEAR(firstAtLeast(left, 0.75f), 1.5, 0.002);
 }
 
 TEST_F(AudioFlattenerTest, AMicrophoneOnlyTakeStaysByteForByte) {
