@@ -14,10 +14,16 @@ namespace vorn {
 
 void AudioDecoder::ResamplerFree::operator()(SwrContext* context) const { swr_free(&context); }
 
-AudioDecoder::AudioDecoder(const std::string& path)
+AudioDecoder::AudioDecoder(const std::string& path, int stream)
     : input_(av::openInput(path)), frame_(av::makeFrame()), packet_(av::makePacket()) {
   const AVCodec* codec = nullptr;
-  stream_ = av_find_best_stream(input_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+  if (stream < 0) {
+    stream_ = av_find_best_stream(input_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+  } else if (unsigned(stream) < input_->nb_streams &&
+             input_->streams[stream]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
+    stream_ = stream;
+    codec = avcodec_find_decoder(input_->streams[stream]->codecpar->codec_id);
+  }
   if (stream_ < 0 || !codec) throw std::runtime_error("The movie has no sound that can be played.");
   for (unsigned i = 0; i < input_->nb_streams; ++i)
     input_->streams[i]->discard = int(i) == stream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
@@ -49,6 +55,11 @@ int AudioDecoder::read(float* out, int frames) {
   return done;
 }
 
+std::int64_t AudioDecoder::startFrame() {
+  if (!start_ && readFrom_ == pending_.size()) decodeMore();
+  return start_.value_or(0);
+}
+
 void AudioDecoder::rewind() {
   av_seek_frame(input_.get(), stream_, 0, AVSEEK_FLAG_BACKWARD);
   avcodec_flush_buffers(codec_.get());
@@ -65,7 +76,10 @@ bool AudioDecoder::decodeMore() {
       av_frame_unref(frame_.get());
       return true;
     }
-    if (code != AVERROR(EAGAIN) || ended_) return false;
+    if (code != AVERROR(EAGAIN) || ended_) {
+      failed_ = code != AVERROR_EOF && code != AVERROR(EAGAIN);
+      return false;
+    }
     if (av_read_frame(input_.get(), packet_.get()) < 0) {
       ended_ = true;
       avcodec_send_packet(codec_.get(), nullptr);
@@ -77,6 +91,11 @@ bool AudioDecoder::decodeMore() {
 }
 
 void AudioDecoder::convert(const AVFrame& frame) {
+  if (!start_)
+    start_ = frame.best_effort_timestamp == AV_NOPTS_VALUE
+                 ? 0
+                 : av_rescale_q(frame.best_effort_timestamp, input_->streams[stream_]->time_base,
+                                {1, sampleRate});
   if (!resampler_) {
     SwrContext* raw = nullptr;
     AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
