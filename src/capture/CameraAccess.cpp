@@ -1,30 +1,14 @@
 #include "capture/CameraAccess.h"
 
+#include "capture/VideoNodes.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cctype>
-#include <filesystem>
 #include <vector>
 
 namespace vorn {
-namespace {
-
-std::vector<std::string> videoNodes(const std::string& devices) {
-  std::vector<std::string> nodes;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(devices, error)) {
-    const std::string name = entry.path().filename().string();
-    if (name.rfind("video", 0) == 0 && name.size() > 5 && std::isdigit(static_cast<unsigned char>(name[5])))
-      nodes.push_back(entry.path().string());
-  }
-  std::sort(nodes.begin(), nodes.end());
-  return nodes;
-}
-
-}  // namespace
 
 std::optional<QString> cameraProblem(const std::string& devices) {
   const std::vector<std::string> nodes = videoNodes(devices);

@@ -1,5 +1,7 @@
 #include "capture/V4l2Camera.h"
 
+#include "capture/VideoNodes.h"
+
 #include <fcntl.h>
 #include <linux/videodev2.h>
 #include <poll.h>
@@ -245,17 +247,8 @@ QString v4l2CameraId(const std::string& byIdName, const std::string& card,
 }
 
 std::vector<V4l2Node> listV4l2Cameras() {
-  std::vector<std::pair<int, std::string>> nodes;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator("/dev", error)) {
-    const std::string name = entry.path().filename().string();
-    if (name.rfind("video", 0) == 0 && name.size() > 5 &&
-        std::isdigit(static_cast<unsigned char>(name[5])))
-      nodes.emplace_back(std::atoi(name.c_str() + 5), entry.path().string());
-  }
-  std::sort(nodes.begin(), nodes.end());
   std::vector<V4l2Node> cameras;
-  for (const auto& [number, path] : nodes) {
+  for (const std::string& path : videoNodes()) {
     const int fd = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
       debugLine("Vorn capture: " + path + " can't be opened: " + std::strerror(errno));
