@@ -1,5 +1,7 @@
 #include "cut/ScriptWords.h"
 
+#include "cut/SpokenNumbers.h"
+
 #include <algorithm>
 #include <cctype>
 #include <numeric>
@@ -59,12 +61,20 @@ std::vector<std::string> tokens(const std::string& script) {
   return list;
 }
 
+// The words a token of the script is read as: a number as it is said, else the token cleaned.
+std::vector<std::string> wordsOf(const std::string& token) {
+  if (auto spoken = spokenNumber(token)) return std::move(*spoken);
+  std::string word = cleaned(token);
+  if (word.empty()) return {};
+  return {std::move(word)};
+}
+
 }  // namespace
 
 std::vector<std::string> scriptWords(const std::string& script) {
   std::vector<std::string> words;
   for (const std::string& token : tokens(script))
-    if (std::string word = cleaned(token); !word.empty()) words.push_back(std::move(word));
+    for (std::string& word : wordsOf(token)) words.push_back(std::move(word));
   return words;
 }
 
@@ -72,8 +82,9 @@ std::vector<std::size_t> scriptBreaks(const std::string& script) {
   std::vector<std::size_t> breaks;
   std::size_t count = 0;
   for (const std::string& token : tokens(script)) {
-    if (cleaned(token).empty()) continue;
-    ++count;
+    const std::size_t words = wordsOf(token).size();
+    if (words == 0) continue;
+    count += words;
     const std::size_t last = token.find_last_not_of("\"')]\u00BB");
     if (last != std::string::npos && std::string(".!?,;:").find(token[last]) != std::string::npos)
       breaks.push_back(count);

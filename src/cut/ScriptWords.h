@@ -6,7 +6,8 @@
 namespace vorn::cut {
 
 // The words of a written script as a recogniser spells them: lower case, without
-// punctuation, apostrophes inside words kept ("Don't stop." → "don't", "stop").
+// punctuation, apostrophes inside words kept ("Don't stop." → "don't", "stop"), numbers as
+// they are said ("3 tips" → "three", "tips").
 std::vector<std::string> scriptWords(const std::string& script);
 
 // Where a reader of the script likely pauses: for every word followed by . ! ? , ; or :, the

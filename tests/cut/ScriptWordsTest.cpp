@@ -14,9 +14,24 @@ TEST(ScriptWordsTest, punctuationGoesAndInnerApostrophesStay) {
   EXPECT_TRUE(scriptWords("  ...  ").empty());
 }
 
+TEST(ScriptWordsTest, numbersAreReadAsTheyAreSaid) {
+  EXPECT_EQ(scriptWords("My 3 tips: 25% off, $1, the 21st of 1,500 in 1999, 2005 and 1905."),
+            (Words{"my", "three", "tips", "twenty", "five", "percent", "off", "one", "dollar",
+                   "the", "twenty", "first", "of", "one", "thousand", "five", "hundred", "in",
+                   "nineteen", "ninety", "nine", "two", "thousand", "five", "and", "nineteen",
+                   "oh", "five"}));
+  EXPECT_EQ(scriptWords("0 12th 100 2,000,017 1900 40th 3rd"),
+            (Words{"zero", "twelfth", "one", "hundred", "two", "million", "seventeen",
+                   "nineteen", "hundred", "fortieth", "third"}));
+  EXPECT_EQ(scriptWords("mp4 1,50 1234567890"), (Words{"mp4", "150", "1234567890"}))
+      << "not whole numbers, or too long: as written";
+}
+
 TEST(ScriptWordsTest, pausesFollowPunctuationBetweenSayableWords) {
   EXPECT_EQ(scriptBreaks("Why does it work? Because, \"they said.\" -- Done"),
             (std::vector<std::size_t>{4, 5, 7}));
+  EXPECT_EQ(scriptBreaks("Top 25 tips, now."), (std::vector<std::size_t>{4, 5}))
+      << "a number counts the words it is read as";
   EXPECT_TRUE(scriptBreaks("no pause here").empty());
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 const std::vector<std::string> kSentences = {
     "Here is the one thing nobody tells you about recording videos.",
-    "Good light matters more than an expensive camera.",
+    "Good light matters more than 2 expensive cameras.",
     "Why does that work? Because your face is what people watch.",
 };
 constexpr double kLead = 1.0;
