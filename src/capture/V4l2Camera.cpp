@@ -184,6 +184,15 @@ class V4l2Camera final : public CameraDevice {
     }
   }
 
+  // When the camera took the picture: its monotonic stamp, unless the driver gives none or
+  // one no camera could have (a picture stamped long ago would be left out of a take).
+  static double captureTime(const v4l2_buffer& buffer) {
+    const double now = mediaTime();
+    if ((buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) != V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC) return now;
+    const double stamp = double(buffer.timestamp.tv_sec) + double(buffer.timestamp.tv_usec) / 1e6;
+    return stamp <= now && stamp > now - 1.0 ? stamp : now;
+  }
+
   void deliver(const v4l2_buffer& buffer, const FrameHandler& onFrame) {
     if (buffer.flags & V4L2_BUF_FLAG_ERROR || buffer.index >= maps_.size()) return;
     FrameRef frame = pool_.take();
@@ -202,12 +211,7 @@ class V4l2Camera final : public CameraDevice {
         break;
     }
     if (!decoded) return;
-    const bool monotonic =
-        (buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
-    const double pts =
-        monotonic ? double(buffer.timestamp.tv_sec) + double(buffer.timestamp.tv_usec) / 1e6
-                  : mediaTime();
-    onFrame(std::move(frame), pts);
+    onFrame(std::move(frame), captureTime(buffer));
   }
 
   const int fd_;
