@@ -188,7 +188,8 @@ class V4l2Camera final : public CameraDevice {
   // one no camera could have (a picture stamped long ago would be left out of a take).
   static double captureTime(const v4l2_buffer& buffer) {
     const double now = mediaTime();
-    if ((buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) != V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC) return now;
+    if ((buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) != V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC)
+      return now;
     const double stamp = double(buffer.timestamp.tv_sec) + double(buffer.timestamp.tv_usec) / 1e6;
     return stamp <= now && stamp > now - 1.0 ? stamp : now;
   }

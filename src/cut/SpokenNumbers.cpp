@@ -10,11 +10,11 @@ namespace vorn::cut {
 namespace {
 
 constexpr std::array<const char*, 20> kOnes = {
-    "zero",    "one",     "two",       "three",    "four",     "five",    "six",
-    "seven",   "eight",   "nine",      "ten",      "eleven",   "twelve",  "thirteen",
-    "fourteen", "fifteen", "sixteen",  "seventeen", "eighteen", "nineteen"};
-constexpr std::array<const char*, 10> kTens = {"",      "",      "twenty",  "thirty", "forty",
-                                               "fifty", "sixty", "seventy", "eighty", "ninety"};
+    "zero",    "one",     "two",     "three",     "four",     "five",     "six",
+    "seven",   "eight",   "nine",    "ten",       "eleven",   "twelve",   "thirteen",
+    "fourteen", "fifteen", "sixteen", "seventeen", "eighteen", "nineteen"};
+constexpr std::array<const char*, 10> kTens = {
+    "", "", "twenty", "thirty", "forty", "fifty", "sixty", "seventy", "eighty", "ninety"};
 
 void below100(long n, std::vector<std::string>& out) {
   if (n < 20) {
@@ -38,7 +38,8 @@ void below1000(long n, std::vector<std::string>& out) {
 std::vector<std::string> cardinal(long n) {
   if (n == 0) return {"zero"};
   std::vector<std::string> out;
-  for (const auto& [size, name] : {std::pair{1'000'000L, "million"}, std::pair{1'000L, "thousand"}}) {
+  for (const auto& [size, name] :
+       {std::pair{1'000'000L, "million"}, std::pair{1'000L, "thousand"}}) {
     if (n < size) continue;
     below1000(n / size, out);
     out.push_back(name);
@@ -63,12 +64,11 @@ std::vector<std::string> year(long n) {
 }
 
 std::string ordinal(const std::string& word) {
-  static const std::array<std::pair<const char*, const char*>, 6> irregular = {
+  static const std::array<std::pair<const char*, const char*>, 7> irregular = {
       {{"one", "first"}, {"two", "second"}, {"three", "third"}, {"five", "fifth"},
-       {"eight", "eighth"}, {"twelve", "twelfth"}}};
+       {"eight", "eighth"}, {"nine", "ninth"}, {"twelve", "twelfth"}}};
   for (const auto& [plain, nth] : irregular)
     if (word == plain) return nth;
-  if (word == "nine") return "ninth";
   if (word.back() == 'y') return word.substr(0, word.size() - 1) + "ieth";
   return word + "th";
 }
@@ -82,8 +82,10 @@ bool isOrdinalSuffix(const std::string& suffix) {
 std::optional<std::vector<std::string>> spokenNumber(const std::string& token) {
   constexpr std::string_view around = "\"'([{.,;:!?)]}";
   std::string_view core = token;
-  while (!core.empty() && around.find(core.front()) != std::string_view::npos) core.remove_prefix(1);
-  while (!core.empty() && around.find(core.back()) != std::string_view::npos) core.remove_suffix(1);
+  while (!core.empty() && around.find(core.front()) != std::string_view::npos)
+    core.remove_prefix(1);
+  while (!core.empty() && around.find(core.back()) != std::string_view::npos)
+    core.remove_suffix(1);
   const bool dollars = core.starts_with('$');
   if (dollars) core.remove_prefix(1);
   const bool percent = core.ends_with('%');
@@ -105,7 +107,8 @@ std::optional<std::vector<std::string>> spokenNumber(const std::string& token) {
     }
   }
   std::string suffix(core.substr(at));
-  std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+  std::transform(suffix.begin(), suffix.end(), suffix.begin(),
+                 [](unsigned char c) { return char(std::tolower(c)); });
   if (digits.empty() || digits.size() > 9 || !(suffix.empty() || isOrdinalSuffix(suffix)) ||
       (!suffix.empty() && (dollars || percent)))
     return std::nullopt;

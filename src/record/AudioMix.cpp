@@ -108,8 +108,8 @@ bool AudioMix::mixFrame() {
   std::fill_n(right, count, 0.0f);
   int heard = 0;
   for (auto& track : tracks_) heard += track->mixInto(mixPosition_, count, left, right);
-  if (heard == 0 && std::all_of(tracks_.begin(), tracks_.end(), [](const auto& t) { return t->exhausted(); }))
-    return false;  // every track is over
+  const auto over = [](const auto& track) { return track->exhausted(); };
+  if (heard == 0 && std::all_of(tracks_.begin(), tracks_.end(), over)) return false;
   for (int i = 0; i < count; ++i) {
     left[i] = std::clamp(left[i], -1.0f, 1.0f);
     right[i] = std::clamp(right[i], -1.0f, 1.0f);

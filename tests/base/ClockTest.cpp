@@ -9,15 +9,18 @@ namespace {
 using std::chrono::nanoseconds;
 using std::chrono::steady_clock;
 
-double seconds(steady_clock::time_point t) { return std::chrono::duration<double>(t.time_since_epoch()).count(); }
+double seconds(steady_clock::time_point t) {
+  return std::chrono::duration<double>(t.time_since_epoch()).count();
+}
 
 TEST(ClockTest, theGridIsTheSameInTicksAndInSeconds) {
   const nanoseconds offsets[] = {nanoseconds(0), frameTick / 2};
   // From just after boot to a month of uptime, on a tick, just before and just after one.
   for (const long long base : {3'000'000'000LL, 2'592'000'000'000'000LL}) {
     for (const nanoseconds offset : offsets) {
-      const steady_clock::time_point onTick{nanoseconds(base / frameTick.count() * frameTick.count()) + offset};
-      for (const nanoseconds nudge : {nanoseconds(0), nanoseconds(-1), nanoseconds(1), frameTick / 3}) {
+      const nanoseconds tick = frameTick;
+      const steady_clock::time_point onTick{nanoseconds(base / tick.count() * tick.count()) + offset};
+      for (const nanoseconds nudge : {nanoseconds(0), nanoseconds(-1), nanoseconds(1), tick / 3}) {
         const steady_clock::time_point now = onTick + nudge;
         const steady_clock::time_point next = nextTick(now, offset);
         EXPECT_GT(next, now);

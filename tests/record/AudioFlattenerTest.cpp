@@ -29,7 +29,8 @@ void recordTake(const QString& path, bool hasMic, bool hasSystem, double micFrom
     const double t = start + i / 30.0;
     const double second = i / 30.0 + 1e-9;
     if (hasMic) recorder.appendAudio(tone(1, 1.0 / 30, second < micFrom ? 0 : 440, t), t, false);
-    if (hasSystem) recorder.appendAudio(tone(2, 1.0 / 30, second < systemFrom ? 0 : 660, t), t, true);
+    if (hasSystem)
+      recorder.appendAudio(tone(2, 1.0 / 30, second < systemFrom ? 0 : 660, t), t, true);
     recorder.appendVideo(syntheticFrame(recorder, i), t);
     recorder.drain();
   }
