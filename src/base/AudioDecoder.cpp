@@ -69,25 +69,15 @@ void AudioDecoder::rewind() {
 }
 
 bool AudioDecoder::decodeMore() {
-  for (;;) {
-    const int code = avcodec_receive_frame(codec_.get(), frame_.get());
-    if (code == 0) {
-      convert(*frame_);
-      av_frame_unref(frame_.get());
-      return true;
-    }
-    if (code != AVERROR(EAGAIN) || ended_) {
-      failed_ = code != AVERROR_EOF && code != AVERROR(EAGAIN);
-      return false;
-    }
-    if (av_read_frame(input_.get(), packet_.get()) < 0) {
-      ended_ = true;
-      avcodec_send_packet(codec_.get(), nullptr);
-      continue;
-    }
-    if (packet_->stream_index == stream_) avcodec_send_packet(codec_.get(), packet_.get());
-    av_packet_unref(packet_.get());
+  const int code =
+      av::receiveFrame(input_.get(), stream_, codec_.get(), packet_.get(), frame_.get(), ended_);
+  if (code != 0) {
+    failed_ = code != AVERROR_EOF && code != AVERROR(EAGAIN);
+    return false;
   }
+  convert(*frame_);
+  av_frame_unref(frame_.get());
+  return true;
 }
 
 void AudioDecoder::convert(const AVFrame& frame) {

@@ -30,6 +30,21 @@ Output openOutput(const std::string& path) {
   return output;
 }
 
+int receiveFrame(AVFormatContext* input, int stream, AVCodecContext* codec, AVPacket* packet,
+                 AVFrame* frame, bool& ended) {
+  for (;;) {
+    const int code = avcodec_receive_frame(codec, frame);
+    if (code != AVERROR(EAGAIN) || ended) return code;
+    if (av_read_frame(input, packet) < 0) {
+      ended = true;
+      avcodec_send_packet(codec, nullptr);
+      continue;
+    }
+    if (packet->stream_index == stream) avcodec_send_packet(codec, packet);
+    av_packet_unref(packet);
+  }
+}
+
 void writeHeaderMoovInFront(AVFormatContext* output, std::int64_t packetBound) {
   AVDictionary* options = nullptr;
   if (packetBound > 0) {

@@ -76,6 +76,13 @@ inline int check(int code, const std::string& what) {
   return code;
 }
 
+// The next frame `codec` decodes from the packets of `stream` in `input`, read as the decoder
+// asks for them; at the input's end the decoder is drained and `ended` set. Returns 0 with a
+// frame in `frame`, AVERROR_EOF once everything is out, or another error (or EAGAIN once
+// `ended` holds and the decoder wants more).
+int receiveFrame(AVFormatContext* input, int stream, AVCodecContext* codec, AVPacket* packet,
+                 AVFrame* frame, bool& ended);
+
 // Keeps FFmpeg's own messages to errors unless VORN_DEBUG is set. Called before any use.
 void quietLogs();
 

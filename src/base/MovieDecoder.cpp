@@ -65,26 +65,16 @@ void MovieDecoder::copyTo(FrameBuffer& out) {
 }
 
 bool MovieDecoder::receive() {
-  for (;;) {
-    const int status = avcodec_receive_frame(codec_.get(), frame_.get());
-    if (status == 0) {
-      ++decoded_;
-      const int64_t pts = frame_->best_effort_timestamp;
-      const double local = pts == AV_NOPTS_VALUE ? decoded_ * frameSeconds_ : pts * timeBase_;
-      if (frame_->pkt_duration > 0) frameSeconds_ = frame_->pkt_duration * timeBase_;
-      time_ = loopOffset_ + local;
-      lastTime_ = local;
-      return true;
-    }
-    if (status != AVERROR(EAGAIN) || ended_) return false;
-    if (av_read_frame(format_.get(), packet_.get()) < 0) {
-      ended_ = true;
-      avcodec_send_packet(codec_.get(), nullptr);
-      continue;
-    }
-    if (packet_->stream_index == stream_) avcodec_send_packet(codec_.get(), packet_.get());
-    av_packet_unref(packet_.get());
-  }
+  const int code =
+      av::receiveFrame(format_.get(), stream_, codec_.get(), packet_.get(), frame_.get(), ended_);
+  if (code != 0) return false;
+  ++decoded_;
+  const int64_t pts = frame_->best_effort_timestamp;
+  const double local = pts == AV_NOPTS_VALUE ? decoded_ * frameSeconds_ : pts * timeBase_;
+  if (frame_->pkt_duration > 0) frameSeconds_ = frame_->pkt_duration * timeBase_;
+  time_ = loopOffset_ + local;
+  lastTime_ = local;
+  return true;
 }
 
 }  // namespace vorn
