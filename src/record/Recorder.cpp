@@ -146,11 +146,11 @@ double Recorder::finish() {
       return;
     }
     status_ = Status::done;
-    if (!lastVideo_) {  // nothing to keep
+    if (lastSlot_ < 0) {  // nothing to keep
       discardFiles();
       return;
     }
-    duration = *lastVideo_ - *origin_;
+    duration = writtenSeconds();
     if (!writer_->finish(duration))
       logError("couldn't finish the take cleanly: " + writer_->error());
     duration = saveTake();
@@ -200,8 +200,7 @@ void Recorder::writeVideo(const FrameBuffer& frame, double hostTime) {
       lastSlot_ = slot;
       lastPicture_ = pts;
       ++writtenFrames_;
-      lastVideo_ = *origin_ + seconds;
-      syncToDiskNowAndThen(*lastVideo_);
+      syncToDiskNowAndThen(*origin_ + seconds);
       break;
     case TakeWriter::Result::dropped: break;
     case TakeWriter::Result::failed: stopAfterFailure(); break;
@@ -266,8 +265,8 @@ void Recorder::awaitAudio() {
 }
 
 double Recorder::audioStillDue() const {
-  if (status_ != Status::writing || !lastVideo_ || pausedAt_) return 0;
-  return arrivals_.stillDue(*lastVideo_ + offset_, mediaTime());
+  if (status_ != Status::writing || lastSlot_ < 0 || pausedAt_) return 0;
+  return arrivals_.stillDue(*origin_ + writtenSeconds() + offset_, mediaTime());
 }
 
 void Recorder::stopAfterFailure() {
@@ -275,8 +274,8 @@ void Recorder::stopAfterFailure() {
   const std::string reason = writer_->error();
   const bool diskFull = writer_->diskFull();
   writer_->close();
-  savedDuration_ = lastVideo_ ? saveTake() : 0;
-  if (!lastVideo_) discardFiles();
+  savedDuration_ = lastSlot_ >= 0 ? saveTake() : 0;
+  if (lastSlot_ < 0) discardFiles();
   const QString why = diskFull ? QStringLiteral("The disk is full: the take was stopped")
                                : QStringLiteral("The take stopped because it couldn't be written (%1)")
                                      .arg(QString::fromStdString(reason));
@@ -297,7 +296,7 @@ void Recorder::stopAfterFailure() {
 // the take, cut after its last whole fragment so that everything it claims plays; when even
 // that fails, the fragment stays.
 double Recorder::saveTake() {
-  const double duration = lastVideo_ ? *lastVideo_ - *origin_ : 0;
+  const double duration = lastSlot_ >= 0 ? writtenSeconds() : 0;
   const QString wanted = path_;
   path_ = TakeFiles::freeName(wanted);
   if (path_ != wanted)

@@ -89,6 +89,8 @@ class Recorder {
     bool system;
   };
 
+  // From the first written frame to the last, in seconds.
+  double writtenSeconds() const { return double(lastSlot_) / fps_; }
   long slotFor(double pts) const;
   void writeVideo(const FrameBuffer& frame, double hostTime);
   void writeAudio(AudioRef sample, double hostPTS, bool system, double arrived);
@@ -121,9 +123,8 @@ class Recorder {
   AudioArrivals arrivals_;
   double offset_ = 0;
   std::optional<double> pausedAt_;
-  std::optional<double> lastVideo_;  // the last written frame's slot, in host time
   double lastPicture_ = 0;  // when the last written frame's picture was on screen
-  long lastSlot_ = -1;
+  long lastSlot_ = -1;      // the last written frame's slot; -1: none yet
   long writtenFrames_ = 0;
   double savedDuration_ = 0;  // a take saved after an early stop
   double lastDiskSync_ = 0;   // written time of the last push to disk
