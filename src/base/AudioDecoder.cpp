@@ -16,23 +16,19 @@ void AudioDecoder::ResamplerFree::operator()(SwrContext* context) const { swr_fr
 
 AudioDecoder::AudioDecoder(const std::string& path, int stream)
     : input_(av::openInput(path)), frame_(av::makeFrame()), packet_(av::makePacket()) {
-  const AVCodec* codec = nullptr;
-  if (stream < 0) {
-    stream_ = av_find_best_stream(input_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
-  } else if (unsigned(stream) < input_->nb_streams &&
-             input_->streams[stream]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) {
+  if (stream < 0)
+    stream_ = av_find_best_stream(input_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+  else if (unsigned(stream) < input_->nb_streams &&
+           input_->streams[stream]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
     stream_ = stream;
-    codec = avcodec_find_decoder(input_->streams[stream]->codecpar->codec_id);
-  }
-  if (stream_ < 0 || !codec) throw std::runtime_error("The movie has no sound that can be played.");
+  if (stream_ < 0) throw std::runtime_error("The movie has no sound that can be played.");
   for (unsigned i = 0; i < input_->nb_streams; ++i)
     input_->streams[i]->discard = int(i) == stream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-  codec_.reset(avcodec_alloc_context3(codec));
-  if (!codec_) throw std::bad_alloc();
-  av::check(avcodec_parameters_to_context(codec_.get(), input_->streams[stream_]->codecpar),
-            "Couldn't read the movie's sound");
-  codec_->pkt_timebase = input_->streams[stream_]->time_base;
-  av::check(avcodec_open2(codec_.get(), codec, nullptr), "Couldn't open a decoder for the movie's sound");
+  try {
+    codec_ = av::openDecoder(input_->streams[stream_]);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(std::string("The movie's sound can't be decoded: ") + error.what() + ".");
+  }
 }
 
 AudioDecoder::~AudioDecoder() = default;

@@ -30,6 +30,21 @@ Output openOutput(const std::string& path) {
   return output;
 }
 
+CodecContext openDecoder(const AVStream* stream, int threads) {
+  const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+  if (!codec)
+    throw std::runtime_error(std::string("no decoder for ") +
+                             avcodec_get_name(stream->codecpar->codec_id));
+  CodecContext context(avcodec_alloc_context3(codec));
+  if (!context) throw std::bad_alloc();
+  int code = avcodec_parameters_to_context(context.get(), stream->codecpar);
+  context->pkt_timebase = stream->time_base;
+  context->thread_count = threads;
+  if (code >= 0) code = avcodec_open2(context.get(), codec, nullptr);
+  if (code < 0) throw std::runtime_error(errorText(code));
+  return context;
+}
+
 int receiveFrame(AVFormatContext* input, int stream, AVCodecContext* codec, AVPacket* packet,
                  AVFrame* frame, bool& ended) {
   for (;;) {

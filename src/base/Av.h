@@ -76,6 +76,10 @@ inline int check(int code, const std::string& what) {
   return code;
 }
 
+// A decoder opened for `stream` on `threads` threads (0: as many as FFmpeg likes). Throws
+// std::runtime_error with FFmpeg's reason (no full stop) when it can't be.
+CodecContext openDecoder(const AVStream* stream, int threads = 1);
+
 // The next frame `codec` decodes from the packets of `stream` in `input`, read as the decoder
 // asks for them; at the input's end the decoder is drained and `ended` set. Returns 0 with a
 // frame in `frame`, AVERROR_EOF once everything is out, or another error (or EAGAIN once

@@ -13,20 +13,16 @@ namespace vorn {
 
 MovieDecoder::MovieDecoder(const std::string& path)
     : frame_(av::makeFrame()), packet_(av::makePacket()) {
-  AVFormatContext* format = nullptr;
-  int status = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
-  if (status < 0) throw std::runtime_error("Cannot open " + path + ": " + av::errorText(status) + ".");
-  format_.reset(format);
-  if ((status = avformat_find_stream_info(format, nullptr)) < 0)
-    throw std::runtime_error("Cannot read " + path + ": " + av::errorText(status) + ".");
-  const AVCodec* codec = nullptr;
-  stream_ = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
-  if (stream_ < 0 || !codec) throw std::runtime_error(path + " holds no picture.");
-  codec_.reset(avcodec_alloc_context3(codec));
+  format_ = av::openInput(path);
+  AVFormatContext* format = format_.get();
+  stream_ = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (stream_ < 0) throw std::runtime_error(path + " holds no picture.");
   const AVStream* stream = format->streams[stream_];
-  if (!codec_ || avcodec_parameters_to_context(codec_.get(), stream->codecpar) < 0 ||
-      (status = avcodec_open2(codec_.get(), codec, nullptr)) < 0)
-    throw std::runtime_error("Cannot decode " + path + ": " + av::errorText(status) + ".");
+  try {
+    codec_ = av::openDecoder(stream);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error("Cannot decode " + path + ": " + error.what() + ".");
+  }
   timeBase_ = av_q2d(stream->time_base);
   if (stream->duration > 0) duration_ = stream->duration * timeBase_;
   else if (format->duration > 0) duration_ = double(format->duration) / AV_TIME_BASE;

@@ -26,14 +26,13 @@ av::Input open(const std::string& path) {
 }
 
 av::CodecContext openDecoder(const AVStream* stream) {
-  const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-  if (!codec) throw CutError("The take's sound is in a format this computer can't decode.");
-  av::CodecContext context(avcodec_alloc_context3(codec));
-  if (!context || avcodec_parameters_to_context(context.get(), stream->codecpar) < 0 ||
-      avcodec_open2(context.get(), codec, nullptr) < 0)
+  if (!avcodec_find_decoder(stream->codecpar->codec_id))
+    throw CutError("The take's sound is in a format this computer can't decode.");
+  try {
+    return av::openDecoder(stream);
+  } catch (const std::runtime_error&) {
     throw CutError("The take's sound can't be decoded.");
-  context->pkt_timebase = stream->time_base;
-  return context;
+  }
 }
 
 Resample makeResampler(const AVCodecContext* decoder) {

@@ -11,15 +11,11 @@ constexpr double kSeekGap = 4;
 constexpr double kSeekLead = 0.5;
 
 av::CodecContext openDecoder(const AVStream* stream) {
-  const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-  av::CodecContext context(codec ? avcodec_alloc_context3(codec) : nullptr);
-  if (!context || avcodec_parameters_to_context(context.get(), stream->codecpar) < 0)
+  try {
+    return av::openDecoder(stream, 0);
+  } catch (const std::runtime_error&) {
     throw CutError("The take's streams can't be decoded on this computer.");
-  context->pkt_timebase = stream->time_base;
-  context->thread_count = 0;
-  if (avcodec_open2(context.get(), codec, nullptr) < 0)
-    throw CutError("The take's streams can't be decoded on this computer.");
-  return context;
+  }
 }
 
 int streamOf(AVFormatContext* input, AVMediaType type) {
