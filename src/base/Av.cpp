@@ -30,6 +30,16 @@ Output openOutput(const std::string& path) {
   return output;
 }
 
+AVStream* addStream(AVFormatContext* output, const AVCodecContext* encoder) {
+  AVStream* stream = avformat_new_stream(output, nullptr);
+  if (!stream) throw std::bad_alloc();
+  check(avcodec_parameters_from_context(stream->codecpar, encoder),
+        "Couldn't describe a track of the movie");
+  stream->time_base = encoder->time_base;
+  stream->avg_frame_rate = encoder->framerate;
+  return stream;
+}
+
 CodecContext openDecoder(const AVStream* stream, int threads) {
   const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
   if (!codec)

@@ -76,6 +76,9 @@ inline int check(int code, const std::string& what) {
   return code;
 }
 
+// A new track of `output` carrying what `encoder` makes, in the encoder's time base.
+AVStream* addStream(AVFormatContext* output, const AVCodecContext* encoder);
+
 // A decoder opened for `stream` on `threads` threads (0: as many as FFmpeg likes). Throws
 // std::runtime_error with FFmpeg's reason (no full stop) when it can't be.
 CodecContext openDecoder(const AVStream* stream, int threads = 1);

@@ -30,14 +30,6 @@ av::CodecContext openEncoder(const char* name, AVFormatContext* output,
   return context;
 }
 
-AVStream* addStream(AVFormatContext* output, const AVCodecContext* encoder) {
-  AVStream* stream = avformat_new_stream(output, nullptr);
-  if (!stream) throw std::bad_alloc();
-  av::check(avcodec_parameters_from_context(stream->codecpar, encoder), "Couldn't add a stream");
-  stream->time_base = encoder->time_base;
-  return stream;
-}
-
 av::Output openFile(const std::string& path) {
   try {
     return av::openOutput(path);
@@ -71,8 +63,8 @@ ReelWriter::ReelWriter(const std::string& path, AVRational videoTimeBase, AVRati
     c->bit_rate = kAudioBitRate;
     c->time_base = audioTimeBase;
   });
-  videoStream_ = addStream(output_.get(), video_.get());
-  audioStream_ = addStream(output_.get(), audio_.get());
+  videoStream_ = av::addStream(output_.get(), video_.get());
+  audioStream_ = av::addStream(output_.get(), audio_.get());
   av::writeHeaderMoovInFront(output_.get(), 0);
 }
 

@@ -114,11 +114,7 @@ class MixWriter {
     video->codecpar->codec_tag = 0;
     video->time_base = in->time_base;
     video->avg_frame_rate = in->avg_frame_rate;
-    AVStream* audio = avformat_new_stream(output_.get(), nullptr);
-    if (!audio) throw std::bad_alloc();
-    av::check(avcodec_parameters_from_context(audio->codecpar, mix_.encoder()),
-              "Couldn't describe the mixed audio");
-    audio->time_base = mix_.encoder()->time_base;
+    av::addStream(output_.get(), mix_.encoder());
   }
 
   void produce(PacketChannel& channel) {

@@ -10,16 +10,6 @@ extern "C" {
 namespace vorn {
 namespace {
 
-AVStream* addStream(AVFormatContext* output, const AVCodecContext* encoder) {
-  AVStream* stream = avformat_new_stream(output, nullptr);
-  if (!stream) throw std::bad_alloc();
-  av::check(avcodec_parameters_from_context(stream->codecpar, encoder),
-            "Couldn't describe a track of the take");
-  stream->time_base = encoder->time_base;
-  stream->avg_frame_rate = encoder->framerate;
-  return stream;
-}
-
 bool isDiskFull(int code) {
   return code == AVERROR(ENOSPC) || code == AVERROR(EFBIG) || code == AVERROR(EDQUOT);
 }
@@ -28,14 +18,14 @@ bool isDiskFull(int code) {
 
 TakeWriter::TakeWriter(const std::string& path, int fps, bool hasMic, bool hasSystem)
     : output_(av::openOutput(path)), video_(fps) {
-  addStream(output_.get(), video_.context());
+  av::addStream(output_.get(), video_.context());
   if (hasMic) {
     mic_ = std::make_unique<AudioEncoder>(1, 128'000);
-    micStream_ = addStream(output_.get(), mic_->context())->index;
+    micStream_ = av::addStream(output_.get(), mic_->context())->index;
   }
   if (hasSystem) {
     system_ = std::make_unique<AudioEncoder>(2, 160'000);
-    systemStream_ = addStream(output_.get(), system_->context())->index;
+    systemStream_ = av::addStream(output_.get(), system_->context())->index;
   }
 }
 
