@@ -22,22 +22,26 @@ constexpr double driftSmoothing = 1.0 / 32;
 
 }  // namespace
 
-AudioEncoder::AudioEncoder(int channels, int bitRate)
-    : frame_(av::makeFrame()), packet_(av::makePacket()), channels_(channels),
-      pending_(channels) {
+av::CodecContext AudioEncoder::openAac(int channels, int bitRate) {
   const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
   if (!codec) throw std::runtime_error("The AAC encoder is not available.");
-  context_.reset(avcodec_alloc_context3(codec));
-  if (!context_) throw std::bad_alloc();
-  context_->sample_fmt = AV_SAMPLE_FMT_FLTP;
-  context_->sample_rate = sampleRate;
-  av_channel_layout_default(&context_->ch_layout, channels);
-  context_->bit_rate = bitRate;
-  context_->time_base = {1, sampleRate};
-  context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  av::CodecContext context(avcodec_alloc_context3(codec));
+  if (!context) throw std::bad_alloc();
+  context->sample_fmt = AV_SAMPLE_FMT_FLTP;
+  context->sample_rate = sampleRate;
+  av_channel_layout_default(&context->ch_layout, channels);
+  context->bit_rate = bitRate;
+  context->time_base = {1, sampleRate};
+  context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   // The "fast" coder costs a quarter of the default's time for the same bit rate.
-  av_opt_set(context_->priv_data, "aac_coder", "fast", 0);
-  av::check(avcodec_open2(context_.get(), codec, nullptr), "Couldn't open the AAC encoder");
+  av_opt_set(context->priv_data, "aac_coder", "fast", 0);
+  av::check(avcodec_open2(context.get(), codec, nullptr), "Couldn't open the AAC encoder");
+  return context;
+}
+
+AudioEncoder::AudioEncoder(int channels, int bitRate)
+    : context_(openAac(channels, bitRate)), frame_(av::makeFrame()), packet_(av::makePacket()),
+      channels_(channels), pending_(channels) {
   if (context_->initial_padding != primingSamples)
     throw std::runtime_error("The AAC encoder has an unexpected delay.");
 }

@@ -25,6 +25,10 @@ class AudioEncoder {
   // Throws std::runtime_error when the encoder does not open.
   AudioEncoder(int channels, int bitRate);
 
+  // Vorn's AAC encoder, opened: float planes at 48 kHz, the fast coder, a global header.
+  // Throws std::runtime_error when it does not open.
+  static av::CodecContext openAac(int channels, int bitRate);
+
   const AVCodecContext* context() const { return context_.get(); }
 
   // Adds a buffer whose first sample belongs at `seconds` of written time. Buffers at another

@@ -1,10 +1,7 @@
 #include "record/AudioMix.h"
 
 #include "base/AudioDecoder.h"
-
-extern "C" {
-#include <libavutil/opt.h>
-}
+#include "record/AudioEncoder.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -59,26 +56,10 @@ class AudioTrack {
 AudioMix::AudioMix(const std::string& path, const std::vector<int>& audioStreams)
     : frame_(av::makeFrame()) {
   for (int stream : audioStreams) tracks_.push_back(std::make_unique<AudioTrack>(path, stream));
-  openEncoder();
+  encoder_ = AudioEncoder::openAac(2, 192'000);
 }
 
 AudioMix::~AudioMix() = default;
-
-void AudioMix::openEncoder() {
-  const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
-  if (!codec) throw std::runtime_error("The AAC encoder is not available.");
-  encoder_.reset(avcodec_alloc_context3(codec));
-  if (!encoder_) throw std::bad_alloc();
-  encoder_->sample_fmt = AV_SAMPLE_FMT_FLTP;
-  encoder_->sample_rate = mixRate;
-  encoder_->ch_layout = AV_CHANNEL_LAYOUT_STEREO;
-  encoder_->bit_rate = 192'000;
-  encoder_->time_base = {1, mixRate};
-  encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  // The "fast" coder costs a quarter of the default's time for the same bit rate.
-  av_opt_set(encoder_->priv_data, "aac_coder", "fast", 0);
-  av::check(avcodec_open2(encoder_.get(), codec, nullptr), "Couldn't open the AAC encoder");
-}
 
 bool AudioMix::next(AVPacket* packet) {
   for (;;) {

@@ -26,7 +26,6 @@ class AudioMix {
   bool next(AVPacket* packet);
 
  private:
-  void openEncoder();
   // Mixes and sends the next frame; false once every track is exhausted.
   bool mixFrame();
 
