@@ -10,7 +10,9 @@
 #include "capture/X11ScreenBackend.h"
 #include "support/TestServices.h"
 
+#include <QRect>
 #include <benchmark/benchmark.h>
+#include <xcb/xcb.h>
 #include <libyuv/scale_argb.h>
 
 extern "C" {
@@ -55,16 +57,40 @@ class Display {
 // The X11 backend with every delivered frame counted.
 class CountingBackend : public X11ScreenBackend {
  public:
-  void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override {
+  void start(const DisplayInfo& display, const ScreenConfig& config, OwnClient own,
+             ScreenSinks sinks) override {
     auto deliver = std::move(sinks.onFrame);
     sinks.onFrame = [this, deliver](FrameRef frame, double at) {
       frames.fetch_add(1);
       deliver(std::move(frame), at);
     };
-    X11ScreenBackend::start(display, config, std::move(ownWindows), std::move(sinks));
+    X11ScreenBackend::start(display, config, own, std::move(sinks));
   }
   std::atomic<int> frames{0};
+};
+
+// A window of Vorn's over the area, from a client of its own, which the capture leaves out.
+class OwnCover {
+ public:
+  explicit OwnCover(QRect where) : connection_(xcb_connect(nullptr, nullptr)) {
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
+    const xcb_window_t window = xcb_generate_id(connection_);
+    const uint32_t values[] = {0x202020, 1};
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, screen->root, int16_t(where.x()),
+                      int16_t(where.y()), uint16_t(where.width()), uint16_t(where.height()), 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+    xcb_map_window(connection_, window);
+    xcb_flush(connection_);
+  }
+  ~OwnCover() { xcb_disconnect(connection_); }
+  OwnClient client() const {
+    const xcb_setup_t* setup = xcb_get_setup(connection_);
+    return {setup->resource_id_base, setup->resource_id_mask};
+  }
+
+ private:
+  xcb_connection_t* connection_;
 };
 
 double processSeconds() {
@@ -80,10 +106,11 @@ void waitFor(const std::function<bool()>& condition) {
 }
 
 // Captures `area` for measureSeconds and reports CPU and frame rate.
-void measure(benchmark::State& state, Rect area) {
+void measure(benchmark::State& state, Rect area, OwnClient own = {}) {
   auto backend = std::make_unique<CountingBackend>();
   CountingBackend& counting = *backend;
   ScreenSource source(std::move(backend));
+  source.leaveOut(own);
   source.start(0, false);
   waitFor([&] {
     if (source.requested.get()->rect != area) source.request(area, false);
@@ -108,6 +135,23 @@ void BM_Moving1280x720(benchmark::State& state) {
   Display display(1920, 1080);
   display.play(320, 240);
   measure(state, {0, 0, 1280, 720});
+}
+
+// Vorn's island over the top of the area: that band is built from the windows below.
+void BM_Moving1280x720UnderIsland(benchmark::State& state) {
+  Display display(1920, 1080);
+  display.play(320, 240);
+  OwnCover island(QRect(340, 0, 600, 140));
+  measure(state, {0, 0, 1280, 720}, island.client());
+}
+
+// A window of Vorn's over the whole screen (like the viewfinder's dim): the whole area is
+// built from the other windows' pictures.
+void BM_Moving1280x720UnderFullCover(benchmark::State& state) {
+  Display display(1920, 1080);
+  display.play(320, 240);
+  OwnCover cover(QRect(0, 0, 1920, 1080));
+  measure(state, {0, 0, 1280, 720}, cover.client());
 }
 
 void BM_Unchanged1280x720(benchmark::State& state) {
@@ -185,6 +229,8 @@ void BM_ScaleSwscaleArea(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_Moving1280x720)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(BM_Moving1280x720UnderIsland)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(BM_Moving1280x720UnderFullCover)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_Unchanged1280x720)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_MovingFull2560x1440)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_NewAreaInForce)->Iterations(1)->Unit(benchmark::kSecond);

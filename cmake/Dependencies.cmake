@@ -3,7 +3,7 @@
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
   libavcodec libavformat libavutil libswscale libswresample libavfilter)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
-  xcb xcb-shm xcb-xfixes xcb-randr xcb-damage xcb-shape xcb-xtest)
+  xcb xcb-shm xcb-xfixes xcb-randr xcb-damage xcb-shape xcb-xtest xcb-composite)
 # The desktop-wide services: grabbed keys, raw clicks, the window manager's window list.
 pkg_check_modules(XCB_DESKTOP REQUIRED IMPORTED_TARGET xcb-xinput xcb-keysyms xcb-ewmh)
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)

@@ -12,7 +12,7 @@ packages=(
   libavcodec-dev libavformat-dev libavutil-dev libswscale-dev libswresample-dev libavfilter-dev
   # X11 capture
   libxcb1-dev libxcb-shm0-dev libxcb-xfixes0-dev libxcb-randr0-dev libxcb-damage0-dev
-  libxcb-shape0-dev libxcb-xtest0-dev libxcb-image0-dev
+  libxcb-shape0-dev libxcb-xtest0-dev libxcb-image0-dev libxcb-composite0-dev
   # audio, camera, pixels, faces
   libpulse-dev libudev-dev libturbojpeg0-dev libyuv-dev
   libopencv-dev libopencv-contrib-dev opencv-data

@@ -8,16 +8,15 @@ namespace vorn {
 std::vector<DeviceInfo> listCameras() {
   std::vector<DeviceInfo> cameras;
   for (const V4l2Node& node : listV4l2Cameras()) cameras.push_back(node.info);
-  // Asked for by name, the sample camera comes first so that it is the one chosen.
-  if (SampleCamera::requested())
-    cameras.insert(cameras.begin(), SampleCamera::info());
-  else if (cameras.empty())
-    cameras.push_back(SampleCamera::info());
+  // Only when asked for by name (tests, the demo), and then first so that it is the one
+  // chosen: a stranger's face never stands in for a missing camera.
+  if (SampleCamera::requested()) cameras.insert(cameras.begin(), SampleCamera::info());
   return cameras;
 }
 
 std::unique_ptr<CameraDevice> openCamera(const DeviceInfo& camera, std::string* error) {
-  if (camera.id == SampleCamera::id) return SampleCamera::open(SampleCamera::path(), error);
+  if (camera.id == SampleCamera::id && SampleCamera::requested())
+    return SampleCamera::open(SampleCamera::path(), error);
   for (const V4l2Node& node : listV4l2Cameras())
     if (node.info.id == camera.id) return openV4l2Camera(node.path, error);
   *error = "the camera " + camera.name.toStdString() + " is not connected";

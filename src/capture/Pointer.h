@@ -13,6 +13,8 @@ namespace vorn {
 struct PointerState {
   Point position;
   bool pressed = false;
+  // Over one of Vorn's own windows (where that window takes the pointer).
+  bool overOwnWindow = false;
 };
 
 class Pointer {

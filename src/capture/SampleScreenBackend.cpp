@@ -91,7 +91,7 @@ std::vector<DisplayInfo> SampleScreenBackend::displays() {
 }
 
 void SampleScreenBackend::start(const DisplayInfo&, const ScreenConfig& config,
-                                std::shared_ptr<OwnWindows>, ScreenSinks sinks) {
+                                OwnClient, ScreenSinks sinks) {
   stop();
   running_.start(std::make_unique<SampleGrabber>(path_), config, std::move(sinks));
 }

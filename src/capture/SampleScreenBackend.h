@@ -20,8 +20,9 @@ class SampleScreenBackend : public ScreenBackend {
   // One display, "Sample", the size of the file's picture (scaled down to 3840 on its longest
   // side); none when the file cannot be read.
   std::vector<DisplayInfo> displays() override;
-  void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override;
+  void start(const DisplayInfo& display, const ScreenConfig& config, OwnClient own,
+             ScreenSinks sinks) override;
+  bool leavesOutOwnWindows() const override { return true; };
   void stop() override;
   void update(const ScreenConfig& config, Completion done) override;
 

@@ -3,6 +3,8 @@
 #include "base/AudioBuffer.h"
 #include "base/FrameBuffer.h"
 #include "base/Rect.h"
+#include "capture/OwnClient.h"
+#include "capture/Pointer.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,8 +14,6 @@
 #include <vector>
 
 namespace vorn {
-
-class OwnWindows;
 
 // One display as the screen source sees it. `rect` is in desktop points (the coordinates of
 // Qt's global window geometry); `scale` is pixels per point.
@@ -46,6 +46,8 @@ struct ScreenSinks {
   std::function<void(double at)> onUnchanged;
   // A buffer of system audio, stamped in media time.
   std::function<void(AudioRef)> onAudio;
+  // Where the pointer is, once a tick (optional; not every backend sees it).
+  std::function<void(const PointerState&)> onPointer;
   // The capture ended on its own; the text is one sentence saying why.
   std::function<void(const std::string&)> onStopped;
 };
@@ -62,10 +64,13 @@ class ScreenBackend {
 
   // The displays that can be captured now, in the server's order; empty when there is none.
   virtual std::vector<DisplayInfo> displays() = 0;
-  // Starts capturing `display` with `config`. Pixels of the rectangles in `ownWindows` are
-  // left out of every frame. Throws std::runtime_error with one sentence on failure.
-  virtual void start(const DisplayInfo& display, const ScreenConfig& config,
-                     std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) = 0;
+  // Starts capturing `display` with `config`, leaving the windows of `own` out of every frame
+  // where the display server allows. Throws std::runtime_error with one sentence on failure.
+  virtual void start(const DisplayInfo& display, const ScreenConfig& config, OwnClient own,
+                     ScreenSinks sinks) = 0;
+  // Whether the running capture leaves Vorn's windows out. Where it cannot, the studio keeps
+  // its windows outside the capture area instead.
+  virtual bool leavesOutOwnWindows() const = 0;
   // Stops capturing; no callback runs once this returns. Updates still in flight complete
   // with an error.
   virtual void stop() = 0;

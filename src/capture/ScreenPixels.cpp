@@ -39,6 +39,23 @@ void copyBlock(const uint8_t* from, int fromStride, int fromX, int fromY, uint8_
                 size_t(width) * 4);
 }
 
+void blendBlock(const uint8_t* from, int fromStride, uint8_t* to, int toStride, int toX, int toY,
+                int width, int height) {
+  for (int row = 0; row < height; ++row) {
+    const auto* src = reinterpret_cast<const uint32_t*>(from + static_cast<ptrdiff_t>(row) * fromStride);
+    auto* dst = reinterpret_cast<uint32_t*>(to + static_cast<ptrdiff_t>(toY + row) * toStride) + toX;
+    for (int x = 0; x < width; ++x) {
+      const uint32_t s = src[x], keep = 255 - (s >> 24);
+      uint32_t out = 0xff000000u;
+      for (int shift = 0; shift < 24; shift += 8) {
+        const uint32_t channel = ((s >> shift) & 0xff) + (((dst[x] >> shift) & 0xff) * keep + 127) / 255;
+        out |= std::min(channel, 255u) << shift;
+      }
+      dst[x] = out;
+    }
+  }
+}
+
 void clearBlock(uint8_t* pixels, int stride, int x, int y, int width, int height) {
   for (int row = y; row < y + height; ++row) {
     auto* line = reinterpret_cast<uint32_t*>(pixels + static_cast<ptrdiff_t>(row) * stride) + x;

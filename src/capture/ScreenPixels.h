@@ -23,6 +23,10 @@ void makeOpaque(uint8_t* pixels, int stride, int width, int height);
 // of `to`.
 void copyBlock(const uint8_t* from, int fromStride, int fromX, int fromY, uint8_t* to,
                int toStride, int toX, int toY, int width, int height);
+// Draws a width × height block of premultiplied pixels from the top-left of `from` over the
+// block at (toX, toY) of `to`.
+void blendBlock(const uint8_t* from, int fromStride, uint8_t* to, int toStride, int toX, int toY,
+                int width, int height);
 // Fills the width × height block at (x, y) with opaque black.
 void clearBlock(uint8_t* pixels, int stride, int x, int y, int width, int height);
 

@@ -77,7 +77,9 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
     logError("screen stream stopped: " + why);
     if (onStopped) onStopped(why);
   };
-  backend_->start(*display, config, ownWindows_, std::move(sinks));
+  sinks.onPointer = [this](const PointerState& state) { pointer.set(state); };
+  backend_->start(*display, config, own_, std::move(sinks));
+  leavesOut_.store(backend_->leavesOutOwnWindows());
   running_ = true;
   config_ = config;
   displayID_.store(display->id);

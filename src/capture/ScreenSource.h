@@ -6,7 +6,8 @@
 #include "base/Rect.h"
 #include "base/SerialQueue.h"
 #include "capture/CaptureRequest.h"
-#include "capture/OwnWindows.h"
+#include "capture/OwnClient.h"
+#include "capture/Pointer.h"
 #include "capture/ScreenBackend.h"
 
 #include <atomic>
@@ -64,13 +65,17 @@ class ScreenSource {
   double nativeScale() const { return nativeScale_.load(); }
   // The id of the display being captured (0 before the first start).
   uint32_t displayID() const { return displayID_.load(); }
-  // Vorn's own windows, left out of every frame.
-  OwnWindows& ownWindows() { return *ownWindows_; }
+  // Whose windows are left out of every frame; set before start.
+  void leaveOut(OwnClient own) { own_ = own; }
+  // Whether the running capture leaves them out (else they must keep out of its area).
+  bool leavesOutOwnWindows() const { return leavesOut_.load(); }
 
   // Newest complete frame (written on "vorn.screen", read by the render loop).
   Locked<std::optional<ScreenFrame>> latest;
   // `latest`, stamped with the last time the screen was seen still showing it.
   std::optional<ScreenFrame> current() const;
+  // Where the pointer was at the last grab, when the backend sees it.
+  Locked<std::optional<PointerState>> pointer;
   // The capture area in force (written on "vorn.screen.config" after a successful change).
   Locked<std::optional<CaptureRequest>> requested;
   // Receives system audio buffers; set before start.
@@ -109,11 +114,12 @@ class ScreenSource {
   Locked<Size> displaySize_;
   std::atomic<double> nativeScale_{2.0};
   std::atomic<uint32_t> displayID_{0};
-  const std::shared_ptr<OwnWindows> ownWindows_ = std::make_shared<OwnWindows>();
+  std::atomic<bool> leavesOut_{true};
 
   // "vorn.screen.config" only.
   std::unique_ptr<ScreenBackend> backend_;
   bool running_ = false;
+  OwnClient own_;
   ScreenConfig config_;
   int64_t currentKey_ = 0;
   uint64_t generation_ = 0;  // counts starts

@@ -2,6 +2,7 @@
 
 #include "base/Clock.h"
 
+#include <xcb/composite.h>
 #include <xcb/damage.h>
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
@@ -67,6 +68,9 @@ QRect pixelsOf(const Rect& points, double scale) {
                int(std::lround(points.maxY() * scale)) - top);
 }
 
+// Vorn's windows changing while the picture was taken: it is taken again, this often at most.
+constexpr int kRetakes = 3;
+
 // Pointer pictures are at most this far from the hot spot on any side we care about.
 constexpr int cursorReach = 64;
 constexpr uint16_t clickButtons =
@@ -74,34 +78,50 @@ constexpr uint16_t clickButtons =
 
 }  // namespace
 
-X11Grabber::X11Grabber(const DisplayInfo& display, std::shared_ptr<OwnWindows> ownWindows)
+X11Grabber::X11Grabber(const DisplayInfo& display, OwnClient own,
+                       std::function<void(const PointerState&)> onPointer)
     : session_(X11Session::open()),
       display_(pixelsOf(display.rect, display.scale)),
       scale_(display.scale),
-      ownWindows_(std::move(ownWindows)) {
+      onPointer_(std::move(onPointer)) {
   if (!session_) throw std::runtime_error("Cannot connect to the X server.");
   xcb_connection_t* connection = session_.connection.get();
   if (!hasExtension(connection, &xcb_shm_id, nullptr))
     throw std::runtime_error("The X server does not offer shared memory (MIT-SHM).");
   const size_t bytes = size_t(display_.width()) * size_t(display_.height()) * 4;
-  for (auto& segment : segments_) segment = std::make_unique<ShmSegment>(connection, bytes);
+  area_ = std::make_unique<ShmSegment>(connection, bytes);
+  scratch_ = std::make_unique<ShmSegment>(connection, bytes);
+  setUpComposite();
   setUpDamage();
+  stack_.emplace(connection, session_.screen->root, own, hasDamage_);
   setUpCursor();
   xcb_flush(connection);
 }
 
 X11Grabber::~X11Grabber() = default;
 
+// Automatic redirection gives every top-level window a picture of its own, whole even where
+// other windows cover it, while the server goes on painting the screen. Any number of clients
+// may ask for it, beside a compositing manager's manual redirection; it ends with this
+// connection.
+void X11Grabber::setUpComposite() {
+  xcb_connection_t* connection = session_.connection.get();
+  if (!hasExtension(connection, &xcb_composite_id, nullptr)) return;
+  XcbReply<xcb_composite_query_version_reply_t> version(xcb_composite_query_version_reply(
+      connection, xcb_composite_query_version(connection, 0, 4), nullptr));
+  if (!version) return;
+  XcbReply<xcb_generic_error_t> error(xcb_request_check(
+      connection, xcb_composite_redirect_subwindows_checked(
+                      connection, session_.screen->root, XCB_COMPOSITE_REDIRECT_AUTOMATIC)));
+  redirected_ = !error;
+}
+
 void X11Grabber::setUpDamage() {
   xcb_connection_t* connection = session_.connection.get();
   if (!hasExtension(connection, &xcb_damage_id, &damageEvent_)) return;
   XcbReply<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
       connection, xcb_damage_query_version(connection, 1, 1), nullptr));
-  if (!version) return;
-  // Raw rectangles need no acknowledging; damage on the root covers every window on it.
-  xcb_damage_create(connection, xcb_generate_id(connection), session_.screen->root,
-                    XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
-  hasDamage_ = true;
+  hasDamage_ = version != nullptr;
 }
 
 void X11Grabber::setUpCursor() {
@@ -119,6 +139,11 @@ QRect X11Grabber::sourcePixels(const ScreenConfig& config) const {
   return pixelsOf(config.sourceRect, scale_).translated(display_.topLeft());
 }
 
+QRegion X11Grabber::ownIn(const QRect& source, double now) {
+  if (!redirected_) return {};
+  return stack_->ownRegion(now) & source;
+}
+
 Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   xcb_connection_t* connection = session_.connection.get();
   if (xcb_connection_has_error(connection))
@@ -128,11 +153,22 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
     return {nullptr, "The capture area lies outside the display.", false};
 
   const double now = mediaTime();
-  const OwnWindows::Rects own = ownWindows_->rects();
-  readEvents(source, *own);
+  readEvents(source, now);
   readPointer(now);
+  QRegion own = ownIn(source, now);
   if (!needsFrame(source, changed, now, own)) return {};
-  FrameRef frame = makeFrame(config, source, own, now);
+  // The events that arrive with the picture tell whether Vorn's windows changed before it was
+  // taken: then it may show one of them, and is taken again.
+  bool clean = false;
+  for (int attempt = 0; attempt < kRetakes && !clean; ++attempt) {
+    if (!capture(source, own)) return {};
+    readEvents(source, now);
+    const QRegion after = ownIn(source, now);
+    clean = after == own;
+    own = after;
+  }
+  if (!clean) return {};
+  FrameRef frame = makeFrame(config, source, now);
   if (!frame) return {};
   dirty_ = false;
   cursorRedraw_ = false;
@@ -142,22 +178,23 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   return {std::move(frame), {}, false};
 }
 
-void X11Grabber::readEvents(const QRect& source, const std::vector<Rect>& own) {
+void X11Grabber::readEvents(const QRect& source, double now) {
   xcb_connection_t* connection = session_.connection.get();
   while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection)}) {
     const uint8_t type = event->response_type & 0x7f;
     if (hasDamage_ && type == damageEvent_ + XCB_DAMAGE_NOTIFY) {
       const auto* damage = reinterpret_cast<const xcb_damage_notify_event_t*>(event.get());
-      const QRect area(damage->area.x, damage->area.y, damage->area.width, damage->area.height);
-      // Vorn's own windows repainting (the preview, 60 times a second) are left out of the
-      // frame anyway: their damage alone never calls for a new one.
-      const bool ours = std::any_of(own.begin(), own.end(), [&](const Rect& window) {
-        return pixelsOf(window, scale_).contains(area);
-      });
-      if (area.intersects(source) && !ours) dirty_ = true;
+      const X11WindowStack::Window* window = stack_->damaged(damage->damage);
+      if (!window) continue;
+      const QRect area = QRect(damage->area.x, damage->area.y, damage->area.width,
+                               damage->area.height)
+                             .translated(window->rect.topLeft());
+      if (area.intersects(source)) dirty_ = true;
     } else if (hasCursor_ && type == fixesEvent_ + XCB_XFIXES_CURSOR_NOTIFY) {
       cursorStale_ = true;
       cursorRedraw_ = true;
+    } else if (stack_->handle(event.get(), now).intersects(source)) {
+      dirty_ = true;
     }
   }
 }
@@ -176,6 +213,12 @@ void X11Grabber::readPointer(double now) {
     clickTime_ = now;
   }
   buttons_ = pressed;
+  if (onPointer_)
+    // The server names the top-level window that takes the pointer there, input shapes
+    // counted: the frame's click-through inside is not Vorn's, its edge band is.
+    onPointer_({{reply->root_x / scale_, reply->root_y / scale_},
+                (reply->mask & XCB_BUTTON_MASK_1) != 0,
+                stack_->isOwn(reply->child)});
 }
 
 bool X11Grabber::nearArea(const QRect& source, QPoint point) const {
@@ -183,7 +226,7 @@ bool X11Grabber::nearArea(const QRect& source, QPoint point) const {
 }
 
 bool X11Grabber::needsFrame(const QRect& source, bool changed, double now,
-                            const OwnWindows::Rects& own) const {
+                            const QRegion& own) const {
   if (changed || dirty_ || !hasDamage_ || own != frameOwn_) return true;
   const bool pointerShown = nearArea(source, pointer_) || nearArea(source, framePointer_);
   if (pointerShown && (pointer_ != framePointer_ || cursorRedraw_)) return true;
@@ -207,52 +250,86 @@ void X11Grabber::fetchCursorImage() {
   cursor_ = {view.copy(), reply->xhot, reply->yhot};
 }
 
-// Vorn's own windows are filled with the pixels the previous grab had there (themselves
-// filled the same way), or black where the previous grab did not reach.
-void X11Grabber::leaveOutOwnWindows(const QRect& source, const OwnWindows::Rects& own) {
-  const int stride = source.width() * 4;
-  const int previous = 1 - current_;
-  uint8_t* pixels = segments_[current_]->data;
-  for (const Rect& window : *own) {
-    const QRect hidden = pixelsOf(window, scale_).intersected(source);
-    if (hidden.isEmpty()) continue;
-    clearBlock(pixels, stride, hidden.x() - source.x(), hidden.y() - source.y(), hidden.width(),
-               hidden.height());
-    const QRect known = hidden.intersected(grabbed_[previous]);
-    if (known.isEmpty()) continue;
-    const QRect from = grabbed_[previous];
-    copyBlock(segments_[previous]->data, from.width() * 4, known.x() - from.x(),
-              known.y() - from.y(), pixels, stride, known.x() - source.x(),
-              known.y() - source.y(), known.width(), known.height());
-  }
+// Into `area_`, rows of source.width() pixels.
+bool X11Grabber::capture(const QRect& source, const QRegion& own) {
+  if (own.isEmpty())
+    return read(session_.screen->root, QPoint(0, 0), source, source, false);
+  compose(source, own);
+  return true;
 }
 
-FrameRef X11Grabber::makeFrame(const ScreenConfig& config, const QRect& source,
-                               const OwnWindows::Rects& own, double now) {
+// The area as it would look without Vorn's windows: the other windows from the top down until
+// opaque ones cover it, the screen itself where none does, and black where only Vorn's
+// windows were over the desktop's background.
+void X11Grabber::compose(const QRect& source, const QRegion& own) {
+  struct Layer {
+    const X11WindowStack::Window* window;
+    QRegion part;
+  };
+  std::vector<Layer> layers;
+  QRegion uncovered(source), seeThrough;
+  const auto& windows = stack_->windows();
+  for (auto it = windows.rbegin(); it != windows.rend() && !uncovered.isEmpty(); ++it) {
+    if (!it->mapped || it->own || !it->readable) continue;
+    const QRegion part = uncovered & it->rect;
+    if (part.isEmpty()) continue;
+    layers.push_back({&*it, part});
+    if (it->opaque)
+      uncovered -= it->rect;
+    else
+      seeThrough += part;
+  }
+  const QRegion screen = uncovered - own - seeThrough;
+  const int stride = source.width() * 4;
+  for (const QRect& part : uncovered - screen)
+    clearBlock(area_->data, stride, part.x() - source.x(), part.y() - source.y(), part.width(),
+               part.height());
+  for (const QRect& part : screen) read(session_.screen->root, QPoint(0, 0), part, source, false);
+  for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer)
+    for (const QRect& part : layer->part)
+      if (!read(layer->window->id, layer->window->rect.topLeft(), part, source,
+                !layer->window->opaque))
+        clearBlock(area_->data, stride, part.x() - source.x(), part.y() - source.y(),
+                   part.width(), part.height());
+}
+
+// Reads `part` (root pixels) of the drawable whose top-left lies at `origin` into its place in
+// the area's picture; see-through pictures are blended over what is there.
+bool X11Grabber::read(xcb_drawable_t drawable, QPoint origin, const QRect& part,
+                      const QRect& source, bool blend) {
   xcb_connection_t* connection = session_.connection.get();
-  ShmSegment& segment = *segments_[current_];
-  XcbReply<xcb_generic_error_t> error;
+  const int stride = source.width() * 4;
+  // A part as wide as the area lands in place; any other goes through the scratch segment.
+  const bool inPlace = !blend && part.left() == source.left() && part.width() == source.width();
+  ShmSegment& target = inPlace ? *area_ : *scratch_;
+  const uint32_t offset = inPlace ? uint32_t((part.top() - source.top()) * stride) : 0;
   xcb_generic_error_t* rawError = nullptr;
   XcbReply<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
       connection,
-      xcb_shm_get_image(connection, session_.screen->root, int16_t(source.x()),
-                        int16_t(source.y()), uint16_t(source.width()), uint16_t(source.height()),
-                        ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, segment.seg, 0),
+      xcb_shm_get_image(connection, drawable, int16_t(part.x() - origin.x()),
+                        int16_t(part.y() - origin.y()), uint16_t(part.width()),
+                        uint16_t(part.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, target.seg,
+                        offset),
       &rawError));
-  error.reset(rawError);
-  if (!reply) {
-    grabbed_[current_] = QRect();
-    return nullptr;
-  }
-  if (!own->empty()) leaveOutOwnWindows(source, own);
-  grabbed_[current_] = source;
+  XcbReply<xcb_generic_error_t> error(rawError);
+  if (!reply) return false;
+  if (inPlace) return true;
+  const int toX = part.x() - source.x(), toY = part.y() - source.y();
+  if (blend)
+    blendBlock(scratch_->data, part.width() * 4, area_->data, stride, toX, toY, part.width(),
+               part.height());
+  else
+    copyBlock(scratch_->data, part.width() * 4, 0, 0, area_->data, stride, toX, toY,
+              part.width(), part.height());
+  return true;
+}
 
+FrameRef X11Grabber::makeFrame(const ScreenConfig& config, const QRect& source, double now) {
   if (!pool_ || pool_->width() != config.width || pool_->height() != config.height)
     pool_ = std::make_unique<FramePool>(config.width, config.height, 2, 8);
   FrameRef frame = pool_->take();
   if (!frame) return nullptr;  // the consumers hold every buffer: skip this tick
-  current_ = 1 - current_;
-  convertToFrame(segment.data, source.width() * 4, source.width(), source.height(), *frame);
+  convertToFrame(area_->data, source.width() * 4, source.width(), source.height(), *frame);
 
   const double scaleX = double(config.width) / source.width();
   const double scaleY = double(config.height) / source.height();

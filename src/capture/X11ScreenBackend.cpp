@@ -74,10 +74,11 @@ std::vector<DisplayInfo> X11ScreenBackend::displays() {
 }
 
 void X11ScreenBackend::start(const DisplayInfo& display, const ScreenConfig& config,
-                             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) {
+                             OwnClient own, ScreenSinks sinks) {
   stop();
-  running_.start(std::make_unique<X11Grabber>(display, std::move(ownWindows)), config,
-                 std::move(sinks));
+  auto grabber = std::make_unique<X11Grabber>(display, own, sinks.onPointer);
+  leavesOut_ = grabber->leavesOutOwnWindows();
+  running_.start(std::move(grabber), config, std::move(sinks));
 }
 
 void X11ScreenBackend::stop() { running_.stop(); }

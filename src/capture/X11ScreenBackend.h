@@ -17,13 +17,15 @@ class X11ScreenBackend : public ScreenBackend {
   ~X11ScreenBackend() override;
 
   std::vector<DisplayInfo> displays() override;
-  void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<OwnWindows> ownWindows, ScreenSinks sinks) override;
+  void start(const DisplayInfo& display, const ScreenConfig& config, OwnClient own,
+             ScreenSinks sinks) override;
+  bool leavesOutOwnWindows() const override { return leavesOut_; };
   void stop() override;
   void update(const ScreenConfig& config, Completion done) override;
 
  private:
   RunningGrab running_;
+  bool leavesOut_ = false;
 };
 
 }  // namespace vorn

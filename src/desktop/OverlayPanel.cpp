@@ -60,4 +60,10 @@ void OverlayPanel::setInputRegion(const std::vector<QRect>& rects) {
   OverlayWindow::setInputRegion(*desktop_, winId(), rects);
 }
 
+void OverlayPanel::keepUndimmed(QWidget* window) { window->setProperty("vornUndimmed", true); }
+
+bool OverlayPanel::undimmed(const QWidget* window) {
+  return window->property("vornUndimmed").toBool();
+}
+
 }  // namespace vorn

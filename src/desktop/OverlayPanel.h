@@ -30,6 +30,9 @@ class OverlayPanel : public QWidget {
   ~OverlayPanel() override;
 
   int level() const { return level_; }
+  // Marks a studio window (the monitor, the island) that the viewfinder's dim leaves clear.
+  static void keepUndimmed(QWidget* window);
+  static bool undimmed(const QWidget* window);
   // Shows the panel without activating it and restacks every overlay by level.
   void orderFront();
   // Animates the panel's opacity to `target` over `seconds` (ease in and out), then runs `then`.

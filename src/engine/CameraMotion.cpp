@@ -11,7 +11,7 @@ Rect glide(const Rect& from, const Rect& to, double dt, double rate) {
 }
 
 void CameraMotion::step(double dt, double now, const RenderInputs& inputs,
-                        std::optional<Point> pointer) {
+                        const std::optional<PointerState>& pointer) {
   const Rect bounds{0, 0, inputs.displaySize.width, inputs.displaySize.height};
   if (cam_ == Rect{}) cam_ = inputs.home;
 
@@ -24,6 +24,7 @@ void CameraMotion::step(double dt, double now, const RenderInputs& inputs,
       followCenter_ = inputs.home.center();
       zoomTarget_ = 1.0;
       handledClick_ = inputs.clickTime;
+      following_ = false;
     }
     wasRecording_ = true;
     if (inputs.dragging) {
@@ -39,7 +40,7 @@ void CameraMotion::step(double dt, double now, const RenderInputs& inputs,
 }
 
 Point CameraMotion::recordingCenter(double now, const RenderInputs& inputs,
-                                    std::optional<Point> pointer) {
+                                    const std::optional<PointerState>& pointer) {
   Point c = inputs.follow ? followedCenter(inputs, pointer) : inputs.home.center();
   if (!inputs.clickZoom) {
     zoomTarget_ = 1.0;
@@ -59,15 +60,25 @@ Point CameraMotion::recordingCenter(double now, const RenderInputs& inputs,
   return zoomTarget_ < 1.0 ? inputs.clickPoint : c;
 }
 
-Point CameraMotion::followedCenter(const RenderInputs& inputs, std::optional<Point> pointer) const {
+Point CameraMotion::followedCenter(const RenderInputs& inputs,
+                                   const std::optional<PointerState>& pointer) {
   Point c = followCenter_;
-  if (!pointer) return c;
-  const Point m{pointer->x - inputs.displayOrigin.x, pointer->y - inputs.displayOrigin.y};
+  // Over Vorn's own windows (the studio, its menus) the pointer is working the studio, not
+  // showing anything: the view holds.
+  if (!pointer || pointer->overOwnWindow) return c;
+  const Point m{pointer->position.x - inputs.displayOrigin.x,
+                pointer->position.y - inputs.displayOrigin.y};
   const Rect display{0, 0, inputs.displaySize.width, inputs.displaySize.height};
   if (!display.contains(m)) return c;
 
-  // The camera moves only as far as needed to keep the pointer inside the dead zone.
   const Rect view = Rect::centered(c, cam_.size());
+  // A take opens on what was framed, wherever the pointer was when Record was pressed; the
+  // view follows once the pointer has come into it.
+  if (!following_) {
+    if (!view.contains(m)) return c;
+    following_ = true;
+  }
+  // The camera moves only as far as needed to keep the pointer inside the dead zone.
   const Rect zone = view.insetBy(view.width * 0.22, view.height * 0.20);
   if (m.x < zone.minX()) c.x -= zone.minX() - m.x;
   else if (m.x > zone.maxX()) c.x += m.x - zone.maxX();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/Pointer.h"
 #include "engine/RenderInputs.h"
 
 #include <optional>
@@ -11,8 +12,9 @@ namespace vorn {
 // beyond a dead zone and zooms in on clicks. Render thread only.
 class CameraMotion {
  public:
-  // Moves `cam` by one tick. `pointer` is the pointer's global position, if known.
-  void step(double dt, double now, const RenderInputs& inputs, std::optional<Point> pointer);
+  // Moves `cam` by one tick. `pointer` is where the pointer is, if known.
+  void step(double dt, double now, const RenderInputs& inputs,
+            const std::optional<PointerState>& pointer);
   // Forgets the camera so the next step snaps it to `home`.
   void reset() { cam_ = {}; }
 
@@ -26,14 +28,16 @@ class CameraMotion {
   static constexpr double zoomSeconds = 2.6;
 
  private:
-  Point recordingCenter(double now, const RenderInputs& inputs, std::optional<Point> pointer);
-  Point followedCenter(const RenderInputs& inputs, std::optional<Point> pointer) const;
+  Point recordingCenter(double now, const RenderInputs& inputs,
+                        const std::optional<PointerState>& pointer);
+  Point followedCenter(const RenderInputs& inputs, const std::optional<PointerState>& pointer);
 
   Rect cam_;
   Point followCenter_;
   double zoomTarget_ = 1.0;
   double handledClick_ = 0;
   bool wasRecording_ = false;
+  bool following_ = false;  // the pointer has come into view since the take began
 };
 
 // Moves every edge of `from` the fraction 1 − e^(−dt × rate) of the way to `to`.

@@ -5,7 +5,6 @@
 #include "base/Log.h"
 #include "capture/CameraSource.h"
 #include "capture/DeviceMonitor.h"
-#include "capture/Pointer.h"
 #include "capture/ScreenSource.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
@@ -49,8 +48,9 @@ Engine::Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, Studio
       cameraSource_(std::make_unique<CameraSource>()),
       compositor_(std::make_unique<Compositor>()),
       windows_(std::move(windows)) {
-  if (!std::getenv("VORN_SAMPLE_SCREEN")) pointer_ = makeX11Pointer();
-  loop_ = std::make_unique<RenderLoop>(*compositor_, *screenSource_, *cameraSource_, pointer_.get());
+  // Every window of this process, menus and tool tips included, stays out of the takes.
+  screenSource_->leaveOut(guiClient());
+  loop_ = std::make_unique<RenderLoop>(*compositor_, *screenSource_, *cameraSource_);
   loop_->onFrame = [this](ConstFrameRef frame) { show(frame); };
   // Audio goes from the capture threads straight to the take, never through the GUI thread.
   screenSource_->onSystemAudio = [this](AudioRef buffer) {

@@ -23,7 +23,6 @@ namespace vorn {
 
 class CameraSource;
 class Compositor;
-class Pointer;
 class Recorder;
 class ReelMaker;
 class RenderLoop;
@@ -200,7 +199,6 @@ class Engine : public QObject {
   std::unique_ptr<ScreenSource> screenSource_;
   std::unique_ptr<CameraSource> cameraSource_;
   std::unique_ptr<Compositor> compositor_;
-  std::unique_ptr<Pointer> pointer_;
   StudioWindows windows_;
   std::unique_ptr<RenderLoop> loop_;  // after the sources: stops before they go
   std::unique_ptr<DeviceMonitor> devices_;

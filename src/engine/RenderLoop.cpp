@@ -2,7 +2,6 @@
 
 #include "base/Clock.h"
 #include "capture/CameraSource.h"
-#include "capture/Pointer.h"
 #include "capture/ScreenSource.h"
 #include "engine/CaptureSteering.h"
 #include "engine/RenderTimer.h"
@@ -35,9 +34,8 @@ double pictureTime(const Slots& slots, const std::optional<ScreenFrame>& screen,
 
 }  // namespace
 
-RenderLoop::RenderLoop(Compositor& compositor, ScreenSource& screen, CameraSource& camera,
-                       Pointer* pointer)
-    : compositor_(compositor), screen_(screen), camera_(camera), pointer_(pointer) {}
+RenderLoop::RenderLoop(Compositor& compositor, ScreenSource& screen, CameraSource& camera)
+    : compositor_(compositor), screen_(screen), camera_(camera) {}
 
 RenderLoop::~RenderLoop() { stop(); }
 
@@ -118,10 +116,8 @@ FrameRef RenderLoop::previewOf(FrameRef recorded, double scale) {
 }
 
 void RenderLoop::stepCamera(double dt, double now, const RenderInputs& in) {
-  std::optional<Point> pointer;
-  if (pointer_ && in.follow && in.recording) {
-    if (const auto state = pointer_->query()) pointer = state->position;
-  }
+  const std::optional<PointerState> pointer =
+      in.follow && in.recording ? screen_.pointer.get() : std::nullopt;
   cameraMotion_.step(dt, now, in, pointer);
 }
 

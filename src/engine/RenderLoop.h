@@ -17,7 +17,6 @@ namespace vorn {
 
 class CameraSource;
 class Compositor;
-class Pointer;
 class Recorder;
 class RenderTimer;
 class ScreenSource;
@@ -30,9 +29,8 @@ class RenderLoop {
   // Receives rendered frames on the GUI thread.
   using FrameCallback = std::function<void(ConstFrameRef)>;
 
-  // `pointer` may be null: cursor follow then holds its centre. Nothing starts yet.
-  RenderLoop(Compositor& compositor, ScreenSource& screen, CameraSource& camera,
-             Pointer* pointer = nullptr);
+  // Cursor follow reads the pointer the screen source saw. Nothing starts yet.
+  RenderLoop(Compositor& compositor, ScreenSource& screen, CameraSource& camera);
   ~RenderLoop();
   RenderLoop(const RenderLoop&) = delete;
   RenderLoop& operator=(const RenderLoop&) = delete;
@@ -79,7 +77,6 @@ class RenderLoop {
   Compositor& compositor_;
   ScreenSource& screen_;
   CameraSource& camera_;
-  Pointer* const pointer_;
 
   // Render thread only.
   double last_ = 0;  // media time of the previous tick; 0: none

@@ -4,7 +4,6 @@
 #include "capture/ScreenSource.h"
 #include "desktop/OverlayPanel.h"
 #include "engine/Engine.h"
-#include "engine/OwnWindowTracker.h"
 #include "monitor/IslandView.h"
 
 namespace vorn {
@@ -12,6 +11,7 @@ namespace vorn {
 IslandWindow::IslandWindow(Studio& studio, X11Desktop* desktop) : studio_(studio), desktop_(desktop) {
   panel_ = std::make_unique<OverlayPanel>(desktop_, OverlayPanel::islandLevel);
   panel_->setWindowTitle(QStringLiteral("Vorn island"));
+  OverlayPanel::keepUndimmed(panel_.get());
   panel_->resize(IslandView::size);
   view_ = new IslandView(studio_, panel_.get());
   panel_->setWindowOpacity(0);
@@ -26,7 +26,6 @@ void IslandWindow::attach(Engine& engine) {
   engine_ = &engine;
   view_->attach(engine);
   panel_->winId();
-  tracker_ = std::make_unique<OwnWindowTracker>(engine.screenSource().ownWindows(), panel_->windowHandle());
 }
 
 void IslandWindow::show() {

@@ -11,7 +11,6 @@ namespace vorn {
 class Engine;
 class IslandView;
 class OverlayPanel;
-class OwnWindowTracker;
 class Studio;
 class X11Desktop;
 
@@ -39,7 +38,6 @@ class IslandWindow final : public IslandPanel {
   std::unique_ptr<OverlayPanel> panel_;
   IslandView* view_ = nullptr;
   QTimer ticks_;  // 60 Hz while shown: the time, the level, the script
-  std::unique_ptr<OwnWindowTracker> tracker_;
   bool shown_ = false;
 };
 

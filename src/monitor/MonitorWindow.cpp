@@ -2,8 +2,8 @@
 
 #include "engine/Engine.h"
 #include "capture/ScreenSource.h"
-#include "engine/OwnWindowTracker.h"
 #include "model/Studio.h"
+#include "desktop/OverlayPanel.h"
 #include "monitor/CompactBar.h"
 #include "monitor/MonitorPlacement.h"
 #include "monitor/PhoneView.h"
@@ -37,6 +37,7 @@ MonitorWindow::MonitorWindow(Studio& studio)
       studio_(studio),
       fade_(this, "windowOpacity") {
   setWindowTitle(QStringLiteral("Vorn"));
+  OverlayPanel::keepUndimmed(this);
   setAttribute(Qt::WA_TranslucentBackground);
   setFocusPolicy(Qt::StrongFocus);
   setToolTip(QStringLiteral("Drag to move"));
@@ -84,7 +85,6 @@ void MonitorWindow::attach(Engine& engine) {
     for (auto signal : {&ReelMaker::jobsChanged, &ReelMaker::showReelChanged})
       connect(reels, signal, phone_, [this] { phone_->followReview(); });
   winId();  // the native window exists from here on
-  tracker_ = std::make_unique<OwnWindowTracker>(engine.screenSource().ownWindows(), windowHandle());
 }
 
 MonitorWindow::~MonitorWindow() = default;

@@ -13,7 +13,6 @@ namespace vorn {
 
 class CompactBar;
 class Engine;
-class OwnWindowTracker;
 class PhoneView;
 class ReviewBar;
 class Studio;
@@ -65,7 +64,6 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   QPropertyAnimation fade_;
   QMetaObject::Connection fadeDone_;
   QTimer clock_;  // refreshes the elapsed time while recording
-  std::unique_ptr<OwnWindowTracker> tracker_;
 };
 
 }  // namespace vorn

@@ -8,6 +8,7 @@
 #include "viewfinder/DimView.h"
 #include "viewfinder/FrameView.h"
 
+#include <QApplication>
 #include <QBitmap>
 #include <QCursor>
 
@@ -118,10 +119,15 @@ void Viewfinder::update(double now) {
   placePanel(f);
 
   const Phase phase = studio_.phase();
+  // After the take the desktop dims behind the studio, but not behind the file manager or
+  // whatever else the user turns to.
+  const bool studioInFront = QGuiApplication::applicationState() == Qt::ApplicationActive;
   if (isVisible)
     dimView_->update(f.translated(-screen_->rect.x, -screen_->rect.y), phase == Phase::recording ? 0.26 : 0.42);
   else
-    dimView_->update(std::nullopt, phase == Phase::finishing || phase == Phase::review ? 0.42 : 0);
+    dimView_->update(std::nullopt,
+                     (phase == Phase::finishing || phase == Phase::review) && studioInFront ? 0.42 : 0);
+  keepOwnWindowsClear();
 
   updateInput(f);
   const QPointF mouse = QCursor::pos();
@@ -202,6 +208,21 @@ void Viewfinder::compositorChanged(bool running) {
     dimPanel_->hide();
     shapeToStrokes();
   }
+}
+
+// The phone shows what viewers will see, and the studio's buttons must not look disabled: the
+// dim leaves Vorn's other panels (the monitor, the island) out; menus open above it.
+void Viewfinder::keepOwnWindowsClear() {
+  QRegion clear;
+  for (QWidget* window : QApplication::topLevelWidgets())
+    if (window->isVisible() && OverlayPanel::undimmed(window)) clear += window->frameGeometry();
+  clear.translate(-dimPanel_->pos());
+  if (clear == dimClear_) return;
+  dimClear_ = clear;
+  if (clear.isEmpty())
+    dimPanel_->clearMask();
+  else
+    dimPanel_->setMask(QRegion(dimPanel_->rect()) - clear);
 }
 
 void Viewfinder::shapeToStrokes() {

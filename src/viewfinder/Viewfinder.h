@@ -4,6 +4,7 @@
 #include "viewfinder/FrameState.h"
 
 #include <QRect>
+#include <QRegion>
 
 #include <memory>
 #include <optional>
@@ -53,6 +54,7 @@ class Viewfinder final : public ViewfinderPanels {
   FrameState stateFor(bool grabbable, QPointF mouse, const QRectF& f) const;
   void compositorChanged(bool running);
   void shapeToStrokes();
+  void keepOwnWindowsClear();
 
   Studio& studio_;
   X11Desktop* desktop_;
@@ -68,6 +70,7 @@ class Viewfinder final : public ViewfinderPanels {
   bool wasGrabbable_ = false;
   bool inputAllowed_ = false;
   QRectF inputFor_;
+  QRegion dimClear_;  // the dim panel's parts left clear for Vorn's other windows
 };
 
 }  // namespace vorn

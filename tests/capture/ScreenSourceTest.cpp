@@ -49,7 +49,7 @@ class ScriptedBackend : public ScreenBackend {
     return script_->displays;
   }
   void start(const DisplayInfo& display, const ScreenConfig& config,
-             std::shared_ptr<OwnWindows>, ScreenSinks sinks) override {
+             OwnClient, ScreenSinks sinks) override {
     std::lock_guard guard(script_->mutex);
     script_->started = display;
     script_->startConfig = config;
@@ -59,6 +59,7 @@ class ScriptedBackend : public ScreenBackend {
     std::lock_guard guard(script_->mutex);
     script_->stopped = true;
   }
+  bool leavesOutOwnWindows() const override { return true; }
   void update(const ScreenConfig& config, Completion done) override {
     {
       std::lock_guard guard(script_->mutex);

@@ -1,5 +1,8 @@
 #include "capture/ScreenSource.h"
+#include "capture/X11Connection.h"
 #include "capture/X11ScreenBackend.h"
+#include "support/ChildProcess.h"
+#include "support/OtherWindow.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -12,6 +15,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 
 namespace vorn {
 namespace {
@@ -115,7 +119,7 @@ TEST_F(X11CaptureTest, AnAreaIsScaledToTheOutputSize) {
   ScreenSinks sinks;
   sinks.onFrame = [&](FrameRef frame, double) { delivered.set(std::move(frame)); };
   backend.start(backend.displays().front(), {Rect{0, 0, 800, 600}, 400, 300, false},
-                std::make_shared<OwnWindows>(), std::move(sinks));
+                OwnClient{}, std::move(sinks));
   ASSERT_TRUE(eventually([&] { return delivered.get() != nullptr; }));
   backend.stop();
   const FrameBuffer& frame = *delivered.get();
@@ -166,61 +170,93 @@ TEST_F(X11CaptureTest, AClickLeavesARingAroundIt) {
   EXPECT_TRUE(ring);
 }
 
-TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrame) {
-  const QColor green(10, 200, 10), magenta(230, 0, 230);
-  Swatch backdrop({100, 100, 600, 400}, green);
-  backdrop.showNow();
-  startOn({100, 100, 600, 400});
-  // The own window's place keeps what the grab saw there last: wait until that is the backdrop.
-  ASSERT_TRUE(eventually([&] {
-    backdrop.repaint();
-    return sameColour(pixel(*source.latest.get(), 250, 175), green);
-  }));
-  const QRect ownPlace(250, 200, 200, 150);
-  Swatch own(ownPlace, magenta);
-  const int id = source.ownWindows().add(Rect{250, 200, 200, 150});
-  own.showNow();
+bool compositorRuns() {
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  XcbReply<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
+      connection, xcb_intern_atom(connection, 0, 13, "_NET_WM_CM_S0"), nullptr));
+  XcbReply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+      connection, xcb_get_selection_owner(connection, atom ? atom->atom : 0), nullptr));
+  const bool running = owner && owner->owner != XCB_WINDOW_NONE;
+  xcb_disconnect(connection);
+  return running;
+}
 
-  ConstFrameRef seen;
-  int frames = 0;
-  bool clean = true;
-  const auto check = [&] {
-    const ScreenFrame frame = *source.latest.get();
-    if (frame.buffer == seen) return false;
-    seen = frame.buffer;
-    ++frames;
-    for (int y = 0; y < 400; y += 2)
-      for (int x = 0; x < 600; x += 2)
-        if (sameColour(pixel(frame, x, y), magenta)) clean = false;
-    // The window's place shows what was there before it: the backdrop.
-    clean = clean && sameColour(pixel(frame, 250, 175), green);
-    return frames >= 3;
-  };
-  // Every new frame leaves the own window out.
-  ASSERT_TRUE(eventually([&] {
-    own.repaint();
-    backdrop.repaint();
-    return check();
-  }));
-  // Moved (registry first), it stays out.
-  source.ownWindows().update(id, Rect{350, 250, 200, 150});
-  own.move(350, 250);
-  frames = 0;
-  ASSERT_TRUE(eventually([&] {
-    own.repaint();
-    backdrop.repaint();
-    return check();
-  }));
-  EXPECT_TRUE(clean);
+// Vorn's own windows (here: every Qt window of the test) never show in a frame, with or
+// without a compositing manager; where they lie, the frame shows the other windows' pixels as
+// they are now, not as they were.
+TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrameAndWhatTheyCoverStaysLive) {
+  const QColor green(10, 200, 10), blue(20, 40, 210), magenta(230, 0, 230);
+  const Rect area{100, 100, 600, 400};
+  for (const bool compositing : {false, true}) {
+    SCOPED_TRACE(compositing ? "with a compositing manager" : "without one");
+    std::optional<test::ChildProcess> compositor;
+    if (compositing) {
+      compositor.emplace(std::vector<std::string>{"xcompmgr"});
+      ASSERT_TRUE(eventually(compositorRuns));
+    }
+    test::OtherWindow backdrop(QRect(100, 100, 600, 400), green);
+    ScreenSource own{std::make_unique<X11ScreenBackend>()};
+    own.leaveOut(guiClient());
+    own.start(0, false);
+    ASSERT_TRUE(own.leavesOutOwnWindows());
+    ASSERT_TRUE(eventually([&] {
+      if (own.requested.get()->rect != area) own.request(area, false);
+      const auto frame = own.latest.get();
+      return frame && frame->rect == area;
+    }));
 
-  // Its own repaints alone never call for a frame: its pixels are left out anyway.
-  QTest::qWait(400);  // the place it left is no longer held
-  const ConstFrameRef still = source.latest.get()->buffer;
-  for (int i = 0; i < 10; ++i) {
-    own.repaint();
-    QTest::qWait(30);
+    Swatch studio(QRect(250, 200, 200, 150), magenta);
+    studio.showNow();
+    ConstFrameRef seen;
+    int magentaFrames = 0;
+    // Waits for frames whose studio place (frame pixel 250, 175) shows `colour`, counting
+    // every frame that shows the studio on the way.
+    const auto showsUnderStudio = [&](QColor colour) {
+      return eventually([&] {
+        studio.repaint();
+        const ScreenFrame frame = *own.latest.get();
+        if (frame.buffer == seen) return false;
+        seen = frame.buffer;
+        for (int y = 0; y < 400; y += 3)
+          for (int x = 0; x < 600; x += 3)
+            if (sameColour(pixel(frame, x, y), magenta)) {
+              ++magentaFrames;
+              return false;
+            }
+        return sameColour(pixel(frame, 250, 175), colour);
+      });
+    };
+    EXPECT_TRUE(showsUnderStudio(green));
+    backdrop.paint(blue);
+    EXPECT_TRUE(showsUnderStudio(blue)) << "the covered part follows the window below";
+    studio.move(400, 300);
+    QApplication::sync();
+    backdrop.paint(green);
+    EXPECT_TRUE(showsUnderStudio(green));
+    EXPECT_EQ(magentaFrames, 0);
+    own.stop();
   }
-  EXPECT_EQ(source.latest.get()->buffer, still);
+}
+
+// A pointer over one of Vorn's windows is told apart from one over another application's.
+TEST_F(X11CaptureTest, ThePointerIsSeenOverVornsWindows) {
+  test::OtherWindow other(QRect(100, 100, 300, 300), QColor(10, 200, 10));
+  Swatch studio(QRect(600, 100, 300, 300), QColor(230, 0, 230));
+  studio.showNow();
+  source.leaveOut(guiClient());
+  startOn({0, 0, 1000, 500});
+  const auto seenAt = [&](QPoint where, bool overOwn) {
+    QCursor::setPos(where);
+    QApplication::sync();
+    return eventually([&] {
+      const auto state = source.pointer.get();
+      return state && state->position == Point{double(where.x()), double(where.y())} &&
+             state->overOwnWindow == overOwn;
+    });
+  };
+  EXPECT_TRUE(seenAt({250, 250}, false));
+  EXPECT_TRUE(seenAt({750, 250}, true));
+  EXPECT_TRUE(seenAt({500, 250}, false));
 }
 
 TEST_F(X11CaptureTest, AnUnchangedAreaIsNotGrabbedAgain) {

@@ -22,9 +22,13 @@ RenderInputs recordingInputs() {
   return in;
 }
 
+PointerState at(double x, double y, bool overOwnWindow = false) {
+  return {{x, y}, false, overOwnWindow};
+}
+
 // Runs `seconds` of ticks from `start`; returns the time reached.
 double run(CameraMotion& motion, const RenderInputs& in, double start, double seconds,
-           std::optional<Point> pointer) {
+           std::optional<PointerState> pointer) {
   double t = start;
   for (int i = 0; i < int(seconds * 60); ++i) {
     t += kTick;
@@ -69,7 +73,7 @@ TEST(CameraMotion, theFirstRecordingTickReseedsFollowAndZoom) {
   in.clickPoint = {900, 400};
   motion.step(kTick, 5.1, in, std::nullopt);
   in.recording = true;
-  motion.step(kTick, 5.2, in, Point{1900, 1000});
+  motion.step(kTick, 5.2, in, at(1900, 1000));
   EXPECT_EQ(motion.zoomTarget(), 1.0) << "a click before the take does not zoom";
   run(motion, in, 5.2, 3, std::nullopt);
   EXPECT_NEAR(motion.cam().width, 540, 1e-6);
@@ -86,24 +90,55 @@ TEST(CameraMotion, followMovesOnlyAsFarAsTheDeadZoneRequires) {
 
   // Inside the dead zone (22 % of the width each side): the centre holds.
   const Point centre = in.home.center();
-  run(motion, in, 10, 1, Point{centre.x + 540 * 0.27, centre.y + 960 * 0.29});
+  run(motion, in, 10, 1, at(centre.x + 540 * 0.27, centre.y + 960 * 0.29));
   EXPECT_EQ(motion.followCenter(), centre);
 
   // 100 points right of the zone: the centre moves exactly 100 to the right.
   const double zoneRight = centre.x + 540 * 0.5 - 540 * 0.22;
-  motion.step(kTick, 11.1, in, Point{zoneRight + 100, centre.y});
+  motion.step(kTick, 11.1, in, at(zoneRight + 100, centre.y));
   EXPECT_NEAR(motion.followCenter().x, centre.x + 100, 1e-9);
   EXPECT_NEAR(motion.followCenter().y, centre.y, 1e-9);
 
   // A pointer off the display leaves the centre where it is.
   const Point held = motion.followCenter();
-  motion.step(kTick, 11.2, in, Point{-10, 50});
+  motion.step(kTick, 11.2, in, at(-10, 50));
   EXPECT_EQ(motion.followCenter(), held);
 
   // The display origin makes the pointer display-local.
   in.displayOrigin = {2560, 0};
-  motion.step(kTick, 11.3, in, Point{100, 50});
+  motion.step(kTick, 11.3, in, at(100, 50));
   EXPECT_EQ(motion.followCenter(), held) << "(100, 50) globally lies on another display";
+}
+
+TEST(CameraMotion, followWaitsForThePointerToComeIntoViewAndHoldsOverVornsWindows) {
+  CameraMotion motion;
+  RenderInputs in = recordingInputs();
+  in.home = {600, 100, 540, 960};
+  in.displaySize = {2560, 1440};
+  in.follow = true;
+  const Point centre = in.home.center();
+
+  // Record pressed on the studio far to the right: the take opens on the framed area.
+  double t = run(motion, in, 20, 1, at(2400, 700));
+  EXPECT_EQ(motion.followCenter(), centre);
+  EXPECT_NEAR(motion.cam().x, 600, 1e-6);
+
+  // Into view, then out to the right: now it follows.
+  t = run(motion, in, t, 0.2, at(centre.x, centre.y));
+  t = run(motion, in, t, 0.2, at(1300, 500));
+  const double followed = motion.followCenter().x;
+  EXPECT_GT(followed, centre.x);
+
+  // Onto one of Vorn's windows (to press Stop): the view holds where it was.
+  t = run(motion, in, t, 1, at(2400, 700, true));
+  EXPECT_EQ(motion.followCenter().x, followed);
+
+  // A new take waits again for the pointer to come into view.
+  in.recording = false;
+  t = run(motion, in, t, 0.5, std::nullopt);
+  in.recording = true;
+  run(motion, in, t, 1, at(2400, 700));
+  EXPECT_EQ(motion.followCenter(), centre);
 }
 
 TEST(CameraMotion, clickZoomsToSeventyPercentAndGlidesBackAfterTheHold) {
@@ -133,7 +168,7 @@ TEST(CameraMotion, bigStepsAreCappedByTheCallerAndCamStaysOnTheDisplay) {
   CameraMotion motion;
   RenderInputs in = recordingInputs();
   in.home = {1700, 900, 540, 960};  // reaches past the display
-  motion.step(0.05, 1, in, Point{1919, 1079});
+  motion.step(0.05, 1, in, at(1919, 1079));
   const Rect cam = motion.cam();
   EXPECT_GE(cam.minX(), 0);
   EXPECT_LE(cam.maxX(), 1920 + 1e-9);

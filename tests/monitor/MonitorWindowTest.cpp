@@ -13,6 +13,7 @@
 #include "reels/ReelMaker.h"
 
 #include "support/ChildProcess.h"
+#include "support/OtherWindow.h"
 #include "support/Eventually.h"
 #include "support/MovieProbe.h"
 #include "support/TestServices.h"
@@ -55,14 +56,6 @@ class MonitorWindowTest : public testing::Test {
       p.home = std::vector<double>{200 / 1920.0, 100 / 1080.0, 400 / 1920.0, 711 / 1080.0};  // on the left
     });
     studio.setWelcomed(true);
-    backdrop.setAutoFillBackground(true);
-    QPalette palette;
-    palette.setColor(QPalette::Window, QColor(40, 180, 60));
-    backdrop.setPalette(palette);
-    backdrop.setWindowFlags(Qt::FramelessWindowHint);
-    backdrop.setGeometry(0, 0, 1920, 1080);
-    backdrop.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&backdrop, 20000));
     desktop = X11Desktop::open();
     ASSERT_TRUE(desktop);
     StudioWindows windows;
@@ -106,7 +99,7 @@ class MonitorWindowTest : public testing::Test {
 
   Studio studio;
   ReelMaker reels{studio};
-  QWidget backdrop;
+  test::OtherWindow backdrop{QRect(0, 0, 1920, 1080), QColor(40, 180, 60)};
   std::unique_ptr<X11Desktop> desktop;
   MonitorWindow* monitor = nullptr;
   IslandWindow* island = nullptr;

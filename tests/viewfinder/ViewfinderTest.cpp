@@ -9,6 +9,7 @@
 #include "viewfinder/FrameView.h"
 #include "viewfinder/Viewfinder.h"
 
+#include "support/OtherWindow.h"
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/MovieProbe.h"
@@ -23,24 +24,6 @@ namespace {
 using test::within;
 
 const QColor kGreen(40, 180, 60);
-
-// A window of another application under the frame: one colour, and it counts the presses
-// that reach it.
-class Backdrop : public QWidget {
- public:
-  Backdrop() {
-    setAutoFillBackground(true);
-    QPalette palette;
-    palette.setColor(QPalette::Window, kGreen);
-    setPalette(palette);
-    setWindowFlags(Qt::FramelessWindowHint);
-    setGeometry(100, 100, 1400, 900);
-  }
-  int presses = 0;
-
- protected:
-  void mousePressEvent(QMouseEvent*) override { ++presses; }
-};
 
 void xdotool(std::vector<std::string> args) {
   args.insert(args.begin(), "xdotool");
@@ -68,8 +51,6 @@ class ViewfinderTest : public testing::Test {
       p.reels = false;
       p.follow = false;  // the crop stays on the frame
     });
-    backdrop.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&backdrop, 20000));
     desktop = X11Desktop::open();
     ASSERT_TRUE(desktop);
     StudioWindows windows;
@@ -98,7 +79,8 @@ class ViewfinderTest : public testing::Test {
   const Rect home{600, 150, 450, 800};  // inside the backdrop
   Studio studio;
   ReelMaker reels{studio};
-  Backdrop backdrop;
+  // Another application's window under the frame.
+  test::OtherWindow backdrop{QRect(100, 100, 1400, 900), kGreen};
   std::unique_ptr<X11Desktop> desktop;
   Viewfinder* viewfinder = nullptr;
   std::unique_ptr<Engine> engine;
@@ -109,6 +91,18 @@ TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
   open(true);
   EXPECT_TRUE(dimmedTo(pixel(825, 650), 1.0)) << "the hole is clear";
   EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.58)) << "framing dims by 0.42";
+
+  QWidget studioWindow(nullptr, Qt::FramelessWindowHint);
+  OverlayPanel::keepUndimmed(&studioWindow);
+  studioWindow.setAutoFillBackground(true);
+  QPalette white;
+  white.setColor(QPalette::Window, Qt::white);
+  studioWindow.setPalette(white);
+  studioWindow.setGeometry(150, 200, 120, 120);
+  studioWindow.show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&studioWindow, 20000));
+  EXPECT_TRUE(within(3, [&] { return pixel(210, 260) == QColor(Qt::white); }))
+      << "a window of the studio's is never dimmed";
 
   xdotool({"mousemove", "1800", "1050"});  // no pointer in the take
   engine->beginCountdown();
@@ -154,18 +148,18 @@ TEST_F(ViewfinderTest, withoutACompositorNothingIsDimmedAndTheFrameKeepsOnlyItsS
 TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplication) {
   test::ChildProcess compositor({"xcompmgr"});
   open(true);
-  xdotool({"windowactivate", "--sync", std::to_string(backdrop.winId())});
+  xdotool({"windowactivate", "--sync", std::to_string(backdrop.id())});
   std::string active;
   test::runCommand({"xdotool", "getactivewindow"}, &active);
-  ASSERT_EQ(std::stoul(active), backdrop.winId());
+  ASSERT_EQ(std::stoul(active), backdrop.id());
 
   xdotool({"mousemove", "825", "650", "click", "1"});
-  EXPECT_TRUE(within(3, [&] { return backdrop.presses == 1; })) << "the inside is click-through";
+  EXPECT_TRUE(within(3, [&] { return backdrop.presses() == 1; })) << "the inside is click-through";
   xdotool({"mousemove", "610", "650", "click", "1"});
-  EXPECT_TRUE(within(3, [&] { return backdrop.presses == 2; })) << "10 points inside the edge";
+  EXPECT_TRUE(within(3, [&] { return backdrop.presses() == 2; })) << "10 points inside the edge";
   xdotool({"mousemove", "580", "650", "click", "1"});
   settle(0.4);
-  EXPECT_EQ(backdrop.presses, 2) << "20 points outside the edge grabs the frame";
+  EXPECT_EQ(backdrop.presses(), 2) << "20 points outside the edge grabs the frame";
 
   xdotool({"mousemove", "590", "700", "mousedown", "1"});
   for (int x = 610; x <= 690; x += 20) xdotool({"mousemove", std::to_string(x), "700"});
@@ -174,7 +168,7 @@ TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplic
   EXPECT_TRUE(within(3, [&] { return !engine->dragging(); })) << "and was let go";
   EXPECT_TRUE(studio.learnedFrame());
   test::runCommand({"xdotool", "getactivewindow"}, &active);
-  EXPECT_EQ(std::stoul(active), backdrop.winId()) << "the viewfinder never takes the focus";
+  EXPECT_EQ(std::stoul(active), backdrop.id()) << "the viewfinder never takes the focus";
 }
 
 TEST_F(ViewfinderTest, aSuggestionLandsOnTheSalientPatchInsideTheFrontWindow) {

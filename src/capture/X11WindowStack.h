@@ -1,0 +1,73 @@
+#pragma once
+
+#include "capture/OwnClient.h"
+
+#include <QRect>
+#include <QRegion>
+
+#include <vector>
+#include <xcb/xcb.h>
+
+namespace vorn {
+
+// The top-level windows of an X screen (the root's children), bottom to top, kept current from
+// the server's structure events, and which of them are Vorn's own. Each readable window of
+// another client carries a damage object, so that drawing inside it is reported even where it
+// is hidden. Used on one thread with its own connection.
+class X11WindowStack {
+ public:
+  struct Window {
+    xcb_window_t id = 0;
+    QRect rect;  // its inside in root pixels
+    bool mapped = false;
+    bool own = false;       // Vorn's, or a frame around one of Vorn's
+    bool readable = false;  // drawn by a client (not input-only, not the server's own)
+    bool opaque = true;     // hides what lies below (no alpha channel)
+    uint32_t damage = 0;
+  };
+
+  // How long a place one of Vorn's windows left keeps being treated as Vorn's: a compositing
+  // manager repaints the screen there a little later.
+  static constexpr double leftPlaceSeconds = 0.25;
+
+  // Reads the current stack and starts following it.
+  X11WindowStack(xcb_connection_t* connection, xcb_window_t root, OwnClient own,
+                 bool withDamage);
+
+  // Applies a structure event of the root. Returns the root area whose picture it may have
+  // changed (empty when none, or when the event was not one of the stack's).
+  QRect handle(const xcb_generic_event_t* event, double now);
+  // The window holding `damage`, or null.
+  const Window* damaged(uint32_t damage) const;
+
+  const std::vector<Window>& windows() const { return windows_; }
+  // Where Vorn's windows are, or were moments ago.
+  QRegion ownRegion(double now);
+  // Whether the top-level window `id` is Vorn's.
+  bool isOwn(xcb_window_t id) const;
+
+ private:
+  struct LeftPlace {
+    QRect rect;
+    double until;
+  };
+  void scan();
+  void describe(std::vector<Window*> windows);
+  void track(Window& window);
+  void leave(const Window& window, double now);
+  Window* find(xcb_window_t id);
+  void erase(xcb_window_t id, double now);
+  void restack(xcb_window_t id, xcb_window_t above);
+  QRect configure(const xcb_configure_notify_event_t& event, double now);
+  QRect mapped(xcb_window_t id, bool on, double now);
+
+  xcb_connection_t* const connection_;
+  const xcb_window_t root_;
+  const OwnClient own_;
+  const uint32_t serverIds_;  // the id range of the server's own windows
+  const bool withDamage_;
+  std::vector<Window> windows_;  // bottom to top
+  std::vector<LeftPlace> left_;
+};
+
+}  // namespace vorn
