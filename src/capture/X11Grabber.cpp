@@ -260,14 +260,22 @@ bool X11Grabber::capture(const QRect& source, const QRegion& own) {
 
 // The area as it would look without Vorn's windows: the other windows from the top down until
 // opaque ones cover it, the screen itself where none does, and black where only Vorn's
-// windows were over the desktop's background.
+// windows were over the desktop's background. Where Vorn's windows cover little of the area,
+// the screen is read whole and only their parts are built.
 void X11Grabber::compose(const QRect& source, const QRegion& own) {
   struct Layer {
     const X11WindowStack::Window* window;
     QRegion part;
   };
+  const auto pixels = [](const QRegion& region) {
+    long long sum = 0;
+    for (const QRect& r : region) sum += (long long)r.width() * r.height();
+    return sum;
+  };
+  const bool patch = pixels(own) * 2 < (long long)source.width() * source.height();
+  if (patch) read(session_.screen->root, QPoint(0, 0), source, source, false);
   std::vector<Layer> layers;
-  QRegion uncovered(source), seeThrough;
+  QRegion uncovered = patch ? own : QRegion(source), seeThrough;
   const auto& windows = stack_->windows();
   for (auto it = windows.rbegin(); it != windows.rend() && !uncovered.isEmpty(); ++it) {
     if (!it->mapped || it->own || !it->readable) continue;

@@ -47,13 +47,17 @@ TempHome::~TempHome() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-XServer::XServer(int width, int height) {
+pid_t XServer::pid() const { return process_->pid(); }
+
+XServer::XServer(int width, int height, std::vector<std::string> options) {
   int fds[2];
   if (pipe(fds) != 0) throw std::runtime_error("cannot make a pipe for Xvfb");
   // Xvfb picks a free display number itself and writes it to the descriptor.
-  process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
-      "Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
-      std::to_string(width) + "x" + std::to_string(height) + "x24", "-nolisten", "tcp", "-ac"});
+  std::vector<std::string> argv{"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
+                                std::to_string(width) + "x" + std::to_string(height) + "x24",
+                                "-nolisten", "tcp", "-ac"};
+  argv.insert(argv.end(), options.begin(), options.end());
+  process_ = std::make_unique<ChildProcess>(argv);
   close(fds[1]);
   std::string number;
   pollfd p{fds[0], POLLIN, 0};

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace vorn::test {
 
@@ -22,8 +23,10 @@ class TempHome {
 // A private Xvfb display (24-bit colour); DISPLAY points at it while it lives.
 class XServer {
  public:
-  explicit XServer(int width = 1920, int height = 1080);
+  // `options` go to Xvfb as they stand (say "-extension", "Composite").
+  explicit XServer(int width = 1920, int height = 1080, std::vector<std::string> options = {});
   const std::string& display() const { return display_; }
+  pid_t pid() const;
 
  private:
   std::string display_;
