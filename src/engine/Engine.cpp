@@ -308,4 +308,6 @@ void Engine::countPerf(bool tick) {
   perf_ = {0, 0, now};
 }
 
+bool Engine::ownWindowsLeftOut() const { return screenSource_->leavesOutOwnWindows(); }
+
 }  // namespace vorn

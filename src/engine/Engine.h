@@ -125,6 +125,8 @@ class Engine : public QObject {
   void setHome(const Rect& home) { home_ = home; }
   RenderLoop* renderLoop() const { return loop_.get(); }
   ScreenSource& screenSource() { return *screenSource_; }
+  // Whether the takes leave Vorn's windows out; if not, they keep out of the capture area.
+  bool ownWindowsLeftOut() const;
   CameraSource& cameraSource() { return *cameraSource_; }
   // The take being recorded (null otherwise): its path, for tests and diagnostics.
   std::shared_ptr<Recorder> recorder() const { return recorder_; }

@@ -4,7 +4,13 @@
 #include "capture/ScreenSource.h"
 #include "desktop/OverlayPanel.h"
 #include "engine/Engine.h"
+#include "monitor/IslandPlacement.h"
 #include "monitor/IslandView.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+#include <optional>
 
 namespace vorn {
 
@@ -30,10 +36,7 @@ void IslandWindow::attach(Engine& engine) {
 
 void IslandWindow::show() {
   if (!engine_) return;
-  const Rect& screen = engine_->screen().rect;
-  // No camera housing on these screens: the island hangs from the top edge, centred.
-  panel_->setGeometry(int(screen.x + screen.width / 2 - IslandView::size.width() / 2.0), int(screen.y),
-                      IslandView::size.width(), IslandView::size.height());
+  place();
   tick();
   if (!shown_) panel_->setWindowOpacity(0);
   panel_->orderFront();
@@ -51,7 +54,25 @@ void IslandWindow::fadeOut() {
   });
 }
 
+// No camera housing on these screens: the island hangs from the top of the usable area,
+// centred, unless the take could not leave it out.
+void IslandWindow::place() {
+  const Rect& screen = engine_->screen().rect;
+  const QRect whole(int(screen.x), int(screen.y), int(screen.width), int(screen.height));
+  const QScreen* shown = QGuiApplication::screenAt(whole.center());
+  const QRect usable = shown ? shown->availableGeometry().intersected(whole) : whole;
+  std::optional<QRectF> avoid;
+  if (!engine_->ownWindowsLeftOut()) {
+    const Rect home = engine_->home();
+    avoid = QRectF(screen.x + home.x, screen.y + home.y, home.width, home.height);
+  }
+  const QRect at = IslandPlacement::place(usable.isEmpty() ? whole : usable, IslandView::size, avoid);
+  if (at != panel_->geometry()) panel_->setGeometry(at);
+}
+
 void IslandWindow::tick() {
+  // A frame moved during the take takes the island along when it must keep out of it.
+  if (engine_ && !engine_->ownWindowsLeftOut()) place();
   if (!view_->tick(mediaTime())) return;
   // Only the drawn parts are shown (no black box without a compositor) and take the mouse.
   const QRegion drawn = view_->drawnRegion();

@@ -30,6 +30,7 @@ class IslandWindow final : public IslandPanel {
   bool shown() const { return shown_; }
 
  private:
+  void place();
   void tick();
 
   Studio& studio_;

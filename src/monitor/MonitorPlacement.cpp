@@ -17,8 +17,9 @@ QRect clampedInto(QRect r, const QRect& v) {
 
 }  // namespace
 
-QRect full(const std::optional<QRect>& placed, const QRect& visible, const QRectF& avoid) {
-  if (usable(placed, visible)) return *placed;
+QRect full(const std::optional<QRect>& placed, const QRect& visible, const QRectF& avoid,
+           bool keepOff) {
+  if (usable(placed, visible) && !(keepOff && QRectF(*placed).intersects(avoid))) return *placed;
   const int w = fullSize.width(), h = fullSize.height();
   const int x = avoid.center().x() < visible.center().x() ? visible.left() + visible.width() - w - 12
                                                            : visible.left() + 12;

@@ -10,9 +10,10 @@ inline constexpr QSize fullSize{360, 860};
 inline constexpr QSize compactSize{250, 68};
 
 // Where the full monitor opens on a screen whose usable area is `visible`: where the user
-// last left it while that still lies on the screen, else at the side away from `avoid` (the
-// capture frame), vertically centred.
-QRect full(const std::optional<QRect>& placed, const QRect& visible, const QRectF& avoid);
+// last left it while that still lies on the screen (and, with `keepOff`, off `avoid`), else at
+// the side away from `avoid` (the capture frame), vertically centred.
+QRect full(const std::optional<QRect>& placed, const QRect& visible, const QRectF& avoid,
+           bool keepOff = false);
 
 // The window's next rectangle when it turns compact (or full again) from `current`: the bar
 // keeps the window's centre line and sits 24 points below the phone window's top; full again

@@ -105,11 +105,27 @@ void MonitorWindow::phaseChanged() {
   underPhone_->setVisible(!review);
   if (studio_.phase() == Phase::recording) clock_.start();
   else clock_.stop();
+  if (studio_.phase() == Phase::countdown) keepOffFrame();
+}
+
+// Where the takes cannot leave the monitor out, it moves off the frame for the take.
+void MonitorWindow::keepOffFrame() {
+  if (!engine_ || engine_->ownWindowsLeftOut() || !isVisible()) return;
+  const Rect& screen = engine_->screen().rect;
+  const Rect& home = engine_->home();
+  const QRectF frame(screen.x + home.x, screen.y + home.y, home.width, home.height);
+  if (!frameGeometry().intersects(frame.toAlignedRect())) return;
+  const QRect visible = visibleArea(engine_->screen());
+  const QRect full = MonitorPlacement::full(std::nullopt, visible, frame);
+  setGeometry(studio_.compact() ? MonitorPlacement::form(true, full, std::nullopt, visible) : full);
 }
 
 void MonitorWindow::show(const DisplayInfo& screen, const Rect& avoid) {
   const QRect visible = visibleArea(screen);
-  const QRect full = MonitorPlacement::full(placed_, visible, QRectF(avoid.x, avoid.y, avoid.width, avoid.height));
+  // Where the takes cannot leave the monitor out, it never opens over the frame.
+  const bool keepOff = engine_ && !engine_->ownWindowsLeftOut();
+  const QRect full = MonitorPlacement::full(placed_, visible, QRectF(avoid.x, avoid.y, avoid.width, avoid.height),
+                                            keepOff);
   showForm(studio_.compact());
   setGeometry(studio_.compact() ? MonitorPlacement::form(true, full, placed_, visible) : full);
   if (!isVisible()) setWindowOpacity(0);
@@ -137,6 +153,8 @@ void MonitorWindow::changeForm(bool compact, const DisplayInfo& screen) {
   fadeTo(0, 0.12, [this, compact, next] {
     showForm(compact);
     setGeometry(next);
+    const Phase phase = studio_.phase();
+    if (phase == Phase::countdown || phase == Phase::recording) keepOffFrame();
     fadeTo(1, 0.22);
   });
 }

@@ -52,6 +52,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   void showForm(bool compact);
   void fadeTo(double opacity, double seconds, std::function<void()> then = {});
   void phaseChanged();
+  void keepOffFrame();
 
   Studio& studio_;
   Engine* engine_ = nullptr;

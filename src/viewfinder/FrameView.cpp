@@ -163,7 +163,7 @@ void FrameView::paintEvent(QPaintEvent*) {
 }
 
 void FrameView::paintGuides(QPainter& p, const QRectF& r, const QColor&) {
-  if (state_.dragging) {
+  if (state_.dragging && state_.phase != Phase::recording) {
     p.setPen(pen(QColor(255, 255, 255, 33), 1));
     for (const double f : {1.0 / 3, 2.0 / 3}) {
       p.drawLine(QPointF(r.left() + r.width() * f, r.top()), QPointF(r.left() + r.width() * f, r.bottom()));
@@ -200,7 +200,13 @@ void FrameView::paintGuides(QPainter& p, const QRectF& r, const QColor&) {
 }
 
 void FrameView::paintBrackets(QPainter& p, const QRectF& region, const QColor& base) {
-  const QRectF r = region.adjusted(-2.5, -2.5, 2.5, 2.5);
+  const bool recording = state_.phase == Phase::recording;
+  const double width = 3 + 2.5 * state_.pulse;
+  const double shadowWidth = width + (recording ? 8 : 4);
+  // Wholly outside the region, shadow included: where the display server cannot leave the
+  // frame out of the take, not one of its pixels lands in it.
+  const double out = shadowWidth / 2 + 0.5;
+  const QRectF r = region.adjusted(-out, -out, out, out);
   const double arm = std::min({0.16 * r.width(), 0.16 * r.height(), 30.0});
   const double alpha = state_.hover || state_.dragging || state_.pulse > 0 ? 1.0 : 0.85;
   QPainterPath path;
@@ -213,12 +219,10 @@ void FrameView::paintBrackets(QPainter& p, const QRectF& region, const QColor& b
   bracket(r.topRight(), -1, 1);
   bracket(r.bottomLeft(), 1, -1);
   bracket(r.bottomRight(), -1, -1);
-  const double width = 3 + 2.5 * state_.pulse;
   // The shadow: a wider, faint stroke under the bracket (red and wider while recording).
-  const bool recording = state_.phase == Phase::recording;
   const QColor shadow = recording ? withAlpha(kRed, 0.6 * 0.35) : QColor(0, 0, 0, int(0.45 * 0.4 * 255));
   p.setBrush(Qt::NoBrush);
-  p.setPen(pen(shadow, width + (recording ? 8 : 4)));
+  p.setPen(pen(shadow, shadowWidth));
   p.drawPath(path);
   p.setPen(pen(withAlpha(base, alpha), width));
   p.drawPath(path);

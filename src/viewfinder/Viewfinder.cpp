@@ -182,13 +182,17 @@ FrameState Viewfinder::stateFor(bool grabbable, QPointF mouse, const QRectF& f) 
   FrameState s;
   s.phase = studio_.phase();
   s.paused = studio_.pausedAt().has_value();
-  s.countdown = s.phase == Phase::countdown ? studio_.countdown() : 0;
+  // Where the take cannot leave the frame panel out, nothing is drawn inside the region: the
+  // island counts down instead, and a drag mid-take shows no guides.
+  const bool insideFree = engine_->ownWindowsLeftOut();
+  s.countdown = s.phase == Phase::countdown && insideFree ? studio_.countdown() : 0;
   s.dragging = engine_->dragging();
   s.hover = grabbable;
   const Slots slots = Geometry::slots(prefs);
   s.points = FrameReadout::points(f.width(), slots.screen ? slots.screen->width : Geometry::canvasWidth);
   s.safe = FrameReadout::safeFractions(prefs);
-  if (s.dragging) s.ideal = FrameReadout::idealRatio(engine_->idealHeight(), f.height());
+  if (s.dragging && (insideFree || s.phase != Phase::recording))
+    s.ideal = FrameReadout::idealRatio(engine_->idealHeight(), f.height());
   if (grabbable && !s.dragging)
     s.hint = FrameZones::hint(frameView_->zones().zone(frameView_->mapFromGlobal(mouse)));
   else if (s.phase == Phase::framing && !studio_.learnedFrame())
