@@ -24,6 +24,8 @@ class StatusMenu : public QObject {
   // Offers a newer release: an "Update to VERSION…" item that opens `url`.
   void offerUpdate(const QString& version, const QUrl& url);
   QMenu& menu() { return menu_; }
+  // "Quit Vorn", with its Ctrl+Q: a window that holds it takes the shortcut as well.
+  QAction* quitAction() const { return quit_; }
   QIcon icon() const;
 
  Q_SIGNALS:

@@ -96,6 +96,8 @@ int runStudio(int argc, char** argv) {
                                               menu.offerUpdate(release.version, release.url);
                                             });
   QObject::connect(&menu, &StatusMenu::quitRequested, &app, &QCoreApplication::quit);
+  // A tray menu's shortcut only works while the menu is open: the key window holds it too.
+  monitorWindow->addAction(menu.quitAction());
   onStopSignals(&app, [] { QCoreApplication::quit(); });
   autoRecord(engine, studio);
   QObject::connect(&engine, &Engine::firstFrame, &engine, [] {

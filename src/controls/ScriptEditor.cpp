@@ -1,5 +1,6 @@
 #include "controls/ScriptEditor.h"
 
+#include "model/PrompterPace.h"
 #include "model/Studio.h"
 
 #include <QHBoxLayout>
@@ -8,6 +9,8 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QVBoxLayout>
+
+#include <cmath>
 
 namespace vorn {
 
@@ -25,10 +28,13 @@ ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
   column->addWidget(text_, 1);
   auto* row = new QHBoxLayout;
   row->addWidget(new QLabel(QStringLiteral("Pace"), this));
+  // In words a minute, the way a reading voice is measured; saved as the points a second the
+  // prompter scrolls.
   pace_ = new QSpinBox(this);
-  pace_->setRange(5, 200);
-  pace_->setSuffix(QStringLiteral(" pt/s"));
-  pace_->setValue(int(studio_.prefs().prompterSpeed));
+  pace_->setRange(int(PrompterPace::slowest), int(PrompterPace::fastest));
+  pace_->setSingleStep(10);
+  pace_->setSuffix(QStringLiteral(" words a minute"));
+  pace_->setValue(int(std::lround(PrompterPace::wordsPerMinute(studio_.prefs().prompterSpeed))));
   row->addWidget(pace_);
   row->addStretch(1);
   auto* clear = new QPushButton(QStringLiteral("Clear"), this);
@@ -41,8 +47,8 @@ ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
     const QString script = text_->toPlainText();
     if (script != studio_.prefs().script) studio_.updatePrefs([&](Prefs& p) { p.script = script; });
   });
-  connect(pace_, &QSpinBox::valueChanged, this, [this](int pace) {
-    studio_.updatePrefs([pace](Prefs& p) { p.prompterSpeed = pace; });
+  connect(pace_, &QSpinBox::valueChanged, this, [this](int wordsPerMinute) {
+    studio_.updatePrefs([wordsPerMinute](Prefs& p) { p.prompterSpeed = PrompterPace::pointsPerSecond(wordsPerMinute); });
   });
   connect(clear, &QPushButton::clicked, text_, &QPlainTextEdit::clear);
   connect(done, &QPushButton::clicked, this, [this] { studio_.setShowScript(false); });

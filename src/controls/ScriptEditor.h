@@ -15,6 +15,7 @@ class ScriptEditor : public QWidget {
  public:
   ScriptEditor(Studio& studio, QWidget* owner);
   QPlainTextEdit* text() const { return text_; }
+  QSpinBox* pace() const { return pace_; }
 
  private:
   void follow();

@@ -172,8 +172,8 @@ bool Engine::handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText) 
       primaryAction();
       return true;
     case Qt::Key_Escape:
-      if (phase == Phase::framing) close();
-      else if (phase == Phase::review) toFraming();
+      // Escape only ever backs out of something under way; closing the studio is Ctrl+W.
+      if (phase == Phase::review) toFraming();
       else if (phase == Phase::countdown) cancelCountdown();
       else return false;
       return true;

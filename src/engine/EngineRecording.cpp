@@ -48,7 +48,8 @@ void Engine::beginCountdown() {
   saveHome();
   takeHasMic_ = prefs.micOn && micAuthorized_ && activeMic_ && !cameraSource_->silent.get();
   if (prefs.micOn && !takeHasMic_)
-    flash(QStringLiteral("Recording without sound: Vorn can't use the microphone"));
+    flash(studio_.mics().empty() ? QStringLiteral("No microphone: recording without sound.")
+                                 : QStringLiteral("Recording without sound: Vorn can't use the microphone"));
   studio_.setPhase(Phase::countdown);
   studio_.setCountdown(3);
   if (reels_) reels_->pause();
@@ -237,8 +238,10 @@ void Engine::finished(const FinishedTake& result, bool hasMic) {
       setCompact(false);  // a finished take is always seen at full size
       windows_.monitor->bringToFront();
       const Prefs& prefs = studio_.prefs();
-      if (reels_ && hasMic && prefs.reels.value_or(true) && duration >= kShortestReelTake)
-        reels_->make(take, prefs.brief.value_or(QString()));
+      if (reels_ && ReelMaker::isAvailable() && prefs.reels.value_or(true) && duration >= kShortestReelTake) {
+        if (hasMic) reels_->make(take, prefs.brief.value_or(QString()));
+        else flash(QStringLiteral("No reel: this take has no voice."));
+      }
     }
   }
   Q_EMIT takeFinished();
@@ -275,7 +278,8 @@ void Engine::restartTake() {
 void Engine::retake() {
   if (const std::optional<Take> take = studio_.take()) {
     if (reels_) reels_->discard(*take);
-    if (QFile::exists(take->url.toLocalFile())) QFile::moveToTrash(take->url.toLocalFile());
+    if (QFile::exists(take->url.toLocalFile()) && QFile::moveToTrash(take->url.toLocalFile()))
+      flash(QStringLiteral("Moved to Trash"));
   }
   toFraming();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/Model.h"
+#include "model/PrompterPace.h"
 
 #include <QByteArray>
 #include <QString>
@@ -31,7 +32,7 @@ struct Prefs {
   std::optional<QString> cameraID;
   std::optional<QString> micID;
   QString script;
-  double prompterSpeed = 30.0;
+  double prompterSpeed = PrompterPace::pointsPerSecond(PrompterPace::speaking);  // points a second
   std::optional<QString> brief;
   std::optional<bool> reels;
   std::optional<bool> claude;
@@ -49,7 +50,8 @@ struct Prefs {
 
   // This record with every value the controls could not have set replaced: a frame rate
   // other than 30 or 60, a split ratio outside [0.34, 0.72], a bubble size outside
-  // [0.18, 0.5] or a prompter speed outside [0, 1000] by its default; a bubble position by the
+  // [0.18, 0.5] or a prompter speed outside the editor's 60 to 300 words a minute (such as the
+  // 30 points a second of earlier versions) by its default; a bubble position by the
   // nearest one that keeps the bubble whole; a capture frame that frames no part of the
   // screen (not four numbers, outside it, or under a hundredth of it) by none.
   Prefs withinRanges() const;

@@ -13,8 +13,6 @@ constexpr double lowestSplit = 0.34, highestSplit = 0.72;
 constexpr double smallestBubble = 0.18, largestBubble = 0.5;
 // The bubble's radius in height units of the 9 : 16 frame, per unit of its size.
 constexpr double bubbleHeightPerWidth = 0.5625;
-// A scroll speed beyond this (points per second) passes a line faster than anyone reads.
-constexpr double fastestPrompter = 1000;
 // A capture frame narrower or lower than this share of the screen frames nothing.
 constexpr double smallestHomeShare = 0.01;
 
@@ -48,7 +46,9 @@ Prefs Prefs::withinRanges() const {
   p.bubbleX = inside(p.bubbleX, radius, 1 - radius, defaults.bubbleX);
   p.bubbleY = inside(p.bubbleY, radius * bubbleHeightPerWidth, 1 - radius * bubbleHeightPerWidth,
                      defaults.bubbleY);
-  if (!within(p.prompterSpeed, 0, fastestPrompter)) p.prompterSpeed = defaults.prompterSpeed;
+  if (!within(p.prompterSpeed, PrompterPace::pointsPerSecond(PrompterPace::slowest),
+              PrompterPace::pointsPerSecond(PrompterPace::fastest)))
+    p.prompterSpeed = defaults.prompterSpeed;
   if (p.home && !framesTheScreen(*p.home)) p.home.reset();
   return p;
 }

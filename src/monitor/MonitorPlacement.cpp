@@ -1,5 +1,7 @@
 #include "monitor/MonitorPlacement.h"
 
+#include "monitor/MonitorLayout.h"
+
 #include <algorithm>
 
 namespace vorn::MonitorPlacement {
@@ -15,12 +17,24 @@ QRect clampedInto(QRect r, const QRect& v) {
   return r;
 }
 
+// Where the user left the window, at `size`.
+QRect replaced(const QRect& placed, QSize size, const QRect& visible) {
+  return placed.size() == size ? placed : clampedInto(QRect(placed.topLeft(), size), visible);
+}
+
 }  // namespace
+
+QSize fullSizeOn(const QRect& visible) {
+  const int shortest = MonitorLayout::height(MonitorLayout::smallestPhone);
+  return {fullSize.width(), std::clamp(visible.height(), shortest, fullSize.height())};
+}
 
 QRect full(const std::optional<QRect>& placed, const QRect& visible, const QRectF& avoid,
            bool keepOff) {
-  if (usable(placed, visible) && !(keepOff && QRectF(*placed).intersects(avoid))) return *placed;
-  const int w = fullSize.width(), h = fullSize.height();
+  const QSize size = fullSizeOn(visible);
+  if (usable(placed, visible) && !(keepOff && QRectF(*placed).intersects(avoid)))
+    return replaced(*placed, size, visible);
+  const int w = size.width(), h = size.height();
   const int x = avoid.center().x() < visible.center().x() ? visible.left() + visible.width() - w - 12
                                                            : visible.left() + 12;
   // Centred; on a screen too short for it, its top stays on the screen.
@@ -35,9 +49,9 @@ QRect form(bool compact, const QRect& current, const std::optional<QRect>& place
   if (compact)
     next = QRect(centre - compactSize.width() / 2, current.top() + 24, compactSize.width(), compactSize.height());
   else if (usable(placed, visible))
-    return *placed;
+    return replaced(*placed, fullSizeOn(visible), visible);
   else
-    next = QRect(centre - fullSize.width() / 2, current.top() - 24, fullSize.width(), fullSize.height());
+    next = QRect(QPoint(centre - fullSize.width() / 2, current.top() - 24), fullSizeOn(visible));
   return clampedInto(next, visible);
 }
 

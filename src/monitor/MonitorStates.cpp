@@ -3,6 +3,7 @@
 #include "base/Clock.h"
 #include "model/Studio.h"
 #include "monitor/CompactBar.h"
+#include "monitor/MonitorPlacement.h"
 #include "monitor/MonitorWindow.h"
 #include "monitor/PhoneView.h"
 #include "monitor/ReviewBar.h"
@@ -63,6 +64,10 @@ void reviewBarStates(MonitorWindow& monitor, Studio& studio, std::vector<std::pa
     monitor.reviewBar()->present(job);
     shots.emplace_back(QStringLiteral("monitor-review-") + QString::fromLatin1(name), shot(monitor));
   }
+  // On a screen 720 points high (1080 pixels at 150 %) the phone shrinks; the bar stays whole.
+  monitor.resize(MonitorPlacement::fullSizeOn(QRect(0, 0, 1920, 720)));
+  shots.emplace_back(QStringLiteral("monitor-review-ready-short-screen"), shot(monitor));
+  monitor.resize(MonitorPlacement::fullSize);
   monitor.reviewBar()->present(std::nullopt);
   shots.emplace_back(QStringLiteral("monitor-review-no-reel"), shot(monitor));
 }

@@ -5,6 +5,8 @@
 #include "model/Studio.h"
 #include "desktop/OverlayPanel.h"
 #include "monitor/CompactBar.h"
+#include "monitor/DragStart.h"
+#include "monitor/MonitorLayout.h"
 #include "monitor/MonitorPlacement.h"
 #include "monitor/PhoneView.h"
 #include "monitor/ReviewBar.h"
@@ -13,6 +15,7 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QPainterPath>
 #include <QPushButton>
 #include <QScreen>
 #include <QWindow>
@@ -41,7 +44,6 @@ MonitorWindow::MonitorWindow(Studio& studio)
   setAttribute(Qt::WA_TranslucentBackground);
   setFocusPolicy(Qt::StrongFocus);
   setToolTip(QStringLiteral("Drag to move"));
-  resize(MonitorPlacement::fullSize);
 
   const TrafficLights::Actions lights{[this] { if (engine_) engine_->close(); },
                                       [this] { if (engine_) engine_->setCompact(!studio_.compact()); },
@@ -49,18 +51,13 @@ MonitorWindow::MonitorWindow(Studio& studio)
   const auto record = [this] { if (engine_) engine_->primaryAction(); };
 
   full_ = new QWidget(this);
-  full_->setGeometry(QRect(QPoint(), MonitorPlacement::fullSize));
   (new TrafficLights(studio_, lights, full_))->setGeometry(18, 13, 60, 14);
   phone_ = new PhoneView(studio_, full_);
-  phone_->move((MonitorPlacement::fullSize.width() - PhoneView::bodySize.width()) / 2, 40);
-  const int below = 40 + PhoneView::bodySize.height() + 24;
-  QPushButton* recordButton = miniRecordButton(record, full_);
-  recordButton->setFocusPolicy(Qt::TabFocus);
-  recordButton->adjustSize();
-  recordButton->move((MonitorPlacement::fullSize.width() - recordButton->width()) / 2, below);
-  underPhone_ = recordButton;
+  recordButton_ = miniRecordButton(record, full_);
+  recordButton_->setFocusPolicy(Qt::TabFocus);
+  recordButton_->adjustSize();
+  underPhone_ = recordButton_;
   reviewBar_ = new ReviewBar(studio_, full_);
-  reviewBar_->setGeometry(30, below, PhoneView::bodySize.width(), MonitorPlacement::fullSize.height() - below - 16);
   reviewBar_->hide();
 
   compactBar_ = new CompactBar(studio_, lights, record, this);
@@ -75,6 +72,8 @@ MonitorWindow::MonitorWindow(Studio& studio)
   connect(&studio_, &Studio::phaseChanged, this, [this] { phaseChanged(); });
   for (auto signal : {&Studio::countdownChanged, &Studio::pausedAtChanged})
     connect(&studio_, signal, compactBar_, &CompactBar::refresh);
+  resize(MonitorPlacement::fullSize);
+  arrange();
 }
 
 void MonitorWindow::attach(Engine& engine) {
@@ -93,9 +92,20 @@ void MonitorWindow::setDeck(QWidget* deck) {
   underPhone_->hide();
   underPhone_ = deck;
   deck->setParent(full_);
-  deck->setGeometry(30, reviewBar_->y(), PhoneView::bodySize.width(),
-                    MonitorPlacement::fullSize.height() - reviewBar_->y() - 16);
+  arrange();
   phaseChanged();
+}
+
+void MonitorWindow::arrange() {
+  const MonitorLayout::Places places = MonitorLayout::arrange(size());
+  full_->setGeometry(rect());
+  phone_->setScale(places.phoneScale);
+  phone_->move(places.phone);
+  reviewBar_->setGeometry(places.under);
+  if (underPhone_ == recordButton_)
+    recordButton_->move(places.under.center().x() - recordButton_->width() / 2, places.under.top());
+  else
+    underPhone_->setGeometry(places.under);
 }
 
 void MonitorWindow::phaseChanged() {
@@ -146,7 +156,7 @@ void MonitorWindow::hide() {
 void MonitorWindow::changeForm(bool compact, const DisplayInfo& screen) {
   if (!isVisible()) {
     showForm(compact);
-    return resize(compact ? MonitorPlacement::compactSize : MonitorPlacement::fullSize);
+    return resize(compact ? MonitorPlacement::compactSize : MonitorPlacement::fullSizeOn(visibleArea(screen)));
   }
   if (compact) placed_ = geometry();
   const QRect next = MonitorPlacement::form(compact, geometry(), placed_, visibleArea(screen));
@@ -180,7 +190,7 @@ void MonitorWindow::fadeTo(double opacity, double seconds, std::function<void()>
 void MonitorWindow::showFrame(const ConstFrameRef& frame) { phone_->showFrame(frame); }
 
 int MonitorWindow::previewWidth() const {
-  return int(PhoneView::screenSize.width() * devicePixelRatioF());
+  return int(PhoneView::screenSize.width() * phone_->scale() * devicePixelRatioF());
 }
 
 void MonitorWindow::bringToFront() {
@@ -191,13 +201,24 @@ void MonitorWindow::bringToFront() {
   setFocus(Qt::ActiveWindowFocusReason);
 }
 
+double MonitorWindow::cornerRadius() const { return studio_.compact() ? 20 : 26; }
+
+// Opaque: whatever lies behind the window must not show through its text and buttons.
 void MonitorWindow::paintEvent(QPaintEvent*) {
   QPainter p(this);
   p.setRenderHint(QPainter::Antialiasing);
   p.setPen(QPen(QColor(255, 255, 255, 28), 1));
-  p.setBrush(QColor(22, 22, 24, 242));
-  const double radius = studio_.compact() ? 20 : 26;
-  p.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+  p.setBrush(QColor(22, 22, 24));
+  p.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius(), cornerRadius());
+}
+
+// Without a compositing manager the transparent corners would show black: the window is also
+// shaped to its body, a pixel wider so that a compositor still blends the smoothed edge.
+void MonitorWindow::resizeEvent(QResizeEvent*) {
+  QPainterPath body;
+  body.addRoundedRect(QRectF(rect()).adjusted(-0.5, -0.5, 0.5, 0.5), cornerRadius() + 0.5, cornerRadius() + 0.5);
+  setMask(QRegion(body.toFillPolygon().toPolygon()));
+  if (!studio_.compact()) arrange();
 }
 
 void MonitorWindow::keyPressEvent(QKeyEvent* event) {
@@ -206,7 +227,18 @@ void MonitorWindow::keyPressEvent(QKeyEvent* event) {
 }
 
 void MonitorWindow::mousePressEvent(QMouseEvent* event) {
-  if (event->button() == Qt::LeftButton && windowHandle()) windowHandle()->startSystemMove();
+  if (event->button() == Qt::LeftButton) pressedAt_ = event->position();
 }
+
+// The window manager's move starts only while the button is still down: handed a click, it
+// would go on moving the window, holding the keyboard, until Escape.
+void MonitorWindow::mouseMoveEvent(QMouseEvent* event) {
+  if (!pressedAt_ || !event->buttons().testFlag(Qt::LeftButton) || !pastDragDistance(*pressedAt_, event->position()))
+    return;
+  pressedAt_.reset();
+  if (windowHandle()) windowHandle()->startSystemMove();
+}
+
+void MonitorWindow::mouseReleaseEvent(QMouseEvent*) { pressedAt_.reset(); }
 
 }  // namespace vorn

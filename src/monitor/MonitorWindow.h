@@ -9,6 +9,8 @@
 #include <memory>
 #include <optional>
 
+class QPushButton;
+
 namespace vorn {
 
 class CompactBar;
@@ -45,11 +47,17 @@ class MonitorWindow : public QWidget, public MonitorPanel {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
   void mousePressEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
 
  private:
   void showForm(bool compact);
+  // Lays out the full form for the window's size.
+  void arrange();
+  double cornerRadius() const;
   void fadeTo(double opacity, double seconds, std::function<void()> then = {});
   void phaseChanged();
   void keepOffFrame();
@@ -58,10 +66,12 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   Engine* engine_ = nullptr;
   QWidget* full_;
   PhoneView* phone_;
+  QPushButton* recordButton_;
   QWidget* underPhone_;  // outside review: the record button, or the deck once it is set
   ReviewBar* reviewBar_;
   CompactBar* compactBar_;
   std::optional<QRect> placed_;
+  std::optional<QPointF> pressedAt_;  // the left button is down on the window's background
   QPropertyAnimation fade_;
   QMetaObject::Connection fadeDone_;
   QTimer clock_;  // refreshes the elapsed time while recording

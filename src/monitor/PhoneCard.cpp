@@ -75,6 +75,8 @@ void PhoneCard::buildWelcome(Studio& studio) {
   column->addStretch(1);
   auto* start = new QPushButton(QStringLiteral("Start"), this);
   start->setDefault(true);
+  // A click leaves the keyboard with the window: space is the studio's, not this button's.
+  start->setFocusPolicy(Qt::TabFocus);
   start->setStyleSheet(QStringLiteral(
       "QPushButton { background: white; color: black; border-radius: 16px; padding: 7px; font-weight: 600; }"
       "QPushButton:focus { border: 2px solid rgb(120,170,255); }"));

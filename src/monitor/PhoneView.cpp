@@ -2,6 +2,7 @@
 
 #include "base/Clock.h"
 #include "model/Studio.h"
+#include "monitor/DragStart.h"
 #include "monitor/GhostUI.h"
 #include "monitor/PhoneCard.h"
 #include "monitor/StatusText.h"
@@ -18,6 +19,7 @@
 #include <QPainterPath>
 #include <QWindow>
 
+#include <algorithm>
 #include <cmath>
 
 namespace vorn {
@@ -37,7 +39,7 @@ QFont sizedFont(double pixels, QFont::Weight weight) {
 PhoneView::PhoneView(Studio& studio, QWidget* parent)
     : QWidget(parent), studio_(studio), player_([this](const ConstFrameRef& frame) {
         reviewFrame_ = frame;
-        update(screenRect().toAlignedRect());
+        update(shown(screenRect()));
       }) {
   setFixedSize(bodySize);
   setAttribute(Qt::WA_TranslucentBackground);
@@ -55,13 +57,13 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
 
 void PhoneView::showFrame(const ConstFrameRef& frame) {
   frame_ = frame;
-  update(screenRect().toAlignedRect());
+  update(shown(screenRect()));
 }
 
 void PhoneView::followReview() {
   if (studio_.phase() == Phase::review && studio_.take()) {
     const QString item = reviewSource_ ? reviewSource_() : QString();
-    player_.play(item.isEmpty() ? studio_.take()->url.toLocalFile() : item, screenSize * devicePixelRatioF());
+    player_.play(item.isEmpty() ? studio_.take()->url.toLocalFile() : item, screenSize * (scale_ * devicePixelRatioF()));
   } else {
     player_.stop();
     reviewFrame_.reset();
@@ -73,6 +75,18 @@ const ConstFrameRef& PhoneView::picture() const {
 }
 
 QRectF PhoneView::screenRect() const { return QRectF(QPointF(bezel, bezel), QSizeF(screenSize)); }
+
+QRect PhoneView::shown(const QRectF& r) const {
+  return QRectF(r.topLeft() * scale_, r.size() * scale_).toAlignedRect();
+}
+
+void PhoneView::setScale(double scale) {
+  if (scale == scale_) return;
+  scale_ = scale;
+  setFixedSize((QSizeF(bodySize) * scale).toSize());
+  placeCard();
+  update();
+}
 
 LayoutHandles::Places PhoneView::places() const {
   if (studio_.phase() == Phase::review) return {};  // a finished take is not rearranged
@@ -88,13 +102,17 @@ void PhoneView::updateCard() {
   }
   if (due && !card_) {
     card_ = new PhoneCard(*due, studio_, this);
-    card_->setGeometry(screenRect().adjusted(14, 60, -14, -60).toRect());
+    placeCard();
     card_->show();
   }
 }
 
-void PhoneView::resizeEvent(QResizeEvent*) {
-  if (card_) card_->setGeometry(screenRect().adjusted(14, 60, -14, -60).toRect());
+// The card keeps its text at full size: on a phone shrunk to fit the screen it takes more of it.
+void PhoneView::placeCard() {
+  if (!card_) return;
+  const double inset = std::clamp(14 * scale_ * scale_, 4.0, 14.0);
+  card_->setGeometry(shown(screenRect()).adjusted(int(inset), int(60 * scale_ * scale_), -int(inset),
+                                                  -int(60 * scale_ * scale_)));
 }
 
 // ---- Drawing.
@@ -103,12 +121,13 @@ void PhoneView::paintEvent(QPaintEvent*) {
   ++paints_;
   QPainter p(this);
   p.setRenderHint(QPainter::Antialiasing);
+  p.scale(scale_, scale_);  // drawn in the phone's own points
   paintBody(p);
   paintScreen(p);
 }
 
 void PhoneView::paintBody(QPainter& p) {
-  const QRectF body = QRectF(rect()).adjusted(0.7, 0.7, -0.7, -0.7);
+  const QRectF body = QRectF(QPointF(), QSizeF(bodySize)).adjusted(0.7, 0.7, -0.7, -0.7);
   p.setPen(Qt::NoPen);
   p.setBrush(QColor::fromRgbF(0.012f, 0.012f, 0.012f));
   p.drawRoundedRect(body, kBodyRadius, kBodyRadius);
@@ -132,7 +151,7 @@ void PhoneView::paintScreen(QPainter& p) {
     // A view onto the frame's own pixels: nothing is copied. Composed at this very size, it
     // goes to the window pixel for pixel; only a frame of another size needs smoothing.
     const QImage picture = shown->image();
-    if (std::lround(screen.width() * devicePixelRatioF()) != picture.width())
+    if (std::lround(screen.width() * scale_ * devicePixelRatioF()) != picture.width())
       p.setRenderHint(QPainter::SmoothPixmapTransform);
     p.drawImage(screen, picture);
   }
@@ -214,17 +233,18 @@ void PhoneView::contextMenuEvent(QContextMenuEvent* event) {
 
 void PhoneView::mousePressEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton) return;
-  grab_ = grabAt(event->position());
+  grab_ = grabAt(event->position() / scale_);
   pressAt_ = event->position();
   fieldsAtPress_ = studio_.prefs();
   bubbleStart_ = {fieldsAtPress_.bubbleX, fieldsAtPress_.bubbleY};
-  if (grab_ == Grab::window && studio_.phase() == Phase::review && studio_.take()) {
-    grab_ = Grab::none;
-    shareByDrag();
-  } else if (grab_ == Grab::window && window()->windowHandle()) {
-    grab_ = Grab::none;
-    window()->windowHandle()->startSystemMove();
-  }
+}
+
+// Off the handles a drag moves the window, or in review hands out the take; both start only
+// once the pointer has moved with the button down, so a click stays a click.
+void PhoneView::dragOffTheHandles() {
+  grab_ = Grab::none;
+  if (studio_.phase() == Phase::review && studio_.take()) shareByDrag();
+  else if (window()->windowHandle()) window()->windowHandle()->startSystemMove();
 }
 
 // In review the phone is the take (or its reel): dragging it drops the file wherever files
@@ -241,7 +261,7 @@ void PhoneView::shareByDrag() {
 }
 
 void PhoneView::mouseMoveEvent(QMouseEvent* event) {
-  const QPointF t = event->position() - pressAt_;
+  const QPointF t = (event->position() - pressAt_) / scale_;
   switch (grab_) {
     case Grab::bubble: {
       const QPointF c = LayoutHandles::movedBubble(bubbleStart_, {t.x(), t.y()}, studio_.prefs().bubbleSize,
@@ -257,8 +277,12 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
       studio_.updatePrefs([&](Prefs& prefs) { prefs.splitRatio = ratio; });
       break;
     }
-    default: {
-      const Grab over = grabAt(event->position());
+    case Grab::window:
+      if (event->buttons().testFlag(Qt::LeftButton) && pastDragDistance(pressAt_, event->position()))
+        dragOffTheHandles();
+      break;
+    case Grab::none: {
+      const Grab over = grabAt(event->position() / scale_);
       if (over != hover_) {
         hover_ = over;
         setToolTip(over == Grab::bubble    ? QStringLiteral("Drag to move · pinch to resize")
@@ -274,13 +298,13 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
 void PhoneView::mouseReleaseEvent(QMouseEvent*) { grab_ = Grab::none; }
 
 void PhoneView::mouseDoubleClickEvent(QMouseEvent* event) {
-  if (grabAt(event->position()) != Grab::divider) return;
+  if (grabAt(event->position() / scale_) != Grab::divider) return;
   studio_.updatePrefs([](Prefs& prefs) { prefs.cameraOnTop = !prefs.cameraOnTop; });
 }
 
 void PhoneView::wheelEvent(QWheelEvent* event) {
   // The wheel stands in for the pinch where there is no touchpad gesture.
-  if (grabAt(event->position()) != Grab::bubble) return;
+  if (grabAt(event->position() / scale_) != Grab::bubble) return;
   const double steps = event->angleDelta().y() / 120.0;
   const double size = LayoutHandles::pinchedBubble(studio_.prefs().bubbleSize, std::exp(0.08 * steps));
   studio_.updatePrefs([&](Prefs& prefs) { prefs.bubbleSize = size; });

@@ -19,7 +19,8 @@ class PhoneCard;
 // The phone: its body, and on its 288 × 512 screen, back to front, the composed frame, the
 // platform's interface, the island, the status of the take, the handles that rearrange the
 // layout, a card when one is due, and the toast. Dragging the phone off the handles moves the
-// window. GUI thread only.
+// window. Drawn in those points, at a scale where the screen is too short for it. GUI thread
+// only.
 class PhoneView : public QWidget {
  public:
   static constexpr int bezel = 6;
@@ -27,6 +28,10 @@ class PhoneView : public QWidget {
   static constexpr QSize bodySize{288 + 2 * bezel, 512 + 2 * bezel};
 
   explicit PhoneView(Studio& studio, QWidget* parent);
+
+  // Draws the phone `scale` times its size (1: 300 × 524 points).
+  void setScale(double scale);
+  double scale() const { return scale_; }
 
   // The newest composed frame; kept (not copied) as long as it is shown.
   void showFrame(const ConstFrameRef& frame);
@@ -51,11 +56,13 @@ class PhoneView : public QWidget {
   void mouseDoubleClickEvent(QMouseEvent* event) override;
   void wheelEvent(QWheelEvent* event) override;
   void contextMenuEvent(QContextMenuEvent* event) override;
-  void resizeEvent(QResizeEvent* event) override;
 
  private:
   enum class Grab { none, bubble, divider, window };
   QRectF screenRect() const;
+  // `r`, in the phone's points, where it lies on the widget.
+  QRect shown(const QRectF& r) const;
+  void placeCard();
   LayoutHandles::Places places() const;
   Grab grabAt(QPointF at) const;
   void paintBody(QPainter& p);
@@ -63,6 +70,7 @@ class PhoneView : public QWidget {
   void paintStatus(QPainter& p, const QRectF& screen);
   void paintHandles(QPainter& p, const LayoutHandles::Places& places);
   void updateCard();
+  void dragOffTheHandles();
   void shareByDrag();
   // What the screen shows now: the take under review, or the live preview.
   const ConstFrameRef& picture() const;
@@ -73,9 +81,10 @@ class PhoneView : public QWidget {
   PhoneCard* card_ = nullptr;
   QMenu* menu_ = nullptr;
   std::function<QString()> reviewSource_;
+  double scale_ = 1;
   Grab grab_ = Grab::none;
   Grab hover_ = Grab::none;
-  QPointF pressAt_;
+  QPointF pressAt_;  // on the widget
   QPointF bubbleStart_;
   LayoutFields fieldsAtPress_;
   long paints_ = 0;

@@ -36,11 +36,7 @@ double Prompter::offset(double elapsed, double speed, double nudge) {
   return (std::isfinite(moving) ? moving : 0.0) * speed + nudge;
 }
 
-void Prompter::layOut(const QString& script, double devicePixelRatio) {
-  if (script == laidOut_ && devicePixelRatio == ratio_ && !text_[0].isNull()) return;
-  laidOut_ = script;
-  ratio_ = devicePixelRatio;
-  QTextDocument document;
+void Prompter::setUp(QTextDocument& document, const QString& script) {
   QFont font;
   font.setPixelSize(int(fontSize));
   font.setWeight(QFont::Medium);
@@ -53,6 +49,20 @@ void Prompter::layOut(const QString& script, double devicePixelRatio) {
   document.setDefaultStyleSheet(QStringLiteral("p { line-height: %1px; color: white; }").arg(fontSize + lineSpacing));
   document.setHtml(QStringLiteral("<p style=\"line-height:%1px\">").arg(fontSize + lineSpacing) +
                    script.toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")) + QStringLiteral("</p>"));
+}
+
+double Prompter::height(const QString& script) {
+  QTextDocument document;
+  setUp(document, script);
+  return document.size().height();
+}
+
+void Prompter::layOut(const QString& script, double devicePixelRatio) {
+  if (script == laidOut_ && devicePixelRatio == ratio_ && !text_[0].isNull()) return;
+  laidOut_ = script;
+  ratio_ = devicePixelRatio;
+  QTextDocument document;
+  setUp(document, script);
   const QSize size(int(std::ceil(columnWidth * ratio_)), int(std::ceil(document.size().height() * ratio_)) + 1);
   // The script is laid down four times, a quarter of a pixel lower each time: any offset is
   // then a plain copy of one of them at a whole pixel.

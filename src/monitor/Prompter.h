@@ -6,6 +6,8 @@
 #include <QRectF>
 #include <QString>
 
+class QTextDocument;
+
 namespace vorn {
 
 // The teleprompter's script, laid out once and scrolled by a sub-pixel offset: painting it is
@@ -19,10 +21,14 @@ class Prompter {
   // pause-aware time: the script holds still while paused).
   static double offset(double elapsed, double speed, double nudge);
 
+  // The height of the script laid out in the prompter's column, in points.
+  static double height(const QString& script);
+
   // Paints the script into `area` (the prompter's rounded rectangle), scrolled by `offset`.
   void paint(QPainter& p, const QRectF& area, const QString& script, double offset, double devicePixelRatio);
 
  private:
+  static void setUp(QTextDocument& document, const QString& script);
   void layOut(const QString& script, double devicePixelRatio);
   void prepare(const QRectF& area, double devicePixelRatio);
 

@@ -133,7 +133,10 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
 
   connect(primary_, &QPushButton::clicked, this, [this] { primaryAction(); });
   connect(show, &QPushButton::clicked, this, [this] {
-    if (const QString file = item(); !file.isEmpty()) TakeActions::showInFiles(file);
+    if (const QString file = item(); !file.isEmpty())
+      TakeActions::showInFiles(file, this, [this] {
+        if (engine_) engine_->flash(QStringLiteral("No file manager is available."));
+      });
   });
   connect(copy_, &QPushButton::clicked, this, [this] {
     if (const QString file = item(); !file.isEmpty()) {

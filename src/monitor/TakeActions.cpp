@@ -12,22 +12,22 @@
 
 namespace vorn::TakeActions {
 
-void showInFiles(const QString& path) {
+void showInFiles(const QString& path, QObject* context, std::function<void()> unavailable) {
   const QUrl file = QUrl::fromLocalFile(path);
   const QUrl folder = QUrl::fromLocalFile(QFileInfo(path).absolutePath());
+  const auto openFolder = [folder, unavailable] {
+    if (!QDesktopServices::openUrl(folder)) unavailable();
+  };
   QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.FileManager1"),
                                                      QStringLiteral("/org/freedesktop/FileManager1"),
                                                      QStringLiteral("org.freedesktop.FileManager1"),
                                                      QStringLiteral("ShowItems"));
   call << QStringList{file.toString()} << QString();
   QDBusConnection bus = QDBusConnection::sessionBus();
-  if (!bus.isConnected()) {
-    QDesktopServices::openUrl(folder);
-    return;
-  }
-  auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, 5000), qApp);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, qApp, [watcher, folder] {
-    if (watcher->isError()) QDesktopServices::openUrl(folder);
+  if (!bus.isConnected()) return openFolder();
+  auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, 5000), context);
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, context, [watcher, openFolder] {
+    if (watcher->isError()) openFolder();
     watcher->deleteLater();
   });
 }

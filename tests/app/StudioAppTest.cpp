@@ -59,6 +59,29 @@ TEST_F(StudioApp, terminatingWhileRecordingStillSavesThePlayableTake) {
   EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 1.0);
 }
 
+TEST_F(StudioApp, ctrlQInTheStudioQuitsLikeTheTrayAndSavesTheTakeUnderWay) {
+  setenv("VORN_AUTORECORD", "60", 1);
+  const QStringList before = takes();
+  test::ChildProcess studio({kVorn});
+  const auto fragmentBytes = [] {
+    const QStringList fragments = takes(QDir::Hidden).filter(".recording-");
+    return fragments.isEmpty() ? 0 : QFileInfo(takesFolder().filePath(fragments.front())).size();
+  };
+  // Its first second of pictures and sound lands in the fragment: the take is under way.
+  ASSERT_TRUE(test::eventually([&] { return fragmentBytes() > 8192; }, 60));
+  ASSERT_TRUE(test::eventually([] {
+    std::string name;
+    test::runCommand({"xdotool", "getactivewindow", "getwindowname"}, &name);
+    return name == "Vorn\n";
+  })) << "the studio's window has the keyboard";
+  ASSERT_EQ(test::runCommand({"xdotool", "key", "ctrl+q"}), 0);
+  ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
+  QStringList saved = takes();
+  for (const QString& old : before) saved.removeAll(old);
+  ASSERT_EQ(saved.size(), 1) << saved.join(", ").toStdString();
+  EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 0.5);
+}
+
 TEST_F(StudioApp, aSecondStartHandsOverToTheRunningStudio) {
   test::ChildProcess first({kVorn});
   const QString socket = qEnvironmentVariable("XDG_RUNTIME_DIR") + "/vorn-studio";

@@ -1,5 +1,6 @@
 #include "controls/ControlDeck.h"
 #include "controls/MoreMenu.h"
+#include "controls/ScriptEditor.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "reels/ReelMaker.h"
@@ -7,6 +8,7 @@
 #include "support/Eventually.h"
 
 #include <QPushButton>
+#include <QSpinBox>
 #include <QToolButton>
 #include <QtTest/QTest>
 #include <gtest/gtest.h>
@@ -101,6 +103,16 @@ TEST_F(ControlDeckTest, theMoreMenuSetsWhatTheDeckHasNoButtonFor) {
   EXPECT_EQ(find(more, "Write Stories with Claude") != nullptr, ReelMaker::claudeInstalled());
   find(more, "Close Vorn")->trigger();
   EXPECT_EQ(studio.phase(), Phase::idle);
+}
+
+TEST_F(ControlDeckTest, theTeleprompterEditorSetsThePaceInWordsAMinute) {
+  QSpinBox* pace = deck->scriptEditor()->pace();
+  EXPECT_EQ(pace->value(), 150) << "the default reads like speech";
+  QTest::keyClick(pace, Qt::Key_Up);
+  EXPECT_EQ(pace->value(), 160);
+  EXPECT_NEAR(studio.prefs().prompterSpeed, Prefs().prompterSpeed * 160 / 150, 1e-9) << "saved as its scroll speed";
+  ScriptEditor reopened(studio, nullptr);
+  EXPECT_EQ(reopened.pace()->value(), 160);
 }
 
 }  // namespace

@@ -167,7 +167,9 @@ TEST_F(EngineTest, theStudiosKeysActByPhase) {
   EXPECT_FALSE(engine->handleKey(Qt::Key_W, Qt::ControlModifier));
   engine->restartTake();
   engine->cancelCountdown();
-  EXPECT_TRUE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier));
+  EXPECT_FALSE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier));
+  EXPECT_EQ(studio.phase(), Phase::framing) << "Escape never closes the studio";
+  EXPECT_TRUE(engine->handleKey(Qt::Key_W, Qt::ControlModifier));
   EXPECT_EQ(studio.phase(), Phase::idle);
 }
 

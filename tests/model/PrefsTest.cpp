@@ -31,7 +31,7 @@ Prefs everyFieldChanged() {
   p.cameraID = QStringLiteral("usb-cam-1");
   p.micID = QStringLiteral("alsa_input.pci");
   p.script = QStringLiteral("Hello\n\"world\" – ünïcode");
-  p.prompterSpeed = 42.5;
+  p.prompterSpeed = 5.5;
   p.brief = QStringLiteral("a brief");
   p.reels = true;
   p.claude = false;
@@ -84,7 +84,7 @@ TEST(Prefs, defaultsAreTheDocumentedValues) {
   EXPECT_EQ(p.bubbleX, 0.24);
   EXPECT_EQ(p.bubbleY, 0.72);
   EXPECT_EQ(p.bubbleSize, 0.3);
-  EXPECT_EQ(p.prompterSpeed, 30.0);
+  EXPECT_NEAR(p.prompterSpeed, 8.43, 0.01) << "150 words a minute";
   EXPECT_TRUE(p.script.isEmpty());
   EXPECT_FALSE(p.cameraID || p.micID || p.brief || p.reels || p.claude || p.face || p.home);
 }
@@ -181,6 +181,8 @@ TEST_F(PrefsStore, valuesOutOfTheirRangesLoadAsTheirFallbacks) {
       {"bubbleY", 1.0, [&](Prefs& p) { p.bubbleY = 1 - saved.bubbleSize / 2 * 0.5625; }},
       {"prompterSpeed", -1, [&](Prefs& p) { p.prompterSpeed = d.prompterSpeed; }},
       {"prompterSpeed", 1e9, [&](Prefs& p) { p.prompterSpeed = d.prompterSpeed; }},
+      {"prompterSpeed", 30, [&](Prefs& p) { p.prompterSpeed = d.prompterSpeed; }},
+      {"prompterSpeed", 10.5, [](Prefs& p) { p.prompterSpeed = 10.5; }},
       {"home", QJsonArray{0.1, 0.2, 0, 0}, [](Prefs& p) { p.home.reset(); }},
       {"home", QJsonArray{0.5}, [](Prefs& p) { p.home.reset(); }},
       {"home", QJsonArray{0.8, 0.2, 0.5, 0.5}, [](Prefs& p) { p.home.reset(); }},

@@ -20,6 +20,19 @@ TEST(Prompter, theScriptWaitsThenScrollsAtItsPaceAndHoldsWhilePaused) {
   EXPECT_NEAR(Prompter::offset(0.8 + 1.0 / 60, 33, 0), 0.55, 1e-9) << "less than a point a tick";
 }
 
+TEST(Prompter, itsDefaultPaceKeepsUpWithAReadingVoice) {
+  // Three minutes of speech at 150 words a minute.
+  const QString script = QStringLiteral(
+      "Most of the work happens before you press record. Frame what matters, say the point in the first three "
+      "seconds, and cut everything else. Today I want to show you how I plan a short video in five minutes, from "
+      "the first idea to the last frame, with one simple rule that saves me an hour every single week. If this "
+      "helps you, follow along, because next week I will show you how I edit the whole thing in under ten "
+      "minutes. ").repeated(5).trimmed();
+  const double words = double(script.split(QLatin1Char(' ')).size());
+  const double seconds = Prompter::height(script) / Prefs().prompterSpeed;
+  EXPECT_NEAR(words / seconds * 60, 150, 15) << "words a minute as the script scrolls by";
+}
+
 // The prompter drawn alone at `offset` into a 520 × 260 picture.
 QImage prompterAt(Prompter& prompter, double offset) {
   QImage image(520, 260, QImage::Format_ARGB32_Premultiplied);

@@ -1,10 +1,14 @@
 #include "monitor/LayoutHandles.h"
 #include "model/Studio.h"
 #include "monitor/MonitorPlacement.h"
+#include "monitor/MonitorWindow.h"
+#include "monitor/ReviewBar.h"
 #include "monitor/PhoneCard.h"
 #include "monitor/StatusText.h"
 #include "render/Geometry.h"
 
+#include <QLayout>
+#include <QPushButton>
 #include <gtest/gtest.h>
 
 namespace vorn {
@@ -21,8 +25,10 @@ TEST(MonitorPlacement, opensAwayFromTheFrameAndReturnsWhereItWasLeft) {
   EXPECT_EQ(MonitorPlacement::full(QRect(700, 100, 360, 860), kVisible, {}), QRect(700, 100, 360, 860));
   EXPECT_EQ(MonitorPlacement::full(QRect(2500, 100, 360, 860), kVisible, QRectF(100, 100, 10, 10)).x(), 1548)
       << "a place on a display that is gone is forgotten";
-  // A screen shorter than the window keeps its top on the screen.
-  EXPECT_EQ(MonitorPlacement::full(std::nullopt, QRect(0, 0, 1280, 720), {}).y(), 0);
+  // A screen shorter than the window (1080 pixels at 150 %) gets a window as tall as it is, and
+  // a place left on a taller screen is kept on this one.
+  EXPECT_EQ(MonitorPlacement::full(std::nullopt, QRect(0, 0, 1280, 720), {}), QRect(1280 - 360 - 12, 0, 360, 720));
+  EXPECT_EQ(MonitorPlacement::full(QRect(700, 100, 360, 860), QRect(0, 0, 1280, 720), {}), QRect(700, 0, 360, 720));
 }
 
 TEST(MonitorPlacement, compactKeepsTheCentreLineAndStaysOnTheScreen) {
@@ -35,6 +41,46 @@ TEST(MonitorPlacement, compactKeepsTheCentreLineAndStaysOnTheScreen) {
   EXPECT_EQ(MonitorPlacement::form(true, QRect(1700, 1040, 360, 860), std::nullopt, kVisible),
             QRect(1670, 1012, 250, 68))
       << "compacting near the bottom right clamps the bar inside the screen";
+}
+
+// A reel at its wordiest: a two-line headline, a caption cut to two lines, a flag, the hint.
+ReelJob wordiestReel() {
+  ReelJob job;
+  job.stage = ReelStage::ready();
+  job.duration = 42;
+  job.video = QUrl::fromLocalFile(QStringLiteral("/videos/take · Reel.mp4"));
+  job.headline = {QStringLiteral("How I cut my editing time in half"), QStringLiteral("with one rule I learned too late")};
+  job.caption = QStringLiteral("Most of the work happens before you press record. ").repeated(4);
+  job.flags = {QStringLiteral("Quiet audio in places"), QStringLiteral("Long pause at 0:12")};
+  job.brain = QStringLiteral("claude");
+  return job;
+}
+
+TEST(MonitorWindow, fitsTheScreenWithEveryButtonOfTheReviewBarWhole) {
+  Studio studio;
+  studio.setPhase(Phase::review);
+  MonitorWindow monitor(studio);
+  monitor.QWidget::show();
+  ReviewBar& bar = *monitor.reviewBar();
+  ReelJob rendering = wordiestReel();
+  rendering.stage = ReelStage::rendering(0.4);
+  // 1080 pixels less a panel, at 100 %, 150 % and 200 %.
+  for (const int screen : {1050, 700, 525}) {
+    monitor.resize(MonitorPlacement::fullSizeOn(QRect(0, 30, 1920, screen)));
+    EXPECT_LE(monitor.height(), screen);
+    for (const std::optional<ReelJob>& job : {std::optional<ReelJob>(), std::optional(rendering),
+                                              std::optional(wordiestReel())}) {
+      bar.present(job);
+      bar.layout()->activate();
+      EXPECT_TRUE(monitor.rect().contains(bar.geometry())) << screen;
+      for (const QPushButton* button : bar.findChildren<QPushButton*>()) {
+        if (!button->isVisibleTo(&bar)) continue;
+        EXPECT_TRUE(bar.rect().contains(button->geometry()))
+            << button->text().toStdString() << " on a screen " << screen << " high";
+        EXPECT_GE(button->height(), button->minimumSizeHint().height()) << button->text().toStdString();
+      }
+    }
+  }
 }
 
 TEST(LayoutHandles, theBubbleStaysWholeInsideTheFrame) {

@@ -2,6 +2,7 @@
 #include "base/Clock.h"
 #include "capture/SampleCamera.h"
 #include "capture/Screenshot.h"
+#include "desktop/CompositorWatch.h"
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
@@ -10,6 +11,7 @@
 #include "monitor/MonitorWindow.h"
 #include "monitor/PhoneCard.h"
 #include "monitor/PhoneView.h"
+#include "monitor/ReviewBar.h"
 #include "reels/ReelMaker.h"
 
 #include "support/ChildProcess.h"
@@ -18,7 +20,10 @@
 #include "support/MovieProbe.h"
 #include "support/TestServices.h"
 
+#include <QApplication>
 #include <QDir>
+#include <QFileInfo>
+#include <QPushButton>
 #include <QWidget>
 #include <QtTest/QTest>
 #include <gtest/gtest.h>
@@ -36,6 +41,21 @@ void xdotool(std::vector<std::string> args) {
 }
 
 void settle(double seconds) { within(seconds, [] { return false; }); }
+
+// A red take of 1.5 s with a tone, in the home folder; empty when it could not be made.
+std::string redTake() {
+  const std::string take = QDir::homePath().toStdString() + "/red.mp4";
+  const int made = test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "color=c=red:s=270x480:r=30:d=1.5",
+                                     "-f", "lavfi", "-i", "sine=frequency=440:duration=1.5", "-c:v", "libx264",
+                                     "-pix_fmt", "yuv420p", "-c:a", "aac", "-shortest", take});
+  return made == 0 ? take : std::string();
+}
+
+QPushButton* buttonNamed(QWidget* parent, const QString& text) {
+  for (QPushButton* b : parent->findChildren<QPushButton*>())
+    if (b->text() == text) return b;
+  return nullptr;
+}
 
 // The studio with its monitor over another application's green window.
 class MonitorWindowTest : public testing::Test {
@@ -117,13 +137,96 @@ TEST_F(MonitorWindowTest, showsTheComposedFrameAndItsShortcutsActOnTheStudio) {
   EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::countdown; }));
   xdotool({"key", "Escape"});
   EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::framing; }));
+  xdotool({"key", "Escape"});  // nothing under way to back out of
 
   const QRect full = monitor->geometry();
   xdotool({"key", "ctrl+m"});
   EXPECT_TRUE(within(3, [&] { return monitor->size() == QSize(250, 68); })) << "compact";
+  EXPECT_EQ(studio.phase(), Phase::framing) << "Escape while framing leaves the studio open";
   EXPECT_EQ(monitor->geometry().center().x(), full.center().x());
   xdotool({"key", "ctrl+m"});
   EXPECT_TRUE(within(3, [&] { return monitor->geometry() == full; })) << "back where it was";
+}
+
+TEST_F(MonitorWindowTest, clicksLeaveTheKeysWithTheStudio) {
+  ASSERT_TRUE(within(5, [&] { return activeWindow() == std::to_string(monitor->winId()); }));
+  const auto keysStillWork = [&](const char* after) {
+    xdotool({"key", "space"});
+    EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::countdown; })) << "space after " << after;
+    xdotool({"key", "Escape"});
+    EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::framing; })) << "Escape after " << after;
+  };
+  const QPoint background = monitor->mapToGlobal(QPoint(monitor->width() - 12, 300));  // beside the phone
+  for (const auto& [at, what] : {std::pair{background, "a click on the background"},
+                                 {onScreen(144, 200), "a click on the phone's picture"}}) {
+    xdotool({"mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+    keysStillWork(what);
+  }
+
+  studio.setWelcomed(false);
+  ASSERT_TRUE(within(3, [&] { return shownCard(); }));
+  const auto* start = shownCard()->findChild<QPushButton*>();
+  ASSERT_TRUE(start);
+  const QPoint button = start->mapToGlobal(start->rect().center());
+  xdotool({"mousemove", std::to_string(button.x()), std::to_string(button.y()), "click", "1"});
+  ASSERT_TRUE(within(3, [&] { return !shownCard(); }));
+  EXPECT_EQ(QApplication::focusWidget(), monitor) << "the keys stay with the window when the card goes";
+  keysStillWork("the welcome card's button");
+}
+
+TEST_F(MonitorWindowTest, outcomesThatWouldPassUnseenEachGetAToast) {
+  const auto toasted = [&](const char* text) { return within(5, [&] { return studio.toast() == QString(text); }); };
+  // A stand-in reel engine (never run: a take without a voice gets no reel).
+  qputenv("VORN_CUT_PATH", "/bin/true");
+  bool listed = false;
+  QObject::connect(engine.get(), &Engine::inputsConfigured, [&] { listed = true; });
+  engine->refreshDevices();
+  ASSERT_TRUE(within(10, [&] { return listed; }));
+  ASSERT_TRUE(studio.mics().empty()) << "this sound server has no microphone";
+  studio.updatePrefs([](Prefs& p) { p.micOn = true; p.reels = true; p.cameraOn = false; });
+  engine->setCountdownStep(50);
+  engine->beginCountdown();
+  EXPECT_TRUE(toasted("No microphone: recording without sound."));
+
+  ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
+  ASSERT_TRUE(within(30, [&] { return studio.elapsed(mediaTime()) > 8.2; })) << "long enough for a reel";
+  engine->stopRecording();
+  ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
+  EXPECT_TRUE(toasted("No reel: this take has no voice."));
+
+  const QString recorded = studio.take()->url.toLocalFile();
+  buttonNamed(monitor->reviewBar(), "Retake")->click();
+  EXPECT_TRUE(toasted("Moved to Trash"));
+  EXPECT_FALSE(QFileInfo::exists(recorded));
+  EXPECT_TRUE(QFileInfo::exists(QDir::homePath() + "/data/Trash/files/" + QFileInfo(recorded).fileName()));
+
+  const std::string take = redTake();
+  ASSERT_FALSE(take.empty());
+  engine->review({QUrl::fromLocalFile(QString::fromStdString(take)), 1.5});
+  // No file manager answers on this display's session, and nothing on the path opens a folder.
+  const QByteArray path = qgetenv("PATH");
+  qputenv("PATH", QDir::homePath().toLocal8Bit());
+  buttonNamed(monitor->reviewBar(), "Show in Files")->click();
+  qputenv("PATH", path);
+  EXPECT_TRUE(toasted("No file manager is available."));
+  qunsetenv("VORN_CUT_PATH");
+}
+
+TEST_F(MonitorWindowTest, nothingShowsThroughThePanelAndItsCornersShowTheDesktop) {
+  const QColor body(22, 22, 24);
+  const QPoint panel = monitor->mapToGlobal(QPoint(monitor->width() - 12, 300));  // beside the phone
+  const QPoint corner = monitor->mapToGlobal(QPoint(2, 2));
+  EXPECT_TRUE(within(5, [&] { return pixel(panel) == body && isGreen(pixel(corner)); }))
+      << "without a compositor: the corner cut away, not black";
+
+  test::ChildProcess compositor({"xcompmgr"});
+  CompositorWatch watch(*desktop);
+  ASSERT_TRUE(within(5, [&] { return watch.running(); }));
+  monitor->setWindowOpacity(0.5);
+  ASSERT_TRUE(within(5, [&] { return pixel(panel).green() > 60; })) << "the compositor blends windows now";
+  monitor->setWindowOpacity(1);
+  EXPECT_TRUE(within(5, [&] { return pixel(panel) == body && isGreen(pixel(corner)); }))
+      << "with one: the green window behind stays behind (" << pixel(panel).name().toStdString() << ")";
 }
 
 TEST_F(MonitorWindowTest, withoutAUsableCameraTheCardSaysWhy) {
@@ -233,12 +336,8 @@ TEST_F(MonitorWindowTest, theIslandHangsFromTheTopForTheTakeAndNeverAppearsInIt)
 }
 
 TEST_F(MonitorWindowTest, aTakeUnderReviewLoopsInThePhoneWithItsSound) {
-  // A red take of 1.5 s with a tone.
-  const std::string take = QDir::homePath().toStdString() + "/red.mp4";
-  ASSERT_EQ(test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "color=c=red:s=270x480:r=30:d=1.5",
-                              "-f", "lavfi", "-i", "sine=frequency=440:duration=1.5", "-c:v", "libx264",
-                              "-pix_fmt", "yuv420p", "-c:a", "aac", "-shortest", take}),
-            0);
+  const std::string take = redTake();
+  ASSERT_FALSE(take.empty());
   engine->review({QUrl::fromLocalFile(QString::fromStdString(take)), 1.5});
   ASSERT_EQ(studio.phase(), Phase::review);
   const TakePlayer& player = monitor->phone()->player();

@@ -1,0 +1,11 @@
+#include "monitor/DragStart.h"
+
+#include <QApplication>
+
+namespace vorn {
+
+bool pastDragDistance(QPointF from, QPointF to) {
+  return (to - from).manhattanLength() >= QApplication::startDragDistance();
+}
+
+}  // namespace vorn
