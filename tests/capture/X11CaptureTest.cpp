@@ -1,8 +1,8 @@
 #include "capture/ScreenSource.h"
-#include "capture/X11Connection.h"
 #include "capture/X11ScreenBackend.h"
 #include "support/ChildProcess.h"
 #include "support/OtherWindow.h"
+#include "support/TestServices.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -170,16 +170,6 @@ TEST_F(X11CaptureTest, AClickLeavesARingAroundIt) {
   EXPECT_TRUE(ring);
 }
 
-bool compositorRuns() {
-  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
-  XcbReply<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
-      connection, xcb_intern_atom(connection, 0, 13, "_NET_WM_CM_S0"), nullptr));
-  XcbReply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-      connection, xcb_get_selection_owner(connection, atom ? atom->atom : 0), nullptr));
-  const bool running = owner && owner->owner != XCB_WINDOW_NONE;
-  xcb_disconnect(connection);
-  return running;
-}
 
 // Vorn's own windows (here: every Qt window of the test) never show in a frame, with or
 // without a compositing manager; where they lie, the frame shows the other windows' pixels as
@@ -192,7 +182,7 @@ TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrameAndWhatTheyCoverStaysLive) {
     std::optional<test::ChildProcess> compositor;
     if (compositing) {
       compositor.emplace(std::vector<std::string>{"xcompmgr"});
-      ASSERT_TRUE(eventually(compositorRuns));
+      ASSERT_TRUE(eventually(test::compositorRuns));
     }
     test::OtherWindow backdrop(QRect(100, 100, 600, 400), green);
     ScreenSource own{std::make_unique<X11ScreenBackend>()};

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 namespace vorn::test {
 namespace {
@@ -15,6 +16,7 @@ namespace {
 std::unique_ptr<TempHome> gHome;
 std::unique_ptr<XServer> gX;
 std::unique_ptr<WindowManager> gWm;
+std::unique_ptr<ChildProcess> gCompositor;
 std::unique_ptr<PulseServer> gPulse;
 
 bool waitFor(const std::function<bool()>& ready, std::chrono::milliseconds limit) {
@@ -45,6 +47,19 @@ TempHome::TempHome() {
 TempHome::~TempHome() {
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
+}
+
+bool compositorRuns() {
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
+      connection, xcb_intern_atom(connection, 0, 13, "_NET_WM_CM_S0"), nullptr);
+  xcb_get_selection_owner_reply_t* owner = xcb_get_selection_owner_reply(
+      connection, xcb_get_selection_owner(connection, atom ? atom->atom : 0), nullptr);
+  const bool running = owner && owner->owner != XCB_WINDOW_NONE;
+  free(owner);
+  free(atom);
+  xcb_disconnect(connection);
+  return running;
 }
 
 pid_t XServer::pid() const { return process_->pid(); }
@@ -108,6 +123,14 @@ TempHome* tempHome() { return gHome.get(); }
 XServer* xServer() { return gX.get(); }
 PulseServer* pulseServer() { return gPulse.get(); }
 
+// xcompmgr, once it owns the compositing manager selection.
+std::unique_ptr<ChildProcess> startCompositor() {
+  auto compositor = std::make_unique<ChildProcess>(std::vector<std::string>{"xcompmgr"});
+  if (!waitFor(compositorRuns, std::chrono::seconds(15)))
+    throw std::runtime_error("xcompmgr did not start");
+  return compositor;
+}
+
 void startServices(bool needsX, bool needsPulse, bool needsWindowManager) {
   gHome = std::make_unique<TempHome>();
   // The same tests, on a server whose takes cannot leave Vorn's windows out.
@@ -115,11 +138,14 @@ void startServices(bool needsX, bool needsPulse, bool needsWindowManager) {
   if (std::getenv("VORN_TEST_WITHOUT_COMPOSITE")) options = {"-extension", "Composite"};
   if (needsX || needsWindowManager) gX = std::make_unique<XServer>(1920, 1080, options);
   if (needsWindowManager) gWm = std::make_unique<WindowManager>();
+  // The same tests with a compositing manager blending the overlays.
+  if (needsWindowManager && std::getenv("VORN_TEST_COMPOSITOR")) gCompositor = startCompositor();
   if (needsPulse) gPulse = std::make_unique<PulseServer>(gHome->path() + "/runtime");
 }
 
 void stopServices() {
   gPulse.reset();
+  gCompositor.reset();
   gWm.reset();
   gX.reset();
   gHome.reset();

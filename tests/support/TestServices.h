@@ -21,6 +21,9 @@ class TempHome {
 };
 
 // A private Xvfb display (24-bit colour); DISPLAY points at it while it lives.
+// Whether a compositing manager runs on the display.
+bool compositorRuns();
+
 class XServer {
  public:
   // `options` go to Xvfb as they stand (say "-extension", "Composite").
