@@ -218,8 +218,12 @@ void Viewfinder::compositorChanged(bool running) {
 // dim leaves Vorn's other panels (the monitor, the island) out; menus open above it.
 void Viewfinder::keepOwnWindowsClear() {
   QRegion clear;
-  for (QWidget* window : QApplication::topLevelWidgets())
-    if (window->isVisible() && OverlayPanel::undimmed(window)) clear += window->frameGeometry();
+  for (QWidget* window : QApplication::topLevelWidgets()) {
+    if (!window->isVisible() || !OverlayPanel::undimmed(window)) continue;
+    // A shaped panel (the island) keeps clear only what it draws.
+    const QRegion mask = window->mask();
+    clear += mask.isEmpty() ? QRegion(window->frameGeometry()) : mask.translated(window->pos());
+  }
   clear.translate(-dimPanel_->pos());
   if (clear == dimClear_) return;
   dimClear_ = clear;
