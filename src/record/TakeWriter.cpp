@@ -16,8 +16,8 @@ bool isDiskFull(int code) {
 
 }  // namespace
 
-TakeWriter::TakeWriter(const std::string& path, int fps, bool hasMic, bool hasSystem)
-    : output_(av::openOutput(path)), video_(fps) {
+TakeWriter::TakeWriter(int fd, const std::string& path, int fps, bool hasMic, bool hasSystem)
+    : output_(av::openOutput(fd, path)), video_(fps) {
   av::addStream(output_.get(), video_.context());
   if (hasMic) {
     mic_ = std::make_unique<AudioEncoder>(1, 128'000);
