@@ -1,6 +1,7 @@
 #include "cut/Promo.h"
 
 #include "base/Log.h"
+#include "base/OwnFiles.h"
 #include "cut/Captions.h"
 #include "cut/Interrupt.h"
 #include "cut/Listen.h"
@@ -11,6 +12,8 @@
 #include "cut/SphinxRecogniser.h"
 #include "cut/StoryWriter.h"
 #include "model/Prefs.h"
+
+#include <QFile>
 
 #include <cstdio>
 #include <fstream>
@@ -31,9 +34,10 @@ std::string readFile(const std::string& path) {
 }
 
 void writeFile(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
-  if (!out.flush()) throw CutError("The reel's work files can't be written.");
+  QFile out;
+  if (!OwnFiles::create(out, path.string()) ||
+      out.write(text.data(), qint64(text.size())) != qint64(text.size()) || !out.flush())
+    throw CutError("The reel's work files can't be written.");
 }
 
 // The script the user read from: the one given by hand, else the prompter's saved script.

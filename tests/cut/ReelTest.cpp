@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -66,10 +67,16 @@ class ReelTest : public testing::Test {
   static void SetUpTestSuite() {
     fs::create_directories(folder());
     std::ofstream(scratch() + "/script.txt") << spokenTake().script;
+    // A link planted where the work folder goes, into a folder of someone else's.
+    fs::create_directories(elsewhere());
+    fs::create_directory_symlink(elsewhere(), folder() / ".Spoken \u00B7 Reel");
+    const mode_t umaskBefore = ::umask(022);
     status = runVorncut({"promo", spokenTake().path, "--jsonl", "--brain", "device", "--out",
                          reel(), "--script", scratch() + "/script.txt"},
                         &output);
+    ::umask(umaskBefore);
   }
+  static fs::path elsewhere() { return scratch() + "/Elsewhere"; }
   static fs::path folder() { return scratch() + "/Reels"; }
   static std::string reel() { return folder() / "Spoken \u00B7 Reel.mp4"; }
   static int status;
@@ -139,6 +146,21 @@ TEST_F(ReelTest, theCoverCaptionPictureAndWorkFolderLieBesideTheReel) {
   ASSERT_TRUE(fs::is_directory(work));
   for (const std::string& name : folderEntries(work))
     EXPECT_NE(name.rfind("draft.", 0), 0u) << name;
+}
+
+TEST_F(ReelTest, theReelsFilesAreTheUsersAloneAndNothingIsWrittenThroughALink) {
+  const auto mode = [](const fs::path& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0u;
+  };
+  for (const char* name : {"Spoken \u00B7 Reel.mp4", "Spoken \u00B7 Reel.cover.jpg",
+                           "Spoken \u00B7 Reel.caption.txt", ".Spoken \u00B7 Reel.mp4.picture.mp4"})
+    EXPECT_EQ(mode(folder() / name), 0600u) << name;
+  const fs::path work = folder() / ".Spoken \u00B7 Reel";
+  EXPECT_FALSE(fs::is_symlink(work));
+  EXPECT_EQ(mode(work), 0700u);
+  for (const std::string& name : folderEntries(work)) EXPECT_EQ(mode(work / name), 0600u) << name;
+  EXPECT_TRUE(folderEntries(elsewhere()).empty()) << folderEntries(elsewhere()).front();
 }
 
 TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {

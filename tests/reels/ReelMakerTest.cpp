@@ -339,6 +339,33 @@ TEST_F(ReelMakerTest, anUnopenableLogSendsTheEnginesErrorsToTheNullDevice) {
   EXPECT_TRUE(QDir().rmdir(log)) << "still an empty folder";
 }
 
+TEST_F(ReelMakerTest, theLogIsTheUsersAloneAndNeverWrittenThroughALink) {
+  const QString log = ReelMaker::folder() + "/.engine.log";
+  QDir().mkpath(ReelMaker::folder());
+  QFile::remove(log);
+  const QString other = engine.path("someone else's");
+  FakeEngine::write(other, "keep");
+  ASSERT_TRUE(QFile::link(other, log));
+  {
+    const UniqueFd fd = ReelMaker::log();
+    struct stat opened {};
+    struct stat null {};
+    ASSERT_EQ(::fstat(fd.get(), &opened), 0);
+    ASSERT_EQ(::stat("/dev/null", &null), 0);
+    EXPECT_EQ(opened.st_rdev, null.st_rdev);
+  }
+  QFile::remove(log);
+  const mode_t umaskBefore = ::umask(022);
+  ReelMaker::log();
+  ::umask(umaskBefore);
+  struct stat created {};
+  ASSERT_EQ(::lstat(QFile::encodeName(log).constData(), &created), 0);
+  EXPECT_EQ(created.st_mode & 07777, 0600u);
+  QFile kept(other);
+  ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+  EXPECT_EQ(kept.readAll(), "keep");
+}
+
 TEST_F(ReelMakerTest, theEngineRunsAtLowPriority) {
   const Take a = engine.take("A", "nice > \"$2.nice\"\n" + kDone);
   maker->make(a, QString());
