@@ -25,7 +25,15 @@ namespace {
 // The cover is taken this far into the reel, while the headline shows.
 constexpr double kCoverTime = 1.5;
 
+// Anything but a regular file (a FIFO would hold the first read forever) is refused.
+void requireRegularFile(const std::string& path, const std::string& what) {
+  std::error_code error;
+  if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error))
+    throw CutError("The " + what + " isn't a regular file: " + path + ".");
+}
+
 std::string readFile(const std::string& path) {
+  requireRegularFile(path, "script");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw CutError("The script file can't be read: " + path + ".");
   std::ostringstream text;
@@ -94,6 +102,7 @@ double render(const Options& options, const Story& story, const ReelFiles& files
 int promo(const Options& options, Report& report) {
   const ReelFiles files(options.out);
   try {
+    requireRegularFile(options.take, "take");
     const double takeLength = takeDuration(options.take);
     files.prepare();
     removeOnTermination({files.draft(files.reel).string(), files.draft(files.cover).string(),

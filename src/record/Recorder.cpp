@@ -156,8 +156,10 @@ double Recorder::finish() {
     if (!writer_->finish(duration))
       logError("couldn't finish the take cleanly: " + writer_->error());
     duration = saveTake();
+    // The same figure `vorn record` prints: the take's frames that are missing, for any reason.
+    if (missingFrames() > 0)
+      logError("the take dropped " + std::to_string(missingFrames()) + " frames");
     const int dropped = dropped_.load();
-    if (dropped > 0) logError("the take dropped " + std::to_string(dropped) + " frames");
     // A take that lost more than one frame in a hundred starts the next one a preset faster.
     if (duration > 0 && dropped > duration * fps_ * 0.01) VideoEncoder::stepFaster();
   });

@@ -67,9 +67,11 @@ class Recorder {
 
   // The buffers the render loop renders into (1080 × 1920 BGRA).
   std::shared_ptr<FramePool> pool() const { return pool_; }
+  // Frames turned away because the writer was behind: some of the missing frames.
   int droppedFrames() const { return dropped_.load(); }
   // After `finish`: the frame slots between the take's first and last frame that hold no
-  // frame (dropped here, or never composed because the render loop was held up).
+  // frame (dropped here, or never composed because the render loop was held up). The one
+  // count of dropped frames shown anywhere.
   long missingFrames() const { return lastSlot_ + 1 - writtenFrames_; }
   const QString& encoderName() const { return encoderName_; }
   // Where the take is; after `finish`, where it went (a free name beside it when another

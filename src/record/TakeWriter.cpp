@@ -48,7 +48,7 @@ bool TakeWriter::start() {
 }
 
 TakeWriter::Result TakeWriter::writeVideo(const FrameBuffer& frame, double seconds) {
-  const std::int64_t ticks = std::llround(seconds * VideoEncoder::timeScale);
+  const std::int64_t ticks = std::llround(seconds / av_q2d(video_.context()->time_base));
   if (!started_ || ticks <= lastTicks_) return Result::dropped;
   const int code = video_.encode(frame, ticks, [this](AVPacket* packet) {
     return writePacket(packet, 0, video_.context()->time_base);

@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <csignal>
 #include <memory>
+#include <sys/stat.h>
 #include <thread>
 
 namespace vorn {
@@ -323,6 +324,16 @@ TEST(RecordCommand, anXServerThatDiesMidTakeStopsItThere) {
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
   std::string output;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--fps", "25"}, &output), 2);
+  EXPECT_EQ(test::runCommand({kVorn, "record", "--out", ""}, &output), 2);
+  // Preferences that are a FIFO would hold the first read forever.
+  const QString config = QString::fromStdString(home() + "/fifo-config");
+  ASSERT_TRUE(QDir().mkpath(config + "/Vorn"));
+  ASSERT_EQ(::mkfifo(QFile::encodeName(config + "/Vorn/Vorn.conf").constData(), 0600), 0);
+  EXPECT_EQ(test::runCommand({"sh", "-c", "XDG_CONFIG_HOME='" + config.toStdString() + "' exec " + kVorn +
+                                              " record --seconds 1 2>&1"},
+                             &output),
+            1);
+  EXPECT_NE(output.find("isn't a regular file"), std::string::npos) << output;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--seconds", "1", "--area", "1900,1000,500,500",
                               "--out", home() + "/outside.mp4"},
                              &output),

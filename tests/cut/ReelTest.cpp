@@ -12,6 +12,7 @@
 #include <QString>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -210,6 +211,26 @@ TEST(ReelErrorTest, aCorruptOrTruncatedTakeIsOneError) {
   expectOneError({"promo", scratch() + "/missing.mp4"});
 }
 
+// A FIFO would hold the first read forever: refused, as the take and as the preferences.
+TEST(ReelErrorTest, anythingButARegularFileIsRefused) {
+  const std::string fifo = scratch() + "/fifo.mp4";
+  fs::remove(fifo);
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  expectOneError({"promo", fifo}, "isn't a regular file");
+  const std::string config = scratch() + "/fifo-config";
+  fs::create_directories(config + "/Vorn");
+  fs::remove(config + "/Vorn/Vorn.conf");
+  ASSERT_EQ(::mkfifo((config + "/Vorn/Vorn.conf").c_str(), 0600), 0);
+  const char* before = std::getenv("XDG_CONFIG_HOME");
+  const std::string saved = before ? before : "";
+  setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+  expectOneError({"promo", spokenTake().path}, "isn't a regular file");
+  if (before)
+    setenv("XDG_CONFIG_HOME", saved.c_str(), 1);
+  else
+    unsetenv("XDG_CONFIG_HOME");
+}
+
 TEST(ReelErrorTest, aTakeWithoutSoundOrWithSilenceHasNoSpeech) {
   expectOneError({"promo", test::silentTake("mute", 2, false)}, "no speech");
   expectOneError({"promo", test::silentTake("silent", 2, true)}, "no usable speech");
@@ -224,6 +245,8 @@ TEST(ReelErrorTest, anUnwritableReelOrAWrongCommandLineIsOneError) {
   EXPECT_EQ(messages(text)[0]["event"], "error");
   expectOneError({"promo", spokenTake().path, "--loud"});
   EXPECT_EQ(runVorncut({"promo", "--jsonl"}, &text), 2);
+  EXPECT_EQ(messages(text).size(), 1u);
+  EXPECT_EQ(runVorncut({"promo", spokenTake().path, "--jsonl", "--out", ""}, &text), 2);
   EXPECT_EQ(messages(text).size(), 1u);
 }
 

@@ -585,4 +585,40 @@ TEST_F(RecorderTest, ATakesFilesAreTheUsersAloneAndNeverWrittenThroughALink) {
   EXPECT_EQ(file.readAll(), "keep");
 }
 
+// What the log says a take dropped is what `vorn record` prints: the take's missing frames.
+TEST_F(RecorderTest, TheDroppedFramesSaidAreTheFramesTheTakeIsMissing) {
+  Recorder recorder(take(), 30, false, false);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 10, 30, start);
+  feedFrames(recorder, 10, 30, start + 15.0 / 30, 15);  // five slots never composed
+  testing::internal::CaptureStderr();
+  recorder.finish();
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(recorder.missingFrames(), 5);
+  EXPECT_NE(log.find("the take dropped 5 frames"), std::string::npos) << log;
+}
+
+// The frame rate the H.264 stream states in its own timing (its SPS), as the decoder reads it.
+AVRational statedFrameRate(const QString& path) {
+  av::Input input = av::openInput(path.toStdString());
+  av::CodecContext decoder = av::openDecoder(input->streams[0]);
+  av::Packet packet = av::makePacket();
+  av::Frame frame = av::makeFrame();
+  bool ended = false;
+  av::receiveFrame(input.get(), 0, decoder.get(), packet.get(), frame.get(), ended);
+  return decoder->framerate;
+}
+
+TEST_F(RecorderTest, TheVideoStreamStatesTheTakesFrameRate) {
+  for (const int fps : {30, 60}) {
+    const QString path = take(QStringLiteral("Take %1.mp4").arg(fps));
+    Recorder recorder(path, fps, false, false);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 5, fps, start);
+    recorder.finish();
+    const AVRational rate = statedFrameRate(path);
+    EXPECT_EQ(av_cmp_q(rate, AVRational{fps, 1}), 0) << rate.num << "/" << rate.den;
+  }
+}
+
 }  // namespace
