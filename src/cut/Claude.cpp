@@ -7,7 +7,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <pwd.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,30 +87,29 @@ class ClaudeRun {
   }
 
  private:
+  // Forked by hand: only a child of ours can be told to die with vorncut, so a vorncut killed
+  // outright (the studio's watchdog) takes claude along. Only async-signal-safe calls in the
+  // child until exec.
   static pid_t spawn(const std::string& program, int in, int out) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    for (int signal : {SIGPIPE, SIGTERM, SIGINT, SIGHUP}) sigaddset(&defaults, signal);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    const char* argv[] = {program.c_str(), "-p", nullptr};
+    const pid_t parent = ::getpid();
+    const pid_t pid = ::fork();
+    if (pid != 0) {
+      if (pid > 0) ::setpgid(pid, pid);  // also in the child: whichever runs first makes the group
+      return pid;
+    }
+    ::setpgid(0, 0);
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) ::_exit(127);
+    struct sigaction standard {};
+    standard.sa_handler = SIG_DFL;
+    for (int signal : {SIGPIPE, SIGTERM, SIGINT, SIGHUP}) ::sigaction(signal, &standard, nullptr);
     sigset_t none;
     sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    const char* argv[] = {program.c_str(), "-p", nullptr};
-    pid_t pid = -1;
-    const int error = ::posix_spawn(&pid, program.c_str(), &actions, &attributes,
-                                    const_cast<char* const*>(argv), environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    return error == 0 ? pid : -1;
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    if (::dup2(in, STDIN_FILENO) >= 0 && ::dup2(out, STDOUT_FILENO) >= 0)
+      ::execv(program.c_str(), const_cast<char* const*>(argv));
+    ::_exit(127);
   }
 
   // A claude that stops reading must not take vorncut down with SIGPIPE.

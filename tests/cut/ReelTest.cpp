@@ -3,6 +3,7 @@
 #include "SpokenTake.h"
 
 #include "support/ChildProcess.h"
+#include "support/Eventually.h"
 #include "support/MovieProbe.h"
 
 #include <QImage>
@@ -12,6 +13,7 @@
 #include <QString>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -182,6 +184,33 @@ TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {
   EXPECT_EQ(list[2]["caption"], "One thing. #video");
   EXPECT_EQ(list.back()["caption"], "One thing. #video");
   EXPECT_LT(list.back()["duration"].toString().toDouble(), 4.6);
+}
+
+// Whether the process `pid` has ended (a zombie has).
+bool ended(pid_t pid) {
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string line;
+  if (!std::getline(stat, line)) return true;
+  return line.substr(line.rfind(')') + 2, 1) == "Z";
+}
+
+// A vorncut killed outright (as the studio's watchdog does) takes its claude along.
+TEST(ReelClaudeTest, aVorncutKilledOutrightTakesItsClaudeAlong) {
+  const std::string claude = scratch() + "/slow-claude";
+  {
+    std::ofstream script(claude);
+    script << "#!/bin/sh\necho $$ > \"$0.pid\"\nexec sleep 600\n";
+  }
+  fs::permissions(claude, fs::perms::owner_all);
+  setenv("VORN_CLAUDE_PATH", claude.c_str(), 1);
+  test::ChildProcess run({std::string(VORN_BINARY_DIR) + "/vorncut", "promo", spokenTake().path, "--jsonl",
+                          "--brain", "claude", "--out", scratch() + "/Killed \u00B7 Reel.mp4"});
+  unsetenv("VORN_CLAUDE_PATH");
+  pid_t pid = 0;
+  ASSERT_TRUE(test::eventually([&] { return (pid = std::atoi(slurp(claude + ".pid").c_str())) > 0; }, 240))
+      << "claude was never asked";
+  ::kill(run.pid(), SIGKILL);
+  EXPECT_TRUE(test::eventually([&] { return ended(pid); })) << "claude outlived vorncut";
 }
 
 // One run on bad input: exactly one "error" line, a non-zero exit, nothing left behind.
