@@ -8,6 +8,7 @@
 #include "engine/Engine.h"
 #include "engine/HomeFrame.h"
 #include "engine/RecordOptions.h"
+#include "model/Settings.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
 #include "record/TakeFiles.h"
@@ -120,6 +121,10 @@ int runRecordCommand(int argc, char** argv) {
   QCoreApplication::setOrganizationName(QStringLiteral("Vorn"));
   QCoreApplication::setApplicationName(QStringLiteral("Vorn"));
 
+  if (const QString problem = settingsFileProblem(); !problem.isEmpty()) {
+    complain(problem);
+    return 1;
+  }
   Studio studio;
   studio.keepPrefsUnsaved();
   const ParsedRecordOptions parsed = parseRecordOptions(QCoreApplication::arguments().mid(2), studio.prefs());

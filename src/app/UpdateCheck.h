@@ -11,8 +11,9 @@
 namespace vorn {
 
 // Asks a version endpoint whether a newer release exists. The endpoint answers
-// {"version": "1.2.0", "url": "https://…"}. Off when none is configured; never blocks start-up,
-// and any failure is silent (one debug line).
+// {"version": "1.2.0", "url": "https://…"} in at most 64 KB. Off when none is configured;
+// never blocks start-up, and any failure is silent (one debug line). Both the endpoint and the
+// link must be https: a plain one is ignored with one log line.
 class UpdateCheck : public QObject {
   Q_OBJECT
 
@@ -22,9 +23,11 @@ class UpdateCheck : public QObject {
     QUrl url;
   };
 
-  // VORN_UPDATE_URL, else the endpoint the build was configured with; empty: no check.
+  // VORN_UPDATE_URL, else the endpoint the build was configured with; empty: no check (also
+  // for one that isn't https).
   static QUrl endpoint();
-  // The release an answer names; nothing for anything but a well-formed answer.
+  // The release an answer names; nothing for anything but a well-formed answer with an https
+  // link.
   static std::optional<Release> parse(const QByteArray& body);
   // Dotted version numbers compared part by part ("1.10" is newer than "1.9").
   static bool isNewer(const QString& offered, const QString& current);

@@ -1,7 +1,10 @@
 #include "base/Av.h"
 
 #include "base/Log.h"
+#include "base/OwnFiles.h"
+#include "base/UniqueFd.h"
 
+#include <cerrno>
 #include <mutex>
 
 namespace vorn::av {
@@ -20,14 +23,23 @@ Input openInput(const std::string& path) {
   return input;
 }
 
-Output openOutput(const std::string& path) {
+Output openOutput(int fd, const std::string& path) {
   quietLogs();
   AVFormatContext* raw = nullptr;
   check(avformat_alloc_output_context2(&raw, nullptr, "mp4", path.c_str()),
         "Couldn't create a movie writer for " + path);
   Output output(raw);
-  check(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE), "Couldn't create " + path);
+  // Through the descriptor, never the name again: whatever takes the name meanwhile is
+  // not written.
+  const std::string opened = "file:/proc/self/fd/" + std::to_string(fd);
+  check(avio_open(&output->pb, opened.c_str(), AVIO_FLAG_WRITE), "Couldn't create " + path);
   return output;
+}
+
+Output openOutput(const std::string& path) {
+  const UniqueFd fd(OwnFiles::create(path));
+  if (!fd.valid()) check(AVERROR(errno), "Couldn't create " + path);
+  return openOutput(fd.get(), path);
 }
 
 AVStream* addStream(AVFormatContext* output, const AVCodecContext* encoder) {

@@ -96,8 +96,11 @@ void quietLogs();
 // Opens a movie for reading and reads its stream information; throws on failure.
 Input openInput(const std::string& path);
 
-// Creates an MP4 output context for `path` and opens the file; throws on failure.
+// Creates an MP4 output context and its file `path`, a new one readable by the user alone
+// (a name already taken, a link included, fails); throws on failure.
 Output openOutput(const std::string& path);
+// An MP4 output context writing to the open file `fd` (kept by the caller), called `path`.
+Output openOutput(int fd, const std::string& path);
 
 // Writes the header of a movie whose moov goes in front of its media. Given an upper bound of
 // the packets to come, room for the moov is reserved at the front so the file is written

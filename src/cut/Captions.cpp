@@ -1,5 +1,7 @@
 #include "cut/Captions.h"
 
+#include "cut/StoryText.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -50,7 +52,7 @@ std::string clock(double seconds) {
 
 std::string shown(const std::string& word) {
   std::string text;
-  for (unsigned char c : word)
+  for (unsigned char c : displayable(word))
     if (c != '{' && c != '}' && c != '\\') text += char(std::toupper(c));
   return text;
 }

@@ -77,7 +77,7 @@ std::vector<std::string> headlineOf(const QJsonValue& value) {
     throw CutError("claude's headline must be one to three lines.");
   std::vector<std::string> lines;
   for (const QJsonValue& line : list) {
-    const QString text = line.toString().trimmed();
+    const QString text = QString::fromStdString(displayable(line.toString().toStdString())).trimmed();
     if (!line.isString() || text.isEmpty() || text.size() > kLongestHeadlineLine)
       throw CutError("claude's headline lines must be short, non-empty strings.");
     lines.push_back(text.toUpper().toStdString());
@@ -86,7 +86,7 @@ std::vector<std::string> headlineOf(const QJsonValue& value) {
 }
 
 std::string captionOf(const QJsonValue& value) {
-  const QString text = value.toString().trimmed();
+  const QString text = QString::fromStdString(displayable(value.toString().toStdString())).trimmed();
   if (!value.isString() || text.isEmpty() || text.size() > kLongestCaption)
     throw CutError("claude's caption must be a non-empty string.");
   return text.toStdString();

@@ -1,10 +1,13 @@
 #include "cut/Cover.h"
 
 #include "base/Av.h"
+#include "base/OwnFiles.h"
 #include "cut/Words.h"
 
+#include <QFile>
 #include <QImage>
 #include <QString>
+
 
 #include <vector>
 
@@ -27,7 +30,8 @@ void saveCover(const AVFrame* frame, const std::string& path) {
   const int strides[1] = {stride};
   sws_scale(scale.get(), frame->data, frame->linesize, 0, frame->height, planes, strides);
   const QImage image(pixels.data(), frame->width, frame->height, stride, QImage::Format_RGB32);
-  if (!image.save(QString::fromStdString(path), "JPEG", kJpegQuality))
+  QFile file;
+  if (!OwnFiles::create(file, path) || !image.save(&file, "JPEG", kJpegQuality) || !file.flush())
     throw CutError("The reel's cover couldn't be written.");
 }
 

@@ -1,6 +1,7 @@
 #include "cut/Promo.h"
 
 #include "base/Log.h"
+#include "base/OwnFiles.h"
 #include "cut/Captions.h"
 #include "cut/Interrupt.h"
 #include "cut/Listen.h"
@@ -12,6 +13,8 @@
 #include "cut/StoryWriter.h"
 #include "model/Prefs.h"
 
+#include <QFile>
+
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -22,7 +25,15 @@ namespace {
 // The cover is taken this far into the reel, while the headline shows.
 constexpr double kCoverTime = 1.5;
 
+// Anything but a regular file (a FIFO would hold the first read forever) is refused.
+void requireRegularFile(const std::string& path, const std::string& what) {
+  std::error_code error;
+  if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error))
+    throw CutError("The " + what + " isn't a regular file: " + path + ".");
+}
+
 std::string readFile(const std::string& path) {
+  requireRegularFile(path, "script");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw CutError("The script file can't be read: " + path + ".");
   std::ostringstream text;
@@ -31,9 +42,10 @@ std::string readFile(const std::string& path) {
 }
 
 void writeFile(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
-  if (!out.flush()) throw CutError("The reel's work files can't be written.");
+  QFile out;
+  if (!OwnFiles::create(out, path.string()) ||
+      out.write(text.data(), qint64(text.size())) != qint64(text.size()) || !out.flush())
+    throw CutError("The reel's work files can't be written.");
 }
 
 // The script the user read from: the one given by hand, else the prompter's saved script.
@@ -90,6 +102,7 @@ double render(const Options& options, const Story& story, const ReelFiles& files
 int promo(const Options& options, Report& report) {
   const ReelFiles files(options.out);
   try {
+    requireRegularFile(options.take, "take");
     const double takeLength = takeDuration(options.take);
     files.prepare();
     removeOnTermination({files.draft(files.reel).string(), files.draft(files.cover).string(),

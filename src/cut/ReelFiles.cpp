@@ -1,5 +1,6 @@
 #include "cut/ReelFiles.h"
 
+#include "base/OwnFiles.h"
 #include "cut/Words.h"
 
 #include <system_error>
@@ -25,8 +26,10 @@ void ReelFiles::prepare() const {
   std::error_code error;
   if (!fs::is_directory(reel.parent_path(), error))
     throw CutError("The reel's folder doesn't exist: " + reel.parent_path().string() + ".");
-  fs::create_directories(work, error);
-  if (error || !fs::is_directory(work))
+  // A fresh folder of the user's own, so nothing planted in it is written through: the one
+  // left by an earlier run of this reel (or a link in its place) goes first.
+  fs::remove_all(work, error);
+  if (!OwnFiles::createFolder(work.string()))
     throw CutError("The reel can't be written in " + reel.parent_path().string() + ".");
 }
 

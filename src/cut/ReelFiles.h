@@ -21,7 +21,8 @@ struct ReelFiles {
   // Where a file is written before it is moved to its final name.
   std::filesystem::path draft(const std::filesystem::path& final) const;
 
-  // Makes the work folder; throws CutError when the reel's folder is not writable.
+  // Makes the work folder anew, readable by the user alone; throws CutError when the reel's
+  // folder is not writable.
   void prepare() const;
   // Moves every draft to its final name, the reel last.
   void publish() const;

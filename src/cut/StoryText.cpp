@@ -3,6 +3,8 @@
 #include "cut/ScriptWords.h"
 #include "cut/Sentences.h"
 
+#include <QString>
+
 #include <algorithm>
 #include <cctype>
 #include <map>
@@ -55,7 +57,32 @@ std::vector<std::string> flagsFor(const Story& story, const Transcript& transcri
   return flags;
 }
 
+bool isLineBreak(char32_t c) {
+  const QChar::Category category = QChar::category(c);
+  return c == '\n' || c == '\r' || c == '\t' || category == QChar::Separator_Line ||
+         category == QChar::Separator_Paragraph;
+}
+
+bool isCombining(char32_t c) {
+  const QChar::Category category = QChar::category(c);
+  return category == QChar::Mark_NonSpacing || category == QChar::Mark_SpacingCombining ||
+         category == QChar::Mark_Enclosing;
+}
+
 }  // namespace
+
+std::string displayable(const std::string& text) {
+  constexpr int kMostMarks = 2;
+  std::u32string kept;
+  int marks = 0;
+  for (char32_t c : QString::fromStdString(text).toStdU32String()) {
+    if (isLineBreak(c)) c = ' ';
+    if (QChar::category(c) == QChar::Other_Control) continue;
+    marks = isCombining(c) ? marks + 1 : 0;
+    if (marks <= kMostMarks) kept += c;
+  }
+  return QString::fromStdU32String(kept).toStdString();
+}
 
 std::string sentenceText(const std::vector<Word>& words) {
   std::string text;

@@ -4,6 +4,11 @@
 
 namespace vorn::cut {
 
+// `text` as the reel may show it: line breaks made spaces, other control characters left out
+// (a NUL ends the subtitle file early, a line break starts a line of its own there), and at
+// most two combining marks on a character (more pile up into a band of noise).
+std::string displayable(const std::string& text);
+
 // Words joined into a sentence: first letter capitalised, a question mark after a question.
 std::string sentenceText(const std::vector<Word>& words);
 

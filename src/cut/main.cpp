@@ -3,6 +3,7 @@
 #include "cut/Options.h"
 #include "cut/Promo.h"
 #include "cut/Words.h"
+#include "model/Settings.h"
 
 #include <QCoreApplication>
 
@@ -16,6 +17,10 @@ int main(int argc, char** argv) {
   } catch (const vorn::cut::CutError& error) {
     report.error(error.what());
     return 2;
+  }
+  if (const QString problem = vorn::settingsFileProblem(); !problem.isEmpty()) {
+    report.error(problem.toStdString());
+    return 1;
   }
   return vorn::cut::promo(options, report);
 }

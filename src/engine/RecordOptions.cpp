@@ -94,7 +94,8 @@ ParsedRecordOptions parseRecordOptions(const QStringList& args, const Prefs& sav
         o.display = display;
     } else if (arg == "--out") {
       const auto value = valueOf(args, i, error);
-      if (value) o.out = *value;
+      if (value && value->isEmpty()) error = QStringLiteral("The take's path can't be empty.");
+      else if (value) o.out = *value;
     } else {
       error = QStringLiteral("Unknown option %1 (see vorn record --help).").arg(arg);
     }

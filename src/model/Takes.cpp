@@ -1,7 +1,10 @@
 #include "model/Takes.h"
 
+#include "base/OwnFiles.h"
+
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
 
 #include <filesystem>
@@ -26,7 +29,10 @@ QUrl nextURL() {
   for (int number = 1;; ++number) {
     const QString suffix = number == 1 ? QString() : QStringLiteral(" %1").arg(number);
     const QString name = QStringLiteral("Vorn ") + stamp + suffix + QStringLiteral(".mp4");
-    if (!dir.exists(name) && !dir.exists(QStringLiteral(".recording-") + name))
+    const auto taken = [&](const QString& file) {
+      return OwnFiles::taken(QFile::encodeName(dir.filePath(file)).toStdString());
+    };
+    if (!taken(name) && !taken(QStringLiteral(".recording-") + name))
       return QUrl::fromLocalFile(dir.filePath(name));
   }
 }

@@ -14,8 +14,9 @@ QUrl folder();
 QString folderPath();
 
 // folder / "Vorn yyyy-MM-dd at HH.mm.ss.mp4" for the current local time. When that name, or
-// the hidden ".recording-" file of a take still being written under it, is taken, a number
-// follows the time (" 2", " 3"…), so two takes started in the same second both get a file.
+// the hidden ".recording-" file of a take still being written under it, is taken (by
+// anything, a link included), a number follows the time (" 2", " 3"…). Only a proposal: the
+// recorder claims the name, or the next free one when another take claimed it first.
 QUrl nextURL();
 
 }  // namespace Takes

@@ -2,6 +2,7 @@
 
 #include "base/Clock.h"
 #include "base/Log.h"
+#include "base/OwnFiles.h"
 #include "record/TakeFiles.h"
 #include "record/TakeWriter.h"
 #include "record/VideoEncoder.h"
@@ -40,7 +41,6 @@ void logEncoderOnce(const std::string& name) {
 
 Recorder::Recorder(const QString& path, int fps, bool hasMic, bool hasSystem)
     : path_(path),
-      fragment_(TakeFiles::fragmentPath(path)),
       hasMic_(hasMic),
       hasSystem_(hasSystem),
       fps_(fps),
@@ -50,17 +50,19 @@ Recorder::Recorder(const QString& path, int fps, bool hasMic, bool hasSystem)
     throw std::runtime_error("The folder " + local(folder.filePath()) + " doesn't exist.");
   if (!folder.isWritable())
     throw std::runtime_error("The folder " + local(folder.filePath()) + " isn't writable.");
-  if (QFileInfo::exists(path_))
+  if (OwnFiles::taken(local(path_)))
     throw std::runtime_error("A file already exists at " + local(path_) + ".");
-  if (QFileInfo::exists(fragment_))
-    throw std::runtime_error("An unfinished recording is in the way at " + local(fragment_) + ".");
+  TakeFiles::Claim claim = TakeFiles::claim(path_);
+  path_ = claim.take;
+  fragment_ = claim.fragment;
   try {
-    writer_ = std::make_unique<TakeWriter>(local(fragment_), fps, hasMic, hasSystem);
+    writer_ = std::make_unique<TakeWriter>(claim.fragmentFd.get(), local(fragment_), fps, hasMic,
+                                           hasSystem);
   } catch (...) {
     QFile::remove(fragment_);
     throw;
   }
-  fragmentLock_ = TakeFiles::lockFragment(fragment_);
+  fragmentLock_ = std::move(claim.fragmentFd);
   encoderName_ = QString::fromStdString(writer_->encoderName());
 }
 
@@ -69,7 +71,7 @@ Recorder::~Recorder() {
     if (status_ != Status::done && status_ != Status::failed) discardFiles();
     writer_.reset();
     syncQueue_.sync([] {});  // it may still use the descriptor closed next
-    TakeFiles::unlockFragment(std::exchange(fragmentLock_, -1));
+    fragmentLock_.reset();
   });
 }
 
@@ -154,8 +156,10 @@ double Recorder::finish() {
     if (!writer_->finish(duration))
       logError("couldn't finish the take cleanly: " + writer_->error());
     duration = saveTake();
+    // The same figure `vorn record` prints: the take's frames that are missing, for any reason.
+    if (missingFrames() > 0)
+      logError("the take dropped " + std::to_string(missingFrames()) + " frames");
     const int dropped = dropped_.load();
-    if (dropped > 0) logError("the take dropped " + std::to_string(dropped) + " frames");
     // A take that lost more than one frame in a hundred starts the next one a preset faster.
     if (duration > 0 && dropped > duration * fps_ * 0.01) VideoEncoder::stepFaster();
   });
@@ -211,9 +215,9 @@ void Recorder::writeVideo(const FrameBuffer& frame, double hostTime) {
 // seconds makes a power cut lose no more than a kill would. On its own thread, as a slow disk
 // may take a while, and never more than one at a time.
 void Recorder::syncToDiskNowAndThen(double pts) {
-  if (fragmentLock_ < 0 || pts - lastDiskSync_ < 2.0 || syncPending_.exchange(true)) return;
+  if (!fragmentLock_.valid() || pts - lastDiskSync_ < 2.0 || syncPending_.exchange(true)) return;
   lastDiskSync_ = pts;
-  syncQueue_.async([this, descriptor = fragmentLock_] {
+  syncQueue_.async([this, descriptor = fragmentLock_.get()] {
     ::fdatasync(descriptor);
     syncPending_ = false;
   });

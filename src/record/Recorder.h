@@ -4,6 +4,7 @@
 #include "base/FrameBuffer.h"
 #include "base/Locked.h"
 #include "base/SerialQueue.h"
+#include "base/UniqueFd.h"
 #include "record/AudioArrivals.h"
 
 #include <QString>
@@ -35,8 +36,10 @@ class TakeWriter;
 // dropped and counted.
 class Recorder {
  public:
-  // Creates the writer for the take at `path`; throws std::runtime_error with one sentence
-  // when it cannot be created (the file exists, the folder is not writable…).
+  // Creates the writer for the take at `path`, claiming that name (or, when another take
+  // claims it at the same instant, the first free one beside it: see `path`). Throws
+  // std::runtime_error with one sentence when it cannot be created (something already has
+  // that name, the folder is not writable…).
   Recorder(const QString& path, int fps, bool hasMic, bool hasSystem);
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
@@ -64,9 +67,11 @@ class Recorder {
 
   // The buffers the render loop renders into (1080 × 1920 BGRA).
   std::shared_ptr<FramePool> pool() const { return pool_; }
+  // Frames turned away because the writer was behind: some of the missing frames.
   int droppedFrames() const { return dropped_.load(); }
   // After `finish`: the frame slots between the take's first and last frame that hold no
-  // frame (dropped here, or never composed because the render loop was held up).
+  // frame (dropped here, or never composed because the render loop was held up). The one
+  // count of dropped frames shown anywhere.
   long missingFrames() const { return lastSlot_ + 1 - writtenFrames_; }
   const QString& encoderName() const { return encoderName_; }
   // Where the take is; after `finish`, where it went (a free name beside it when another
@@ -104,7 +109,7 @@ class Recorder {
   void discardFiles();
 
   QString path_;  // writer thread only after construction
-  const QString fragment_;
+  QString fragment_;  // set at construction
   QString unfinishedAt_;  // writer thread only
   const bool hasMic_;
   const bool hasSystem_;
@@ -112,7 +117,7 @@ class Recorder {
   const std::shared_ptr<FramePool> pool_;
   QString encoderName_;                // set at construction
   std::unique_ptr<TakeWriter> writer_;  // writer thread only after construction
-  int fragmentLock_ = -1;               // writer thread only after construction
+  UniqueFd fragmentLock_;  // the fragment, locked; writer thread only after construction
 
   // The timeline: writer thread only. `start_` is when frames count from, `origin_` the
   // first written frame's time, the written zero.

@@ -2,6 +2,7 @@
 
 #include "base/Av.h"
 #include "base/Log.h"
+#include "base/OwnFiles.h"
 #include "record/AudioEncoder.h"
 
 #include <QDir>
@@ -9,10 +10,13 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -22,6 +26,49 @@ namespace {
 const QString fragmentPrefix = QStringLiteral(".recording-");
 
 std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }
+
+bool taken(const QString& path) { return OwnFiles::taken(local(path)); }
+
+// "Take (2).mp4" for n = 2, "Take (TAG).mp4" for n = 1 with a tag, "Take (TAG 2).mp4"…
+QString numbered(const QString& wanted, const QString& tag, int n) {
+  const QFileInfo info(wanted);
+  const QString stem = info.dir().filePath(info.completeBaseName());
+  const QString suffix = tag.isEmpty() ? QString::number(n)
+                         : n == 1      ? tag
+                                       : QStringLiteral("%1 %2").arg(tag).arg(n);
+  return stem + " (" + suffix + ")." + info.suffix();
+}
+
+// Whether `fd` is still the file called `path` (a recovery may have removed it meanwhile).
+bool stillNamed(int fd, const QString& path) {
+  struct stat opened, named;
+  return ::fstat(fd, &opened) == 0 && ::lstat(local(path).c_str(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+// Creates and locks the fragment of `take`; an invalid descriptor when the name is taken.
+UniqueFd claimFragment(const QString& take, const QString& fragment) {
+  for (;;) {
+    if (taken(take)) return {};
+    UniqueFd fd(OwnFiles::create(local(fragment)));
+    if (!fd.valid() && errno == EEXIST) return {};
+    if (!fd.valid())
+      throw std::runtime_error("Couldn't create " + local(fragment) + ": " + std::strerror(errno) + ".");
+    // Waits out a recovery looking at the new, empty fragment: it may remove it, then again.
+    while (::flock(fd.get(), LOCK_EX) != 0)
+      if (errno != EINTR) {
+        ::unlink(local(fragment).c_str());
+        throw std::runtime_error("Couldn't lock " + local(fragment) + ": " + std::strerror(errno) + ".");
+      }
+    if (!stillNamed(fd.get(), fragment)) continue;
+    // A take finished under the name between the check and the fragment.
+    if (taken(take)) {
+      ::unlink(local(fragment).c_str());
+      return {};
+    }
+    return fd;
+  }
+}
 
 // Copies every packet in order; returns the number of video packets.
 int copyPackets(AVFormatContext* input, AVFormatContext* output, double endSeconds) {
@@ -122,15 +169,11 @@ bool holdsAFragment(const QString& path) {
 }  // namespace
 
 QString freeName(const QString& wanted, const QString& tag, const QString& reserved) {
-  const auto taken = [&](const QString& name) { return name == reserved || QFileInfo::exists(name); };
-  if (!taken(wanted)) return wanted;
-  const QFileInfo info(wanted);
-  const QString stem = info.dir().filePath(info.completeBaseName());
-  for (int n = 1;; ++n) {
-    const QString suffix = tag.isEmpty() ? QString::number(n + 1)
-                                         : n == 1 ? tag : QStringLiteral("%1 %2").arg(tag).arg(n);
-    const QString name = stem + " (" + suffix + ")." + info.suffix();
-    if (!taken(name)) return name;
+  const auto unusable = [&](const QString& name) { return name == reserved || taken(name); };
+  if (!unusable(wanted)) return wanted;
+  for (int n = tag.isEmpty() ? 2 : 1;; ++n) {
+    const QString name = numbered(wanted, tag, n);
+    if (!unusable(name)) return name;
   }
 }
 
@@ -139,12 +182,22 @@ QString fragmentPath(const QString& takePath) {
   return info.dir().filePath(fragmentPrefix + info.fileName());
 }
 
+Claim claim(const QString& wanted) {
+  for (int n = 1;; ++n) {
+    const QString take = n == 1 ? wanted : numbered(wanted, {}, n);
+    const QString fragment = fragmentPath(take);
+    UniqueFd fd = claimFragment(take, fragment);
+    if (fd.valid()) return {take, fragment, std::move(fd)};
+  }
+}
+
 int remux(const QString& source, const QString& target, double endSeconds,
           std::int64_t packetBound) {
   // Written under a hidden name and moved into place whole, so a crash meanwhile never leaves
   // a half-written file under the take's name (the fragment is still there to recover).
   const QFileInfo info(target);
   const QString partial = info.dir().filePath(QStringLiteral(".finishing-") + info.fileName());
+  QFile::remove(partial);  // left by a crash, or planted: the name belongs to this take
   try {
     const int videoPackets = remuxStreams(source, partial, endSeconds, packetBound);
     if (!QFile::rename(partial, target))
@@ -185,9 +238,10 @@ double lastFrameSeconds(const QString& movie) {
 }
 
 int lockFragment(const QString& fragment) {
-  const int descriptor = ::open(local(fragment).c_str(), O_RDONLY | O_CLOEXEC);
+  const int descriptor = ::open(local(fragment).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
   if (descriptor < 0) return -1;
-  if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+  // The name may have been removed, or claimed anew, since it was opened.
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0 || !stillNamed(descriptor, fragment)) {
     ::close(descriptor);
     return -1;
   }

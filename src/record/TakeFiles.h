@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/UniqueFd.h"
+
 #include <QString>
 
 #include <cstdint>
@@ -12,12 +14,25 @@ namespace vorn {
 // conversion into the final movie, and the recovery of fragments that a crashed run left.
 namespace TakeFiles {
 
-// `wanted` when no file has that name (and it is not `reserved`), else the first free one of
-// "Take (TAG).mp4", "Take (TAG 2).mp4"… or, without a tag, "Take (2).mp4", "Take (3).mp4"…
+// `wanted` when nothing has that name (not even a link) and it is not `reserved`, else the
+// first free one of "Take (TAG).mp4", "Take (TAG 2).mp4"… or, without a tag, "Take (2).mp4",
+// "Take (3).mp4"…
 QString freeName(const QString& wanted, const QString& tag = {}, const QString& reserved = {});
 
 // ".recording-<take file name>" beside the take: the movie while it is being recorded.
 QString fragmentPath(const QString& takePath);
+
+// A take's name held by its fragment: created new (readable by the user alone) and locked.
+struct Claim {
+  QString take;
+  QString fragment;
+  UniqueFd fragmentFd;
+};
+
+// Claims `wanted` for a new take, or the first free name beside it ("Take (2).mp4"…) when
+// another take claimed that one first, even in another process at the same instant. Throws
+// std::runtime_error with one sentence when the fragment cannot be created.
+Claim claim(const QString& wanted);
 
 // Copies the streams of `source` into a new MP4 at `target` with the moov at the front
 // (no re-encoding), leaving out audio from `endSeconds` on and any damaged tail. Given an

@@ -16,8 +16,8 @@ bool isDiskFull(int code) {
 
 }  // namespace
 
-TakeWriter::TakeWriter(const std::string& path, int fps, bool hasMic, bool hasSystem)
-    : output_(av::openOutput(path)), video_(fps) {
+TakeWriter::TakeWriter(int fd, const std::string& path, int fps, bool hasMic, bool hasSystem)
+    : output_(av::openOutput(fd, path)), video_(fps) {
   av::addStream(output_.get(), video_.context());
   if (hasMic) {
     mic_ = std::make_unique<AudioEncoder>(1, 128'000);
@@ -48,7 +48,7 @@ bool TakeWriter::start() {
 }
 
 TakeWriter::Result TakeWriter::writeVideo(const FrameBuffer& frame, double seconds) {
-  const std::int64_t ticks = std::llround(seconds * VideoEncoder::timeScale);
+  const std::int64_t ticks = std::llround(seconds / av_q2d(video_.context()->time_base));
   if (!started_ || ticks <= lastTicks_) return Result::dropped;
   const int code = video_.encode(frame, ticks, [this](AVPacket* packet) {
     return writePacket(packet, 0, video_.context()->time_base);

@@ -16,8 +16,9 @@ class TakeWriter {
  public:
   enum class Result { written, dropped, failed };
 
-  // Opens the encoders and creates the file; throws std::runtime_error with one sentence.
-  TakeWriter(const std::string& path, int fps, bool hasMic, bool hasSystem);
+  // Opens the encoders and writes to the open, empty file `fd` (kept by the caller) called
+  // `path`; throws std::runtime_error with one sentence.
+  TakeWriter(int fd, const std::string& path, int fps, bool hasMic, bool hasSystem);
   ~TakeWriter();
 
   const std::string& encoderName() const { return video_.name(); }

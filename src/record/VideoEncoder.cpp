@@ -58,7 +58,8 @@ av::CodecContext makeContext(const AVCodec* codec, int fps) {
   context->width = VideoEncoder::width;
   context->height = VideoEncoder::height;
   context->pix_fmt = AV_PIX_FMT_YUV420P;
-  context->time_base = {1, VideoEncoder::timeScale};
+  // One tick a frame: the stream's own timing (its VUI) then states the real rate.
+  context->time_base = {1, fps};
   context->framerate = {fps, 1};
   context->gop_size = 2 * fps;
   context->max_b_frames = 0;  // pts = dts: fragments stay simple to recover

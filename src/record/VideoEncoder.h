@@ -19,9 +19,6 @@ class VideoEncoder {
  public:
   static constexpr int width = 1080;
   static constexpr int height = 1920;
-  // Ticks per second of the presentation times handed to `encode`.
-  static constexpr int timeScale = 90000;
-
   using PacketSink = std::function<int(AVPacket*)>;
 
   // The first of the hardware encoders that works on this machine (tried once per run), else
@@ -38,7 +35,7 @@ class VideoEncoder {
   // "libx264 (superfast)" or the hardware encoder's name.
   const std::string& name() const { return name_; }
 
-  // Converts the frame to YUV 4:2:0 and encodes it at `ticks` (1/timeScale s); every packet
+  // Converts the frame to YUV 4:2:0 and encodes it at `ticks` (frames of 1/fps s); every packet
   // that comes out goes to `sink`. Returns an FFmpeg error code (< 0) on failure.
   int encode(const FrameBuffer& frame, std::int64_t ticks, const PacketSink& sink);
   // Drains the encoder at the end of the take.

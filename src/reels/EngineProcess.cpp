@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -32,8 +33,11 @@ constexpr idtype_t kWaitPidfd = static_cast<idtype_t>(3);
 
 // Runs in the forked child: only async-signal-safe calls until exec.
 [[noreturn]] void execChild(const char* path, char* const* argv, int output, int errorFd,
-                            int report) {
+                            int report, pid_t studio) {
   setpgid(0, 0);
+  // A studio that dies takes its engine along; one already gone meanwhile too.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != studio) _exit(127);
   setpriority(PRIO_PROCESS, 0, kEngineNice);
   sigset_t none;
   sigemptyset(&none);
@@ -91,12 +95,13 @@ std::unique_ptr<EngineProcess> EngineProcess::launch(const QString& program,
   UniqueFd reportRead(report[0]);
   UniqueFd reportWrite(report[1]);
 
+  const pid_t studio = getpid();
   const pid_t pid = fork();
   if (pid < 0) {
     *error = systemError("fork", errno);
     return nullptr;
   }
-  if (pid == 0) execChild(argv[0], argv.data(), output[1], errorFd, report[1]);
+  if (pid == 0) execChild(argv[0], argv.data(), output[1], errorFd, report[1], studio);
 
   setpgid(pid, pid);  // also in the child: whichever runs first makes the group
   outputWrite.reset();
@@ -109,7 +114,7 @@ std::unique_ptr<EngineProcess> EngineProcess::launch(const QString& program,
   UniqueFd pidfd(pidfd_open(pid, 0));
   if (!pidfd.valid()) {
     const int code = errno;
-    kill(pid, SIGKILL);
+    ::kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
     *error = systemError("pidfd_open", code);
     return nullptr;
@@ -146,26 +151,33 @@ EngineProcess::~EngineProcess() {
 bool EngineProcess::suspend() { return signal(SIGSTOP); }
 bool EngineProcess::proceed() { return signal(SIGCONT); }
 bool EngineProcess::terminate() { return signal(SIGTERM); }
+bool EngineProcess::kill() { return signal(SIGCONT) && signal(SIGKILL); }
 
 bool EngineProcess::signal(int number) {
   // Under the reap lock: once reaped, the group id may belong to someone else.
   std::lock_guard guard(reapLock_);
-  return !reaped_ && kill(-pid_, number) == 0;
+  return !reaped_ && ::kill(-pid_, number) == 0;
 }
 
-bool EngineProcess::reap(int* status, bool* killed) {
+bool EngineProcess::exitStatus(int* status, bool* killed) {
   siginfo_t info{};
-  std::lock_guard guard(reapLock_);
-  if (reaped_) return false;
   int result;
   do {
-    result = waitid(kWaitPidfd, static_cast<id_t>(pidfd_.get()), &info, WEXITED);
+    result = waitid(kWaitPidfd, static_cast<id_t>(pidfd_.get()), &info, WEXITED | WNOWAIT);
   } while (result != 0 && errno == EINTR);
   if (result != 0) return false;
-  reaped_ = true;
   *status = info.si_status;
   *killed = info.si_code == CLD_KILLED || info.si_code == CLD_DUMPED;
   return true;
+}
+
+void EngineProcess::reap() {
+  siginfo_t info{};
+  std::lock_guard guard(reapLock_);
+  if (reaped_) return;
+  while (waitid(kWaitPidfd, static_cast<id_t>(pidfd_.get()), &info, WEXITED) != 0 && errno == EINTR) {
+  }
+  reaped_ = true;
 }
 
 void EngineProcess::readOutput(bool* closed) {
@@ -204,14 +216,15 @@ void EngineProcess::run(std::stop_token stop) {
     }
     if (fds[1].revents != 0) {
       // A failed wait still counts as the end, so that the run is not left open forever.
-      reap(&status, &killed);
+      exitStatus(&status, &killed);
       exited = true;
       ended_.store(closed);
       events_.exited(status, killed);
     }
   }
-  // Abandoned by the destructor (which has killed the group): leave no zombie behind.
-  if (!exited) reap(&status, &killed);
+  // Only now: until the output has closed too, the unreaped engine keeps its group's id from
+  // being anyone else's, so the group can still be signalled (a child may hold the output).
+  reap();
 }
 
 }  // namespace vorn

@@ -20,7 +20,7 @@ namespace vorn {
 // One reel engine process: launched at low priority in a process group of its own, its
 // standard output read on a thread of its own ("vorn.reel") and cut into messages, its end
 // seen through a pidfd. Signals go to the whole group, so the programs the engine runs
-// stop, continue and end with it.
+// stop, continue and end with it. The engine is killed when the studio ends, even by a crash.
 class EngineProcess {
  public:
   // Called on the reader thread, in this order per stream: messages as they complete, then
@@ -50,6 +50,8 @@ class EngineProcess {
   bool suspend();
   bool proceed();
   bool terminate();
+  // Ends the group at once, stopped or not.
+  bool kill();
 
   // True once both end events have been delivered.
   bool hasEnded() const { return ended_.load(); }
@@ -57,8 +59,9 @@ class EngineProcess {
  private:
   EngineProcess(pid_t pid, UniqueFd pidfd, UniqueFd output, Events events);
   bool signal(int number);
-  // Reaps the process and returns its status; false when it was already reaped.
-  bool reap(int* status, bool* killed);
+  // The status of the ended process, which stays unreaped; false when it can't be read.
+  bool exitStatus(int* status, bool* killed);
+  void reap();
   void run(std::stop_token stop);
   void readOutput(bool* closed);
 

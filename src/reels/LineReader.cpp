@@ -3,6 +3,7 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 
+#include <utility>
 #include <vector>
 
 namespace vorn {
@@ -16,10 +17,15 @@ void LineReader::feed(const char* bytes, qsizetype size) {
     buffer_.append(bytes, size);
     qsizetype start = 0;
     for (qsizetype end = buffer_.indexOf('\n'); end >= 0; end = buffer_.indexOf('\n', start)) {
-      lines.push_back(buffer_.mid(start, end - start));
+      if (!std::exchange(overlong_, false) && end - start <= longestLine)
+        lines.push_back(buffer_.mid(start, end - start));
       start = end + 1;
     }
     buffer_.remove(0, start);
+    if (buffer_.size() > longestLine) {
+      buffer_.clear();
+      overlong_ = true;
+    }
   }
   for (const QByteArray& line : lines) {
     QJsonParseError error;
@@ -32,6 +38,7 @@ void LineReader::feed(const char* bytes, qsizetype size) {
 void LineReader::finish() {
   std::lock_guard guard(lock_);
   buffer_.clear();
+  overlong_ = false;
 }
 
 qsizetype LineReader::pending() const {

@@ -12,9 +12,13 @@ namespace vorn {
 // object. A line that is not JSON, or not an object, is skipped silently (blank lines too).
 // Bytes after the last line feed wait for more; at end of stream they are dropped, so every
 // message must end with a line feed. Carriage returns are kept (JSON allows one at the end).
+// A line longer than `longestLine` is dropped whole without being held.
 class LineReader {
  public:
   using Emit = std::function<void(const QJsonObject& message)>;
+
+  // Far above any message the engine sends; an engine that never ends its line costs no more.
+  static constexpr qsizetype longestLine = 64 * 1024;
 
   explicit LineReader(Emit emit);
 
@@ -33,6 +37,7 @@ class LineReader {
   const Emit emit_;
   mutable std::mutex lock_;  // guards buffer_
   QByteArray buffer_;
+  bool overlong_ = false;  // the line under way has passed the limit: its rest is dropped
 };
 
 }  // namespace vorn

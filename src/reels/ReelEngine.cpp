@@ -99,9 +99,10 @@ UniqueFd ReelMaker::log() {
   QDir().mkpath(dir);
   const QByteArray path = QFile::encodeName(QDir(dir).filePath(QStringLiteral(".engine.log")));
   struct stat status {};
-  const bool fresh = ::stat(path.constData(), &status) != 0 || status.st_size > kLogLimitBytes;
-  UniqueFd fd(::open(path.constData(), O_WRONLY | O_CREAT | O_CLOEXEC | (fresh ? O_TRUNC : 0),
-                     0644));
+  const bool fresh = ::lstat(path.constData(), &status) != 0 || status.st_size > kLogLimitBytes;
+  // Never through a link planted under the name: the log then goes nowhere.
+  UniqueFd fd(::open(path.constData(),
+                     O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | (fresh ? O_TRUNC : 0), 0600));
   if (!fd.valid()) fd.reset(::open("/dev/null", O_WRONLY | O_CLOEXEC));
   ::lseek(fd.get(), 0, SEEK_END);
   return fd;

@@ -40,7 +40,11 @@ ReelMaker& ReelMaker::shared() {
   return *instance;
 }
 
-ReelMaker::ReelMaker(Studio& studio, QObject* parent) : QObject(parent), studio_(studio) {}
+ReelMaker::ReelMaker(Studio& studio, QObject* parent) : QObject(parent), studio_(studio) {
+  watchdog_.setSingleShot(true);
+  watchdog_.setInterval(silenceLimit);
+  connect(&watchdog_, &QTimer::timeout, this, &ReelMaker::endSilentRun);
+}
 
 ReelMaker::~ReelMaker() {
   // Processes go first: their threads post to this object until they are joined.
@@ -116,11 +120,15 @@ void ReelMaker::discard(const Take& take) {
 void ReelMaker::pause() {
   setHeld(true);
   if (running_ && !suspended_) setSuspended(running_->process->suspend());
+  if (suspended_) watchdog_.stop();  // a stopped engine can't report
 }
 
 void ReelMaker::resume() {
   setHeld(false);
-  if (running_ && suspended_) running_->process->proceed();
+  if (running_ && suspended_) {
+    running_->process->proceed();
+    watchdog_.start();
+  }
   setSuspended(false);
   next();
 }
@@ -197,10 +205,16 @@ void ReelMaker::handle(const QJsonObject& message, const QUrl& url) {
   const auto found = jobs_.find(url);
   if (found == jobs_.end()) return;
   Job job = found->second;
+  if (running_ && running_->url == url) watchdog_.start();
   const ReelMessage::Effect effect = ReelMessage::apply(job, message);
   if (effect == ReelMessage::Effect::none) return;
+  // A reel is only ever one the engine was asked to write, in the reels folder.
+  if (effect == ReelMessage::Effect::done && !isReel(job.video)) {
+    job.video.reset();
+    job.stage = Stage::failed(kCouldNotMake);
+  }
   setJob(url, job);
-  if (effect != ReelMessage::Effect::done) return;
+  if (effect != ReelMessage::Effect::done || !job.video) return;
   setLatest(url);
   announceReady(url);
 }
@@ -229,6 +243,25 @@ void ReelMaker::finishIfDone() {
   if (found != jobs_.end() && !found->second.stage.isFinished())
     setStage(url, Stage::failed(killed ? kStopped : kCouldNotMake));
   next();
+}
+
+void ReelMaker::endSilentRun() {
+  if (!running_) return;
+  const QUrl url = running_->url;
+  logError("the reel engine reported nothing for " +
+           std::to_string(watchdog_.intervalAsDuration().count() / 1000) + " s, so it was ended");
+  running_->process->kill();
+  retire(std::move(running_->process));
+  setRunning(nullptr);
+  setSuspended(false);
+  setStage(url, Stage::failed(kCouldNotMake));
+  next();
+}
+
+bool ReelMaker::isReel(const std::optional<QUrl>& video) const {
+  if (!video || !video->isLocalFile()) return false;
+  const QFileInfo file(video->toLocalFile());
+  return file.isAbsolute() && QDir::cleanPath(file.absolutePath()) == QDir::cleanPath(folder());
 }
 
 void ReelMaker::stop(EngineProcess& process) {
@@ -326,6 +359,10 @@ void ReelMaker::setSuspended(bool value) {
 void ReelMaker::setRunning(std::unique_ptr<Running> value) {
   if (!running_ && !value) return;
   running_ = std::move(value);
+  if (running_)
+    watchdog_.start();
+  else
+    watchdog_.stop();
   Q_EMIT runningChanged();
 }
 

@@ -11,8 +11,10 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QUrl>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -77,6 +79,12 @@ class ReelMaker : public QObject {
   void resume();
   void shutdown();
 
+  // A run that reports nothing for this long is ended, its whole group with it: far longer
+  // than the slowest stage takes on a long take.
+  static constexpr std::chrono::milliseconds silenceLimit = std::chrono::minutes(10);
+  // Tests shorten the wait.
+  void setSilenceLimit(std::chrono::milliseconds limit) { watchdog_.setInterval(limit); }
+
   // ---- Observable state.
   const std::map<QUrl, Job>& jobs() const { return jobs_; }
   const std::optional<QUrl>& latest() const { return latest_; }
@@ -109,6 +117,8 @@ class ReelMaker : public QObject {
   void streamClosed(const QUrl& url, std::uint64_t serial);
   void exited(const QUrl& url, std::uint64_t serial, int status, bool killed);
   void finishIfDone();
+  void endSilentRun();
+  bool isReel(const std::optional<QUrl>& video) const;
   void stop(EngineProcess& process);
   bool launch(const QString& program, const QUrl& url, const Job& job);
   EngineProcess::Events eventsFor(const QUrl& url, std::uint64_t serial);
@@ -136,6 +146,7 @@ class ReelMaker : public QObject {
   std::uint64_t runs_ = 0;
   // Processes dropped before their end events came; freed once both have been seen.
   std::vector<std::unique_ptr<EngineProcess>> retired_;
+  QTimer watchdog_;  // runs while an engine runs and may report
   SerialQueue trash_{"vorn.trash"};  // last: its pending moves finish before the rest goes
 };
 

@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <csignal>
 #include <memory>
+#include <sys/stat.h>
 #include <thread>
 
 namespace vorn {
@@ -323,6 +324,16 @@ TEST(RecordCommand, anXServerThatDiesMidTakeStopsItThere) {
 TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
   std::string output;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--fps", "25"}, &output), 2);
+  EXPECT_EQ(test::runCommand({kVorn, "record", "--out", ""}, &output), 2);
+  // Preferences that are a FIFO would hold the first read forever.
+  const QString config = QString::fromStdString(home() + "/fifo-config");
+  ASSERT_TRUE(QDir().mkpath(config + "/Vorn"));
+  ASSERT_EQ(::mkfifo(QFile::encodeName(config + "/Vorn/Vorn.conf").constData(), 0600), 0);
+  EXPECT_EQ(test::runCommand({"sh", "-c", "XDG_CONFIG_HOME='" + config.toStdString() + "' exec " + kVorn +
+                                              " record --seconds 1 2>&1"},
+                             &output),
+            1);
+  EXPECT_NE(output.find("isn't a regular file"), std::string::npos) << output;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--seconds", "1", "--area", "1900,1000,500,500",
                               "--out", home() + "/outside.mp4"},
                              &output),
@@ -339,6 +350,36 @@ TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
   EXPECT_NE(help.find("Usage: vorn record"), std::string::npos);
   EXPECT_FALSE(QFileInfo::exists(QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/Vorn"))
       << "failed runs create no takes folder";
+}
+
+// Takes started at once land in the same second: each gets a name of its own and none is lost
+// (every run also recovers the takes folder as it starts). After the test that wants no takes
+// folder.
+TEST(RecordCommand, takesStartedAtOnceAreAllKept) {
+  const QDir takes(QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/Vorn");
+  const QStringList before = takes.entryList(QDir::Files | QDir::Hidden);
+  constexpr int runs = 4;
+  std::vector<int> codes(runs, -1);
+  std::vector<std::string> outputs(runs);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < runs; ++i)
+    threads.emplace_back([&, i] {
+      codes[size_t(i)] = test::runCommand({kVorn, "record", "--seconds", "3", "--no-camera", "--no-mic",
+                                           "--fps", "30"},
+                                          &outputs[size_t(i)]);
+    });
+  for (std::thread& thread : threads) thread.join();
+  QStringList made;
+  for (const QString& name : takes.entryList(QDir::Files | QDir::Hidden))
+    if (!before.contains(name)) made << name;
+  for (int i = 0; i < runs; ++i) EXPECT_EQ(codes[size_t(i)], 0) << outputs[size_t(i)];
+  ASSERT_EQ(made.size(), runs) << made.join(", ").toStdString();
+  // How much of each take a busy machine lets through varies; that each is whole does not.
+  for (const QString& name : made) {
+    EXPECT_FALSE(name.startsWith('.')) << name.toStdString();
+    EXPECT_EQ(test::probeStreams(takes.filePath(name)).size(), 1u) << name.toStdString();
+    EXPECT_FALSE(test::readPackets(takes.filePath(name), 0).empty()) << name.toStdString();
+  }
 }
 
 }  // namespace

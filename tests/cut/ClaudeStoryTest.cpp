@@ -2,6 +2,7 @@
 // claude is missing, fails, hangs or answers wrongly. A shell script stands in for claude.
 #include "cut/ClaudeStory.h"
 #include "cut/StoryWriter.h"
+#include "support/Eventually.h"
 
 #include <QDir>
 #include <QFile>
@@ -92,13 +93,42 @@ class FakeClaude : public testing::Test {
   QTemporaryDir dir;
 };
 
-TEST_F(FakeClaude, aGoodAnswerIsUsedAndTheTranscriptWasSent) {
-  install("printf '%s' \"$2\" > \"$(dirname \"$0\")/prompt\"\ncat <<'EOF'\n" + QByteArray(kGood) +
-          "EOF\n");
+// The prompt goes on standard input, never in the arguments every local user can read.
+TEST_F(FakeClaude, aGoodAnswerIsUsedAndTheTranscriptWasSentOnStandardInput) {
+  install("here=\"$(dirname \"$0\")\"\nprintf '%s\\n' \"$@\" > \"$here/arguments\"\n"
+          "cat > \"$here/prompt\"\ncat <<'EOF'\n" + QByteArray(kGood) + "EOF\n");
   EXPECT_EQ(write().brain, "claude");
   QFile prompt(dir.filePath(QStringLiteral("prompt")));
   ASSERT_TRUE(prompt.open(QIODevice::ReadOnly));
   EXPECT_TRUE(prompt.readAll().contains("Your face wins."));
+  QFile arguments(dir.filePath(QStringLiteral("arguments")));
+  ASSERT_TRUE(arguments.open(QIODevice::ReadOnly));
+  EXPECT_EQ(arguments.readAll(), "-p\n");
+}
+
+// Whether the process `pid` has ended (a zombie has).
+bool ended(const QByteArray& pid) {
+  QFile stat("/proc/" + pid.trimmed() + "/stat");
+  if (!stat.open(QIODevice::ReadOnly)) return true;
+  const QByteArray line = stat.readAll();
+  return line.mid(line.lastIndexOf(')') + 2, 1) == "Z";
+}
+
+// A claude that floods its output or outstays its time is ended with all it started, and the
+// device writes the story.
+TEST_F(FakeClaude, aFloodOrAHangEndsClaudeWithItsChildren) {
+  install("exec yes 'flood'\n");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(write().brain, "device");
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("1 MB"), std::string::npos);
+
+  install("sleep 60 &\necho $! > \"$(dirname \"$0\")/child\"\nwait\n");
+  qputenv("VORN_CLAUDE_TIMEOUT", "3");
+  EXPECT_EQ(write().brain, "device");
+  QFile child(dir.filePath(QStringLiteral("child")));
+  ASSERT_TRUE(child.open(QIODevice::ReadOnly));
+  const QByteArray pid = child.readAll();
+  EXPECT_TRUE(test::eventually([&] { return ended(pid); })) << "claude's child lives on";
 }
 
 TEST_F(FakeClaude, garbageAFailureAHangOrNoClaudeFallBackToTheDevice) {

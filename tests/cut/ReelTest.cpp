@@ -3,6 +3,7 @@
 #include "SpokenTake.h"
 
 #include "support/ChildProcess.h"
+#include "support/Eventually.h"
 #include "support/MovieProbe.h"
 
 #include <QImage>
@@ -12,9 +13,12 @@
 #include <QString>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -66,10 +70,16 @@ class ReelTest : public testing::Test {
   static void SetUpTestSuite() {
     fs::create_directories(folder());
     std::ofstream(scratch() + "/script.txt") << spokenTake().script;
+    // A link planted where the work folder goes, into a folder of someone else's.
+    fs::create_directories(elsewhere());
+    fs::create_directory_symlink(elsewhere(), folder() / ".Spoken \u00B7 Reel");
+    const mode_t umaskBefore = ::umask(022);
     status = runVorncut({"promo", spokenTake().path, "--jsonl", "--brain", "device", "--out",
                          reel(), "--script", scratch() + "/script.txt"},
                         &output);
+    ::umask(umaskBefore);
   }
+  static fs::path elsewhere() { return scratch() + "/Elsewhere"; }
   static fs::path folder() { return scratch() + "/Reels"; }
   static std::string reel() { return folder() / "Spoken \u00B7 Reel.mp4"; }
   static int status;
@@ -141,6 +151,21 @@ TEST_F(ReelTest, theCoverCaptionPictureAndWorkFolderLieBesideTheReel) {
     EXPECT_NE(name.rfind("draft.", 0), 0u) << name;
 }
 
+TEST_F(ReelTest, theReelsFilesAreTheUsersAloneAndNothingIsWrittenThroughALink) {
+  const auto mode = [](const fs::path& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0u;
+  };
+  for (const char* name : {"Spoken \u00B7 Reel.mp4", "Spoken \u00B7 Reel.cover.jpg",
+                           "Spoken \u00B7 Reel.caption.txt", ".Spoken \u00B7 Reel.mp4.picture.mp4"})
+    EXPECT_EQ(mode(folder() / name), 0600u) << name;
+  const fs::path work = folder() / ".Spoken \u00B7 Reel";
+  EXPECT_FALSE(fs::is_symlink(work));
+  EXPECT_EQ(mode(work), 0700u);
+  for (const std::string& name : folderEntries(work)) EXPECT_EQ(mode(work / name), 0600u) << name;
+  EXPECT_TRUE(folderEntries(elsewhere()).empty()) << folderEntries(elsewhere()).front();
+}
+
 TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {
   const std::string claude = scratch() + "/claude";
   std::ofstream(claude) << "#!/bin/sh\necho '{\"segments\":[{\"start\":0.5,\"end\":4.8}],"
@@ -159,6 +184,33 @@ TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {
   EXPECT_EQ(list[2]["caption"], "One thing. #video");
   EXPECT_EQ(list.back()["caption"], "One thing. #video");
   EXPECT_LT(list.back()["duration"].toString().toDouble(), 4.6);
+}
+
+// Whether the process `pid` has ended (a zombie has).
+bool ended(pid_t pid) {
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string line;
+  if (!std::getline(stat, line)) return true;
+  return line.substr(line.rfind(')') + 2, 1) == "Z";
+}
+
+// A vorncut killed outright (as the studio's watchdog does) takes its claude along.
+TEST(ReelClaudeTest, aVorncutKilledOutrightTakesItsClaudeAlong) {
+  const std::string claude = scratch() + "/slow-claude";
+  {
+    std::ofstream script(claude);
+    script << "#!/bin/sh\necho $$ > \"$0.pid\"\nexec sleep 600\n";
+  }
+  fs::permissions(claude, fs::perms::owner_all);
+  setenv("VORN_CLAUDE_PATH", claude.c_str(), 1);
+  test::ChildProcess run({std::string(VORN_BINARY_DIR) + "/vorncut", "promo", spokenTake().path, "--jsonl",
+                          "--brain", "claude", "--out", scratch() + "/Killed \u00B7 Reel.mp4"});
+  unsetenv("VORN_CLAUDE_PATH");
+  pid_t pid = 0;
+  ASSERT_TRUE(test::eventually([&] { return (pid = std::atoi(slurp(claude + ".pid").c_str())) > 0; }, 240))
+      << "claude was never asked";
+  ::kill(run.pid(), SIGKILL);
+  EXPECT_TRUE(test::eventually([&] { return ended(pid); })) << "claude outlived vorncut";
 }
 
 // One run on bad input: exactly one "error" line, a non-zero exit, nothing left behind.
@@ -188,6 +240,26 @@ TEST(ReelErrorTest, aCorruptOrTruncatedTakeIsOneError) {
   expectOneError({"promo", scratch() + "/missing.mp4"});
 }
 
+// A FIFO would hold the first read forever: refused, as the take and as the preferences.
+TEST(ReelErrorTest, anythingButARegularFileIsRefused) {
+  const std::string fifo = scratch() + "/fifo.mp4";
+  fs::remove(fifo);
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  expectOneError({"promo", fifo}, "isn't a regular file");
+  const std::string config = scratch() + "/fifo-config";
+  fs::create_directories(config + "/Vorn");
+  fs::remove(config + "/Vorn/Vorn.conf");
+  ASSERT_EQ(::mkfifo((config + "/Vorn/Vorn.conf").c_str(), 0600), 0);
+  const char* before = std::getenv("XDG_CONFIG_HOME");
+  const std::string saved = before ? before : "";
+  setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+  expectOneError({"promo", spokenTake().path}, "isn't a regular file");
+  if (before)
+    setenv("XDG_CONFIG_HOME", saved.c_str(), 1);
+  else
+    unsetenv("XDG_CONFIG_HOME");
+}
+
 TEST(ReelErrorTest, aTakeWithoutSoundOrWithSilenceHasNoSpeech) {
   expectOneError({"promo", test::silentTake("mute", 2, false)}, "no speech");
   expectOneError({"promo", test::silentTake("silent", 2, true)}, "no usable speech");
@@ -202,6 +274,8 @@ TEST(ReelErrorTest, anUnwritableReelOrAWrongCommandLineIsOneError) {
   EXPECT_EQ(messages(text)[0]["event"], "error");
   expectOneError({"promo", spokenTake().path, "--loud"});
   EXPECT_EQ(runVorncut({"promo", "--jsonl"}, &text), 2);
+  EXPECT_EQ(messages(text).size(), 1u);
+  EXPECT_EQ(runVorncut({"promo", spokenTake().path, "--jsonl", "--out", ""}, &text), 2);
   EXPECT_EQ(messages(text).size(), 1u);
 }
 

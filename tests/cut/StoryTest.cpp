@@ -139,5 +139,18 @@ TEST(CaptionsTest, eachWordIsShownLitWhileItIsSaid) {
   EXPECT_NE(script.find("{\\c&H0000D7FF&}LIGHT\n"), std::string::npos);
 }
 
+// Words and headlines may hold anything: none of it breaks the subtitle file.
+TEST(CaptionsTest, controlCharactersAndPiledUpMarksNeverReachTheSubtitles) {
+  Story story;
+  story.segments = {{0.9, 2.1}};
+  story.words = {{std::string("go\0od", 5), 1, 1.4}, {"li\nght", 1.5, 2}};
+  story.headline = {std::string("GOOD\0 LIGHT", 11), "A\u0301\u0301\u0301\u0301\u0301B"};
+  const std::string script = captionScript(story);
+  EXPECT_EQ(script.find('\0'), std::string::npos);
+  EXPECT_NE(script.find(",Headline,,0,0,0,,GOOD LIGHT\\NA\u0301\u0301B\n"), std::string::npos) << script;
+  EXPECT_NE(script.find("{\\c&H0000D7FF&}GOOD"), std::string::npos) << script;
+  EXPECT_NE(script.find("{\\c&H0000D7FF&}LI GHT\n"), std::string::npos) << script;
+}
+
 }  // namespace
 }  // namespace vorn::cut

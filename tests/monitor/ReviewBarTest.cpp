@@ -3,6 +3,7 @@
 #include "monitor/ReviewBar.h"
 #include "reels/FakeEngine.h"
 
+#include <QDir>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -32,7 +33,9 @@ class ReviewBarTest : public testing::Test {
 };
 
 TEST_F(ReviewBarTest, followsTheReelFromListeningToReadyAndThenOffersIt) {
-  const QString video = fake.path("A · Reel.mp4");
+  // Where the queue asked the engine to write the reel: the only reel it accepts.
+  const QString video = ReelMaker::reelPath(QUrl::fromLocalFile(fake.path("A.mp4")));
+  QDir().mkpath(ReelMaker::folder());
   test::FakeEngine::write(video, "a reel");
   // Each step waits for the test to let it go on (a file appears), so every stage is seen.
   const QString gate = fake.path("go");

@@ -19,6 +19,7 @@
 #include <csignal>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
 
 using namespace vorn;
@@ -498,6 +499,126 @@ TEST_F(RecorderTest, FramesFromBusyThreadsAreWrittenOrCountedNeverLost) {
   EXPECT_EQ(int(packets.size()) + recorder.droppedFrames(), frames);
   for (std::size_t i = 1; i < packets.size(); ++i) EXPECT_GT(packets[i].pts, packets[i - 1].pts);
   EXPECT_EQ(probeStreams(take()).size(), 3u);
+}
+
+}  // namespace
+
+namespace {
+
+// Takes started at the same instant under one name, while another run recovers the folder:
+// each claims a name of its own and every one of them is kept whole.
+TEST_F(RecorderTest, TakesStartedAtOnceUnderOneNameAreAllKept) {
+  constexpr int takes = 6;
+  std::atomic<int> ready{0};
+  std::atomic<bool> recovering{true};
+  std::vector<QString> saved(takes);
+  std::vector<std::string> errors(takes);
+  std::thread recovery([&] {
+    while (recovering) TakeFiles::recoverCrashedTakes(folder.path());
+  });
+  std::vector<std::thread> threads;
+  for (int i = 0; i < takes; ++i)
+    threads.emplace_back([&, i] {
+      ready.fetch_add(1);
+      while (ready.load() < takes) std::this_thread::yield();
+      try {
+        Recorder recorder(take(), 30, false, false);
+        if (!recorder.begin(start)) return;
+        feedFrames(recorder, 10, 30, start);
+        if (recorder.finish() > 0) saved[size_t(i)] = recorder.path();
+      } catch (const std::exception& error) {
+        errors[size_t(i)] = error.what();
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  recovering = false;
+  recovery.join();
+
+  for (int i = 0; i < takes; ++i) {
+    EXPECT_EQ(errors[size_t(i)], "");
+    ASSERT_FALSE(saved[size_t(i)].isEmpty()) << "a take was lost";
+    EXPECT_EQ(readPackets(saved[size_t(i)], 0).size(), 10u) << saved[size_t(i)].toStdString();
+  }
+  std::sort(saved.begin(), saved.end());
+  EXPECT_EQ(std::unique(saved.begin(), saved.end()), saved.end()) << "one file each";
+  EXPECT_EQ(filesInFolder().size(), takes) << filesInFolder().join(", ").toStdString();
+}
+
+}  // namespace
+
+namespace {
+
+mode_t modeOf(const QString& path) {
+  struct stat info {};
+  return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+// Names planted beside a take (a link pointing nowhere, a link to another file) are never
+// written through, and the take's files are the user's alone whatever the umask.
+TEST_F(RecorderTest, ATakesFilesAreTheUsersAloneAndNeverWrittenThroughALink) {
+  const mode_t umaskBefore = ::umask(022);
+  QTemporaryDir outside;
+  const QString victim = outside.filePath("victim");
+  {
+    QFile file(victim);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("keep");
+  }
+  ASSERT_TRUE(QFile::link(outside.filePath("planted.mp4"), take("Dangling.mp4")));
+  EXPECT_THROW(Recorder(take("Dangling.mp4"), 30, false, false), std::runtime_error);
+  ASSERT_TRUE(QFile::link(outside.filePath("fragment.mp4"), TakeFiles::fragmentPath(take())));
+  ASSERT_TRUE(QFile::link(victim, folder.filePath(".finishing-Take (2).mp4")));
+  {
+    Recorder recorder(take(), 30, false, false);
+    EXPECT_EQ(recorder.path(), take("Take (2).mp4")) << "the fragment's name is taken by the link";
+    EXPECT_EQ(modeOf(TakeFiles::fragmentPath(recorder.path())), 0600u);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 10, 30, start);
+    EXPECT_GT(recorder.finish(), 0);
+    EXPECT_EQ(modeOf(recorder.path()), 0600u);
+    EXPECT_EQ(readPackets(recorder.path(), 0).size(), 10u);
+  }
+  ::umask(umaskBefore);
+  EXPECT_EQ(QDir(outside.path()).entryList(QDir::Files), QStringList{"victim"});
+  QFile file(victim);
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  EXPECT_EQ(file.readAll(), "keep");
+}
+
+// What the log says a take dropped is what `vorn record` prints: the take's missing frames.
+TEST_F(RecorderTest, TheDroppedFramesSaidAreTheFramesTheTakeIsMissing) {
+  Recorder recorder(take(), 30, false, false);
+  ASSERT_TRUE(recorder.begin(start));
+  feedFrames(recorder, 10, 30, start);
+  feedFrames(recorder, 10, 30, start + 15.0 / 30, 15);  // five slots never composed
+  testing::internal::CaptureStderr();
+  recorder.finish();
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(recorder.missingFrames(), 5);
+  EXPECT_NE(log.find("the take dropped 5 frames"), std::string::npos) << log;
+}
+
+// The frame rate the H.264 stream states in its own timing (its SPS), as the decoder reads it.
+AVRational statedFrameRate(const QString& path) {
+  av::Input input = av::openInput(path.toStdString());
+  av::CodecContext decoder = av::openDecoder(input->streams[0]);
+  av::Packet packet = av::makePacket();
+  av::Frame frame = av::makeFrame();
+  bool ended = false;
+  av::receiveFrame(input.get(), 0, decoder.get(), packet.get(), frame.get(), ended);
+  return decoder->framerate;
+}
+
+TEST_F(RecorderTest, TheVideoStreamStatesTheTakesFrameRate) {
+  for (const int fps : {30, 60}) {
+    const QString path = take(QStringLiteral("Take %1.mp4").arg(fps));
+    Recorder recorder(path, fps, false, false);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 5, fps, start);
+    recorder.finish();
+    const AVRational rate = statedFrameRate(path);
+    EXPECT_EQ(av_cmp_q(rate, AVRational{fps, 1}), 0) << rate.num << "/" << rate.den;
+  }
 }
 
 }  // namespace

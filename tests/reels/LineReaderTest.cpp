@@ -69,5 +69,19 @@ TEST_F(LineReaderTest, byteByByteFeedingGivesTheSameMessages) {
             QString::fromUtf8("\xc3\xa9"));
 }
 
+TEST_F(LineReaderTest, aLineLongerThanTheLimitIsDroppedWithoutBeingHeld) {
+  const QByteArray flood(LineReader::longestLine + 1000, 'x');
+  reader.feed(QByteArray(R"({"event":"stage","stage":")") + flood);
+  EXPECT_LE(reader.pending(), LineReader::longestLine);
+  reader.feed(flood);
+  EXPECT_LE(reader.pending(), LineReader::longestLine);
+  reader.feed(QByteArray("\"}\n{\"n\":1}\n"));
+  ASSERT_EQ(delivered.size(), 1u) << "the long line is dropped whole";
+  EXPECT_EQ(delivered[0], QByteArray(R"({"n":1})"));
+  reader.feed(QByteArray(R"({"long":")") + flood + "\"}\n" + R"({"n":2})" + "\n");
+  ASSERT_EQ(delivered.size(), 2u) << "also when it comes in one piece";
+  EXPECT_EQ(delivered[1], QByteArray(R"({"n":2})"));
+}
+
 }  // namespace
 }  // namespace vorn

@@ -19,7 +19,8 @@ const QString kCouldNotMake = QStringLiteral("Couldn't make a reel from this tak
 const QString kStopped = QStringLiteral("The reel engine stopped.");
 const QString kDidNotStart = QStringLiteral("The reel engine didn't start.");
 const QString kNoVoice = QStringLiteral("No voice in this take, so there's no story to cut.");
-const QByteArray kDone = "echo '{\"event\":\"done\"}'\n";
+// The engine's "done", naming the reel it was asked to write ("$7", after --out).
+const QByteArray kDone = "printf '{\"event\":\"done\",\"video\":\"%s\"}\\n' \"$7\"\n";
 
 class ReelMakerTest : public testing::Test {
  protected:
@@ -174,16 +175,58 @@ TEST_F(ReelMakerTest, discardingAFinishedReelClearsLatest) {
 
 TEST_F(ReelMakerTest, doneThenExitStatusOneStaysReady) {
   const Take a = engine.take(
-      "A", "echo '{\"event\":\"done\",\"video\":\"/tmp/A r.mp4\",\"caption\":\"Hi\","
-           "\"duration\":\"12.5\"}'\nexit 1\n");
+      "A", "printf '{\"event\":\"done\",\"video\":\"%s\",\"caption\":\"Hi\","
+           "\"duration\":\"12.5\"}\\n' \"$7\"\nexit 1\n");
   maker->make(a, QString());
   ASSERT_TRUE(settles(a, ReelStage::ready()));
   const ReelJob job = *maker->job(a);
-  EXPECT_EQ(job.video, QUrl::fromLocalFile("/tmp/A r.mp4"));
+  EXPECT_EQ(job.video, QUrl::fromLocalFile(ReelMaker::reelPath(a.url)));
   EXPECT_EQ(job.caption, "Hi");
   EXPECT_EQ(job.duration, 12.5);
   EXPECT_EQ(maker->latest(), a.url);
   EXPECT_EQ(toasts, QStringList{"Your reel is ready"});
+}
+
+// Only a reel the engine was asked for, in the reels folder, is ever ready or sent on.
+TEST_F(ReelMakerTest, aDoneWithoutAReelOrWithOneElsewhereFails) {
+  const Take none = engine.take("none", "echo '{\"event\":\"done\",\"duration\":\"0\"}'\n");
+  const Take elsewhere = engine.take("elsewhere", "echo '{\"event\":\"done\",\"video\":\"/etc/passwd\"}'\n");
+  const Take climbing = engine.take(
+      "climbing", "printf '{\"event\":\"done\",\"video\":\"%s/../x.mp4\"}\\n' \"$(dirname \"$7\")\"\n");
+  for (const Take& take : {none, elsewhere, climbing}) maker->make(take, QString());
+  ASSERT_TRUE(settles(climbing, ReelStage::failed(kCouldNotMake)));
+  for (const Take& take : {none, elsewhere}) {
+    EXPECT_EQ(stage(take), ReelStage::failed(kCouldNotMake));
+    EXPECT_FALSE(maker->job(take)->video);
+  }
+  EXPECT_FALSE(maker->latest().has_value());
+  EXPECT_TRUE(toasts.isEmpty());
+}
+
+// Whether the process `pid` has ended (a zombie has).
+bool ended(pid_t pid) {
+  QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+  if (!stat.open(QIODevice::ReadOnly)) return true;
+  const QByteArray line = stat.readAll();
+  return line.mid(line.lastIndexOf(')') + 2, 1) == "Z";
+}
+
+// An engine that hangs, or ends leaving a child that holds its output, is ended with all it
+// started once it has said nothing for the limit; the queue goes on.
+TEST_F(ReelMakerTest, aSilentEngineIsEndedWithItsChildrenAndTheQueueMovesOn) {
+  maker->setSilenceLimit(std::chrono::seconds(3));
+  const QByteArray story = "echo '{\"event\":\"stage\",\"stage\":\"story\"}'\n";
+  const Take hangs = engine.take("hangs", story + "sleep 600 &\necho $! > \"$2.child\"\nwait\n");
+  const Take leaves = engine.take("leaves", story + "sleep 600 &\necho $! > \"$2.child\"\nexit 0\n");
+  const Take next = engine.take("next", kDone);
+  for (const Take& take : {hangs, leaves, next}) maker->make(take, QString());
+  ASSERT_TRUE(QTest::qWaitFor([&] { return stage(next) == ReelStage::ready(); }, 120000));
+  for (const Take& take : {hangs, leaves}) {
+    EXPECT_EQ(stage(take), ReelStage::failed(kCouldNotMake));
+    const pid_t child = FakeEngine::sidecar(take, "child").trimmed().toInt();
+    ASSERT_GT(child, 0);
+    EXPECT_TRUE(eventually([&] { return ended(child); })) << "the engine's child lives on";
+  }
 }
 
 TEST_F(ReelMakerTest, anErrorMentioningNoUsableSpeechShowsTheVoiceText) {
@@ -339,6 +382,33 @@ TEST_F(ReelMakerTest, anUnopenableLogSendsTheEnginesErrorsToTheNullDevice) {
   EXPECT_TRUE(QDir().rmdir(log)) << "still an empty folder";
 }
 
+TEST_F(ReelMakerTest, theLogIsTheUsersAloneAndNeverWrittenThroughALink) {
+  const QString log = ReelMaker::folder() + "/.engine.log";
+  QDir().mkpath(ReelMaker::folder());
+  QFile::remove(log);
+  const QString other = engine.path("someone else's");
+  FakeEngine::write(other, "keep");
+  ASSERT_TRUE(QFile::link(other, log));
+  {
+    const UniqueFd fd = ReelMaker::log();
+    struct stat opened {};
+    struct stat null {};
+    ASSERT_EQ(::fstat(fd.get(), &opened), 0);
+    ASSERT_EQ(::stat("/dev/null", &null), 0);
+    EXPECT_EQ(opened.st_rdev, null.st_rdev);
+  }
+  QFile::remove(log);
+  const mode_t umaskBefore = ::umask(022);
+  ReelMaker::log();
+  ::umask(umaskBefore);
+  struct stat created {};
+  ASSERT_EQ(::lstat(QFile::encodeName(log).constData(), &created), 0);
+  EXPECT_EQ(created.st_mode & 07777, 0600u);
+  QFile kept(other);
+  ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+  EXPECT_EQ(kept.readAll(), "keep");
+}
+
 TEST_F(ReelMakerTest, theEngineRunsAtLowPriority) {
   const Take a = engine.take("A", "nice > \"$2.nice\"\n" + kDone);
   maker->make(a, QString());
@@ -424,8 +494,8 @@ class SendTest : public ReelMakerTest {
   void TearDown() override { qputenv("PATH", path); }
 
   Take readyTake() {
-    const Take a = engine.take("A", "echo '{\"event\":\"done\",\"video\":\"/tmp/A.mp4\","
-                                    "\"caption\":\"Watch me\"}'\n");
+    const Take a = engine.take("A", "printf '{\"event\":\"done\",\"video\":\"%s\","
+                                    "\"caption\":\"Watch me\"}\\n' \"$7\"\n");
     maker->make(a, QString());
     EXPECT_TRUE(settles(a, ReelStage::ready()));
     toasts.clear();
@@ -462,7 +532,7 @@ TEST_F(SendTest, aReachablePhoneGetsTheReel) {
   EXPECT_EQ(toasts, QStringList{"Caption copied. Paste it in Instagram."});
   QFile file(record);
   ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-  EXPECT_EQ(file.readAll(), QByteArray("--device\nphone1\n--share\n/tmp/A.mp4\n"));
+  EXPECT_EQ(file.readAll(), "--device\nphone1\n--share\n" + ReelMaker::reelPath(a.url).toUtf8() + "\n");
   EXPECT_EQ(QGuiApplication::clipboard()->text(), "Watch me");
 }
 
@@ -478,9 +548,9 @@ TEST_F(SendTest, aPhoneListedButNoneReachableFallsBack) {
 }
 
 TEST_F(SendTest, aJobWithoutVideoSendsNothing) {
-  const Take a = engine.take("A", kDone);
+  const Take a = engine.take("A", "echo '{\"event\":\"done\"}'\n");
   maker->make(a, QString());
-  ASSERT_TRUE(settles(a, ReelStage::ready()));
+  ASSERT_TRUE(settles(a, ReelStage::failed(kCouldNotMake)));
   toasts.clear();
   QGuiApplication::clipboard()->setText("old");
   maker->send(a);

@@ -1,0 +1,19 @@
+#include "model/Settings.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+#include <sys/stat.h>
+
+namespace vorn {
+
+QString settingsFileProblem() {
+  const QString path = QDir(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation))
+                           .filePath(QStringLiteral("Vorn/Vorn.conf"));
+  struct stat info;
+  if (::stat(QFile::encodeName(path).constData(), &info) != 0 || S_ISREG(info.st_mode)) return {};
+  return QStringLiteral("The preferences file %1 isn't a regular file.").arg(path);
+}
+
+}  // namespace vorn
