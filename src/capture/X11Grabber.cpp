@@ -157,21 +157,24 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   readPointer(now);
   QRegion own = ownIn(source, now);
   if (!needsFrame(source, changed, now, own)) return {};
+  // Whatever is drawn from here on, even while the picture is taken, calls for the next one.
+  dirty_ = false;
+  cursorRedraw_ = false;
   // The events that arrive with the picture tell whether Vorn's windows changed before it was
   // taken: then it may show one of them, and is taken again.
   bool clean = false;
   for (int attempt = 0; attempt < kRetakes && !clean; ++attempt) {
-    if (!capture(source, own)) return {};
+    if (!capture(source, own)) break;
     readEvents(source, now);
     const QRegion after = ownIn(source, now);
     clean = after == own;
     own = after;
   }
-  if (!clean) return {};
-  FrameRef frame = makeFrame(config, source, now);
-  if (!frame) return {};
-  dirty_ = false;
-  cursorRedraw_ = false;
+  FrameRef frame = clean ? makeFrame(config, source, now) : nullptr;
+  if (!frame) {
+    dirty_ = true;
+    return {};
+  }
   framePointer_ = pointer_;
   frameHadRing_ = now - clickTime_ < clickRingSeconds;
   frameOwn_ = own;
