@@ -18,7 +18,7 @@ packages=(
   libopencv-dev libopencv-contrib-dev opencv-data
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
-  xvfb x11-utils pulseaudio pulseaudio-utils ffmpeg
+  xvfb x11-utils pulseaudio pulseaudio-utils ffmpeg openssl
   # video memory without a GPU (Mesa's software Vulkan), for the hardware upload tests
   mesa-vulkan-drivers
   # desktop integration: global keys, raw clicks, the window list; a window manager and a
