@@ -99,6 +99,8 @@ class Engine : public QObject {
   void beginDrag();
   void drag(const Rect& to);
   void endDrag();
+  // Gives the drag up: the frame goes back to where it began.
+  void cancelDrag();
   void resize(Point anchor, Point toward);
   void scale(double factor);
   void zoomFrame();
@@ -210,6 +212,8 @@ class Engine : public QObject {
   DisplayInfo screen_;
   Rect home_;
   bool dragging_ = false;
+  Rect dragStart_;                    // the frame when the drag began
+  std::shared_ptr<void> dragEscKey_;  // Escape, grabbed while dragging
   std::optional<Rect> homeGlide_;
   Point clickPoint_;
   double clickTime_ = 0;

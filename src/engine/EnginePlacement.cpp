@@ -38,24 +38,40 @@ void Engine::beginDrag() {
   dragging_ = true;
   snapped_ = false;
   homeGlide_.reset();
+  dragStart_ = home_;
+  // Escape puts the frame back where the drag began, wherever the keyboard is.
+  if (desktop_.grabKey)
+    dragEscKey_ = desktop_.grabKey(Qt::Key_Escape, Qt::NoModifier, [this] { cancelDrag(); });
   const HomeFrame::SnapEdges edges = HomeFrame::snapEdges(screenSize(), localWindows(desktop_, screen_));
   snapXs_ = edges.xs;
   snapYs_ = edges.ys;
 }
 
 void Engine::drag(const Rect& to) {
+  if (!dragging_) return;  // let go, or given up with Escape
   const HomeFrame::Placed placed = HomeFrame::drag(to, {snapXs_, snapYs_}, screenSize());
   snapped_ = placed.snapped;
   home_ = placed.rect;
 }
 
 void Engine::endDrag() {
+  dragEscKey_.reset();
+  if (!dragging_) return;
   dragging_ = false;
   snapped_ = false;
   saveHomeSoon();
 }
 
+void Engine::cancelDrag() {
+  if (!dragging_) return;
+  dragging_ = false;
+  snapped_ = false;
+  home_ = dragStart_;
+  dragEscKey_.reset();
+}
+
 void Engine::resize(Point anchor, Point toward) {
+  if (!dragging_) return;
   const HomeFrame::Placed placed =
       HomeFrame::resize(anchor, toward, aspect(), idealHeight(), screenSize());
   snapped_ = placed.snapped;
@@ -173,7 +189,8 @@ bool Engine::handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText) 
       return true;
     case Qt::Key_Escape:
       // Escape only ever backs out of something under way; closing the studio is Ctrl+W.
-      if (phase == Phase::review) toFraming();
+      if (dragging_) cancelDrag();
+      else if (phase == Phase::review) toFraming();
       else if (phase == Phase::countdown) cancelCountdown();
       else return false;
       return true;

@@ -172,6 +172,20 @@ TEST_F(EngineTest, theStudiosKeysActByPhase) {
   engine->cancelCountdown();
   EXPECT_FALSE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier));
   EXPECT_EQ(studio.phase(), Phase::framing) << "Escape never closes the studio";
+
+  // Escape gives a drag up: the frame goes back, and the rest of the gesture is ignored.
+  const Rect before = engine->home();
+  engine->beginDrag();
+  engine->drag({before.x + 100, before.y + 40, before.width, before.height});
+  ASSERT_NE(engine->home(), before);
+  EXPECT_TRUE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier));
+  EXPECT_FALSE(engine->dragging());
+  EXPECT_EQ(engine->home(), before);
+  engine->drag({before.x + 200, before.y, before.width, before.height});
+  engine->endDrag();
+  EXPECT_EQ(engine->home(), before) << "moves after Escape, until the button is let go";
+  EXPECT_EQ(studio.phase(), Phase::framing);
+
   EXPECT_TRUE(engine->handleKey(Qt::Key_W, Qt::ControlModifier));
   EXPECT_EQ(studio.phase(), Phase::idle);
 }
