@@ -5,6 +5,7 @@
 #include <xcb/damage.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace vorn {
 namespace {
@@ -102,10 +103,14 @@ void X11WindowStack::track(Window& window) {
                     XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
 }
 
-X11WindowStack::Window* X11WindowStack::find(xcb_window_t id) {
+const X11WindowStack::Window* X11WindowStack::find(xcb_window_t id) const {
   const auto it = std::find_if(windows_.begin(), windows_.end(),
                                [&](const Window& w) { return w.id == id; });
   return it == windows_.end() ? nullptr : &*it;
+}
+
+X11WindowStack::Window* X11WindowStack::find(xcb_window_t id) {
+  return const_cast<Window*>(std::as_const(*this).find(id));
 }
 
 const X11WindowStack::Window* X11WindowStack::damaged(uint32_t damage) const {
@@ -222,9 +227,8 @@ QRegion X11WindowStack::ownRegion(double now) {
 }
 
 bool X11WindowStack::isOwn(xcb_window_t id) const {
-  const auto it = std::find_if(windows_.begin(), windows_.end(),
-                               [&](const Window& w) { return w.id == id; });
-  return it != windows_.end() && it->own;
+  const Window* window = find(id);
+  return window && window->own;
 }
 
 }  // namespace vorn

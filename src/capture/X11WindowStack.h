@@ -56,6 +56,7 @@ class X11WindowStack {
   void track(Window& window);
   void leave(const Window& window, double now);
   Window* find(xcb_window_t id);
+  const Window* find(xcb_window_t id) const;
   void erase(xcb_window_t id, double now);
   void restack(xcb_window_t id, xcb_window_t above);
   QRect configure(const xcb_configure_notify_event_t& event, double now);
