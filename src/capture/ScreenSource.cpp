@@ -4,6 +4,7 @@
 #include "base/Log.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
@@ -68,8 +69,14 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
   requested.set(CaptureRequest{whole, false});
 
   ScreenSinks sinks;
-  sinks.onFrame = [this](FrameRef buffer, double at) { handleFrame(std::move(buffer), at); };
-  sinks.onUnchanged = [this](double at) { unchangedAt_.store(at); };
+  sinks.onFrame = [this](FrameRef buffer, double at) {
+    handleFrame(std::move(buffer), at);
+    answered(at);
+  };
+  sinks.onUnchanged = [this](double at) {
+    unchangedAt_.store(at);
+    answered(at);
+  };
   sinks.onAudio = [this](AudioRef audio) {
     if (onSystemAudio) onSystemAudio(std::move(audio));
   };
@@ -184,11 +191,29 @@ void ScreenSource::handleFrame(FrameRef buffer, double at) {
   latest.set(ScreenFrame{std::move(buffer), found->second, at});
 }
 
-std::optional<ScreenFrame> ScreenSource::current() const {
+void ScreenSource::answered(double at) {
+  {
+    std::lock_guard lock(grabMutex_);
+    answeredAt_ = std::max(answeredAt_, at);
+  }
+  grabbed_.notify_all();
+}
+
+bool ScreenSource::waitForGrab(double tick, double deadline) const {
+  using namespace std::chrono;
+  // Ticks are computed alike on both sides; the margin only absorbs rounding.
+  const auto ready = [&] { return answeredAt_ >= tick - 0.001; };
+  const auto until = steady_clock::time_point(
+      duration_cast<steady_clock::duration>(duration<double>(deadline)));
+  std::unique_lock lock(grabMutex_);
+  return grabbed_.wait_until(lock, until, ready);
+}
+
+std::optional<ScreenFrame> ScreenSource::current(double notAfter) const {
   // Read before the frame: a look that came after a newer frame can't stamp an older one.
   const double unchanged = unchangedAt_.load();
   std::optional<ScreenFrame> frame = latest.get();
-  if (frame) frame->at = std::max(frame->at, unchanged);
+  if (frame) frame->at = std::max(frame->at, std::min(unchanged, notAfter));
   return frame;
 }
 

@@ -11,10 +11,13 @@
 #include "capture/ScreenBackend.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -72,8 +75,13 @@ class ScreenSource {
 
   // Newest complete frame (written on "vorn.screen", read by the render loop).
   Locked<std::optional<ScreenFrame>> latest;
-  // `latest`, stamped with the last time the screen was seen still showing it.
-  std::optional<ScreenFrame> current() const;
+  // `latest`, stamped with the last time the screen was seen still showing it, but no later
+  // than `notAfter` unless the frame itself is newer.
+  std::optional<ScreenFrame> current(
+      double notAfter = std::numeric_limits<double>::infinity()) const;
+  // Waits until the grab made for the grid tick `tick` has answered (with a picture or with
+  // nothing new), or until the media time `deadline`; false if it has not by then.
+  bool waitForGrab(double tick, double deadline) const;
   // Where the pointer was at the last grab, when the backend sees it.
   Locked<std::optional<PointerState>> pointer;
   // The capture area in force (written on "vorn.screen.config" after a successful change).
@@ -101,6 +109,7 @@ class ScreenSource {
   void finishReconfigure(std::optional<std::string> error, const Change& change);
   void handleFrame(FrameRef buffer, double at);
   void countFrame(const FrameBuffer& buffer);
+  void answered(double at);
 
   // "vorn.screen" only.
   int count_ = 0;
@@ -111,6 +120,9 @@ class ScreenSource {
   Locked<bool> pending_{false};
   std::atomic<double> pendingSince_{0};  // media time the change in flight was asked for
   std::atomic<double> unchangedAt_{0};   // the last grab that found nothing new
+  mutable std::mutex grabMutex_;
+  mutable std::condition_variable grabbed_;
+  double answeredAt_ = 0;  // the tick of the last grab that answered, under grabMutex_
   Locked<Size> displaySize_;
   std::atomic<double> nativeScale_{2.0};
   std::atomic<uint32_t> displayID_{0};

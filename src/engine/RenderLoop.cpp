@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace vorn {
 namespace {
@@ -24,10 +25,11 @@ constexpr double kLongestStep = 0.05;
 
 // When what a frame shows was seen, so that the sound captured then plays with it: the
 // screen's grab when the screen is in the frame (the camera then trails by its own delay),
-// else the camera's picture, else the tick.
+// else the camera's picture, else the tick. A grab older than the frame's own tick (one that
+// was not done in time) shows late in the frame of that tick.
 double pictureTime(const Slots& slots, const std::optional<ScreenFrame>& screen,
-                   const CameraFrame& camera, double now) {
-  if (slots.screen && screen) return screen->at;
+                   double grabTick, const CameraFrame& camera, double now) {
+  if (slots.screen && screen) return std::max(screen->at, grabTick);
   if (slots.camera && camera.buffer) return camera.at;
   return tickBefore(now, std::chrono::duration<double>(RenderTimer::offset).count());
 }
@@ -74,7 +76,12 @@ void RenderLoop::tick() {
   // A 30 fps take uses every second tick of the 60 Hz clock.
   if (target && in.fps < 60 && frame_ % 2 == 1) return;
 
-  const std::optional<ScreenFrame> screenFrame = screen_.current();
+  const double grabTick = target && in.slots.screen ? awaitGrab(now, in.fps)
+                                                    : std::numeric_limits<double>::infinity();
+  const std::optional<ScreenFrame> screenFrame = screen_.current(grabTick);
+  // A take that shows the screen begins with its first grab, so that every picture of it
+  // keeps to the grabs' grid.
+  if (target && in.slots.screen && !screenFrame) target = nullptr;
   const FrameBuffer* screenBuffer = screenFrame ? screenFrame->buffer.get() : nullptr;
   if (!target) {
     const Signature signature{screenBuffer, cameraFrame.get(), cameraMotion_.cam(),
@@ -96,11 +103,22 @@ void RenderLoop::tick() {
   ++rendered_;
 
   if (target && buffer->width() == 1080) {
-    target->appendVideo(buffer, pictureTime(in.slots, screenFrame, camera, now));
+    target->appendVideo(buffer, pictureTime(in.slots, screenFrame, grabTick, camera, now));
     ++appended_;
     buffer = previewOf(std::move(buffer), in.previewScale);
   }
   showPreview(std::move(buffer));
+}
+
+// A take's frame shows the screen as grabbed at its own tick, which it returns: a grab still
+// running when the frame is due (a busy machine) is waited for, up to three quarters of a
+// frame, rather than its picture reaching the take a frame late. Stamped with that tick, the
+// frames keep to one grid from the first on.
+double RenderLoop::awaitGrab(double now, int fps) {
+  const double offset = std::chrono::duration<double>(RenderTimer::offset).count();
+  const double tick = tickBefore(now, offset) - offset;
+  screen_.waitForGrab(tick, tick + 0.75 / std::max(fps, 1));
+  return tick;
 }
 
 FrameRef RenderLoop::previewOf(FrameRef recorded, double scale) {

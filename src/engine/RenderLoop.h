@@ -70,6 +70,7 @@ class RenderLoop {
   void stepCamera(double dt, double now, const RenderInputs& in);
   void stepCrop(double dt, double now, const RenderInputs& in, const ConstFrameRef& cameraFrame);
   void steerCapture(const RenderInputs& in);
+  double awaitGrab(double now, int fps);
   // The preview of a frame composed for the take: a copy at the preview's size.
   FrameRef previewOf(FrameRef recorded, double scale);
   void showPreview(ConstFrameRef frame);
