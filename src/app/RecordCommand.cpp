@@ -93,8 +93,9 @@ DesktopServices commandServices(X11Desktop* desktop) {
   return services;
 }
 
-// Starts the take once the first frame is composed and the camera, if one was chosen, has
-// sent a picture (or has been waited for long enough).
+// Starts the take once the first frame is composed and the camera and the microphone, if
+// chosen, have sent a picture and sound (or have been waited for long enough): a take never
+// opens on a second of silence while the microphone's stream gets going.
 void beginWhenReady(Engine& engine, Studio& studio) {
   auto* poll = new QTimer(&engine);
   auto firstFrame = std::make_shared<bool>(false);
@@ -107,7 +108,9 @@ void beginWhenReady(Engine& engine, Studio& studio) {
     if (!*firstFrame || !*inputs) return;
     const bool cameraReady = studio.activeCamera().isEmpty() || engine.cameraSource().latest.get().buffer ||
                              std::chrono::steady_clock::now() - waitingSince > std::chrono::milliseconds(kCameraWaitMs);
-    if (!cameraReady) return;
+    const bool micReady = !engine.cameraSource().micStarting.get() ||
+                          std::chrono::steady_clock::now() - waitingSince > std::chrono::milliseconds(kCameraWaitMs);
+    if (!cameraReady || !micReady) return;
     poll->deleteLater();
     engine.beginCountdown();
   });

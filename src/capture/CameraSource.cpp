@@ -47,6 +47,7 @@ std::optional<DeviceInfo> CameraSource::defaultMic() {
 }
 
 void CameraSource::configure(std::optional<DeviceInfo> camera, std::optional<DeviceInfo> mic) {
+  micStarting.set(mic.has_value());
   sessionQueue_.async(
       [this, camera = std::move(camera), mic = std::move(mic)] { reconfigure(camera, mic); });
 }
@@ -103,6 +104,7 @@ void CameraSource::openMic(const DeviceInfo& mic) {
       std::make_unique<PulseRecorder>(audioQueue_, [this](AudioRef buffer) { micBuffer(buffer); });
   std::string error;
   if (!recorder->open(PulseRecordFormat::microphone(mic.id.toStdString()), &error)) {
+    micStarting.set(false);
     logError("microphone left out: " + error);
     return;
   }
@@ -126,6 +128,7 @@ void CameraSource::closeInputs() {
   cameraId_.reset();
   mic_.reset();
   micId_.reset();
+  micStarting.set(false);
 }
 
 void CameraSource::cameraFrame(FrameRef frame, double at) {
@@ -163,6 +166,7 @@ void CameraSource::micBuffer(const AudioRef& buffer) {
     debugLine(line);
   }
   if (hasChannel) {
+    micStarting.set(false);
     level.set(levelForPower(power));
     zeroRun_ = power < silentPowerDb ? zeroRun_ + 1 : 0;
     silent.set(zeroRun_ > silentRun);

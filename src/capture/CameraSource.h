@@ -63,6 +63,8 @@ class CameraSource {
   // Written on "vorn.mic", read by the engine and the level bars.
   Locked<float> level{0};
   Locked<bool> silent{false};
+  // A microphone was asked for and has sent no sound yet (a stream may take a second to).
+  Locked<bool> micStarting{false};
   // Every microphone buffer, on "vorn.mic". Set before the first configure.
   std::function<void(AudioRef)> onMic;
 

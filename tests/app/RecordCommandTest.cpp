@@ -215,6 +215,44 @@ TEST(RecordCommand, soundAndPictureStartAndEndTogetherAndStayInStep) {
   EXPECT_LT(median, 1.0 / 30) << "the picture trails the sound by less than a frame";
 }
 
+// A microphone whose stream takes a second to send its first sound (a monitor or a Bluetooth
+// headset may): the take waits for it rather than opening on a second of silence.
+TEST(RecordCommand, aTakeOpensOnTheMicrophonesFirstSound) {
+  test::PipeMicrophone mic("vlate");
+  ASSERT_TRUE(mic.ok());
+  ASSERT_EQ(test::pulseServer()->pactl({"set-default-source", "vlate"}), 0);
+  std::atomic<bool> quiet{false};
+  std::thread speaker([&] {
+    // Silent until Vorn's stream is connected and a second has gone by.
+    test::eventually([&] {
+      std::string streams;
+      test::pulseServer()->pactl({"list", "short", "source-outputs"}, &streams);
+      return streams.find_first_not_of(" \r\n") != std::string::npos;
+    });
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    const int fd = ::open((home() + "/vlate.fifo").c_str(), O_WRONLY | O_NONBLOCK);
+    std::vector<float> piece(480, 0.3f);
+    auto next = std::chrono::steady_clock::now();
+    while (!quiet) {
+      for (size_t i = 0; i < piece.size(); i += 2) piece[i] = -piece[i];
+      (void)!::write(fd, piece.data(), piece.size() * sizeof(float));
+      next += std::chrono::milliseconds(10);
+      std::this_thread::sleep_until(next);
+    }
+    ::close(fd);
+  });
+  const std::string take = home() + "/late.mp4";
+  std::string output;
+  const int code = test::runCommand({kVorn, "record", "--seconds", "1", "--no-camera", "--fps",
+                                     "30", "--out", take},
+                                    &output);
+  quiet = true;
+  speaker.join();
+  ASSERT_EQ(code, 0) << output;
+  const test::Quiet silence = test::quietRuns(test::decodeAudio(QString::fromStdString(take), 1));
+  EXPECT_LT(silence.leading, 1.0 / 30) << output;
+}
+
 // Another file takes the take's name while it records: both are kept, and the take is named.
 TEST(RecordCommand, aNameTakenDuringTheTakeKeepsBothFilesAndSaysWhereTheTakeWent) {
   const QString take = QString::fromStdString(home() + "/taken.mp4");
