@@ -1,6 +1,7 @@
 #include "reels/ReelMaker.h"
 
 #include "base/Log.h"
+#include "base/Trash.h"
 #include "model/Studio.h"
 #include "reels/PhoneShare.h"
 #include "reels/ReelMessage.h"
@@ -109,7 +110,7 @@ void ReelMaker::discard(const Take& take) {
   const QPointer<ReelMaker> self(this);
   trash_.async([paths = files(reel), self, url] {
     for (const QString& path : paths)
-      if (QFileInfo::exists(path)) QFile::moveToTrash(path);
+      if (QFileInfo::exists(path)) moveToTrash(path);
     if (ReelMaker* maker = self.data())
       QMetaObject::invokeMethod(maker, [self, url] { if (self) Q_EMIT self->trashed(url); },
                                 Qt::QueuedConnection);
