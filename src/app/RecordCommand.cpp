@@ -11,6 +11,7 @@
 #include "model/Settings.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
+#include "record/AudioFlattener.h"
 #include "record/TakeFiles.h"
 #include "render/Geometry.h"
 
@@ -38,8 +39,14 @@ void complain(const QString& sentence) { std::fputs(qPrintable("vorn: " + senten
 // Takes cut short by a crash, in the takes folder (if there is one: a run that fails creates
 // none) and beside the take about to be written (its name stays free for it).
 void recoverCrashedTakes(const std::optional<QString>& out) {
-  if (out) TakeFiles::recoverCrashedTakes(QFileInfo(*out).absolutePath(), *out);
-  if (QFileInfo(Takes::folderPath()).isDir()) TakeFiles::recoverCrashedTakes(Takes::folderPath());
+  if (out) {
+    TakeFiles::recoverCrashedTakes(QFileInfo(*out).absolutePath(), *out);
+    AudioFlattener::finishInterrupted(QFileInfo(*out).absolutePath());
+  }
+  if (QFileInfo(Takes::folderPath()).isDir()) {
+    TakeFiles::recoverCrashedTakes(Takes::folderPath());
+    AudioFlattener::finishInterrupted(Takes::folderPath());
+  }
 }
 
 QString describe(const RecordOptions& options) {

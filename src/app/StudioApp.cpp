@@ -105,6 +105,7 @@ int runStudio(int argc, char** argv) {
               " ms after launch");
   }, Qt::SingleShotConnection);
 
+  engine.recoverInterruptedTakes();
   engine.showStudio();
   const int status = QApplication::exec();
   // Quitting while recording still saves the take.

@@ -145,7 +145,9 @@ void Engine::open(std::optional<size_t> screenIndex) {
 
 void Engine::close() {
   if (studio_.phase() == Phase::idle) return;
-  if (studio_.phase() == Phase::recording) stopRecording();
+  // The microphone closes with the session: late sound is waited for only briefly, so that
+  // quitting takes well under a second.
+  if (studio_.phase() == Phase::recording) finishTake(kClosingSoundWait);
   cancelCountdown();
   saveHome();
   studio_.setPhase(Phase::idle);

@@ -73,6 +73,9 @@ class Engine : public QObject {
   void primaryAction();
   // The show action: a new session when idle, else the monitor to the front.
   void showStudio();
+  // Turns what a studio or `vorn record` that died mid-take (or mid-mix) left in the takes
+  // folder into whole takes, in the background, and names a recovered take in a toast.
+  void recoverInterruptedTakes();
 
   // ---- Recording control.
   void beginCountdown();
@@ -182,6 +185,10 @@ class Engine : public QObject {
   // The screen can't be captured any more: a take stops there, keeping what was recorded.
   void screenLost(const QString& why);
   void leaveRecording();
+  // Stops the take and finishes it in the background, waiting at most `soundWait` seconds
+  // for sound still on its way.
+  void finishTake(double soundWait);
+  static constexpr double kClosingSoundWait = 0.3;
   void countPerf(bool tick);
   void saveNow();
   RenderInputs currentInputs() const;

@@ -5,6 +5,7 @@
 #include "base/Background.h"
 #include "base/Clock.h"
 #include "base/Log.h"
+#include "base/Trash.h"
 #include "capture/CameraAccess.h"
 #include "capture/CameraSource.h"
 #include "capture/SampleCamera.h"
@@ -13,11 +14,15 @@
 #include "model/Takes.h"
 #include "record/AudioFlattener.h"
 #include "record/Recorder.h"
+#include "record/TakeFiles.h"
 #include "reels/ReelMaker.h"
 #include "render/Geometry.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QTimer>
+
+#include <limits>
 
 namespace vorn {
 namespace {
@@ -179,7 +184,9 @@ void Engine::leaveRecording() {
   loop_->recorder.set(nullptr);
 }
 
-void Engine::stopRecording() {
+void Engine::stopRecording() { finishTake(std::numeric_limits<double>::infinity()); }
+
+void Engine::finishTake(double soundWait) {
   if (studio_.phase() != Phase::recording) return;
   leaveRecording();
   studio_.setPhase(Phase::finishing);
@@ -191,8 +198,8 @@ void Engine::stopRecording() {
   ++finishing_;
   inBackground(
       this,
-      [recorder, flatten, audioTarget] {
-        const double duration = recorder->finish();
+      [recorder, flatten, audioTarget, soundWait] {
+        const double duration = recorder->finish(soundWait);
         audioTarget->testAndSet(recorder, nullptr);
         if (duration > 0 && flatten) {
           try {
@@ -227,7 +234,7 @@ void Engine::finished(const FinishedTake& result, bool hasMic) {
     const double duration = result.duration;
     if (duration <= 0 || (duration < kShortestTake && !takeOptions_.keepShort)) {
       // Only a short take of ours goes to the trash; a file under the name is someone else's.
-      if (duration > 0) QFile::moveToTrash(result.path);
+      if (duration > 0) moveToTrash(result.path);
       if (!takeOptions_.keepShort && result.unfinishedAt.isEmpty())
         flash(QStringLiteral("Too short, discarded"));
       studio_.setPhase(Phase::framing);
@@ -278,7 +285,7 @@ void Engine::restartTake() {
 void Engine::retake() {
   if (const std::optional<Take> take = studio_.take()) {
     if (reels_) reels_->discard(*take);
-    if (QFile::exists(take->url.toLocalFile()) && QFile::moveToTrash(take->url.toLocalFile()))
+    if (QFile::exists(take->url.toLocalFile()) && moveToTrash(take->url.toLocalFile()))
       flash(QStringLiteral("Moved to Trash"));
   }
   toFraming();
@@ -289,6 +296,23 @@ void Engine::review(const Take& take) {
   studio_.setTake(take);
   studio_.setPhase(Phase::review);
   windows_.monitor->bringToFront();
+}
+
+void Engine::recoverInterruptedTakes() {
+  inBackground(this, [] {
+    const QString folder = Takes::folderPath();
+    if (!QFileInfo(folder).isDir()) return std::vector<QString>{};
+    std::vector<QString> recovered = TakeFiles::recoverCrashedTakes(folder);
+    AudioFlattener::finishInterrupted(folder);
+    return recovered;
+  }, [this](Outcome<std::vector<QString>> outcome) {
+    if (!outcome.value) return logError("take recovery failed: " + outcome.error);
+    const std::vector<QString>& recovered = *outcome.value;
+    if (recovered.size() == 1)
+      flash(QStringLiteral("Recovered the interrupted take “%1”.").arg(QFileInfo(recovered[0]).fileName()));
+    else if (recovered.size() > 1)
+      flash(QStringLiteral("Recovered %1 interrupted takes.").arg(recovered.size()));
+  });
 }
 
 void Engine::flash(const QString& text) {

@@ -1,8 +1,11 @@
 #include "record/AudioFlattener.h"
 
 #include "base/Av.h"
+#include "base/OwnFiles.h"
+#include "base/UniqueFd.h"
 #include "record/AudioMix.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -13,8 +16,10 @@
 #include <cstdio>
 #include <deque>
 #include <exception>
+#include <fcntl.h>
 #include <mutex>
 #include <pthread.h>
+#include <sys/file.h>
 #include <thread>
 #include <vector>
 
@@ -82,10 +87,11 @@ class PacketChannel {
 // made at the same time on "vorn.flatten.audio".
 class MixWriter {
  public:
-  MixWriter(const std::string& source, const std::string& target, int videoStream,
-            const std::vector<int>& audioStreams)
+  MixWriter(const std::string& source, int targetFd, const std::string& target,
+            int videoStream, const std::vector<int>& audioStreams)
       : video_(av::openInput(source)), videoStream_(videoStream),
-        mix_(source, audioStreams), output_(av::openOutput(target)), packet_(av::makePacket()) {
+        mix_(source, audioStreams), output_(av::openOutput(targetFd, target)),
+        packet_(av::makePacket()) {
     for (unsigned i = 0; i < video_->nb_streams; ++i)
       video_->streams[i]->discard = int(i) == videoStream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     addStreams();
@@ -185,6 +191,43 @@ class MixWriter {
 
 }  // namespace
 
+std::vector<QString> AudioFlattener::finishInterrupted(const QString& folder) {
+  const QDir dir(folder);
+  const QFileInfoList mixes =
+      dir.entryInfoList({mixPrefix + "*"}, QDir::Files | QDir::Hidden | QDir::System);
+  QDateTime lastMix;
+  for (const QFileInfo& mix : mixes) {
+    const UniqueFd fd(::open(local(mix.filePath()).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd.valid() || ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) continue;  // being written
+    lastMix = std::max(lastMix, mix.lastModified());
+    QFile::remove(mix.filePath());
+  }
+  std::vector<QString> finished;
+  if (!lastMix.isValid()) return finished;
+  // The take was finished just before its mix began, so it is among the last ones written
+  // before the mix was.
+  for (const QFileInfo& take : dir.entryInfoList({"*.mp4"}, QDir::Files, QDir::Time)) {
+    if (take.lastModified() > lastMix || take.lastModified() < lastMix.addSecs(-recentSeconds))
+      continue;
+    try {
+      if (audioTracks(take.filePath()) < 2) continue;
+      flatten(take.filePath());
+      finished.push_back(take.filePath());
+    } catch (const std::exception&) {
+      // Left with its two tracks: every player still plays it.
+    }
+  }
+  return finished;
+}
+
+int AudioFlattener::audioTracks(const QString& path) {
+  av::Input probe = av::openInput(local(path));
+  int count = 0;
+  for (unsigned i = 0; i < probe->nb_streams; ++i)
+    if (probe->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) ++count;
+  return count;
+}
+
 void AudioFlattener::flatten(const QString& path) {
   const std::string source = local(path);
   int videoStream = -1;
@@ -201,9 +244,13 @@ void AudioFlattener::flatten(const QString& path) {
 
   const QFileInfo info(path);
   const QString temporary = info.dir().filePath(
-      ".mix-" + QUuid::createUuid().toString(QUuid::WithoutBraces) + ".mp4");
+      mixPrefix + QUuid::createUuid().toString(QUuid::WithoutBraces) + ".mp4");
+  const UniqueFd fd(OwnFiles::create(local(temporary)));
+  if (!fd.valid()) throw std::runtime_error("Couldn't create the take's flattened copy.");
+  // Held while the mix is written: a mix without its lock was left by a run that died.
+  ::flock(fd.get(), LOCK_EX);
   try {
-    MixWriter(source, local(temporary), videoStream, audioStreams).run();
+    MixWriter(source, fd.get(), local(temporary), videoStream, audioStreams).run();
     if (std::rename(local(temporary).c_str(), source.c_str()) != 0)
       throw std::runtime_error("Couldn't replace the take with its flattened copy.");
   } catch (...) {

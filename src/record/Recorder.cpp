@@ -139,8 +139,8 @@ void Recorder::resume(double hostTime) {
   });
 }
 
-double Recorder::finish() {
-  awaitAudio();
+double Recorder::finish(double soundWait) {
+  awaitAudio(mediaTime() + soundWait);
   double duration = 0;
   queue_.sync([this, &duration] {
     if (status_ != Status::writing) {
@@ -252,7 +252,7 @@ void Recorder::placeAudio(const AudioBuffer& sample, double hostPTS, bool system
 
 // The capture sources deliver their sound a little (or, some, seconds) after it was captured:
 // what is still on its way up to the last frame is waited for, as long as it keeps coming.
-void Recorder::awaitAudio() {
+void Recorder::awaitAudio(double until) {
   for (;;) {
     double due = 0;
     std::uint64_t written = 0;
@@ -261,6 +261,7 @@ void Recorder::awaitAudio() {
       std::lock_guard lock(audioMutex_);
       written = audioWrites_;
     });
+    due = std::min(due, until - mediaTime());
     if (due <= 0) return;
     std::unique_lock lock(audioMutex_);
     audioWritten_.wait_for(lock, std::chrono::duration<double>(due),

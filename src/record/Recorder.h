@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -58,8 +59,9 @@ class Recorder {
   // Blocks until the take is on disk; returns its written duration in seconds (last frame −
   // first frame, pauses excluded); 0 when no frame was written (its files are then removed).
   // Keep feeding audio until it returns: it first waits, briefly, for sound up to the last
-  // frame. A take stopped early by a full disk keeps what was written and returns its duration.
-  double finish();
+  // frame (at most `soundWait` seconds: a microphone being closed sends nothing more). A take
+  // stopped early by a full disk keeps what was written and returns its duration.
+  double finish(double soundWait = std::numeric_limits<double>::infinity());
   // Abandons the take and deletes its files (on the writer thread, right after what is queued).
   void cancel();
   // Blocks until the writer has handled everything queued so far (tests, benchmarks).
@@ -101,7 +103,7 @@ class Recorder {
   void writeAudio(AudioRef sample, double hostPTS, bool system, double arrived);
   void holdAudio(AudioRef sample, double hostPTS, bool system);
   void placeAudio(const AudioBuffer& sample, double hostPTS, bool system);
-  void awaitAudio();
+  void awaitAudio(double until);
   double audioStillDue() const;
   void syncToDiskNowAndThen(double pts);
   void stopAfterFailure();

@@ -59,6 +59,33 @@ TEST_F(StudioApp, terminatingWhileRecordingStillSavesThePlayableTake) {
   EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 1.0);
 }
 
+// A studio killed outright mid-take: the next studio turns what it left into the take.
+TEST_F(StudioApp, aStudioKilledMidTakeGetsItsTakeBackAtTheNextStart) {
+  setenv("VORN_AUTORECORD", "60", 1);
+  const QStringList before = takes();
+  {
+    test::ChildProcess studio({kVorn});
+    const auto fragments = [&] {
+      const QStringList left = takes(QDir::Hidden).filter(".recording-");
+      QFile file(takesFolder().filePath(left.value(0)));
+      return !left.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
+    };
+    ASSERT_TRUE(test::eventually([&] { return fragments() >= 2; }, 60)) << "a whole fragment is written";
+    ::kill(studio.pid(), SIGKILL);
+    ASSERT_TRUE(test::eventually([&] { return !studio.running(); }));
+  }
+  setenv("VORN_AUTORECORD", "1.5", 1);
+  std::string output;
+  ASSERT_EQ(test::runCommand({kVorn}, &output), 0) << output;
+  QStringList saved = takes();
+  for (const QString& old : before) saved.removeAll(old);
+  ASSERT_EQ(saved.size(), 2) << "the recovered take and the new one";
+  saved.removeAll(QFileInfo(QString::fromStdString(output.substr(output.find("take: ") + 6))).fileName().trimmed());
+  ASSERT_EQ(saved.size(), 1) << output;
+  EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 0.9);
+  EXPECT_TRUE(takes(QDir::Hidden).filter(".recording-").isEmpty()) << "no fragment left";
+}
+
 TEST_F(StudioApp, ctrlQInTheStudioQuitsLikeTheTrayAndSavesTheTakeUnderWay) {
   setenv("VORN_AUTORECORD", "60", 1);
   const QStringList before = takes();

@@ -4,13 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <cmath>
 #include <csignal>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 using namespace vorn;
 using namespace vorn::test;
@@ -118,6 +121,38 @@ TEST_F(AudioFlattenerTest, AFailedFlattenLeavesTheTakeAndNoTemporaryFile) {
 TEST_F(AudioFlattenerTest, AMissingTakeFailsInOneSentence) {
   EXPECT_THROW(AudioFlattener::flatten(take()), std::runtime_error);
   EXPECT_TRUE(filesInFolder().isEmpty());
+}
+
+// A run killed while mixing leaves the hidden copy and the take with both tracks: the next
+// start mixes that take again. A copy still locked is another run's mix under way: left be.
+TEST_F(AudioFlattenerTest, AMixKilledMidwayIsFinishedAtTheNextStartAndOneUnderWayIsLeftBe) {
+  recordTake(take(), true, true);
+  const QString other = folder.filePath("Other.mp4");
+  recordTake(other, true, true);
+  const auto plant = [&](const QString& name) {
+    QFile mix(folder.filePath(name));
+    EXPECT_TRUE(mix.open(QIODevice::WriteOnly));
+    mix.write("half a movie");
+    return mix.handle() >= 0 ? ::dup(mix.handle()) : -1;
+  };
+  ::close(plant(".mix-killed.mp4"));
+  // The other take's mix is under way in another run, which holds its lock.
+  const int underWay = plant(".mix-running.mp4");
+  ASSERT_EQ(::flock(underWay, LOCK_EX), 0);
+  const auto age = [](const QString& path, int seconds) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.setFileTime(QDateTime::currentDateTime().addSecs(-seconds), QFileDevice::FileModificationTime);
+  };
+  age(folder.filePath(".mix-running.mp4"), 3600);
+  age(other, 3600);
+  age(take(), 5);
+
+  EXPECT_EQ(AudioFlattener::finishInterrupted(folder.path()), std::vector<QString>{take()});
+  EXPECT_EQ(probeStreams(take()).size(), 2u) << "picture and one mixed track";
+  EXPECT_EQ(probeStreams(other).size(), 3u);
+  EXPECT_EQ(filesInFolder(), (QStringList{".mix-running.mp4", "Other.mp4", "Take.mp4"}));
+  ::close(underWay);
 }
 
 }  // namespace
