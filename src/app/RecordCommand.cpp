@@ -7,7 +7,7 @@
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "engine/HomeFrame.h"
-#include "engine/RecordOptions.h"
+#include "app/RecordOptions.h"
 #include "model/Settings.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
