@@ -162,6 +162,8 @@ TEST_F(StudioBus, aTakeSavedWhileTheStudioIsHiddenIsAnnouncedWithShowInFiles) {
   ASSERT_TRUE(bus().registerObject("/org/freedesktop/FileManager1", &files, QDBusConnection::ExportAllSlots));
   ASSERT_TRUE(bus().registerService("org.freedesktop.FileManager1"));
   PhaseWatch watch;
+  const QDir takes(QDir::homePath() + "/Videos/Vorn");
+  const QStringList before = takes.entryList({"*.mp4"}, QDir::Files);
 
   // With no studio running, --toggle starts one and records.
   QProcess studio;
@@ -179,14 +181,15 @@ TEST_F(StudioBus, aTakeSavedWhileTheStudioIsHiddenIsAnnouncedWithShowInFiles) {
   ASSERT_TRUE(test::within(30, [&] { return !notifications.shown.empty(); }));
   const auto& shown = notifications.shown.front();
   EXPECT_EQ(shown.summary, "Take saved");
-  const QStringList saved = QDir(QDir::homePath() + "/Videos/Vorn").entryList({"*.mp4"}, QDir::Files);
+  QStringList saved = takes.entryList({"*.mp4"}, QDir::Files);
+  for (const QString& old : before) saved.removeAll(old);
   ASSERT_EQ(saved.size(), 1);
   EXPECT_TRUE(shown.body.contains(saved.front())) << shown.body.toStdString();
   ASSERT_TRUE(shown.actions.contains("show-in-files")) << shown.actions.join(',').toStdString();
 
   notifications.invoke(1, "show-in-files");
   ASSERT_TRUE(test::within(30, [&] { return !files.shownItems.isEmpty(); }));
-  EXPECT_EQ(QUrl(files.shownItems.front()).toLocalFile(), QDir(QDir::homePath() + "/Videos/Vorn").filePath(saved.front()));
+  EXPECT_EQ(QUrl(files.shownItems.front()).toLocalFile(), takes.filePath(saved.front()));
   ASSERT_EQ(vorn({"--stop"}), 0) << "stopping with no take under way is no error";
   studio.kill();
   studio.waitForFinished();
