@@ -24,6 +24,9 @@ packages=(
   # desktop integration: global keys, raw clicks, the window list; a window manager and a
   # scripted X client for the tests
   libxcb-xinput-dev libxcb-keysyms1-dev libxcb-ewmh-dev openbox xdotool xcompmgr
+  # the studio's session bus service and notifications: a private bus for the tests, and
+  # the launcher entry's check
+  dbus-daemon dbus-bin desktop-file-utils
   # the reel engine: speech recognition, caption fonts, a voice for test takes
   libpocketsphinx-dev pocketsphinx-en-us fonts-dejavu-extra espeak-ng
 )

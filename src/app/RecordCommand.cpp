@@ -2,12 +2,13 @@
 
 #include "app/DesktopBridge.h"
 #include "app/StopSignals.h"
+#include "app/TakeMeter.h"
 #include "capture/CameraSource.h"
 #include "capture/ScreenSource.h"
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "engine/HomeFrame.h"
-#include "engine/RecordOptions.h"
+#include "app/RecordOptions.h"
 #include "model/Settings.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
@@ -173,9 +174,12 @@ int runRecordCommand(int argc, char** argv) {
     if (options.prefs.cameraOn && Geometry::slots(options.prefs).camera && studio.activeCamera().isEmpty())
       complain(QStringLiteral("No camera found: recording without the camera."));
   }, Qt::SingleShotConnection);
+  TakeMeter meter(studio, stdout);
   QObject::connect(&studio, &Studio::phaseChanged, &app, [&] {
+    if (studio.phase() == Phase::finishing) meter.finish();
     if (studio.phase() != Phase::recording) return;
     say(describe(options));
+    meter.start(options.prefs.micOn);
     if (options.seconds)
       QTimer::singleShot(int(*options.seconds * 1000), Qt::PreciseTimer, &engine, &Engine::stopRecording);
   });
@@ -197,6 +201,7 @@ int runRecordCommand(int argc, char** argv) {
   }
   beginWhenReady(engine, studio);
   QCoreApplication::exec();
+  meter.finish();
   const std::optional<Take> take = studio.take();  // closing the session lets go of it
   engine.closeAndWait();
 

@@ -1,9 +1,11 @@
 #include "app/StudioApp.h"
 
 #include "app/DesktopBridge.h"
-#include "app/SingleInstance.h"
+#include "app/RemoteStudio.h"
 #include "app/StatusMenu.h"
 #include "app/StopSignals.h"
+#include "app/StudioNotices.h"
+#include "app/StudioService.h"
 #include "app/UpdateCheck.h"
 #include "base/Clock.h"
 #include "base/Log.h"
@@ -50,17 +52,16 @@ void autoRecord(Engine& engine, Studio& studio) {
 
 }  // namespace
 
-int runStudio(int argc, char** argv) {
+int runStudio(int argc, char** argv, StudioRequest request) {
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Vorn"));
   QApplication::setOrganizationName(QStringLiteral("Vorn"));
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setApplicationVersion(QStringLiteral(VORN_VERSION));
   QApplication::setWindowIcon(symbolIcon("rectangle.portrait.inset.filled"));
-  if (SingleInstance::handOver()) {
-    std::printf("Vorn is already running: its studio has been brought forward.\n");
-    return 0;
-  }
+  // Before anything that a second studio would fight over: the hot key, the camera.
+  StudioService service;
+  if (service.claim() == StudioService::Claim::taken) return askRunningStudio(request);
   // Before the engine: the keys and click watch it holds live on this connection.
   const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
 
@@ -85,7 +86,9 @@ int runStudio(int argc, char** argv) {
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 
   const std::unique_ptr<HotKey> recordKey = desktop ? grabRecordKey(*desktop, engine) : nullptr;
-  SingleInstance instance([&engine] { engine.showStudio(); });
+  service.attach(engine, studio);
+  QObject::connect(&service, &StudioService::quitRequested, &app, &QCoreApplication::quit);
+  StudioNotices notices(studio, reels, *monitorWindow);
 
   StatusMenu menu(studio, engine, reels);
   menu.showInTray();
@@ -107,6 +110,7 @@ int runStudio(int argc, char** argv) {
 
   engine.recoverInterruptedTakes();
   engine.showStudio();
+  if (request == StudioRequest::toggle) service.Record();
   const int status = QApplication::exec();
   // Quitting while recording still saves the take.
   reels.shutdown();

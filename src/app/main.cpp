@@ -1,3 +1,4 @@
+#include "app/CommandLine.h"
 #include "app/RecordCommand.h"
 #include "app/ReviewStates.h"
 #include "app/StudioApp.h"
@@ -5,15 +6,32 @@
 #include "render/CompositorBenchmark.h"
 #include "render/RenderSamples.h"
 
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
+
+namespace {
+
+QStringList argumentsOf(int argc, char** argv) {
+  QStringList arguments;
+  for (int i = 0; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
+  return arguments;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   vorn::av::quietLogs();
-  const auto command = [&](const char* name) { return argc > 1 && std::strcmp(argv[1], name) == 0; };
   if (std::getenv("VORN_BENCH")) return vorn::runCompositorBenchmark(argc, argv);
-  if (std::getenv("VORN_UI_TEST") || command("review-states")) return vorn::runReviewStates(argc, argv);
-  if (command("render-samples")) return vorn::runRenderSamples(argc, argv);
-  if (command("record")) return vorn::runRecordCommand(argc, argv);
-  return vorn::runStudio(argc, argv);
+  if (std::getenv("VORN_UI_TEST")) return vorn::runReviewStates(argc, argv);
+  using Command = vorn::CommandLine::Command;
+  const vorn::CommandLine line = vorn::readCommandLine(argumentsOf(argc, argv));
+  switch (line.command) {
+    case Command::print: std::fputs(qPrintable(line.text), stdout); return 0;
+    case Command::refuse: std::fputs(qPrintable("vorn: " + line.text + '\n'), stderr); return 2;
+    case Command::record: return vorn::runRecordCommand(argc, argv);
+    case Command::reviewStates: return vorn::runReviewStates(argc, argv);
+    case Command::renderSamples: return vorn::runRenderSamples(argc, argv);
+    case Command::studio: break;
+  }
+  return vorn::runStudio(argc, argv, line.request);
 }

@@ -21,6 +21,8 @@
 #include <cstdlib>
 #include <csignal>
 #include <memory>
+#include <pty.h>
+#include <sys/wait.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -295,6 +297,45 @@ TEST(RecordCommand, aTakeOutlivesItsTerminal) {
   EXPECT_EQ(code, 0);
   EXPECT_GT(test::probeDuration(unread), 1.5);
   EXPECT_FALSE(QFile::exists(QString::fromStdString(home() + "/.recording-unread.mp4")));
+}
+
+// On a terminal the take's time and the microphone's level are redrawn on one line; into a
+// pipe they are plain lines.
+TEST(RecordCommand, theTakeShowsItsTimeAndTheMicrophonesLevelAsItGoes) {
+  std::string defaultSource;
+  test::pulseServer()->pactl({"get-default-source"}, &defaultSource);
+  test::pulseServer()->pactl({"load-module", "module-sine-source", "source_name=vmeter"});
+  ASSERT_EQ(test::pulseServer()->pactl({"set-default-source", "vmeter"}), 0);
+  const std::vector<std::string> record{kVorn, "record", "--seconds", "2.5", "--no-camera", "--fps", "30"};
+
+  int terminal = -1;
+  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const std::string out = "--out=" + home() + "/metered.mp4";
+    ::execl(kVorn.c_str(), kVorn.c_str(), "record", "--seconds", "2.5", "--no-camera", "--fps", "30", out.c_str(),
+            static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+  std::string screen;
+  char buffer[4096];
+  for (ssize_t n; (n = ::read(terminal, buffer, sizeof buffer)) > 0;) screen.append(buffer, size_t(n));
+  ::close(terminal);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << screen;
+  EXPECT_NE(screen.find("\rrecording 0:0"), std::string::npos) << screen;
+  EXPECT_NE(screen.find("  mic [#"), std::string::npos) << "the tone lights the meter: " << screen;
+  EXPECT_NE(screen.find(" dB\x1b[K"), std::string::npos) << screen;
+  EXPECT_NE(screen.find("\ntake: "), std::string::npos) << "the take's path starts a line of its own: " << screen;
+
+  std::string piped;
+  std::vector<std::string> toPipe = record;
+  toPipe.push_back("--out=" + home() + "/piped.mp4");
+  ASSERT_EQ(test::runCommand(toPipe, &piped), 0);
+  EXPECT_NE(piped.find("\nrecording 0:0"), std::string::npos) << piped;
+  EXPECT_EQ(piped.find('\r'), std::string::npos) << piped;
+  test::pulseServer()->pactl({"set-default-source", QString::fromStdString(defaultSource).trimmed().toStdString()});
 }
 
 // A take killed outright, written outside the takes folder, is recovered beside it at the next

@@ -109,25 +109,6 @@ TEST_F(StudioApp, ctrlQInTheStudioQuitsLikeTheTrayAndSavesTheTakeUnderWay) {
   EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 0.5);
 }
 
-TEST_F(StudioApp, aSecondStartHandsOverToTheRunningStudio) {
-  test::ChildProcess first({kVorn});
-  const QString socket = qEnvironmentVariable("XDG_RUNTIME_DIR") + "/vorn-studio";
-  ASSERT_TRUE(test::eventually([&] { return QFileInfo::exists(socket); }));
-  std::string output;
-  EXPECT_EQ(test::runCommand({kVorn}, &output), 0);
-  EXPECT_NE(output.find("already running"), std::string::npos) << output;
-  EXPECT_TRUE(first.running());
-  first.stop();
-  // A studio that died leaves its socket behind: the next start is a studio all the same.
-  test::ChildProcess next({kVorn});
-  ASSERT_TRUE(test::eventually([&] { return next.running() && QFileInfo::exists(socket); }));
-  ::kill(next.pid(), SIGKILL);
-  ASSERT_TRUE(test::eventually([&] { return !next.running(); }));
-  test::ChildProcess after({kVorn});
-  std::this_thread::sleep_for(std::chrono::seconds(1));
-  EXPECT_TRUE(after.running()) << "a stale socket must not send the start away";
-}
-
 TEST_F(StudioApp, reviewStatesDrawTheTrayTheMonitorAndTheViewfinder) {
   const std::string out = QDir::homePath().toStdString() + "/states";
   ASSERT_EQ(test::runCommand({kVorn, "review-states", "--out", out}), 0);

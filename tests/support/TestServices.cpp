@@ -18,6 +18,7 @@ std::unique_ptr<XServer> gX;
 std::unique_ptr<WindowManager> gWm;
 std::unique_ptr<ChildProcess> gCompositor;
 std::unique_ptr<PulseServer> gPulse;
+std::unique_ptr<SessionBus> gBus;
 
 bool waitFor(const std::function<bool()>& ready, std::chrono::milliseconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
@@ -113,6 +114,21 @@ PulseServer::PulseServer(const std::string& runtimeDir) {
   pactl({"set-default-sink", "vsink"});
 }
 
+SessionBus::SessionBus() {
+  int fds[2];
+  if (pipe(fds) != 0) throw std::runtime_error("cannot make a pipe for dbus-daemon");
+  // The daemon writes its address to the descriptor once it listens.
+  process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
+      "dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=" + std::to_string(fds[1])});
+  close(fds[1]);
+  pollfd p{fds[0], POLLIN, 0};
+  char c;
+  while (poll(&p, 1, 10000) > 0 && read(fds[0], &c, 1) == 1 && c != '\n') address_.push_back(c);
+  close(fds[0]);
+  if (address_.empty()) throw std::runtime_error("dbus-daemon did not start");
+  setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
+}
+
 int PulseServer::pactl(const std::vector<std::string>& args, std::string* output) const {
   std::vector<std::string> argv{"pactl", "--server=" + server_};
   argv.insert(argv.end(), args.begin(), args.end());
@@ -122,6 +138,7 @@ int PulseServer::pactl(const std::vector<std::string>& args, std::string* output
 TempHome* tempHome() { return gHome.get(); }
 XServer* xServer() { return gX.get(); }
 PulseServer* pulseServer() { return gPulse.get(); }
+SessionBus* sessionBus() { return gBus.get(); }
 
 // xcompmgr, once it owns the compositing manager selection.
 std::unique_ptr<ChildProcess> startCompositor() {
@@ -131,8 +148,9 @@ std::unique_ptr<ChildProcess> startCompositor() {
   return compositor;
 }
 
-void startServices(bool needsX, bool needsPulse, bool needsWindowManager) {
+void startServices(bool needsX, bool needsPulse, bool needsWindowManager, bool needsBus) {
   gHome = std::make_unique<TempHome>();
+  if (needsBus) gBus = std::make_unique<SessionBus>();
   // The same tests, on a server whose takes cannot leave Vorn's windows out.
   std::vector<std::string> options;
   if (std::getenv("VORN_TEST_WITHOUT_COMPOSITE")) options = {"-extension", "Composite"};
@@ -145,6 +163,7 @@ void startServices(bool needsX, bool needsPulse, bool needsWindowManager) {
 
 void stopServices() {
   gPulse.reset();
+  gBus.reset();
   gCompositor.reset();
   gWm.reset();
   gX.reset();

@@ -59,13 +59,26 @@ class PulseServer {
   std::unique_ptr<ChildProcess> process_;
 };
 
+// A private session bus (dbus-daemon); DBUS_SESSION_BUS_ADDRESS points at it while it lives, so
+// that names a test owns or calls never reach the user's own desktop.
+class SessionBus {
+ public:
+  SessionBus();
+  const std::string& address() const { return address_; }
+
+ private:
+  std::string address_;
+  std::unique_ptr<ChildProcess> process_;
+};
+
 // The services of the running test program (null when the program did not ask for them).
 TempHome* tempHome();
 XServer* xServer();
 PulseServer* pulseServer();
+SessionBus* sessionBus();
 
 // Set up by the test main before any test runs.
-void startServices(bool needsX, bool needsPulse, bool needsWindowManager = false);
+void startServices(bool needsX, bool needsPulse, bool needsWindowManager = false, bool needsBus = false);
 void stopServices();
 
 }  // namespace vorn::test

@@ -25,10 +25,10 @@ struct ParsedRecordOptions {
   QString error;  // one sentence; empty when the arguments are fine
 };
 
-// Parses the arguments after "record".
+// Parses the arguments after "record" ("--seconds 2" and "--seconds=2" alike).
 ParsedRecordOptions parseRecordOptions(const QStringList& arguments, const Prefs& saved);
 
-// The usage text printed by `vorn record --help`.
+// The help text printed by `vorn record --help`.
 QString recordUsage();
 
 }  // namespace vorn

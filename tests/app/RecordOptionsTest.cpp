@@ -1,4 +1,4 @@
-#include "engine/RecordOptions.h"
+#include "app/RecordOptions.h"
 
 #include <gtest/gtest.h>
 
@@ -37,11 +37,21 @@ TEST(RecordOptions, everyOptionIsRead) {
   EXPECT_EQ(o.out, QString("/tmp/x.mp4"));
 }
 
+TEST(RecordOptions, aValueMayFollowItsOptionOrAnEqualsSign) {
+  const auto apart = parseRecordOptions({"--seconds", "2", "--layout", "me", "--out", "a b.mp4"}, Prefs{});
+  const auto joined = parseRecordOptions({"--seconds=2", "--layout=me", "--out=a b.mp4"}, Prefs{});
+  ASSERT_TRUE(apart.error.isEmpty() && joined.error.isEmpty()) << joined.error.toStdString();
+  EXPECT_EQ(apart.options.seconds, 2.0);
+  EXPECT_EQ(joined.options.seconds, 2.0);
+  EXPECT_EQ(joined.options.prefs.layout, Layout::me);
+  EXPECT_EQ(joined.options.out, QString("a b.mp4"));
+}
+
 TEST(RecordOptions, badArgumentsGiveOneSentence) {
   const std::vector<QStringList> bad{
       {"--fps", "25"},      {"--layout", "grid"}, {"--style"},          {"--seconds", "-1"},
       {"--seconds", "nan"}, {"--seconds", "1e12"}, {"--area", "1,2,3"},  {"--area", "0,0,0,5"}, {"--display", "x"},
-      {"--frobnicate"}};
+      {"--frobnicate"},     {"--seconds=x"},      {"stray"},            {"--no-mic=yes"}};
   for (const QStringList& args : bad) {
     const auto parsed = parseRecordOptions(args, Prefs{});
     EXPECT_FALSE(parsed.error.isEmpty()) << args.join(' ').toStdString();
