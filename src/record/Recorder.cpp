@@ -13,7 +13,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -31,6 +33,32 @@ constexpr int maxQueuedAudio = 400;
 constexpr double maxHeldSeconds = 3.0;
 
 std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }
+
+// The takes under way in this process. Whichever way the process ends through exit() (Qt ends
+// it so when the X server goes away, from the middle of its event loop), they are finished
+// first: nothing that was recorded is left behind as a hidden fragment.
+std::mutex underWayMutex;
+std::set<Recorder*>& underWay() {
+  static auto* recorders = new std::set<Recorder*>;  // never destroyed: used at exit
+  return *recorders;
+}
+
+void finishUnderWay() {
+  std::lock_guard lock(underWayMutex);
+  for (Recorder* recorder : underWay()) recorder->finish(0);
+}
+
+void keepUnderWay(Recorder* recorder) {
+  static std::once_flag registered;
+  std::call_once(registered, [] { std::atexit(finishUnderWay); });
+  std::lock_guard lock(underWayMutex);
+  underWay().insert(recorder);
+}
+
+void letGo(Recorder* recorder) {
+  std::lock_guard lock(underWayMutex);
+  underWay().erase(recorder);
+}
 
 void logEncoderOnce(const std::string& name) {
   static std::once_flag once;
@@ -67,6 +95,7 @@ Recorder::Recorder(const QString& path, int fps, bool hasMic, bool hasSystem)
 }
 
 Recorder::~Recorder() {
+  letGo(this);
   queue_.sync([this] {
     if (status_ != Status::done && status_ != Status::failed) discardFiles();
     writer_.reset();
@@ -97,6 +126,7 @@ bool Recorder::begin(double hostTime) {
     status_ = Status::writing;
     started = true;
   });
+  if (started) keepUnderWay(this);
   return started;
 }
 

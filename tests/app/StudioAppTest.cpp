@@ -86,6 +86,29 @@ TEST_F(StudioApp, aStudioKilledMidTakeGetsItsTakeBackAtTheNextStart) {
   EXPECT_TRUE(takes(QDir::Hidden).filter(".recording-").isEmpty()) << "no fragment left";
 }
 
+// The X server goes away mid-take: the session ends as quitting does, with the take saved.
+TEST_F(StudioApp, anXServerThatDiesMidTakeLeavesTheTakeSaved) {
+  const std::string ownDisplay = std::getenv("DISPLAY");
+  auto dying = std::make_unique<test::XServer>();
+  ::setenv("DISPLAY", ownDisplay.c_str(), 1);  // only the studio runs on the dying one
+  setenv("VORN_AUTORECORD", "60", 1);
+  const QStringList before = takes();
+  test::ChildProcess studio({"sh", "-c", "DISPLAY=" + dying->display() + " exec " + kVorn});
+  const auto fragments = [&] {
+    const QStringList left = takes(QDir::Hidden).filter(".recording-");
+    QFile file(takesFolder().filePath(left.value(0)));
+    return !left.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
+  };
+  ASSERT_TRUE(test::eventually([&] { return fragments() >= 2; }, 60)) << "a whole fragment is written";
+  dying.reset();
+  ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
+  QStringList saved = takes();
+  for (const QString& old : before) saved.removeAll(old);
+  ASSERT_EQ(saved.size(), 1) << saved.join(", ").toStdString();
+  EXPECT_TRUE(takes(QDir::Hidden).filter(".recording-").isEmpty()) << "no fragment left";
+  EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 1.0);
+}
+
 TEST_F(StudioApp, ctrlQInTheStudioQuitsLikeTheTrayAndSavesTheTakeUnderWay) {
   setenv("VORN_AUTORECORD", "60", 1);
   const QStringList before = takes();
