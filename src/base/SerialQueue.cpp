@@ -32,10 +32,14 @@ void SerialQueue::sync(const std::function<void()>& task) {
   }
   std::promise<void> done;
   async([&] {
-    task();
-    done.set_value();
+    try {
+      task();
+      done.set_value();
+    } catch (...) {
+      done.set_exception(std::current_exception());
+    }
   });
-  done.get_future().wait();
+  done.get_future().get();  // a task's exception is the caller's
 }
 
 bool SerialQueue::isCurrent() const { return std::this_thread::get_id() == thread_.get_id(); }

@@ -23,7 +23,8 @@ class SerialQueue {
 
   // Queues the task and returns at once.
   void async(std::function<void()> task);
-  // Queues the task and waits for it; runs it in place when called from this queue.
+  // Queues the task and waits for it; runs it in place when called from this queue. What the
+  // task throws is thrown here.
   void sync(const std::function<void()>& task);
   // True on this queue's own thread.
   bool isCurrent() const;

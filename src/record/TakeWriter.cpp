@@ -34,7 +34,8 @@ TakeWriter::~TakeWriter() { close(); }
 bool TakeWriter::start() {
   AVDictionary* options = nullptr;
   av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
-  av_dict_set(&options, "frag_duration", "1000000", 0);  // microseconds
+  // Half-second fragments: a killed take loses at most that, plus what the encoder holds.
+  av_dict_set(&options, "frag_duration", "500000", 0);  // microseconds
   output_->flags |= AVFMT_FLAG_FLUSH_PACKETS;
   int code = avformat_write_header(output_.get(), &options);
   av_dict_free(&options);

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <pthread.h>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -41,6 +42,16 @@ TEST(SerialQueue, destructionRunsWhatWasQueuedAndSurvivesThrowingTasks) {
       });
   }
   EXPECT_EQ(ran.load(), 50);
+}
+
+// A throwing task hands its exception to the caller waiting for it (it used to wait forever),
+// and the queue goes on.
+TEST(SerialQueue, syncPassesATasksExceptionBack) {
+  SerialQueue queue("vorn.test");
+  EXPECT_THROW(queue.sync([] { throw std::runtime_error("disk full"); }), std::runtime_error);
+  int ran = 0;
+  queue.sync([&] { ++ran; });
+  EXPECT_EQ(ran, 1);
 }
 
 TEST(SerialQueue, syncFromInsideTheQueueRunsInPlace) {
