@@ -7,7 +7,9 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QSpinBox>
+#include <QTextCursor>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -26,6 +28,12 @@ ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
   column->addWidget(help);
   text_ = new QPlainTextEdit(studio_.prefs().script, this);
   column->addWidget(text_, 1);
+  tooLong_ = new QLabel(QStringLiteral("A script holds up to %L1 characters: the rest was left out.")
+                            .arg(Prefs::maxScriptLength),
+                        this);
+  tooLong_->setWordWrap(true);
+  tooLong_->hide();
+  column->addWidget(tooLong_);
   auto* row = new QHBoxLayout;
   row->addWidget(new QLabel(QStringLiteral("Pace"), this));
   // In words a minute, the way a reading voice is measured; saved as the points a second the
@@ -44,7 +52,17 @@ ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
   column->addLayout(row);
 
   connect(text_, &QPlainTextEdit::textChanged, this, [this] {
-    const QString script = text_->toPlainText();
+    QString script = text_->toPlainText();
+    if (script.size() > Prefs::maxScriptLength) {
+      // A pasted book is cut where the prompter stops reading, and the editor says so.
+      script.truncate(Prefs::maxScriptLength);
+      const QSignalBlocker quiet(text_);
+      text_->setPlainText(script);
+      text_->moveCursor(QTextCursor::End);
+      tooLong_->show();
+    } else if (script.size() < Prefs::maxScriptLength) {
+      tooLong_->hide();
+    }
     if (script != studio_.prefs().script) studio_.updatePrefs([&](Prefs& p) { p.script = script; });
   });
   connect(pace_, &QSpinBox::valueChanged, this, [this](int wordsPerMinute) {

@@ -2,6 +2,7 @@
 
 #include <QWidget>
 
+class QLabel;
 class QPlainTextEdit;
 class QSpinBox;
 
@@ -16,12 +17,15 @@ class ScriptEditor : public QWidget {
   ScriptEditor(Studio& studio, QWidget* owner);
   QPlainTextEdit* text() const { return text_; }
   QSpinBox* pace() const { return pace_; }
+  // Shown while the script stands cut at its longest.
+  QLabel* tooLong() const { return tooLong_; }
 
  private:
   void follow();
 
   Studio& studio_;
   QPlainTextEdit* text_;
+  QLabel* tooLong_;
   QSpinBox* pace_;
 };
 

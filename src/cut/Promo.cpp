@@ -17,7 +17,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 
 namespace vorn::cut {
 namespace {
@@ -36,9 +35,11 @@ std::string readFile(const std::string& path) {
   requireRegularFile(path, "script");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw CutError("The script file can't be read: " + path + ".");
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+  // The prompter reads no further: neither does the reel.
+  std::string text(std::size_t(Prefs::maxScriptLength) * 4, '\0');  // UTF-8: 4 bytes at most
+  in.read(text.data(), std::streamsize(text.size()));
+  text.resize(std::size_t(in.gcount()));
+  return QString::fromUtf8(text).left(Prefs::maxScriptLength).toStdString();
 }
 
 void writeFile(const std::filesystem::path& path, const std::string& text) {
@@ -51,7 +52,7 @@ void writeFile(const std::filesystem::path& path, const std::string& text) {
 // The script the user read from: the one given by hand, else the prompter's saved script.
 std::string scriptFor(const Options& options) {
   if (!options.scriptFile.empty()) return readFile(options.scriptFile);
-  return Prefs::load().script.toStdString();
+  return Prefs::load().script.left(Prefs::maxScriptLength).toStdString();
 }
 
 // The words as heard, one a line ("start end confidence word"), for whoever wonders why.

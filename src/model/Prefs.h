@@ -32,6 +32,9 @@ struct Prefs {
   std::optional<QString> cameraID;
   std::optional<QString> micID;
   QString script;
+  // Far more than a short video is read in (about 1,700 words), and what the prompter can lay
+  // out at once without a pause; the prompter and the reel engine read no further.
+  static constexpr int maxScriptLength = 10'000;
   double prompterSpeed = PrompterPace::pointsPerSecond(PrompterPace::speaking);  // points a second
   std::optional<QString> brief;
   std::optional<bool> reels;

@@ -1,5 +1,7 @@
 #include "monitor/Prompter.h"
 
+#include "model/Prefs.h"
+
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
@@ -36,7 +38,8 @@ double Prompter::offset(double elapsed, double speed, double nudge) {
   return (std::isfinite(moving) ? moving : 0.0) * speed + nudge;
 }
 
-void Prompter::setUp(QTextDocument& document, const QString& script) {
+void Prompter::setUp(QTextDocument& document, const QString& whole) {
+  const QString script = whole.left(Prefs::maxScriptLength);
   QFont font;
   font.setPixelSize(int(fontSize));
   font.setWeight(QFont::Medium);

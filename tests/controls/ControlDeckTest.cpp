@@ -7,6 +7,8 @@
 
 #include "support/Eventually.h"
 
+#include <QLabel>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QToolButton>
@@ -113,6 +115,20 @@ TEST_F(ControlDeckTest, theTeleprompterEditorSetsThePaceInWordsAMinute) {
   EXPECT_NEAR(studio.prefs().prompterSpeed, Prefs().prompterSpeed * 160 / 150, 1e-9) << "saved as its scroll speed";
   ScriptEditor reopened(studio, nullptr);
   EXPECT_EQ(reopened.pace()->value(), 160);
+}
+
+// A pasted book is cut where the prompter stops reading, and the editor says so; a script
+// within the bound shows no note.
+TEST_F(ControlDeckTest, aScriptLongerThanThePrompterReadsIsCutAndSaidSo) {
+  ScriptEditor* editor = deck->scriptEditor();
+  editor->show();
+  editor->text()->setPlainText(QString(Prefs::maxScriptLength * 3, QLatin1Char('a')));
+  EXPECT_EQ(studio.prefs().script.size(), Prefs::maxScriptLength);
+  EXPECT_EQ(editor->text()->toPlainText().size(), Prefs::maxScriptLength);
+  EXPECT_TRUE(editor->tooLong()->isVisible());
+  editor->text()->setPlainText(QStringLiteral("Say the point first."));
+  EXPECT_EQ(studio.prefs().script, QStringLiteral("Say the point first."));
+  EXPECT_FALSE(editor->tooLong()->isVisible());
 }
 
 }  // namespace

@@ -20,6 +20,15 @@ TEST(Prompter, theScriptWaitsThenScrollsAtItsPaceAndHoldsWhilePaused) {
   EXPECT_NEAR(Prompter::offset(0.8 + 1.0 / 60, 33, 0), 0.55, 1e-9) << "less than a point a tick";
 }
 
+// A script of a megabyte is laid out only as far as the prompter reads (it once froze the
+// studio for seconds and took gigabytes).
+TEST(Prompter, aHugeScriptIsLaidOutOnlyAsFarAsItIsRead) {
+  const QString line = QStringLiteral("Say the point in the first three seconds.\n");
+  const QString huge = line.repeated(1'000'000 / int(line.size()));
+  EXPECT_EQ(Prompter::height(huge), Prompter::height(huge.left(Prefs::maxScriptLength)));
+  EXPECT_LT(Prompter::height(huge.left(Prefs::maxScriptLength / 2)), Prompter::height(huge));
+}
+
 TEST(Prompter, itsDefaultPaceKeepsUpWithAReadingVoice) {
   // Three minutes of speech at 150 words a minute.
   const QString script = QStringLiteral(
