@@ -8,7 +8,9 @@
 #include "record/VideoEncoder.h"
 
 #include <QFile>
+#include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 #include <algorithm>
 #include <chrono>
@@ -330,15 +332,42 @@ void Recorder::stopAfterFailure() {
 // take's name meanwhile. When that cannot be written (a full disk), the fragment itself becomes
 // the take, cut after its last whole fragment so that everything it claims plays; when even
 // that fails, the fragment stays.
+// The take's folder may have been moved or removed while it recorded (the writer kept on
+// through its descriptor): the fragment is followed to the folder's new place, or, with the
+// folder gone, read through the descriptor and finished into the Videos folder.
+bool Recorder::followFragment() {
+  if (!fragmentLock_.valid()) return true;
+  const std::string link = "/proc/self/fd/" + std::to_string(fragmentLock_.get());
+  char target[4096];
+  const ssize_t length = ::readlink(link.c_str(), target, sizeof target - 1);
+  if (length <= 0) return true;
+  const QString now = QFile::decodeName(QByteArray(target, int(length)));
+  if (now == fragment_) return true;
+  const QString name = QFileInfo(path_).fileName();
+  if (!now.endsWith(QStringLiteral(" (deleted)"))) {
+    fragment_ = now;
+    path_ = QFileInfo(now).dir().filePath(name);
+    logError("the takes folder moved during the take: it is saved in " + local(QFileInfo(now).path()));
+    return true;
+  }
+  const QString videos = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+  if (videos.isEmpty() || !QDir().mkpath(videos)) return false;
+  fragment_ = QString::fromStdString(link);
+  path_ = QDir(videos).filePath(name);
+  logError("the takes folder was removed during the take: it is saved in " + local(videos));
+  return false;
+}
+
 double Recorder::saveTake() {
   const double duration = lastSlot_ >= 0 ? writtenSeconds() : 0;
+  const bool fragmentNamed = followFragment();
   const QString wanted = path_;
   path_ = TakeFiles::freeName(wanted);
   if (path_ != wanted)
     logError("another file took the name " + local(wanted) + " during the take: saved as " + local(path_));
   try {
     TakeFiles::remux(fragment_, path_, duration, writer_->packetCount());
-    QFile::remove(fragment_);
+    if (fragmentNamed) QFile::remove(fragment_);
     return duration;
   } catch (const std::exception& error) {
     logError(std::string("couldn't finish the take, keeping it as recorded: ") + error.what());

@@ -108,6 +108,8 @@ class Recorder {
   void syncToDiskNowAndThen(double pts);
   void stopAfterFailure();
   double saveTake();
+  // Finds the fragment after its folder moved or went; false when it has no name any more.
+  bool followFragment();
   void discardFiles();
 
   QString path_;  // writer thread only after construction

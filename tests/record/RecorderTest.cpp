@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -315,6 +316,32 @@ TEST_F(RecorderTest, AFileThatTakesTheNameDuringTheTakeStaysAndTheTakeGoesBeside
   ASSERT_TRUE(other.open(QIODevice::ReadOnly));
   EXPECT_EQ(other.readAll(), "someone else's");
   EXPECT_EQ(filesInFolder(), (QStringList{"Take (2).mp4", "Take.mp4"}));
+}
+
+// The takes folder moved mid-take: the take is finished in the folder's new place. Removed
+// mid-take: it is finished into the Videos folder. Nothing of it is lost either way.
+TEST_F(RecorderTest, ATakeWhoseFolderMovesOrGoesIsFinishedWhereItCanBeFound) {
+  const QString movies = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+  for (const bool removed : {false, true}) {
+    const QString from = folder.filePath(removed ? "Gone" : "Before");
+    const QString to = folder.filePath("After");
+    ASSERT_TRUE(QDir().mkpath(from));
+    const QString name = removed ? "Removed.mp4" : "Moved.mp4";
+    Recorder recorder(from + "/" + name, 30, true, false);
+    ASSERT_TRUE(recorder.begin(start));
+    feedFrames(recorder, 15, 30, start);
+    if (removed)
+      ASSERT_TRUE(QDir(from).removeRecursively());
+    else
+      ASSERT_TRUE(QDir().rename(from, to));
+    feedFrames(recorder, 15, 30, start + 0.5, 15);
+    EXPECT_NEAR(recorder.finish(), 29.0 / 30, 1e-6);
+    const QString saved = (removed ? movies : to) + "/" + name;
+    EXPECT_EQ(recorder.path(), saved);
+    EXPECT_EQ(readPackets(saved, 0).size(), 30u);
+    if (!removed) EXPECT_EQ(QDir(to).entryList(QDir::Files | QDir::Hidden), QStringList{name});
+    QFile::remove(saved);
+  }
 }
 
 TEST_F(RecorderTest, AFullDiskStopsTheTakeAndKeepsWhatWasWritten) {
