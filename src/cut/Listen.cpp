@@ -192,6 +192,7 @@ Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   measureLoudness(pcm, transcript.words);
+  transcript.levels = SoundLevels::of(pcm);
   return transcript;
 }
 

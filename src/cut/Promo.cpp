@@ -3,6 +3,7 @@
 #include "base/Log.h"
 #include "base/OwnFiles.h"
 #include "cut/Captions.h"
+#include "cut/CutPlacement.h"
 #include "cut/Interrupt.h"
 #include "cut/Listen.h"
 #include "cut/Pauses.h"
@@ -111,7 +112,8 @@ int promo(const Options& options, Report& report) {
     transcript.duration = std::min(transcript.duration, takeLength);
     writeFile(files.work / "words.txt", wordList(transcript));
     report.stage("story");
-    const Story story = writeStory(options, transcript);
+    Story story = writeStory(options, transcript);
+    placeCuts(story, transcript, PictureGrid(options.take));
     report.story(story);
     const double length = render(options, story, files, report);
     files.publish();

@@ -8,6 +8,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <cmath>
 #include <cstdio>
 
 namespace vorn::cut {
@@ -27,6 +28,11 @@ AVFilterContext* makeFilter(AVFilterGraph* graph, const char* type, const char* 
   return filter;
 }
 
+// A moment of the take in a stream's own time units, so a trim cuts exactly there.
+std::string ticks(double seconds, AVRational unit) {
+  return std::to_string(std::llround(seconds / av_q2d(unit)));
+}
+
 std::string number(double value) {
   char text[32];
   std::snprintf(text, sizeof text, "%.3f", value);
@@ -34,7 +40,9 @@ std::string number(double value) {
 }
 
 // The middle of the graph, between the take's [v][a] and the captioning's [sv] and [sa].
-std::string description(const std::vector<Span>& segments, const FaceFinish& finish) {
+std::string description(const TakeReader& take, const std::vector<Span>& segments,
+                        const FaceFinish& finish) {
+  const AVRational picture = take.videoTimeBase(), sound = take.audioTimeBase();
   const std::string n = std::to_string(segments.size());
   std::string text = "[v]split=" + n;
   for (std::size_t i = 0; i < segments.size(); ++i) text += "[v" + std::to_string(i) + "]";
@@ -44,9 +52,10 @@ std::string description(const std::vector<Span>& segments, const FaceFinish& fin
   for (std::size_t i = 0; i < segments.size(); ++i) {
     const std::string k = std::to_string(i);
     const Span& s = segments[i];
-    text += ";[v" + k + "]trim=start=" + number(s.start) + ":end=" + number(s.end) +
-            ",setpts=PTS-STARTPTS[cv" + k + "]";
-    text += ";[a" + k + "]atrim=start=" + number(s.start) + ":end=" + number(s.end) +
+    text += ";[v" + k + "]trim=start_pts=" + ticks(s.start, picture) +
+            ":end_pts=" + ticks(s.end, picture) + ",setpts=PTS-STARTPTS[cv" + k + "]";
+    text += ";[a" + k + "]atrim=start_pts=" + ticks(s.start, sound) +
+            ":end_pts=" + ticks(s.end, sound) +
             ",asetpts=PTS-STARTPTS,afade=t=in:d=" + number(kFade) +
             ",afade=t=out:st=" + number(std::max(0.0, s.length() - kFade)) + ":d=" + number(kFade) +
             "[ca" + k + "]";
@@ -121,7 +130,7 @@ ReelGraph::ReelGraph(const TakeReader& take, const std::vector<Span>& segments,
   av::check(avfilter_link(burn, 0, videoSink_, 0), "Couldn't link the captions");
   AVFilterInOut* outputs = pad("v", videoSource_, 0, pad("a", audioSource_, 0, nullptr));
   AVFilterInOut* inputs = pad("sv", burn, 0, pad("sa", audioSink_, 0, nullptr));
-  const int parsed = avfilter_graph_parse_ptr(graph, description(segments, finish).c_str(), &inputs,
+  const int parsed = avfilter_graph_parse_ptr(graph, description(take, segments, finish).c_str(), &inputs,
                                               &outputs, nullptr);
   avfilter_inout_free(&inputs);
   avfilter_inout_free(&outputs);

@@ -45,14 +45,23 @@ std::vector<std::size_t> choose(const std::vector<Sentence>& sentences, std::siz
   return chosen;
 }
 
+// A filler is cut out only where the sound falls quiet on both sides of it: one heard inside
+// running speech is more likely a misheard piece of a real word.
+bool standsApart(const std::vector<Word>& words, std::size_t i, const SoundLevels& levels) {
+  const bool before = i == 0 || levels.hasQuietBetween(words[i - 1].end, words[i].start);
+  const bool after =
+      i + 1 == words.size() || levels.hasQuietBetween(words[i].end, words[i + 1].start);
+  return before && after;
+}
+
 // Runs of kept words: fillers dropped, split where the speaker pauses long.
 WordRuns wordRuns(const std::vector<Word>& words, const std::vector<Sentence>& sentences,
-                  const std::vector<std::size_t>& chosen) {
+                  const std::vector<std::size_t>& chosen, const SoundLevels& levels) {
   WordRuns runs;
   for (std::size_t index : chosen) {
     bool open = false;
     for (std::size_t i = sentences[index].first; i <= sentences[index].last; ++i) {
-      if (isFillerWord(words[i].text)) {
+      if (isFillerWord(words[i].text) && standsApart(words, i, levels)) {
         open = false;
         continue;
       }
@@ -109,7 +118,7 @@ Story deviceStory(const Transcript& transcript, const std::string& theme, Budget
   const double longest = std::min(budget.longest, transcript.duration);
   const std::vector<std::size_t> chosen = choose(sentences, hook, longest);
   Story story;
-  keepRuns(story, transcript, wordRuns(transcript.words, sentences, chosen));
+  keepRuns(story, transcript, wordRuns(transcript.words, sentences, chosen, transcript.levels));
   const Sentence& opening = sentences[hook];
   const std::vector<Word> hookWords(transcript.words.begin() + opening.first,
                                     transcript.words.begin() + opening.last + 1);

@@ -81,6 +81,23 @@ TEST(StoryTest, aShortTakeKeepsItsSpeechAndStaysShorterThanTheTake) {
   EXPECT_EQ(story.words.size(), transcript.words.size() - 1) << "all but the filler";
 }
 
+TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
+  Transcript transcript;
+  transcript.words = {{"light", 1.0, 1.4}, {"ah", 1.4, 1.6}, {"matters", 1.6, 2.1},
+                      {"um", 2.4, 2.7},    {"more", 3.0, 3.4}, {"today", 3.4, 3.9}};
+  transcript.duration = 5;
+  transcript.levels.speechDb = -50;
+  for (int i = 0; i < 500; ++i) {
+    const double t = i * SoundLevels::kStepSeconds;
+    const bool quiet = t < 1.0 || (t > 2.15 && t < 2.35) || (t > 2.75 && t < 2.95) || t > 3.95;
+    transcript.levels.db.push_back(quiet ? -70 : -20);
+  }
+  const Story story = deviceStory(transcript, "");
+  std::vector<std::string> kept;
+  for (const Word& word : story.words) kept.push_back(word.text);
+  EXPECT_EQ(kept, (std::vector<std::string>{"light", "ah", "matters", "more", "today"}));
+}
+
 TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
   const std::vector<Word> words = {{"a", 1, 1.5}, {"b", 1.5, 2}, {"c", 2.05, 2.5}, {"d", 4, 4.5}};
   const std::vector<Span> cuts = cutsAround(words, {{1, 1}, {3, 3}}, 5);
