@@ -117,7 +117,7 @@ double renderReel(const RenderJob& job) {
   onGrid.segments = PictureGrid(job.take).snapped(job.segments);
   if (onGrid.segments.empty()) throw CutError("The story has nothing to cut.");
   TakeReader reader(onGrid.take, onGrid.segments);
-  ReelGraph graph(reader, onGrid.segments, onGrid.finish, onGrid.captions);
+  ReelGraph graph(reader, onGrid.segments, onGrid.finish, onGrid.captions, onGrid.gainDb);
   ReelWriter writer(onGrid.reel, av_buffersink_get_time_base(graph.video()),
                     av_buffersink_get_time_base(graph.audio()));
   return Pump(reader, graph, writer, onGrid).run();
