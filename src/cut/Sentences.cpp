@@ -33,10 +33,6 @@ bool isNumber(const std::string& word) {
   return numbers.contains(word) || std::isdigit(static_cast<unsigned char>(word[0]));
 }
 
-bool isQuestionWord(const std::string& word) {
-  return word == "why" || word == "how" || word == "what" || word == "when" || word == "who";
-}
-
 std::map<std::string, int> contentCounts(const std::vector<Word>& words) {
   std::map<std::string, int> counts;
   for (const Word& word : words)
@@ -87,6 +83,10 @@ double scoreOf(const Sentence& sentence, const std::vector<Word>& words,
 }
 
 }  // namespace
+
+bool isQuestionWord(const std::string& word) {
+  return word == "why" || word == "how" || word == "what" || word == "when" || word == "who";
+}
 
 bool isContentWord(const std::string& word) {
   return word.size() >= 3 && !stopWords().contains(word) && !isFillerWord(word);

@@ -21,6 +21,9 @@ struct Sentence {
 // Sounds that carry no meaning and are cut out of a reel.
 bool isFillerWord(const std::string& word);
 
+// Words that open a question.
+bool isQuestionWord(const std::string& word);
+
 // Words that carry the meaning: not fillers, not the small words every sentence has.
 bool isContentWord(const std::string& word);
 

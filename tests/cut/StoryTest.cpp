@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 
 namespace vorn::cut {
 namespace {
@@ -15,14 +16,15 @@ const std::vector<std::string> kVocabulary = {"light", "camera", "face",    "peo
                                               "video", "three",  "reasons", "story",  "sound"};
 
 // `count` sentences of eight words (0.3 s each, 0.05 s apart) with 0.8 s pauses between them;
-// every fifth sentence holds an "um".
+// every fifth sentence holds an "um". No sentence repeats the end of the one before it (that
+// would be a retake).
 Transcript transcriptOf(int count) {
   Transcript transcript;
   double at = 1;
   for (int s = 0; s < count; ++s) {
     for (int w = 0; w < 8; ++w) {
       const std::string text =
-          (s % 5 == 2 && w == 3) ? "um" : kVocabulary[(s * 3 + w) % kVocabulary.size()];
+          (s % 5 == 2 && w == 3) ? "um" : kVocabulary[(s * 7 + w) % kVocabulary.size()];
       transcript.words.push_back({text, at, at + 0.3, 0.9});
       at += 0.35;
     }
@@ -96,6 +98,69 @@ TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
   std::vector<std::string> kept;
   for (const Word& word : story.words) kept.push_back(word.text);
   EXPECT_EQ(kept, (std::vector<std::string>{"light", "ah", "matters", "more", "today"}));
+}
+
+// Speech as said: words of 0.3 s run together; "/" is a short quiet pause (0.5 s), "|" a
+// long one between sentences (1 s). The sound is loud on words, quiet in pauses.
+Transcript said(const std::string& text) {
+  Transcript transcript;
+  std::vector<Span> quiet = {{0, 1}};
+  double at = 1;
+  std::istringstream items(text);
+  for (std::string item; items >> item;) {
+    if (item == "/" || item == "|") {
+      const double pause = item == "/" ? 0.5 : 1;
+      quiet.push_back({at, at + pause});
+      at += pause;
+      continue;
+    }
+    transcript.words.push_back({item, at, at + 0.3, 0.9});
+    at += 0.3;
+  }
+  quiet.push_back({at, at + 10});
+  transcript.duration = at + 1;
+  transcript.levels.speechDb = -50;
+  for (double t = 0.005; t < transcript.duration; t += SoundLevels::kStepSeconds) {
+    const bool silent = std::any_of(quiet.begin(), quiet.end(),
+                                    [&](const Span& q) { return q.start <= t && t < q.end; });
+    transcript.levels.db.push_back(silent ? -70 : -20);
+  }
+  return transcript;
+}
+
+std::string keptText(const Story& story) {
+  std::string text;
+  for (const Word& word : story.words) text += (text.empty() ? "" : " ") + word.text;
+  return text;
+}
+
+TEST(StoryTest, fillerPhrasesAndFalseStartsGoWhileWordsInsideSpeechStay) {
+  const Story story = deviceStory(
+      said("so the / so the first thing / you know / is light | okay where was i | "
+           "i like good light / um / and / sort of / cheap lamps"),
+      "");
+  EXPECT_EQ(keptText(story), "so the first thing is light i like good light and cheap lamps");
+}
+
+TEST(StoryTest, theHookIsTheTakesOpeningSentenceAndTheReelOpensOnIt) {
+  const Story story = deviceStory(
+      said("um | my camera story | you need three lights and three reasons you will see | "
+           "cheap cameras fail | lights beat cameras | gear matters less | lamps glow warm | "
+           "phones film well | light shapes faces | screens glow blue"),
+      "lights", Budget{2, 7});
+  ASSERT_FALSE(story.words.empty());
+  EXPECT_EQ(story.words.front().text, "my");
+  EXPECT_EQ(story.words[2].text, "story");
+}
+
+TEST(StoryTest, aQuestionKeptKeepsTheSentenceThatAnswersIt) {
+  const Story story = deviceStory(
+      said("light wins | cameras cost money | lamps are cheap | why do you use three lamps | "
+           "the shadows | cheap cameras cost less | you need three things | you see three lights"),
+      "", Budget{2, 6});
+  const std::string kept = keptText(story);
+  ASSERT_NE(kept.find("why do you use three lamps"), std::string::npos) << kept;
+  EXPECT_NE(kept.find("the shadows"), std::string::npos) << kept;
 }
 
 TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
