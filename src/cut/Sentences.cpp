@@ -16,13 +16,24 @@ constexpr std::size_t kLongestSentence = 30;
 
 const std::set<std::string>& stopWords() {
   static const std::set<std::string> words = {
-      "a",     "an",   "the",  "and",   "or",   "but",  "if",    "then",  "of",    "to",   "in",
-      "on",    "at",   "for",  "with",  "by",   "from", "is",    "are",   "was",   "were", "be",
-      "been",  "it",   "its",  "it's",  "this", "that", "these", "those", "i",     "me",   "my",
-      "we",    "our",  "he",   "she",   "they", "them", "his",   "her",   "their", "as",   "so",
-      "do",    "does", "did",  "not",   "no",   "can",  "will",  "just",  "have",  "has",  "had",
-      "there", "here", "what", "which", "who",  "than", "too",   "very",  "about", "into", "out",
-      "up",    "down", "all",  "any",   "some", "more"};
+      "a",       "an",      "the",     "and",      "or",      "but",    "if",      "then",
+      "of",      "to",      "in",      "on",       "at",      "for",    "with",    "by",
+      "from",    "is",      "are",     "was",      "were",    "be",     "been",    "it",
+      "its",     "it's",    "this",    "that",     "these",   "those",  "i",       "me",
+      "my",      "we",      "our",     "he",       "she",     "they",   "them",    "his",
+      "her",     "their",   "as",      "so",       "do",      "does",   "did",     "not",
+      "no",      "can",     "will",    "just",     "have",    "has",    "had",     "there",
+      "here",    "what",    "which",   "who",      "than",    "too",    "very",    "about",
+      "into",    "out",     "up",      "down",     "all",     "any",    "some",    "more",
+      "you",     "your",    "you're",  "yours",    "we're",   "they're", "that's", "there's",
+      "what's",  "don't",   "didn't",  "doesn't",  "can't",   "won't",  "i'm",     "i've",
+      "because", "every",   "never",   "always",   "really",  "thing",  "things",  "something",
+      "anything", "nothing", "everything", "number", "would",  "could",  "should",  "after",
+      "before",  "again",   "still",   "even",     "only",    "much",   "many",    "most",
+      "other",   "over",    "going",   "gonna",    "want",    "like",   "know",    "think",
+      "make",    "made",    "get",     "got",      "say",     "said",   "see",     "look",
+      "way",     "well",    "also",    "when",     "where",   "why",    "how",     "while",
+      "okay",    "yeah",    "let's",   "lot",      "kind",    "sort",   "ever",    "once"};
   return words;
 }
 

@@ -3,6 +3,7 @@
 #include "cut/Listen.h"
 #include "cut/Sentences.h"
 #include "cut/Story.h"
+#include "cut/StoryText.h"
 
 #include <gtest/gtest.h>
 
@@ -171,6 +172,56 @@ TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
   EXPECT_DOUBLE_EQ(cuts[0].end, 2.05) << "only up to c";
   EXPECT_NEAR(cuts[1].start, 3.88, 1e-9);
   EXPECT_NEAR(cuts[1].end, 4.62, 1e-9);
+}
+
+std::vector<Word> wordsOf(const std::string& text, double confidence = 0.9) {
+  std::vector<Word> words;
+  std::istringstream items(text);
+  double at = 0;
+  for (std::string item; items >> item; at += 0.4) words.push_back({item, at, at + 0.3, confidence});
+  return words;
+}
+
+std::string headlineOf(const std::string& hook) {
+  Story story;
+  Transcript transcript;
+  transcript.words = wordsOf(hook);
+  writeStoryText(story, transcript.words, "", transcript, {});
+  std::string joined;
+  for (const std::string& line : story.headline) joined += (joined.empty() ? "" : " ") + line;
+  return joined;
+}
+
+TEST(StoryTextTest, theHeadlineIsAWholePhraseNeverCutMidPhrase) {
+  EXPECT_EQ(headlineOf("the worst email i ever sent got me promoted"),
+            "THE WORST EMAIL I EVER SENT GOT ME PROMOTED")
+      << "a little over forty characters keeps the whole hook";
+  EXPECT_EQ(headlineOf("the worst email i ever sent got me promoted because my boss read it "
+                       "twice at the party"),
+            "THE WORST EMAIL I EVER SENT GOT ME PROMOTED")
+      << "the hook's first clause";
+  const std::string longHook =
+      headlineOf("here is the one thing nobody tells you about recording videos at home");
+  EXPECT_LE(longHook.size(), 40u);
+  const std::string last = longHook.substr(longHook.rfind(' ') + 1);
+  for (const char* hanging : {"THE", "YOU", "ABOUT", "AT", "TO"}) EXPECT_NE(last, hanging);
+}
+
+TEST(StoryTextTest, hashtagsAreTheTopicsWordsNotTheMostFrequentSmallWords) {
+  Story story;
+  story.words = wordsOf(
+      "because every mistake has a number because every number is a mistake every time "
+      "sourdough needs a starter and my sourdough starter because");
+  for (Word& word : story.words)
+    if (word.text == "mistake") word.confidence = 0.3;  // heard unsure: never published
+  Transcript transcript;
+  transcript.words = story.words;
+  writeStoryText(story, {story.words.begin(), story.words.begin() + 5}, "bread", transcript, {});
+  const std::string caption = story.caption;
+  EXPECT_NE(caption.find("#sourdough"), std::string::npos) << caption;
+  EXPECT_NE(caption.find("#starter"), std::string::npos) << caption;
+  for (const char* small : {"#because", "#every", "#number", "#mistake"})
+    EXPECT_EQ(caption.find(small), std::string::npos) << caption;
 }
 
 TEST(StoryTest, aThemeBecomesTheHeadline) {
