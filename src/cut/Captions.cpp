@@ -100,8 +100,9 @@ std::string captionScript(const Story& story) {
   std::size_t first = 0;
   while (first < story.words.size()) {
     std::size_t last = first;
-    // A line ends at a pause, so words said apart are never shown together.
+    // A line ends at a pause or a sentence's end, so words said apart are never shown together.
     while (last + 1 < story.words.size() && last + 1 - first < kWordsPerLine &&
+           !story.words[last].endsSentence &&
            story.words[last + 1].start - story.words[last].end < kLineBreakPause)
       ++last;
     const double until = last + 1 < story.words.size()

@@ -47,6 +47,7 @@ std::vector<Word> spread(const std::vector<std::string>& words, const Span& chun
 struct Script {
   std::vector<std::string> words;
   std::vector<std::size_t> breaks;
+  std::vector<std::size_t> sentenceEnds;
 };
 
 // Drops the words the recogniser cannot say, keeping the breaks between the same words.
@@ -59,7 +60,15 @@ Script sayable(const std::string& text, Recogniser& recogniser) {
     keptBefore.push_back(script.words.size());
   }
   for (std::size_t at : scriptBreaks(text)) script.breaks.push_back(keptBefore[at]);
+  for (std::size_t at : scriptSentenceEnds(text)) script.sentenceEnds.push_back(keptBefore[at]);
   return script;
+}
+
+// The words laid on the script are its words in order: each one that ends a sentence of it
+// is marked so.
+void markSentenceEnds(std::vector<Word>& words, const Script& script) {
+  for (std::size_t end : script.sentenceEnds)
+    if (end > 0 && end <= words.size()) words[end - 1].endsSentence = true;
 }
 
 // Where the chunk's share of the script may end, likeliest first: where free recognition put
@@ -189,6 +198,7 @@ Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string
   transcript.words = expected.words.empty() ? joined(heard)
                                             : toScript(pcm, *recogniser, second.get(), chunks,
                                                        heard, expected, transcript.fromScript);
+  if (transcript.fromScript) markSentenceEnds(transcript.words, expected);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   measureLoudness(pcm, transcript.words);

@@ -111,7 +111,8 @@ bool isFillerWord(const std::string& word) {
 std::vector<Sentence> splitSentences(const std::vector<Word>& words, double pause) {
   std::vector<Sentence> sentences;
   for (std::size_t i = 0; i < words.size(); ++i) {
-    const bool opens = sentences.empty() || words[i].start - words[i - 1].end >= pause ||
+    const bool opens = sentences.empty() || words[i - 1].endsSentence ||
+                       words[i].start - words[i - 1].end >= pause ||
                        i - sentences.back().first >= kLongestSentence;
     if (opens) sentences.push_back({i, i, words[i].start, words[i].end, 0});
     sentences.back().last = i;

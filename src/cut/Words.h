@@ -15,6 +15,8 @@ struct Word {
   double confidence = 1;
   // How loud it was said, in dB of full scale; 0 when not measured.
   double loudness = 0;
+  // The last word of a sentence of the script it was read from.
+  bool endsSentence = false;
 
   bool operator==(const Word&) const = default;
 };

@@ -256,6 +256,24 @@ TEST(CaptionsTest, takeTimesMapOntoTheReelSegmentsBackToBack) {
   EXPECT_DOUBLE_EQ(reelTime(segments, 9), 3);
 }
 
+TEST(CaptionsTest, aCaptionLineNeverRunsAcrossASentencesEnd) {
+  Story story;
+  story.segments = {{0, 3}};
+  story.words = wordsOf("never believe press on");
+  story.words[1].endsSentence = true;
+  const std::string script = captionScript(story);
+  EXPECT_EQ(script.find("BELIEVE {\\c&H00FFFFFF&}PRESS"), std::string::npos) << script;
+  EXPECT_NE(script.find("{\\c&H0000D7FF&}PRESS"), std::string::npos) << script;
+}
+
+TEST(StoryTest, aScriptsSentenceEndSplitsSentencesWithoutAPause) {
+  std::vector<Word> words = wordsOf("never believe press on");
+  words[1].endsSentence = true;
+  const std::vector<Sentence> sentences = splitSentences(words);
+  ASSERT_EQ(sentences.size(), 2u);
+  EXPECT_EQ(sentences[1].first, 2u);
+}
+
 TEST(CaptionsTest, eachWordIsShownLitWhileItIsSaid) {
   Story story;
   story.segments = {{0.9, 2.1}};
