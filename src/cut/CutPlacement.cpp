@@ -8,6 +8,8 @@ namespace {
 
 // Levels this close count as equally quiet: room noise flickers by about this much.
 constexpr double kSameQuietDb = 1.5;
+// Leaving out less than this between two segments reads as a stutter, not a cut.
+constexpr double kShortestLeftOut = 0.2;
 
 // The stretch between two words that holds `moment`; a moment inside a word is first moved to
 // that word's start (`opening`) or end, so the gap is the one before or after it.
@@ -70,9 +72,14 @@ bool holds(const std::vector<Span>& segments, const Word& word) {
 
 void placeCuts(Story& story, const Transcript& transcript, const PictureGrid& grid) {
   std::vector<Span> placed;
-  for (const Span& segment : story.segments)
-    placed.push_back({edgeIn(transcript, grid, segment.start, true),
-                      edgeIn(transcript, grid, segment.end, false)});
+  for (const Span& segment : story.segments) {
+    const Span edges{edgeIn(transcript, grid, segment.start, true),
+                     edgeIn(transcript, grid, segment.end, false)};
+    if (!placed.empty() && edges.start - placed.back().end < kShortestLeftOut)
+      placed.back().end = std::max(placed.back().end, edges.end);
+    else
+      placed.push_back(edges);
+  }
   story.segments = grid.snapped(placed);
   std::erase_if(story.words, [&](const Word& word) { return !holds(story.segments, word); });
 }

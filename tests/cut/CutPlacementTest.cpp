@@ -83,6 +83,17 @@ TEST(CutPlacementTest, amongEquallyQuietPicturesTheEdgeStaysNearestWhereItWasPla
   EXPECT_NEAR(story.segments[0].end, 1.7333, 1e-3);
 }
 
+TEST(CutPlacementTest, segmentsThatLeaveOutAFewPicturesOnlyAreJoined) {
+  // Both edges go to the quiet 2.2–2.3 s in the middle of a long pause, a picture apart.
+  const Transcript transcript =
+      transcriptOf({{"one", 1.0, 1.6}, {"two", 2.9, 3.5}}, {{0, 1.0}, {2.2, 2.3}, {3.5, 10}});
+  Story story;
+  story.segments = {{0.9, 1.72}, {2.78, 3.6}};
+  story.words = transcript.words;
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u) << story.segments[0].end << " " << story.segments[1].start;
+}
+
 TEST(CutPlacementTest, segmentsThatMeetAreJoinedAndOnesShorterThanTwoPicturesDropped) {
   const Transcript transcript =
       transcriptOf({{"one", 1.0, 1.6}, {"um", 1.7, 1.9}, {"two", 2.0, 2.6}}, {});
