@@ -20,7 +20,6 @@ constexpr std::size_t kHeadlineChars = 40;
 constexpr std::size_t kHeadlineSlack = 8;
 constexpr std::size_t kHashtags = 3;
 constexpr std::size_t kShortestTag = 4;
-constexpr double kUnsureConfidence = 0.6;
 
 std::size_t charsOf(const std::vector<std::string>& words, std::size_t count) {
   std::size_t chars = count > 0 ? count - 1 : 0;
@@ -74,7 +73,7 @@ std::vector<std::string> headlineLines(std::vector<std::string> words) {
 }
 
 bool taggable(const Word& word) {
-  return word.text.size() >= kShortestTag && word.confidence >= kUnsureConfidence &&
+  return word.text.size() >= kShortestTag && word.confidence >= kSureConfidence &&
          isContentWord(word.text) &&
          std::all_of(word.text.begin(), word.text.end(),
                      [](unsigned char c) { return std::isalpha(c); });
@@ -106,9 +105,12 @@ std::vector<std::string> flagsFor(const Story& story, const Transcript& transcri
   if (story.length() < budget.shortest) flags.push_back("Short: under 20 seconds of speech");
   double confidence = 0;
   for (const Word& word : transcript.words) confidence += word.confidence;
-  if (confidence / transcript.words.size() < kUnsureConfidence)
+  if (confidence / transcript.words.size() < kSureConfidence)
     flags.push_back("Some words were hard to hear");
   if (transcript.fromScript) flags.push_back("Captions follow your script");
+  if (std::any_of(story.words.begin(), story.words.end(),
+                  [](const Word& word) { return word.confidence < kSureConfidence; }))
+    flags.push_back("Captions left out where words were unclear");
   return flags;
 }
 

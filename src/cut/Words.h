@@ -21,6 +21,10 @@ struct Word {
   bool operator==(const Word&) const = default;
 };
 
+// Below this confidence a word is not published: never burned in as a caption, never a
+// hashtag. A script word the aligner could only guess a place for falls under it.
+constexpr double kSureConfidence = 0.6;
+
 // A stretch of the take, in seconds.
 struct Span {
   double start = 0;

@@ -266,6 +266,22 @@ TEST(CaptionsTest, aCaptionLineNeverRunsAcrossASentencesEnd) {
   EXPECT_NE(script.find("{\\c&H0000D7FF&}PRESS"), std::string::npos) << script;
 }
 
+TEST(CaptionsTest, aWordHeardUnsureIsNeverBurnedInAndTheFlagsSaySo) {
+  Story story;
+  story.segments = {{0, 3}};
+  story.words = wordsOf("good mumble light");
+  story.words[1].confidence = 0.2;
+  const std::string script = captionScript(story);
+  EXPECT_EQ(script.find("MUMBLE"), std::string::npos) << script;
+  EXPECT_NE(script.find("LIGHT"), std::string::npos) << script;
+  Transcript transcript;
+  transcript.words = story.words;
+  writeStoryText(story, story.words, "", transcript, {});
+  EXPECT_NE(std::find(story.flags.begin(), story.flags.end(),
+                      "Captions left out where words were unclear"),
+            story.flags.end());
+}
+
 TEST(StoryTest, aScriptsSentenceEndSplitsSentencesWithoutAPause) {
   std::vector<Word> words = wordsOf("never believe press on");
   words[1].endsSentence = true;
