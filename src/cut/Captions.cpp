@@ -79,6 +79,26 @@ std::string lineEvents(const Story& story, std::size_t first, std::size_t last, 
   return events;
 }
 
+// The words a few at a time, each line shown while its words are said.
+std::string wordEvents(const Story& story) {
+  std::string events;
+  std::size_t first = 0;
+  while (first < story.words.size()) {
+    std::size_t last = first;
+    // A line ends at a pause or a sentence's end, so words said apart are never shown together.
+    while (last + 1 < story.words.size() && last + 1 - first < kWordsPerLine &&
+           !story.words[last].endsSentence &&
+           story.words[last + 1].start - story.words[last].end < kLineBreakPause)
+      ++last;
+    const double until = last + 1 < story.words.size()
+                             ? reelTime(story.segments, story.words[last + 1].start)
+                             : story.length() + kLinger;
+    events += lineEvents(story, first, last, until);
+    first = last + 1;
+  }
+  return events;
+}
+
 }  // namespace
 
 double reelTime(const std::vector<Span>& segments, double takeTime) {
@@ -97,19 +117,10 @@ std::string captionScript(const Story& story) {
   for (const std::string& line : story.headline)
     headline += (headline.empty() ? "" : "\\N") + shown(line);
   if (!headline.empty()) script += event("Headline", 0, kHeadlineSeconds, headline);
-  std::size_t first = 0;
-  while (first < story.words.size()) {
-    std::size_t last = first;
-    // A line ends at a pause, so words said apart are never shown together.
-    while (last + 1 < story.words.size() && last + 1 - first < kWordsPerLine &&
-           story.words[last + 1].start - story.words[last].end < kLineBreakPause)
-      ++last;
-    const double until = last + 1 < story.words.size()
-                             ? reelTime(story.segments, story.words[last + 1].start)
-                             : story.length() + kLinger;
-    script += lineEvents(story, first, last, until);
-    first = last + 1;
-  }
+  // Only words heard with confidence are burned in: a wrong word on screen is worse than none.
+  Story sure = story;
+  std::erase_if(sure.words, [](const Word& word) { return word.confidence < kSureConfidence; });
+  script += wordEvents(sure);
   return script;
 }
 

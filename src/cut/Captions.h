@@ -12,7 +12,8 @@ double reelTime(const std::vector<Span>& segments, double takeTime);
 
 // The reel's captions as an ASS script for libass: the headline at the top for the first
 // seconds, then the spoken words a few at a time in the middle of the frame, the word being
-// said highlighted. Everything stays inside the zone no platform's buttons cover.
+// said highlighted; words heard without confidence are left out. Everything stays inside the
+// zone no platform's buttons cover.
 std::string captionScript(const Story& story);
 
 }  // namespace vorn::cut

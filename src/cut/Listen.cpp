@@ -47,6 +47,9 @@ std::vector<Word> spread(const std::vector<std::string>& words, const Span& chun
 struct Script {
   std::vector<std::string> words;
   std::vector<std::size_t> breaks;
+  std::vector<std::size_t> sentenceEnds;
+  // The words the recogniser cannot say, each with the number of sayable words before it.
+  std::vector<std::pair<std::size_t, std::string>> unsayable;
 };
 
 // Drops the words the recogniser cannot say, keeping the breaks between the same words.
@@ -55,11 +58,62 @@ Script sayable(const std::string& text, Recogniser& recogniser) {
   std::vector<std::size_t> keptBefore = {0};
   Script script;
   for (const std::string& word : words) {
-    if (recogniser.knows(word)) script.words.push_back(word);
+    if (recogniser.knows(word))
+      script.words.push_back(word);
+    else
+      script.unsayable.push_back({script.words.size(), word});
     keptBefore.push_back(script.words.size());
   }
   for (std::size_t at : scriptBreaks(text)) script.breaks.push_back(keptBefore[at]);
+  for (std::size_t at : scriptSentenceEnds(text)) script.sentenceEnds.push_back(keptBefore[at]);
   return script;
+}
+
+// A script word the recogniser cannot say still belongs in the captions: the words of the
+// script it could not say go between their sayable neighbours, in the quiet between them when
+// there is room, else in the neighbours' inner halves; as sure as the less sure neighbour.
+constexpr double kShortestPlacedWord = 0.12;
+
+Span roomFor(const Word* before, const Word* after, std::size_t count, double takeLength) {
+  const double needed = kShortestPlacedWord * double(count);
+  if (!before) return {std::max(0.0, after->start - needed), after->start};
+  if (!after) return {before->end, std::min(takeLength, before->end + needed)};
+  if (after->start - before->end >= needed) return {before->end, after->start};
+  return {(before->start + before->end) / 2, (after->start + after->end) / 2};
+}
+
+void placeUnsayable(std::vector<Word>& words, const Script& script, double takeLength) {
+  std::vector<Word> all;
+  std::size_t next = 0;
+  for (std::size_t k = 0; k <= words.size(); ++k) {
+    std::vector<std::string> run;
+    for (; next < script.unsayable.size() && script.unsayable[next].first == k; ++next)
+      run.push_back(script.unsayable[next].second);
+    if (!run.empty()) {
+      Word* before = all.empty() ? nullptr : &all.back();
+      const Word* after = k < words.size() ? &words[k] : nullptr;
+      const Span room = roomFor(before, after, run.size(), takeLength);
+      const double confidence =
+          std::min(before ? before->confidence : 1.0, after ? after->confidence : 1.0);
+      if (before) before->end = std::min(before->end, room.start);
+      const double share = room.length() / double(run.size());
+      for (std::size_t i = 0; i < run.size(); ++i)
+        all.push_back({run[i], room.start + double(i) * share, room.start + double(i + 1) * share,
+                       confidence});
+    }
+    if (k == words.size()) break;
+    Word word = words[k];
+    if (!all.empty()) word.start = std::max(word.start, all.back().end);
+    all.push_back(word);
+  }
+  words = std::move(all);
+}
+
+// The words laid on the script are its words in order: each one that ends a sentence of it
+// is marked so.
+void markSentenceEnds(std::vector<Word>& words, const Script& script) {
+  for (std::size_t end : script.sentenceEnds)
+    if (end > 0 && end <= words.size()) words[end - 1].endsSentence = true;
 }
 
 // Where the chunk's share of the script may end, likeliest first: where free recognition put
@@ -189,9 +243,14 @@ Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string
   transcript.words = expected.words.empty() ? joined(heard)
                                             : toScript(pcm, *recogniser, second.get(), chunks,
                                                        heard, expected, transcript.fromScript);
+  if (transcript.fromScript && transcript.words.size() == expected.words.size()) {
+    markSentenceEnds(transcript.words, expected);
+    placeUnsayable(transcript.words, expected, transcript.duration);
+  }
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   measureLoudness(pcm, transcript.words);
+  transcript.levels = SoundLevels::of(pcm);
   return transcript;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cut/Recogniser.h"
+#include "cut/SoundLevels.h"
 #include "cut/TakeAudio.h"
 #include "cut/Words.h"
 
@@ -17,6 +18,8 @@ struct Transcript {
   double duration = 0;
   // True when the words come from a known script laid on the sound.
   bool fromScript = false;
+  // The sound's loudness, for cutting in its quiet; empty when not measured.
+  SoundLevels levels;
 };
 
 // Makes a recogniser; listening runs two at once.

@@ -1,37 +1,16 @@
 #include "cut/Pauses.h"
 
+#include "cut/SoundLevels.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace vorn::cut {
 namespace {
 
-constexpr int kFrame = Pcm::kRate / 100;  // 10 ms
-constexpr double kFrameSeconds = 0.01;
-// Speech stands this far above the floor, and never below this absolute level.
-constexpr double kAboveFloorDb = 15;
-constexpr double kQuietestSpeechDb = -50;
+constexpr double kFrameSeconds = SoundLevels::kStepSeconds;
 constexpr double kShortestSpeech = 0.15;
 constexpr double kChunkMargin = 0.2;
-
-std::vector<double> frameLevels(const Pcm& pcm) {
-  std::vector<double> levels;
-  for (std::size_t at = 0; at + kFrame <= pcm.samples.size(); at += kFrame) {
-    double sum = 0;
-    for (int i = 0; i < kFrame; ++i) {
-      const double value = pcm.samples[at + i] / 32768.0;
-      sum += value * value;
-    }
-    levels.push_back(10 * std::log10(sum / kFrame + 1e-12));
-  }
-  return levels;
-}
-
-double threshold(std::vector<double> levels) {
-  const auto tenth = levels.begin() + levels.size() / 10;
-  std::nth_element(levels.begin(), tenth, levels.end());
-  return std::max(*tenth + kAboveFloorDb, kQuietestSpeechDb);
-}
 
 std::vector<Span> loudStretches(const std::vector<double>& levels, double limit) {
   std::vector<Span> stretches;
@@ -72,10 +51,10 @@ void splitLong(const std::vector<Span>& group, double longest, std::vector<Span>
 }  // namespace
 
 std::vector<Span> findSpeech(const Pcm& pcm, double bridge) {
-  const std::vector<double> levels = frameLevels(pcm);
-  if (levels.empty()) return {};
+  const SoundLevels levels = SoundLevels::of(pcm);
+  if (levels.db.empty()) return {};
   std::vector<Span> speech;
-  for (const Span& stretch : bridged(loudStretches(levels, threshold(levels)), bridge))
+  for (const Span& stretch : bridged(loudStretches(levels.db, levels.speechDb), bridge))
     if (stretch.length() >= kShortestSpeech) speech.push_back(stretch);
   return speech;
 }

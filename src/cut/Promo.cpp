@@ -3,8 +3,10 @@
 #include "base/Log.h"
 #include "base/OwnFiles.h"
 #include "cut/Captions.h"
+#include "cut/CutPlacement.h"
 #include "cut/Interrupt.h"
 #include "cut/Listen.h"
+#include "cut/Loudness.h"
 #include "cut/Pauses.h"
 #include "cut/Picture.h"
 #include "cut/ReelFiles.h"
@@ -80,7 +82,8 @@ Transcript listenTo(const Options& options, const Pcm& pcm, Report& report) {
       pcm, [] { return std::make_unique<SphinxRecogniser>(); }, scriptFor(options));
 }
 
-double render(const Options& options, const Story& story, const ReelFiles& files, Report& report) {
+double render(const Options& options, const Story& story, const Pcm& pcm, const ReelFiles& files,
+              Report& report) {
   report.stage("rendering");
   const std::filesystem::path captions = files.work / "captions.ass";
   writeFile(captions, captionScript(story));
@@ -91,7 +94,8 @@ double render(const Options& options, const Story& story, const ReelFiles& files
                 files.draft(files.reel).string(),
                 files.draft(files.cover).string(),
                 std::min(kCoverTime, story.length() / 2),
-                [&](double value) { report.progress(value); }};
+                [&](double value) { report.progress(value); },
+                reelGainDb(pcm, story.segments)};
   const double length = renderReel(job);
   writePicture(job.reel, files.draft(files.picture).string());
   writeFile(files.draft(files.caption), story.caption + "\n");
@@ -108,13 +112,15 @@ int promo(const Options& options, Report& report) {
     files.prepare();
     removeOnTermination({files.draft(files.reel).string(), files.draft(files.cover).string(),
                          files.draft(files.picture).string(), files.draft(files.caption).string()});
-    Transcript transcript = listenTo(options, soundOf(options), report);
+    const Pcm pcm = soundOf(options);
+    Transcript transcript = listenTo(options, pcm, report);
     transcript.duration = std::min(transcript.duration, takeLength);
     writeFile(files.work / "words.txt", wordList(transcript));
     report.stage("story");
-    const Story story = writeStory(options, transcript);
+    Story story = writeStory(options, transcript);
+    placeCuts(story, transcript, PictureGrid(options.take));
     report.story(story);
-    const double length = render(options, story, files, report);
+    const double length = render(options, story, pcm, files, report);
     files.publish();
     report.done(files.reel.string(), story.caption, length);
     return 0;

@@ -1,6 +1,7 @@
 #include "cut/ReelGraph.h"
 
 #include "base/Av.h"
+#include "cut/Loudness.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>
@@ -8,12 +9,16 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <cmath>
 #include <cstdio>
 
 namespace vorn::cut {
 namespace {
 
 constexpr double kFade = 0.008;
+// The limiter holds sample peaks this far under the true-peak ceiling: the peaks between
+// samples, and the encoder's, rise by up to about as much.
+constexpr double kPeakMarginDb = 1;
 
 // Makes a filter whose options are set one by one, so that paths need no escaping.
 AVFilterContext* makeFilter(AVFilterGraph* graph, const char* type, const char* name,
@@ -27,6 +32,11 @@ AVFilterContext* makeFilter(AVFilterGraph* graph, const char* type, const char* 
   return filter;
 }
 
+// A moment of the take in a stream's own time units, so a trim cuts exactly there.
+std::string ticks(double seconds, AVRational unit) {
+  return std::to_string(std::llround(seconds / av_q2d(unit)));
+}
+
 std::string number(double value) {
   char text[32];
   std::snprintf(text, sizeof text, "%.3f", value);
@@ -34,7 +44,19 @@ std::string number(double value) {
 }
 
 // The middle of the graph, between the take's [v][a] and the captioning's [sv] and [sa].
-std::string description(const std::vector<Span>& segments, const FaceFinish& finish) {
+// The reel's sound: the take's as one channel, brought to the platforms' loudness with its
+// peaks limited, then the same in both channels.
+std::string soundChain(double gainDb) {
+  const double limit = std::pow(10.0, (kReelPeakCeilingDb - kPeakMarginDb) / 20);
+  return "[ca]aresample=48000,aformat=sample_fmts=fltp:channel_layouts=mono,volume=" +
+         number(gainDb) + "dB,alimiter=limit=" + number(limit) +
+         ":level=false:latency=true,pan=stereo|c0=c0|c1=c0,"
+         "aformat=sample_fmts=fltp:channel_layouts=stereo[sa]";
+}
+
+std::string description(const TakeReader& take, const std::vector<Span>& segments,
+                        const FaceFinish& finish, double gainDb) {
+  const AVRational picture = take.videoTimeBase(), sound = take.audioTimeBase();
   const std::string n = std::to_string(segments.size());
   std::string text = "[v]split=" + n;
   for (std::size_t i = 0; i < segments.size(); ++i) text += "[v" + std::to_string(i) + "]";
@@ -44,9 +66,10 @@ std::string description(const std::vector<Span>& segments, const FaceFinish& fin
   for (std::size_t i = 0; i < segments.size(); ++i) {
     const std::string k = std::to_string(i);
     const Span& s = segments[i];
-    text += ";[v" + k + "]trim=start=" + number(s.start) + ":end=" + number(s.end) +
-            ",setpts=PTS-STARTPTS[cv" + k + "]";
-    text += ";[a" + k + "]atrim=start=" + number(s.start) + ":end=" + number(s.end) +
+    text += ";[v" + k + "]trim=start_pts=" + ticks(s.start, picture) +
+            ":end_pts=" + ticks(s.end, picture) + ",setpts=PTS-STARTPTS[cv" + k + "]";
+    text += ";[a" + k + "]atrim=start_pts=" + ticks(s.start, sound) +
+            ":end_pts=" + ticks(s.end, sound) +
             ",asetpts=PTS-STARTPTS,afade=t=in:d=" + number(kFade) +
             ",afade=t=out:st=" + number(std::max(0.0, s.length() - kFade)) + ":d=" + number(kFade) +
             "[ca" + k + "]";
@@ -57,7 +80,7 @@ std::string description(const std::vector<Span>& segments, const FaceFinish& fin
       ";[cv]scale=1080:1920:force_original_aspect_ratio=increase,crop=1080:1920,setsar=1,"
       "fps=30,format=yuv420p[filled];" +
       faceFinishGraph(finish) + ";[finished]format=yuv420p[sv]";
-  text += ";[ca]aresample=48000,aformat=sample_fmts=fltp:channel_layouts=stereo[sa]";
+  text += ";" + soundChain(gainDb);
   return text;
 }
 
@@ -108,7 +131,7 @@ AVFilterContext* audioSourceFor(AVFilterGraph* graph, const TakeReader& take) {
 }  // namespace
 
 ReelGraph::ReelGraph(const TakeReader& take, const std::vector<Span>& segments,
-                     const FaceFinish& finish, const std::string& captions)
+                     const FaceFinish& finish, const std::string& captions, double gainDb)
     : graph_(avfilter_graph_alloc()) {
   if (!graph_) throw std::bad_alloc();
   if (segments.empty()) throw CutError("The story has nothing to cut.");
@@ -121,7 +144,7 @@ ReelGraph::ReelGraph(const TakeReader& take, const std::vector<Span>& segments,
   av::check(avfilter_link(burn, 0, videoSink_, 0), "Couldn't link the captions");
   AVFilterInOut* outputs = pad("v", videoSource_, 0, pad("a", audioSource_, 0, nullptr));
   AVFilterInOut* inputs = pad("sv", burn, 0, pad("sa", audioSink_, 0, nullptr));
-  const int parsed = avfilter_graph_parse_ptr(graph, description(segments, finish).c_str(), &inputs,
+  const int parsed = avfilter_graph_parse_ptr(graph, description(take, segments, finish, gainDb).c_str(), &inputs,
                                               &outputs, nullptr);
   avfilter_inout_free(&inputs);
   avfilter_inout_free(&outputs);

@@ -19,8 +19,8 @@ struct GraphFree {
 };
 
 // libavfilter's picture of the reel, fed with the take's frames: its segments played back to
-// back (sound faded
-// over a few milliseconds at each cut, so no cut clicks), filling 1080 × 1920 at 30 frames
+// back (sound faded over a few milliseconds at each cut, so no cut clicks; raised to the
+// platforms' loudness under a peak ceiling), filling 1080 × 1920 at 30 frames
 // per second, the face finish on the camera's place, captions burnt in by libass; 48 kHz
 // stereo sound in frames of 1024 samples.
 class ReelGraph {
@@ -31,8 +31,9 @@ class ReelGraph {
   static constexpr int kSampleRate = 48000;
 
   // Throws CutError when the graph cannot be built for the take's streams.
+  // `gainDb` brings the sound to the reel's loudness.
   ReelGraph(const TakeReader& take, const std::vector<Span>& segments, const FaceFinish& finish,
-            const std::string& captions);
+            const std::string& captions, double gainDb);
 
   // Where the take's frames go in, and where the reel's come out.
   AVFilterContext* videoSource() const { return videoSource_; }

@@ -1,6 +1,7 @@
 #include "cut/Render.h"
 
 #include "cut/Cover.h"
+#include "cut/PictureGrid.h"
 #include "cut/ReelGraph.h"
 #include "cut/ReelWriter.h"
 #include "cut/TakeReader.h"
@@ -110,11 +111,16 @@ class Pump {
 
 double renderReel(const RenderJob& job) {
   av::quietLogs();
-  TakeReader reader(job.take, job.segments);
-  ReelGraph graph(reader, job.segments, job.finish, job.captions);
-  ReelWriter writer(job.reel, av_buffersink_get_time_base(graph.video()),
+  // Cut only where a picture starts: picture and sound then last equally long in every
+  // segment, and the reel's pictures keep the take's pace across each cut.
+  RenderJob onGrid = job;
+  onGrid.segments = PictureGrid(job.take).snapped(job.segments);
+  if (onGrid.segments.empty()) throw CutError("The story has nothing to cut.");
+  TakeReader reader(onGrid.take, onGrid.segments);
+  ReelGraph graph(reader, onGrid.segments, onGrid.finish, onGrid.captions, onGrid.gainDb);
+  ReelWriter writer(onGrid.reel, av_buffersink_get_time_base(graph.video()),
                     av_buffersink_get_time_base(graph.audio()));
-  return Pump(reader, graph, writer, job).run();
+  return Pump(reader, graph, writer, onGrid).run();
 }
 
 }  // namespace vorn::cut

@@ -23,6 +23,8 @@ struct RenderJob {
   double coverTime = 0;
   // Called with 0…1 as the reel is encoded.
   std::function<void(double)> progress;
+  // What the sound is raised by to reach the platforms' loudness.
+  double gainDb = 0;
 };
 
 // Cuts, fills, captions and encodes the reel, and saves its cover as JPEG. Returns the

@@ -78,7 +78,10 @@ std::vector<std::string> scriptWords(const std::string& script) {
   return words;
 }
 
-std::vector<std::size_t> scriptBreaks(const std::string& script) {
+namespace {
+
+// For every word followed by one of `marks`, the number of words up to and including it.
+std::vector<std::size_t> placesAfter(const std::string& script, const std::string& marks) {
   std::vector<std::size_t> breaks;
   std::size_t count = 0;
   for (const std::string& token : tokens(script)) {
@@ -86,10 +89,20 @@ std::vector<std::size_t> scriptBreaks(const std::string& script) {
     if (words == 0) continue;
     count += words;
     const std::size_t last = token.find_last_not_of("\"')]\u00BB");
-    if (last != std::string::npos && std::string(".!?,;:").find(token[last]) != std::string::npos)
+    if (last != std::string::npos && marks.find(token[last]) != std::string::npos)
       breaks.push_back(count);
   }
   return breaks;
+}
+
+}  // namespace
+
+std::vector<std::size_t> scriptBreaks(const std::string& script) {
+  return placesAfter(script, ".!?,;:");
+}
+
+std::vector<std::size_t> scriptSentenceEnds(const std::string& script) {
+  return placesAfter(script, ".!?");
 }
 
 std::vector<int> chunkOfEachWord(const std::vector<std::string>& script,

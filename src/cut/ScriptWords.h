@@ -14,6 +14,9 @@ std::vector<std::string> scriptWords(const std::string& script);
 // number of words up to and including it (so a place between words of `scriptWords`).
 std::vector<std::size_t> scriptBreaks(const std::string& script);
 
+// Where the script's sentences end (after . ! or ?), counted as `scriptBreaks` counts.
+std::vector<std::size_t> scriptSentenceEnds(const std::string& script);
+
 // Which chunk each script word was spoken in. `heard` holds the chunk index of every freely
 // recognised word and `heardWords` the words themselves, in take order; the script is laid
 // along them by edit distance, so recognition errors move no word out of order. Words the

@@ -16,13 +16,24 @@ constexpr std::size_t kLongestSentence = 30;
 
 const std::set<std::string>& stopWords() {
   static const std::set<std::string> words = {
-      "a",     "an",   "the",  "and",   "or",   "but",  "if",    "then",  "of",    "to",   "in",
-      "on",    "at",   "for",  "with",  "by",   "from", "is",    "are",   "was",   "were", "be",
-      "been",  "it",   "its",  "it's",  "this", "that", "these", "those", "i",     "me",   "my",
-      "we",    "our",  "he",   "she",   "they", "them", "his",   "her",   "their", "as",   "so",
-      "do",    "does", "did",  "not",   "no",   "can",  "will",  "just",  "have",  "has",  "had",
-      "there", "here", "what", "which", "who",  "than", "too",   "very",  "about", "into", "out",
-      "up",    "down", "all",  "any",   "some", "more"};
+      "a",       "an",      "the",     "and",      "or",      "but",    "if",      "then",
+      "of",      "to",      "in",      "on",       "at",      "for",    "with",    "by",
+      "from",    "is",      "are",     "was",      "were",    "be",     "been",    "it",
+      "its",     "it's",    "this",    "that",     "these",   "those",  "i",       "me",
+      "my",      "we",      "our",     "he",       "she",     "they",   "them",    "his",
+      "her",     "their",   "as",      "so",       "do",      "does",   "did",     "not",
+      "no",      "can",     "will",    "just",     "have",    "has",    "had",     "there",
+      "here",    "what",    "which",   "who",      "than",    "too",    "very",    "about",
+      "into",    "out",     "up",      "down",     "all",     "any",    "some",    "more",
+      "you",     "your",    "you're",  "yours",    "we're",   "they're", "that's", "there's",
+      "what's",  "don't",   "didn't",  "doesn't",  "can't",   "won't",  "i'm",     "i've",
+      "because", "every",   "never",   "always",   "really",  "thing",  "things",  "something",
+      "anything", "nothing", "everything", "number", "would",  "could",  "should",  "after",
+      "before",  "again",   "still",   "even",     "only",    "much",   "many",    "most",
+      "other",   "over",    "going",   "gonna",    "want",    "like",   "know",    "think",
+      "make",    "made",    "get",     "got",      "say",     "said",   "see",     "look",
+      "way",     "well",    "also",    "when",     "where",   "why",    "how",     "while",
+      "okay",    "yeah",    "let's",   "lot",      "kind",    "sort",   "ever",    "once"};
   return words;
 }
 
@@ -31,10 +42,6 @@ bool isNumber(const std::string& word) {
       "one", "two",     "three",    "four",    "five",    "six",   "seven",  "eight", "nine",
       "ten", "hundred", "thousand", "million", "percent", "first", "second", "third"};
   return numbers.contains(word) || std::isdigit(static_cast<unsigned char>(word[0]));
-}
-
-bool isQuestionWord(const std::string& word) {
-  return word == "why" || word == "how" || word == "what" || word == "when" || word == "who";
 }
 
 std::map<std::string, int> contentCounts(const std::vector<Word>& words) {
@@ -88,6 +95,10 @@ double scoreOf(const Sentence& sentence, const std::vector<Word>& words,
 
 }  // namespace
 
+bool isQuestionWord(const std::string& word) {
+  return word == "why" || word == "how" || word == "what" || word == "when" || word == "who";
+}
+
 bool isContentWord(const std::string& word) {
   return word.size() >= 3 && !stopWords().contains(word) && !isFillerWord(word);
 }
@@ -100,7 +111,8 @@ bool isFillerWord(const std::string& word) {
 std::vector<Sentence> splitSentences(const std::vector<Word>& words, double pause) {
   std::vector<Sentence> sentences;
   for (std::size_t i = 0; i < words.size(); ++i) {
-    const bool opens = sentences.empty() || words[i].start - words[i - 1].end >= pause ||
+    const bool opens = sentences.empty() || words[i - 1].endsSentence ||
+                       words[i].start - words[i - 1].end >= pause ||
                        i - sentences.back().first >= kLongestSentence;
     if (opens) sentences.push_back({i, i, words[i].start, words[i].end, 0});
     sentences.back().last = i;

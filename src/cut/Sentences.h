@@ -7,7 +7,7 @@
 
 namespace vorn::cut {
 
-// A run of words between two pauses, with how much it is worth in a reel.
+// A run of words the speaker said as one sentence, with how much it is worth in a reel.
 struct Sentence {
   std::size_t first = 0;  // index of its first word
   std::size_t last = 0;   // index of its last word
@@ -21,11 +21,14 @@ struct Sentence {
 // Sounds that carry no meaning and are cut out of a reel.
 bool isFillerWord(const std::string& word);
 
+// Words that open a question.
+bool isQuestionWord(const std::string& word);
+
 // Words that carry the meaning: not fillers, not the small words every sentence has.
 bool isContentWord(const std::string& word);
 
-// Splits the words where the speaker pauses for `pause` seconds or more (and after 30
-// words at the latest).
+// Splits the words where a sentence of the script ends, where the speaker pauses for `pause`
+// seconds or more, and after 30 words at the latest.
 std::vector<Sentence> splitSentences(const std::vector<Word>& words, double pause = 0.45);
 
 // Scores each sentence: how central its content words are to the whole take, how dense it

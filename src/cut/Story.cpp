@@ -1,5 +1,6 @@
 #include "cut/Story.h"
 
+#include "cut/Clutter.h"
 #include "cut/Sentences.h"
 #include "cut/StoryText.h"
 
@@ -9,50 +10,82 @@
 namespace vorn::cut {
 namespace {
 
-// The hook is found among the sentences that start this early (in seconds, and as a share
-// of the take), so most of the take is left for the body.
-constexpr double kHookWindow = 15;
-constexpr double kHookShare = 0.25;
 constexpr double kPadding = 0.12;
 // A pause this long inside a kept sentence is cut out.
 constexpr double kLongPause = 0.6;
 
-std::size_t hookOf(const std::vector<Sentence>& sentences, double takeLength) {
-  const double window = std::min(kHookWindow, kHookShare * takeLength);
-  std::size_t hook = 0;
-  for (std::size_t i = 1; i < sentences.size() && sentences[i].start < window; ++i)
-    if (sentences[i].score > sentences[hook].score) hook = i;
-  return hook;
+// The hook is the take's opening: its first sentence that says something once the clutter
+// is out (a false start or a lone "um" is no opening).
+std::size_t hookOf(const std::vector<Sentence>& sentences, const std::vector<Word>& words,
+                   const std::vector<bool>& clutter) {
+  for (std::size_t s = 0; s < sentences.size(); ++s)
+    for (std::size_t i = sentences[s].first; i <= sentences[s].last; ++i)
+      if (!clutter[i] && isContentWord(words[i].text)) return s;
+  return 0;
 }
 
-// The hook and, by score, the later sentences that still fit; returned in take order.
-std::vector<std::size_t> choose(const std::vector<Sentence>& sentences, std::size_t hook,
-                                double longest) {
-  std::vector<std::size_t> later(sentences.size() - hook - 1);
-  std::iota(later.begin(), later.end(), hook + 1);
+bool asks(const Sentence& sentence, const std::vector<Word>& words) {
+  return isQuestionWord(words[sentence.first].text);
+}
+
+// The sentences that stand or fall together: a question with the one that answers it.
+std::vector<std::vector<std::size_t>> unitsOf(const std::vector<Sentence>& sentences,
+                                              const std::vector<Word>& words) {
+  std::vector<std::vector<std::size_t>> units;
+  for (std::size_t s = 0; s < sentences.size(); ++s) {
+    units.push_back({s});
+    if (asks(sentences[s], words) && s + 1 < sentences.size()) units.back().push_back(++s);
+  }
+  return units;
+}
+
+double costOf(const std::vector<Sentence>& sentences, const std::vector<std::size_t>& unit) {
+  double cost = 0;
+  for (std::size_t s : unit) cost += sentences[s].length() + 2 * kPadding;
+  return cost;
+}
+
+// A unit is worth its best sentence: a strong question brings its answer along.
+double scoreOf(const std::vector<Sentence>& sentences, const std::vector<std::size_t>& unit) {
+  double score = sentences[unit.front()].score;
+  for (std::size_t s : unit) score = std::max(score, sentences[s].score);
+  return score;
+}
+
+// The hook's unit and, by score, the later units that still fit; in take order.
+std::vector<std::size_t> choose(const std::vector<Sentence>& sentences,
+                                const std::vector<Word>& words, std::size_t hook, double longest) {
+  const auto units = unitsOf(sentences, words);
+  std::vector<std::size_t> later;
+  std::size_t hookUnit = 0;
+  for (std::size_t u = 0; u < units.size(); ++u) {
+    if (units[u].back() < hook) continue;
+    if (units[u].front() <= hook) hookUnit = u;
+    else later.push_back(u);
+  }
   std::stable_sort(later.begin(), later.end(), [&](std::size_t a, std::size_t b) {
-    return sentences[a].score > sentences[b].score;
+    return scoreOf(sentences, units[a]) > scoreOf(sentences, units[b]);
   });
-  std::vector<std::size_t> chosen = {hook};
-  double used = sentences[hook].length() + 2 * kPadding;
-  for (std::size_t index : later) {
-    const double cost = sentences[index].length() + 2 * kPadding;
+  std::vector<std::size_t> chosen = units[hookUnit];
+  double used = costOf(sentences, units[hookUnit]);
+  for (std::size_t u : later) {
+    const double cost = costOf(sentences, units[u]);
     if (used + cost > longest) continue;
-    chosen.push_back(index);
+    chosen.insert(chosen.end(), units[u].begin(), units[u].end());
     used += cost;
   }
   std::sort(chosen.begin(), chosen.end());
   return chosen;
 }
 
-// Runs of kept words: fillers dropped, split where the speaker pauses long.
+// Runs of kept words: clutter dropped, split where the speaker pauses long.
 WordRuns wordRuns(const std::vector<Word>& words, const std::vector<Sentence>& sentences,
-                  const std::vector<std::size_t>& chosen) {
+                  const std::vector<std::size_t>& chosen, const std::vector<bool>& clutter) {
   WordRuns runs;
   for (std::size_t index : chosen) {
     bool open = false;
     for (std::size_t i = sentences[index].first; i <= sentences[index].last; ++i) {
-      if (isFillerWord(words[i].text)) {
+      if (clutter[i]) {
         open = false;
         continue;
       }
@@ -105,11 +138,12 @@ Story deviceStory(const Transcript& transcript, const std::string& theme, Budget
   std::vector<Sentence> sentences = splitSentences(transcript.words);
   if (sentences.empty()) throw CutError("The take holds no usable speech to build a story on.");
   scoreSentences(sentences, transcript.words, theme);
-  const std::size_t hook = hookOf(sentences, transcript.duration);
+  const std::vector<bool> clutter = clutterIn(transcript.words, transcript.levels);
+  const std::size_t hook = hookOf(sentences, transcript.words, clutter);
   const double longest = std::min(budget.longest, transcript.duration);
-  const std::vector<std::size_t> chosen = choose(sentences, hook, longest);
+  const std::vector<std::size_t> chosen = choose(sentences, transcript.words, hook, longest);
   Story story;
-  keepRuns(story, transcript, wordRuns(transcript.words, sentences, chosen));
+  keepRuns(story, transcript, wordRuns(transcript.words, sentences, chosen, clutter));
   const Sentence& opening = sentences[hook];
   const std::vector<Word> hookWords(transcript.words.begin() + opening.first,
                                     transcript.words.begin() + opening.last + 1);

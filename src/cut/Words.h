@@ -15,9 +15,15 @@ struct Word {
   double confidence = 1;
   // How loud it was said, in dB of full scale; 0 when not measured.
   double loudness = 0;
+  // The last word of a sentence of the script it was read from.
+  bool endsSentence = false;
 
   bool operator==(const Word&) const = default;
 };
+
+// Below this confidence a word is not published: never burned in as a caption, never a
+// hashtag. A script word the aligner could only guess a place for falls under it.
+constexpr double kSureConfidence = 0.6;
 
 // A stretch of the take, in seconds.
 struct Span {

@@ -5,6 +5,7 @@
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
 #include "cut/SphinxRecogniser.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -99,6 +100,24 @@ TEST_F(ListenTest, withoutAScriptTheWordsHeardLieInTheSpeech) {
         });
     EXPECT_TRUE(inSpeech) << word.text << " at " << word.start;
   }
+}
+
+TEST_F(ListenTest, aScriptWordTheDictionaryLacksIsStillCaptionedBetweenItsNeighbours) {
+  const std::string wav = test::scratch() + "/sourdough.wav";
+  const std::string script = "I bake sourdough bread every weekend.";
+  ASSERT_EQ(test::runCommand({"espeak-ng", "-w", wav, script}), 0);
+  ASSERT_FALSE(SphinxRecogniser().knows("sourdough")) << "the case needs a word it lacks";
+  const Transcript heard = listenTo(decodeTakeAudio(wav), script);
+  std::vector<std::string> texts;
+  for (const Word& word : heard.words) texts.push_back(word.text);
+  ASSERT_EQ(texts, scriptWords(script));
+  const Word& bake = heard.words[1];
+  const Word& sourdough = heard.words[2];
+  const Word& bread = heard.words[3];
+  EXPECT_GE(sourdough.start, bake.end - 1e-9);
+  EXPECT_LE(sourdough.end, bread.start + 1e-9);
+  EXPECT_GT(sourdough.end - sourdough.start, 0.05);
+  EXPECT_GE(sourdough.confidence, kSureConfidence) << "captioned like its neighbours";
 }
 
 TEST_F(ListenTest, silenceHoldsNoUsableSpeech) {

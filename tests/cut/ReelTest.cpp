@@ -65,6 +65,25 @@ std::vector<std::string> folderEntries(const fs::path& dir) {
   return names;
 }
 
+struct Loudness {
+  double integrated = 0;  // LUFS
+  double truePeak = 0;    // dBTP
+};
+
+// The movie's loudness as FFmpeg's EBU R128 meter reads it.
+Loudness loudnessOf(const std::string& movie) {
+  std::string report;
+  test::runCommand({"sh", "-c",
+                    "ffmpeg -hide_banner -nostats -i \"$0\" -af ebur128=peak=true -f null - 2>&1",
+                    movie},
+                   &report);
+  const auto valueAfter = [&](const std::string& label) {
+    const std::size_t at = report.rfind(label);
+    return at == std::string::npos ? 0.0 : std::atof(report.c_str() + at + label.size());
+  };
+  return {valueAfter("I:"), valueAfter("Peak:")};
+}
+
 class ReelTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -127,6 +146,24 @@ TEST_F(ReelTest, theReelIsAPortraitH264AacMovieShorterThanTheTakeWithItsMoovFirs
   const std::vector<std::string> boxes = test::topLevelBoxes(QString::fromStdString(reel()));
   const auto moov = std::find(boxes.begin(), boxes.end(), "moov");
   EXPECT_LT(moov, std::find(boxes.begin(), boxes.end(), "mdat"));
+}
+
+TEST_F(ReelTest, theReelPlaysAtPlatformLoudnessWithItsPeaksUnderTheCeiling) {
+  const Loudness reelLoudness = loudnessOf(reel());
+  EXPECT_NEAR(reelLoudness.integrated, -14, 1);
+  EXPECT_LE(reelLoudness.truePeak, -1);
+}
+
+TEST(ReelLoudnessTest, aQuietTakeComesOutAtPlatformLoudness) {
+  const std::string take = test::quietSpokenTake().path;
+  ASSERT_NEAR(loudnessOf(take).integrated, -44, 2) << "a quiet take to begin with";
+  const std::string reel = scratch() + "/Quiet \u00B7 Reel.mp4";
+  std::string text;
+  ASSERT_EQ(runVorncut({"promo", take, "--jsonl", "--brain", "device", "--out", reel}, &text), 0)
+      << text;
+  const Loudness reelLoudness = loudnessOf(reel);
+  EXPECT_NEAR(reelLoudness.integrated, -14, 1);
+  EXPECT_LE(reelLoudness.truePeak, -1);
 }
 
 TEST_F(ReelTest, captionsAreBurntInWhereWordsAreSpoken) {

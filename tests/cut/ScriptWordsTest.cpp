@@ -33,6 +33,9 @@ TEST(ScriptWordsTest, pausesFollowPunctuationBetweenSayableWords) {
   EXPECT_EQ(scriptBreaks("Top 25 tips, now."), (std::vector<std::size_t>{4, 5}))
       << "a number counts the words it is read as";
   EXPECT_TRUE(scriptBreaks("no pause here").empty());
+  EXPECT_EQ(scriptSentenceEnds("Why does it work? Because, \"they said.\" -- Done"),
+            (std::vector<std::size_t>{4, 7}))
+      << "a comma is a pause, not a sentence's end";
 }
 
 TEST(ScriptWordsTest, heardWordsPlaceTheScriptInOrderDespiteErrors) {

@@ -23,9 +23,9 @@ void run(const std::vector<std::string>& argv) {
   if (runCommand(argv) != 0) throw std::runtime_error("test take: " + argv[0] + " failed");
 }
 
-SpokenTake make() {
+SpokenTake make(const std::string& name, double volumeDb) {
   SpokenTake take;
-  take.path = scratch() + "/spoken.mp4";
+  take.path = scratch() + "/" + name + ".mp4";
   take.sentences = kSentences;
   std::vector<std::string> argv = {"ffmpeg", "-v", "error", "-y"};
   std::string graph = "aevalsrc=0:d=" + std::to_string(kLead) + ":s=22050[lead];";
@@ -46,7 +46,7 @@ SpokenTake make() {
   }
   take.duration = at;
   graph += joined + "concat=n=" + std::to_string(kSentences.size() + 1) +
-           ":v=0:a=1,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + std::to_string(at) +
+           ":v=0:a=1,volume=" + std::to_string(volumeDb) + "dB,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + std::to_string(at) +
            "[v]";
   argv.insert(argv.end(), {"-filter_complex", graph, "-map", "[v]", "-map", "[a]", "-c:v",
                            "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
@@ -63,7 +63,12 @@ std::string scratch() {
 }
 
 const SpokenTake& spokenTake() {
-  static const SpokenTake take = make();
+  static const SpokenTake take = make("spoken", 0);
+  return take;
+}
+
+const SpokenTake& quietSpokenTake() {
+  static const SpokenTake take = make("quiet", -24);
   return take;
 }
 

@@ -19,6 +19,8 @@ struct SpokenTake {
 };
 
 const SpokenTake& spokenTake();
+// The same take said 24 dB quieter, about −44 LUFS: a microphone far from the mouth.
+const SpokenTake& quietSpokenTake();
 
 // A movie of `seconds` with picture and, unless `withSound` is false, digital silence.
 std::string silentTake(const std::string& name, double seconds, bool withSound);

@@ -3,10 +3,12 @@
 #include "cut/Listen.h"
 #include "cut/Sentences.h"
 #include "cut/Story.h"
+#include "cut/StoryText.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 
 namespace vorn::cut {
 namespace {
@@ -15,14 +17,15 @@ const std::vector<std::string> kVocabulary = {"light", "camera", "face",    "peo
                                               "video", "three",  "reasons", "story",  "sound"};
 
 // `count` sentences of eight words (0.3 s each, 0.05 s apart) with 0.8 s pauses between them;
-// every fifth sentence holds an "um".
+// every fifth sentence holds an "um". No sentence repeats the end of the one before it (that
+// would be a retake).
 Transcript transcriptOf(int count) {
   Transcript transcript;
   double at = 1;
   for (int s = 0; s < count; ++s) {
     for (int w = 0; w < 8; ++w) {
       const std::string text =
-          (s % 5 == 2 && w == 3) ? "um" : kVocabulary[(s * 3 + w) % kVocabulary.size()];
+          (s % 5 == 2 && w == 3) ? "um" : kVocabulary[(s * 7 + w) % kVocabulary.size()];
       transcript.words.push_back({text, at, at + 0.3, 0.9});
       at += 0.35;
     }
@@ -81,6 +84,86 @@ TEST(StoryTest, aShortTakeKeepsItsSpeechAndStaysShorterThanTheTake) {
   EXPECT_EQ(story.words.size(), transcript.words.size() - 1) << "all but the filler";
 }
 
+TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
+  Transcript transcript;
+  transcript.words = {{"light", 1.0, 1.4}, {"ah", 1.4, 1.6}, {"matters", 1.6, 2.1},
+                      {"um", 2.4, 2.7},    {"more", 3.0, 3.4}, {"today", 3.4, 3.9}};
+  transcript.duration = 5;
+  transcript.levels.speechDb = -50;
+  for (int i = 0; i < 500; ++i) {
+    const double t = i * SoundLevels::kStepSeconds;
+    const bool quiet = t < 1.0 || (t > 2.15 && t < 2.35) || (t > 2.75 && t < 2.95) || t > 3.95;
+    transcript.levels.db.push_back(quiet ? -70 : -20);
+  }
+  const Story story = deviceStory(transcript, "");
+  std::vector<std::string> kept;
+  for (const Word& word : story.words) kept.push_back(word.text);
+  EXPECT_EQ(kept, (std::vector<std::string>{"light", "ah", "matters", "more", "today"}));
+}
+
+// Speech as said: words of 0.3 s run together; "/" is a short quiet pause (0.5 s), "|" a
+// long one between sentences (1 s). The sound is loud on words, quiet in pauses.
+Transcript said(const std::string& text) {
+  Transcript transcript;
+  std::vector<Span> quiet = {{0, 1}};
+  double at = 1;
+  std::istringstream items(text);
+  for (std::string item; items >> item;) {
+    if (item == "/" || item == "|") {
+      const double pause = item == "/" ? 0.5 : 1;
+      quiet.push_back({at, at + pause});
+      at += pause;
+      continue;
+    }
+    transcript.words.push_back({item, at, at + 0.3, 0.9});
+    at += 0.3;
+  }
+  quiet.push_back({at, at + 10});
+  transcript.duration = at + 1;
+  transcript.levels.speechDb = -50;
+  for (double t = 0.005; t < transcript.duration; t += SoundLevels::kStepSeconds) {
+    const bool silent = std::any_of(quiet.begin(), quiet.end(),
+                                    [&](const Span& q) { return q.start <= t && t < q.end; });
+    transcript.levels.db.push_back(silent ? -70 : -20);
+  }
+  return transcript;
+}
+
+std::string keptText(const Story& story) {
+  std::string text;
+  for (const Word& word : story.words) text += (text.empty() ? "" : " ") + word.text;
+  return text;
+}
+
+TEST(StoryTest, fillerPhrasesAndFalseStartsGoWhileWordsInsideSpeechStay) {
+  const Story story = deviceStory(
+      said("so the / so the first thing / you know / is light | okay where was i | "
+           "i like good light / um / and / sort of / cheap lamps"),
+      "");
+  EXPECT_EQ(keptText(story), "so the first thing is light i like good light and cheap lamps");
+}
+
+TEST(StoryTest, theHookIsTheTakesOpeningSentenceAndTheReelOpensOnIt) {
+  const Story story = deviceStory(
+      said("um | my camera story | you need three lights and three reasons you will see | "
+           "cheap cameras fail | lights beat cameras | gear matters less | lamps glow warm | "
+           "phones film well | light shapes faces | screens glow blue"),
+      "lights", Budget{2, 7});
+  ASSERT_FALSE(story.words.empty());
+  EXPECT_EQ(story.words.front().text, "my");
+  EXPECT_EQ(story.words[2].text, "story");
+}
+
+TEST(StoryTest, aQuestionKeptKeepsTheSentenceThatAnswersIt) {
+  const Story story = deviceStory(
+      said("light wins | cameras cost money | lamps are cheap | why do you use three lamps | "
+           "the shadows | cheap cameras cost less | you need three things | you see three lights"),
+      "", Budget{2, 6});
+  const std::string kept = keptText(story);
+  ASSERT_NE(kept.find("why do you use three lamps"), std::string::npos) << kept;
+  EXPECT_NE(kept.find("the shadows"), std::string::npos) << kept;
+}
+
 TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
   const std::vector<Word> words = {{"a", 1, 1.5}, {"b", 1.5, 2}, {"c", 2.05, 2.5}, {"d", 4, 4.5}};
   const std::vector<Span> cuts = cutsAround(words, {{1, 1}, {3, 3}}, 5);
@@ -89,6 +172,56 @@ TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
   EXPECT_DOUBLE_EQ(cuts[0].end, 2.05) << "only up to c";
   EXPECT_NEAR(cuts[1].start, 3.88, 1e-9);
   EXPECT_NEAR(cuts[1].end, 4.62, 1e-9);
+}
+
+std::vector<Word> wordsOf(const std::string& text, double confidence = 0.9) {
+  std::vector<Word> words;
+  std::istringstream items(text);
+  double at = 0;
+  for (std::string item; items >> item; at += 0.4) words.push_back({item, at, at + 0.3, confidence});
+  return words;
+}
+
+std::string headlineOf(const std::string& hook) {
+  Story story;
+  Transcript transcript;
+  transcript.words = wordsOf(hook);
+  writeStoryText(story, transcript.words, "", transcript, {});
+  std::string joined;
+  for (const std::string& line : story.headline) joined += (joined.empty() ? "" : " ") + line;
+  return joined;
+}
+
+TEST(StoryTextTest, theHeadlineIsAWholePhraseNeverCutMidPhrase) {
+  EXPECT_EQ(headlineOf("the worst email i ever sent got me promoted"),
+            "THE WORST EMAIL I EVER SENT GOT ME PROMOTED")
+      << "a little over forty characters keeps the whole hook";
+  EXPECT_EQ(headlineOf("the worst email i ever sent got me promoted because my boss read it "
+                       "twice at the party"),
+            "THE WORST EMAIL I EVER SENT GOT ME PROMOTED")
+      << "the hook's first clause";
+  const std::string longHook =
+      headlineOf("here is the one thing nobody tells you about recording videos at home");
+  EXPECT_LE(longHook.size(), 40u);
+  const std::string last = longHook.substr(longHook.rfind(' ') + 1);
+  for (const char* hanging : {"THE", "YOU", "ABOUT", "AT", "TO"}) EXPECT_NE(last, hanging);
+}
+
+TEST(StoryTextTest, hashtagsAreTheTopicsWordsNotTheMostFrequentSmallWords) {
+  Story story;
+  story.words = wordsOf(
+      "because every mistake has a number because every number is a mistake every time "
+      "sourdough needs a starter and my sourdough starter because");
+  for (Word& word : story.words)
+    if (word.text == "mistake") word.confidence = 0.3;  // heard unsure: never published
+  Transcript transcript;
+  transcript.words = story.words;
+  writeStoryText(story, {story.words.begin(), story.words.begin() + 5}, "bread", transcript, {});
+  const std::string caption = story.caption;
+  EXPECT_NE(caption.find("#sourdough"), std::string::npos) << caption;
+  EXPECT_NE(caption.find("#starter"), std::string::npos) << caption;
+  for (const char* small : {"#because", "#every", "#number", "#mistake"})
+    EXPECT_EQ(caption.find(small), std::string::npos) << caption;
 }
 
 TEST(StoryTest, aThemeBecomesTheHeadline) {
@@ -121,6 +254,40 @@ TEST(CaptionsTest, takeTimesMapOntoTheReelSegmentsBackToBack) {
   EXPECT_DOUBLE_EQ(reelTime(segments, 4), 2) << "between segments: the end of the one before";
   EXPECT_DOUBLE_EQ(reelTime(segments, 5.5), 2.5);
   EXPECT_DOUBLE_EQ(reelTime(segments, 9), 3);
+}
+
+TEST(CaptionsTest, aCaptionLineNeverRunsAcrossASentencesEnd) {
+  Story story;
+  story.segments = {{0, 3}};
+  story.words = wordsOf("never believe press on");
+  story.words[1].endsSentence = true;
+  const std::string script = captionScript(story);
+  EXPECT_EQ(script.find("BELIEVE {\\c&H00FFFFFF&}PRESS"), std::string::npos) << script;
+  EXPECT_NE(script.find("{\\c&H0000D7FF&}PRESS"), std::string::npos) << script;
+}
+
+TEST(CaptionsTest, aWordHeardUnsureIsNeverBurnedInAndTheFlagsSaySo) {
+  Story story;
+  story.segments = {{0, 3}};
+  story.words = wordsOf("good mumble light");
+  story.words[1].confidence = 0.2;
+  const std::string script = captionScript(story);
+  EXPECT_EQ(script.find("MUMBLE"), std::string::npos) << script;
+  EXPECT_NE(script.find("LIGHT"), std::string::npos) << script;
+  Transcript transcript;
+  transcript.words = story.words;
+  writeStoryText(story, story.words, "", transcript, {});
+  EXPECT_NE(std::find(story.flags.begin(), story.flags.end(),
+                      "Captions left out where words were unclear"),
+            story.flags.end());
+}
+
+TEST(StoryTest, aScriptsSentenceEndSplitsSentencesWithoutAPause) {
+  std::vector<Word> words = wordsOf("never believe press on");
+  words[1].endsSentence = true;
+  const std::vector<Sentence> sentences = splitSentences(words);
+  ASSERT_EQ(sentences.size(), 2u);
+  EXPECT_EQ(sentences[1].first, 2u);
 }
 
 TEST(CaptionsTest, eachWordIsShownLitWhileItIsSaid) {

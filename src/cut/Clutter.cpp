@@ -1,0 +1,83 @@
+#include "cut/Clutter.h"
+
+#include "cut/Sentences.h"
+
+#include <string>
+
+namespace vorn::cut {
+namespace {
+
+// Filler phrases, longest first so that the longest one said is the one found.
+const std::vector<std::vector<std::string>>& fillerPhrases() {
+  static const std::vector<std::vector<std::string>> phrases = {
+      {"okay", "where", "was", "i"}, {"where", "was", "i"}, {"you", "know"}, {"i", "mean"},
+      {"okay", "so"},                {"sort", "of"},        {"like"}};
+  return phrases;
+}
+
+// A false start is at most this many words said again at once.
+constexpr std::size_t kLongestRetake = 5;
+
+bool quietBetween(const std::vector<Word>& words, std::size_t before, std::size_t after,
+                  const SoundLevels& levels) {
+  return levels.hasQuietBetween(words[before].end, words[after].start);
+}
+
+// Whether the words [first, last] stand apart from the speech around them.
+bool standsApart(const std::vector<Word>& words, std::size_t first, std::size_t last,
+                 const SoundLevels& levels) {
+  return (first == 0 || quietBetween(words, first - 1, first, levels)) &&
+         (last + 1 == words.size() || quietBetween(words, last, last + 1, levels));
+}
+
+// How many words from `at` make a filler phrase (0 when none does).
+std::size_t phraseAt(const std::vector<Word>& words, std::size_t at) {
+  for (const auto& phrase : fillerPhrases()) {
+    if (at + phrase.size() > words.size()) continue;
+    bool same = true;
+    for (std::size_t k = 0; k < phrase.size() && same; ++k) same = words[at + k].text == phrase[k];
+    if (same) return phrase.size();
+  }
+  return 0;
+}
+
+bool repeatsAt(const std::vector<Word>& words, std::size_t at, std::size_t length) {
+  if (at + 2 * length > words.size()) return false;
+  for (std::size_t k = 0; k < length; ++k)
+    if (words[at + k].text != words[at + length + k].text) return false;
+  return true;
+}
+
+void markFillers(const std::vector<Word>& words, const SoundLevels& levels,
+                 std::vector<bool>& cut) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::size_t length = isFillerWord(words[i].text) ? 1 : phraseAt(words, i);
+    if (length == 0 || !standsApart(words, i, i + length - 1, levels)) continue;
+    for (std::size_t k = 0; k < length; ++k) cut[i + k] = true;
+    i += length - 1;
+  }
+}
+
+// A phrase of two words or more said again right after a pause: the first try goes.
+void markRetakes(const std::vector<Word>& words, const SoundLevels& levels,
+                 std::vector<bool>& cut) {
+  for (std::size_t i = 0; i < words.size(); ++i)
+    for (std::size_t length = kLongestRetake; length >= 2; --length) {
+      if (!repeatsAt(words, i, length) ||
+          !quietBetween(words, i + length - 1, i + length, levels))
+        continue;
+      for (std::size_t k = 0; k < length; ++k) cut[i + k] = true;
+      break;
+    }
+}
+
+}  // namespace
+
+std::vector<bool> clutterIn(const std::vector<Word>& words, const SoundLevels& levels) {
+  std::vector<bool> cut(words.size(), false);
+  markFillers(words, levels, cut);
+  markRetakes(words, levels, cut);
+  return cut;
+}
+
+}  // namespace vorn::cut

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "cut/SoundLevels.h"
+#include "cut/Words.h"
+
+#include <vector>
+
+namespace vorn::cut {
+
+// Which of the words a creator would cut from their talk: fillers ("um", "you know",
+// "okay, where was I", "like" said on its own) and the first tries of a phrase said again at
+// once ("so the… so the first thing"). A filler goes only where the sound falls quiet on both
+// sides of it, so the words around it stay whole: one heard inside running speech is more
+// likely a misheard piece of a real word.
+std::vector<bool> clutterIn(const std::vector<Word>& words, const SoundLevels& levels);
+
+}  // namespace vorn::cut

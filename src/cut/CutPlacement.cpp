@@ -1,0 +1,87 @@
+#include "cut/CutPlacement.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vorn::cut {
+namespace {
+
+// Levels this close count as equally quiet: room noise flickers by about this much.
+constexpr double kSameQuietDb = 1.5;
+// Leaving out less than this between two segments reads as a stutter, not a cut.
+constexpr double kShortestLeftOut = 0.2;
+
+// The stretch between two words that holds `moment`; a moment inside a word is first moved to
+// that word's start (`opening`) or end, so the gap is the one before or after it.
+Span gapAround(const std::vector<Word>& words, double moment, bool opening, double takeLength) {
+  for (const Word& word : words)
+    if (word.start < moment && moment < word.end) moment = opening ? word.start : word.end;
+  Span gap{0, takeLength};
+  for (const Word& word : words) {
+    if (word.end <= moment) gap.start = std::max(gap.start, word.end);
+    if (word.start >= moment) gap.end = std::min(gap.end, word.start);
+  }
+  gap.end = std::max(gap.end, gap.start);
+  return gap;
+}
+
+// How loud the 10 ms on either side of `moment` are, the louder of the two.
+double loudnessAt(const SoundLevels& levels, double moment) {
+  return std::max(levels.at(moment - SoundLevels::kStepSeconds), levels.at(moment));
+}
+
+// The quietest of `candidates`, the nearest to `planned` among equals.
+double quietestIn(const SoundLevels& levels, double planned,
+                  const std::vector<double>& candidates) {
+  double best = candidates.front(), bestDb = loudnessAt(levels, best);
+  for (double moment : candidates) {
+    const double db = loudnessAt(levels, moment);
+    const bool quieter = db < bestDb - kSameQuietDb;
+    const bool asQuiet = db < bestDb + kSameQuietDb;
+    if (quieter || (asQuiet && std::abs(moment - planned) < std::abs(best - planned))) {
+      best = moment;
+      bestDb = std::min(db, bestDb);
+    }
+  }
+  return best;
+}
+
+std::vector<double> stepsOf(const Span& gap) {
+  std::vector<double> steps;
+  for (double t = gap.start; t <= gap.end + 1e-9; t += SoundLevels::kStepSeconds) steps.push_back(t);
+  return steps;
+}
+
+double edgeIn(const Transcript& transcript, const PictureGrid& grid, double planned, bool opening) {
+  const Span gap = gapAround(transcript.words, planned, opening, transcript.duration);
+  const SoundLevels& levels = transcript.levels;
+  std::vector<double> pictures = grid.within(gap.start, gap.end);
+  if (!pictures.empty()) return quietestIn(levels, planned, pictures);
+  // No picture starts in a gap this narrow: the nearest one to its quiet.
+  const double quiet = quietestIn(levels, planned, stepsOf(gap));
+  return grid.nearest(quiet);
+}
+
+bool holds(const std::vector<Span>& segments, const Word& word) {
+  return std::any_of(segments.begin(), segments.end(), [&](const Span& segment) {
+    return segment.start <= word.start && word.end <= segment.end;
+  });
+}
+
+}  // namespace
+
+void placeCuts(Story& story, const Transcript& transcript, const PictureGrid& grid) {
+  std::vector<Span> placed;
+  for (const Span& segment : story.segments) {
+    const Span edges{edgeIn(transcript, grid, segment.start, true),
+                     edgeIn(transcript, grid, segment.end, false)};
+    if (!placed.empty() && edges.start - placed.back().end < kShortestLeftOut)
+      placed.back().end = std::max(placed.back().end, edges.end);
+    else
+      placed.push_back(edges);
+  }
+  story.segments = grid.snapped(placed);
+  std::erase_if(story.words, [&](const Word& word) { return !holds(story.segments, word); });
+}
+
+}  // namespace vorn::cut

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "cut/TakeAudio.h"
+
+#include <vector>
+
+namespace vorn::cut {
+
+// How loud the take is in each 10 ms, in dB of full scale, and the level above which a
+// stretch of it counts as speech (judged against the take's own noise floor).
+struct SoundLevels {
+  static constexpr double kStepSeconds = 0.01;
+
+  std::vector<double> db;
+  double speechDb = 0;
+
+  static SoundLevels of(const Pcm& pcm);
+
+  // The level of the 10 ms that holds `seconds` (silence outside the take).
+  double at(double seconds) const;
+  // Whether the take stays below speech from `from` to `to` somewhere for at least 10 ms.
+  bool hasQuietBetween(double from, double to) const;
+};
+
+}  // namespace vorn::cut

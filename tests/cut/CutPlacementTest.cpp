@@ -1,0 +1,110 @@
+// Where a reel's cuts fall: between words, in the quiet, on the take's picture starts.
+#include "cut/CutPlacement.h"
+#include "cut/Story.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace vorn::cut {
+namespace {
+
+// 10 s of 30 fps pictures.
+PictureGrid thirtyFps() {
+  std::vector<double> times;
+  for (int i = 0; i < 300; ++i) times.push_back(i / 30.0);
+  return PictureGrid(times);
+}
+
+// Speech at −20 dB everywhere but for the given quiet stretches (at −70 dB).
+SoundLevels levelsWithQuiet(const std::vector<Span>& quiet) {
+  SoundLevels levels;
+  levels.speechDb = -50;
+  for (int i = 0; i < 1000; ++i) {
+    const double t = i * SoundLevels::kStepSeconds + 0.005;
+    const bool silent = std::any_of(quiet.begin(), quiet.end(),
+                                    [&](const Span& s) { return s.start <= t && t < s.end; });
+    levels.db.push_back(silent ? -70 : -20);
+  }
+  return levels;
+}
+
+bool onPicture(double t) { return std::abs(t * 30 - std::round(t * 30)) < 1e-6; }
+
+Transcript transcriptOf(std::vector<Word> words, std::vector<Span> quiet) {
+  Transcript transcript;
+  transcript.words = std::move(words);
+  transcript.duration = 10;
+  transcript.levels = levelsWithQuiet(quiet);
+  return transcript;
+}
+
+TEST(CutPlacementTest, anEdgeInsideAWordMovesOutSoTheWordStaysWhole) {
+  const Transcript transcript =
+      transcriptOf({{"one", 1.0, 1.6}, {"two", 1.8, 2.5}, {"three", 2.9, 3.6}, {"four", 4.0, 4.4}},
+                   {{0, 1.0}, {1.6, 1.8}, {2.5, 2.9}, {3.6, 4.0}, {4.4, 10}});
+  Story story;
+  story.segments = {{1.9, 3.2}};  // starts inside "two", ends inside "three"
+  story.words = {transcript.words[1], transcript.words[2]};
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  const Span& cut = story.segments[0];
+  EXPECT_GE(cut.start, 1.6);
+  EXPECT_LE(cut.start, 1.8);
+  EXPECT_GE(cut.end, 3.6);
+  EXPECT_LE(cut.end, 4.0);
+  EXPECT_TRUE(onPicture(cut.start)) << cut.start;
+  EXPECT_TRUE(onPicture(cut.end)) << cut.end;
+  EXPECT_EQ(story.words.size(), 2u);
+}
+
+TEST(CutPlacementTest, anEdgeGoesToTheQuietestPartOfTheGapNotJustBetweenTheWordTimes) {
+  // The recogniser's times leave 1.6–2.4 s between the words, but the speaker's breath fills
+  // it but for 2.2–2.3 s.
+  const Transcript transcript =
+      transcriptOf({{"one", 1.0, 1.6}, {"two", 2.4, 3.0}}, {{0, 1.0}, {2.2, 2.3}, {3.0, 10}});
+  Story story;
+  story.segments = {{0.9, 1.72}};
+  story.words = {transcript.words[0]};
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  EXPECT_GE(story.segments[0].end, 2.2);
+  EXPECT_LE(story.segments[0].end, 2.3 + 1e-9);
+  EXPECT_TRUE(onPicture(story.segments[0].end));
+}
+
+TEST(CutPlacementTest, amongEquallyQuietPicturesTheEdgeStaysNearestWhereItWasPlanned) {
+  const Transcript transcript = transcriptOf({{"one", 1.0, 1.6}, {"two", 3.0, 3.5}}, {{1.6, 3.0}});
+  Story story;
+  story.segments = {{1.0, 1.72}};
+  story.words = {transcript.words[0]};
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  EXPECT_NEAR(story.segments[0].end, 1.7333, 1e-3);
+}
+
+TEST(CutPlacementTest, segmentsThatLeaveOutAFewPicturesOnlyAreJoined) {
+  // Both edges go to the quiet 2.2–2.3 s in the middle of a long pause, a picture apart.
+  const Transcript transcript =
+      transcriptOf({{"one", 1.0, 1.6}, {"two", 2.9, 3.5}}, {{0, 1.0}, {2.2, 2.3}, {3.5, 10}});
+  Story story;
+  story.segments = {{0.9, 1.72}, {2.78, 3.6}};
+  story.words = transcript.words;
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u) << story.segments[0].end << " " << story.segments[1].start;
+}
+
+TEST(CutPlacementTest, segmentsThatMeetAreJoinedAndOnesShorterThanTwoPicturesDropped) {
+  const Transcript transcript =
+      transcriptOf({{"one", 1.0, 1.6}, {"um", 1.7, 1.9}, {"two", 2.0, 2.6}}, {});
+  Story story;
+  story.segments = {{0.9, 1.75}, {1.72, 2.7}, {5.0, 5.02}};
+  story.words = transcript.words;
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  EXPECT_LE(story.segments[0].start, 1.0);
+  EXPECT_GE(story.segments[0].end, 2.6);
+}
+
+}  // namespace
+}  // namespace vorn::cut
