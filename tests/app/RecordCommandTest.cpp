@@ -352,7 +352,7 @@ TEST(RecordCommand, aKilledTakeIsRecoveredBesideItsOutAtTheNextRun) {
       QFile file(fragment);
       return file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
     };
-    ASSERT_TRUE(test::eventually([&] { return fragments() >= 2; }, 60)) << "a whole fragment is written";
+    ASSERT_TRUE(test::eventually([&] { return fragments() >= 3; }, 60)) << "a second of it is written";
     ::kill(vorn.pid(), SIGKILL);
     ASSERT_TRUE(test::eventually([&] { return !vorn.running(); }));
   }

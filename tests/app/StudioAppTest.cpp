@@ -70,7 +70,7 @@ TEST_F(StudioApp, aStudioKilledMidTakeGetsItsTakeBackAtTheNextStart) {
       QFile file(takesFolder().filePath(left.value(0)));
       return !left.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
     };
-    ASSERT_TRUE(test::eventually([&] { return fragments() >= 2; }, 60)) << "a whole fragment is written";
+    ASSERT_TRUE(test::eventually([&] { return fragments() >= 3; }, 60)) << "a second of it is written";
     ::kill(studio.pid(), SIGKILL);
     ASSERT_TRUE(test::eventually([&] { return !studio.running(); }));
   }
@@ -99,7 +99,7 @@ TEST_F(StudioApp, anXServerThatDiesMidTakeLeavesTheTakeSaved) {
     QFile file(takesFolder().filePath(left.value(0)));
     return !left.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
   };
-  ASSERT_TRUE(test::eventually([&] { return fragments() >= 2; }, 60)) << "a whole fragment is written";
+  ASSERT_TRUE(test::eventually([&] { return fragments() >= 3; }, 60)) << "a second of it is written";
   dying.reset();
   ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
   QStringList saved = takes();
