@@ -22,6 +22,13 @@ QStringList takes(QDir::Filters hidden = {}) {
   return takesFolder().entryList({"*.mp4", ".recording-*"}, QDir::Files | hidden, QDir::Name);
 }
 
+// The fragments of the take under way that are wholly written (half a second each).
+int fragmentsWritten() {
+  const QStringList left = takes(QDir::Hidden).filter(".recording-");
+  QFile file(takesFolder().filePath(left.value(0)));
+  return !left.isEmpty() && file.open(QIODevice::ReadOnly) ? int(file.readAll().count("moof")) : 0;
+}
+
 class StudioApp : public testing::Test {
  protected:
   void SetUp() override {
@@ -65,12 +72,7 @@ TEST_F(StudioApp, aStudioKilledMidTakeGetsItsTakeBackAtTheNextStart) {
   const QStringList before = takes();
   {
     test::ChildProcess studio({kVorn});
-    const auto fragments = [&] {
-      const QStringList left = takes(QDir::Hidden).filter(".recording-");
-      QFile file(takesFolder().filePath(left.value(0)));
-      return !left.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
-    };
-    ASSERT_TRUE(test::eventually([&] { return fragments() >= 3; }, 60)) << "a second of it is written";
+    ASSERT_TRUE(test::eventually([&] { return fragmentsWritten() >= 3; }, 60)) << "a second of it is written";
     ::kill(studio.pid(), SIGKILL);
     ASSERT_TRUE(test::eventually([&] { return !studio.running(); }));
   }
@@ -94,12 +96,7 @@ TEST_F(StudioApp, anXServerThatDiesMidTakeLeavesTheTakeSaved) {
   setenv("VORN_AUTORECORD", "60", 1);
   const QStringList before = takes();
   test::ChildProcess studio({"sh", "-c", "DISPLAY=" + dying->display() + " exec " + kVorn});
-  const auto fragments = [&] {
-    const QStringList left = takes(QDir::Hidden).filter(".recording-");
-    QFile file(takesFolder().filePath(left.value(0)));
-    return !left.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll().count("moof") : 0;
-  };
-  ASSERT_TRUE(test::eventually([&] { return fragments() >= 3; }, 60)) << "a second of it is written";
+  ASSERT_TRUE(test::eventually([&] { return fragmentsWritten() >= 3; }, 60)) << "a second of it is written";
   dying.reset();
   ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
   QStringList saved = takes();
