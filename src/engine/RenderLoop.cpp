@@ -93,6 +93,9 @@ void RenderLoop::tick() {
   }
 
   FrameRef buffer = target ? target->pool()->take() : nullptr;
+  // Only a buffer the recorder handed out goes into the take; with none to spare, the frame is
+  // the preview's alone (the take counts the gap as a dropped frame).
+  const bool forTake = buffer != nullptr;
   if (!buffer) buffer = compositor_.previewBuffer(in.previewScale);
   if (!buffer) return;
 
@@ -102,7 +105,7 @@ void RenderLoop::tick() {
   compositor_.compose(scene, screenBuffer, cameraFrame.get(), scale, *buffer);
   ++rendered_;
 
-  if (target && buffer->width() == 1080) {
+  if (forTake) {
     target->appendVideo(buffer, pictureTime(in.slots, screenFrame, grabTick, camera, now));
     ++appended_;
     buffer = previewOf(std::move(buffer), in.previewScale);

@@ -156,6 +156,28 @@ TEST_F(RenderLoopTest, recordingAt30fpsWritesEverySecondTickAndAt60EveryTick) {
   }
 }
 
+// With every buffer of the recorder's held, frames are the preview's alone, even a preview as
+// large as the take's frames (a device pixel ratio of 3.75 and up once put them in the take).
+TEST_F(RenderLoopTest, aFullRecorderPoolSendsNoPreviewFrameIntoTheTake) {
+  const QString path = QString::fromStdString(test::tempHome()->path()) + "/take-full-pool.mp4";
+  auto recorder = std::make_shared<Recorder>(path, 60, false, false);
+  ASSERT_TRUE(recorder->begin(mediaTime()));
+  std::vector<FrameRef> held;
+  while (FrameRef frame = recorder->pool()->take()) held.push_back(std::move(frame));
+  RenderInputs in = framing();
+  in.recording = in.live = in.writing = true;
+  in.fps = 60;
+  in.previewScale = 1.0;
+  loop->inputs.set(in);
+  loop->recorder.set(recorder);
+  const long before = loop->appendedFrames();
+  for (int i = 0; i < 6; ++i) loop->tick();
+  EXPECT_EQ(loop->appendedFrames(), before);
+  loop->recorder.set(nullptr);
+  held.clear();
+  recorder->finish();
+}
+
 TEST_F(RenderLoopTest, theTimerTicksOnItsOwnAndStopRestartsFromHome) {
   loop->inputs.set(framing());
   loop->start();
