@@ -14,6 +14,7 @@
 #include "render/Geometry.h"
 
 #include <QCoreApplication>
+#include <QPointer>
 #include <QThreadPool>
 
 #include <algorithm>
@@ -45,6 +46,7 @@ Engine::Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, Studio
       reels_(reels),
       desktop_(std::move(desktop)),
       screenSource_(std::make_unique<ScreenSource>()),
+      screenLife_(std::make_unique<SerialQueue>("vorn.screen.life")),
       cameraSource_(std::make_unique<CameraSource>()),
       compositor_(std::make_unique<Compositor>()),
       windows_(std::move(windows)) {
@@ -162,7 +164,7 @@ void Engine::close() {
   cameraKey_.clear();
   micKey_.clear();
   ScreenSource* source = screenSource_.get();
-  inBackground(this, [source] { source->stop(); return true; }, [](Outcome<bool>) {});
+  screenLife_->async([source] { source->stop(); });
 }
 
 void Engine::startLink() {
@@ -185,14 +187,22 @@ void Engine::startScreenCapture() {
   ScreenSource* source = screenSource_.get();
   const uint32_t id = screen_.id;
   const bool systemAudio = studio_.prefs().systemAudio;
-  inBackground(this, [source, id, systemAudio] { source->start(id, systemAudio); return true; },
-               [this](Outcome<bool> outcome) {
-                 if (outcome.value) return;
-                 logError("capture failed: " + outcome.error);
-                 Q_EMIT recordingFailed(QStringLiteral("The screen can't be captured: %1")
-                                            .arg(QString::fromStdString(outcome.error)));
-                 flash(QStringLiteral("Vorn can't capture the screen"));
-               });
+  QPointer<Engine> self(this);
+  screenLife_->async([source, id, systemAudio, self] {
+    try {
+      source->start(id, systemAudio);
+    } catch (const std::exception& error) {
+      QMetaObject::invokeMethod(QCoreApplication::instance(), [self, why = std::string(error.what())] {
+        if (self) self->screenCaptureFailed(why);
+      }, Qt::QueuedConnection);
+    }
+  });
+}
+
+void Engine::screenCaptureFailed(const std::string& why) {
+  logError("capture failed: " + why);
+  Q_EMIT recordingFailed(QStringLiteral("The screen can't be captured: %1").arg(QString::fromStdString(why)));
+  flash(QStringLiteral("Vorn can't capture the screen"));
 }
 
 void Engine::tick() {

@@ -3,6 +3,7 @@
 #include "base/FrameBuffer.h"
 #include "base/Locked.h"
 #include "base/Rect.h"
+#include "base/SerialQueue.h"
 #include "capture/DeviceMonitor.h"
 #include "capture/ScreenBackend.h"
 #include "engine/RenderInputs.h"
@@ -167,6 +168,7 @@ class Engine : public QObject {
   void stopLink();
   void installEventMonitors();
   void startScreenCapture();
+  void screenCaptureFailed(const std::string& why);
   void countdownStep(int remaining, unsigned run);
   void prepareRecorder();
   void recorderReady(std::shared_ptr<Recorder> recorder, const std::string& error);
@@ -208,6 +210,9 @@ class Engine : public QObject {
   // so that it outlives their capture threads.
   Locked<std::shared_ptr<Recorder>> audioTarget_;
   std::unique_ptr<ScreenSource> screenSource_;
+  // Starts and stops of the screen capture, in the order they were asked for (a quick close
+  // and open must not start before it stops). After the source: ends before it goes.
+  std::unique_ptr<SerialQueue> screenLife_;
   std::unique_ptr<CameraSource> cameraSource_;
   std::unique_ptr<Compositor> compositor_;
   StudioWindows windows_;

@@ -1,7 +1,9 @@
 #include "engine/Engine.h"
 #include "engine/RenderLoop.h"
 
+#include "base/Clock.h"
 #include "capture/CameraSource.h"
+#include "capture/ScreenSource.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
 #include "reels/ReelMaker.h"
@@ -113,6 +115,20 @@ TEST_F(EngineTest, aTakeGoesFromCountdownThroughRecordingToReviewAndIsPlayable) 
   engine->primaryAction();
   EXPECT_EQ(studio.phase(), Phase::framing);
   EXPECT_FALSE(studio.take());
+}
+
+// Closed and opened again at once, over and over: the capture's stop never lands after the
+// next start, so the studio goes on seeing the screen.
+TEST_F(EngineTest, aQuickCloseAndOpenLeavesTheScreenCaptured) {
+  for (int i = 0; i < 8; ++i) {
+    engine->close();
+    engine->open();
+  }
+  const double since = mediaTime();
+  EXPECT_TRUE(within(10, [&] {
+    const auto frame = engine->screenSource().current();
+    return frame && frame->at > since + 0.2;
+  }));
 }
 
 TEST_F(EngineTest, aCancelledCountdownNeverStartsATake) {
