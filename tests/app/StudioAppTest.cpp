@@ -22,6 +22,21 @@ QStringList takes(QDir::Filters hidden = {}) {
   return takesFolder().entryList({"*.mp4", ".recording-*"}, QDir::Files | hidden, QDir::Name);
 }
 
+// The takes saved since the folder held `before`.
+QStringList takesSince(const QStringList& before) {
+  QStringList saved = takes();
+  for (const QString& old : before) saved.removeAll(old);
+  return saved;
+}
+
+// One take was saved since `before`, at least `seconds` long, and no fragment is left over.
+void expectOneWholeTakeSince(const QStringList& before, double seconds) {
+  const QStringList saved = takesSince(before);
+  ASSERT_EQ(saved.size(), 1) << saved.join(", ").toStdString();
+  EXPECT_TRUE(takes(QDir::Hidden).filter(".recording-").isEmpty()) << "no fragment left";
+  EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), seconds);
+}
+
 // The fragments of the take under way that are wholly written (half a second each).
 int fragmentsWritten() {
   const QStringList left = takes(QDir::Hidden).filter(".recording-");
@@ -59,11 +74,7 @@ TEST_F(StudioApp, terminatingWhileRecordingStillSavesThePlayableTake) {
   std::this_thread::sleep_for(std::chrono::milliseconds(4500));
   ::kill(studio.pid(), SIGTERM);
   ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
-  QStringList saved = takes();
-  for (const QString& old : before) saved.removeAll(old);
-  ASSERT_EQ(saved.size(), 1) << saved.join(", ").toStdString();
-  EXPECT_TRUE(takes(QDir::Hidden).filter(".recording-").isEmpty()) << "no fragment left";
-  EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 1.0);
+  expectOneWholeTakeSince(before, 1.0);
 }
 
 // A studio killed outright mid-take: the next studio turns what it left into the take.
@@ -79,8 +90,7 @@ TEST_F(StudioApp, aStudioKilledMidTakeGetsItsTakeBackAtTheNextStart) {
   setenv("VORN_AUTORECORD", "1.5", 1);
   std::string output;
   ASSERT_EQ(test::runCommand({kVorn}, &output), 0) << output;
-  QStringList saved = takes();
-  for (const QString& old : before) saved.removeAll(old);
+  QStringList saved = takesSince(before);
   ASSERT_EQ(saved.size(), 2) << "the recovered take and the new one";
   saved.removeAll(QFileInfo(QString::fromStdString(output.substr(output.find("take: ") + 6))).fileName().trimmed());
   ASSERT_EQ(saved.size(), 1) << output;
@@ -99,11 +109,7 @@ TEST_F(StudioApp, anXServerThatDiesMidTakeLeavesTheTakeSaved) {
   ASSERT_TRUE(test::eventually([&] { return fragmentsWritten() >= 3; }, 60)) << "a second of it is written";
   dying.reset();
   ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
-  QStringList saved = takes();
-  for (const QString& old : before) saved.removeAll(old);
-  ASSERT_EQ(saved.size(), 1) << saved.join(", ").toStdString();
-  EXPECT_TRUE(takes(QDir::Hidden).filter(".recording-").isEmpty()) << "no fragment left";
-  EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 1.0);
+  expectOneWholeTakeSince(before, 1.0);
 }
 
 TEST_F(StudioApp, ctrlQInTheStudioQuitsLikeTheTrayAndSavesTheTakeUnderWay) {
@@ -123,8 +129,7 @@ TEST_F(StudioApp, ctrlQInTheStudioQuitsLikeTheTrayAndSavesTheTakeUnderWay) {
   })) << "the studio's window has the keyboard";
   ASSERT_EQ(test::runCommand({"xdotool", "key", "ctrl+q"}), 0);
   ASSERT_TRUE(test::eventually([&] { return !studio.running(); }, 60));
-  QStringList saved = takes();
-  for (const QString& old : before) saved.removeAll(old);
+  const QStringList saved = takesSince(before);
   ASSERT_EQ(saved.size(), 1) << saved.join(", ").toStdString();
   EXPECT_GT(test::probeDuration(takesFolder().filePath(saved.front())), 0.5);
 }
