@@ -12,6 +12,7 @@
 #include "engine/Engine.h"
 #include "capture/ScreenSource.h"
 #include "desktop/HotKey.h"
+#include "desktop/ScreenScaleWatch.h"
 #include "desktop/X11Desktop.h"
 #include "model/Studio.h"
 #include "controls/ControlDeck.h"
@@ -64,6 +65,8 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   if (service.claim() == StudioService::Claim::taken) return askRunningStudio(request);
   // Before the engine: the keys and click watch it holds live on this connection.
   const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
+  // Before the first display is listed: its rectangle is in Qt's points.
+  ScreenScaleWatch scales;
 
   Studio& studio = Studio::shared();
   ReelMaker& reels = ReelMaker::shared();

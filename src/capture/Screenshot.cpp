@@ -11,7 +11,8 @@ QImage grabRoot(const DisplayInfo& display) {
   X11Session session = X11Session::open();
   if (!session) return {};
   xcb_connection_t* c = session.connection.get();
-  const int x = int(display.rect.x * display.scale), y = int(display.rect.y * display.scale);
+  // A display keeps its top-left corner in pixels; only its size scales.
+  const int x = int(display.rect.x), y = int(display.rect.y);
   const int w = int(display.rect.width * display.scale), h = int(display.rect.height * display.scale);
   XcbReply<xcb_get_image_reply_t> image(xcb_get_image_reply(
       c, xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, session.screen->root, int16_t(x), int16_t(y), uint16_t(w),

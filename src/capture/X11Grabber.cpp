@@ -1,5 +1,7 @@
 #include "capture/X11Grabber.h"
 
+#include "capture/ScreenScale.h"
+
 #include "base/Clock.h"
 
 #include <xcb/composite.h>
@@ -61,6 +63,13 @@ bool hasExtension(xcb_connection_t* connection, xcb_extension_t* extension, uint
   return true;
 }
 
+// A display keeps its top-left corner in pixels; only its size scales.
+QRect displayPixels(const DisplayInfo& display) {
+  return QRect(int(std::lround(display.rect.x)), int(std::lround(display.rect.y)),
+               int(std::lround(display.rect.width * display.scale)),
+               int(std::lround(display.rect.height * display.scale)));
+}
+
 QRect pixelsOf(const Rect& points, double scale) {
   const int left = int(std::lround(points.x * scale));
   const int top = int(std::lround(points.y * scale));
@@ -81,7 +90,7 @@ constexpr uint16_t clickButtons =
 X11Grabber::X11Grabber(const DisplayInfo& display, OwnClient own,
                        std::function<void(const PointerState&)> onPointer)
     : session_(X11Session::open()),
-      display_(pixelsOf(display.rect, display.scale)),
+      display_(displayPixels(display)),
       scale_(display.scale),
       onPointer_(std::move(onPointer)) {
   if (!session_) throw std::runtime_error("Cannot connect to the X server.");
@@ -219,7 +228,7 @@ void X11Grabber::readPointer(double now) {
   if (onPointer_)
     // The server names the top-level window that takes the pointer there, input shapes
     // counted: the frame's click-through inside is not Vorn's, its edge band is.
-    onPointer_({{reply->root_x / scale_, reply->root_y / scale_},
+    onPointer_({ScreenScale::toPoints(Point{double(reply->root_x), double(reply->root_y)}),
                 (reply->mask & XCB_BUTTON_MASK_1) != 0,
                 stack_->isOwn(reply->child)});
 }

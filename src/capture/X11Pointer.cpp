@@ -1,5 +1,7 @@
 #include "capture/Pointer.h"
 
+#include "capture/ScreenScale.h"
+
 #include <xcb/xcb.h>
 
 #include <mutex>
@@ -18,7 +20,7 @@ class X11Pointer final : public Pointer {
     xcb_query_pointer_reply_t* reply =
         xcb_query_pointer_reply(connection_, xcb_query_pointer(connection_, root_), nullptr);
     if (!reply) return std::nullopt;
-    PointerState state{{double(reply->root_x), double(reply->root_y)},
+    PointerState state{ScreenScale::toPoints(Point{double(reply->root_x), double(reply->root_y)}),
                        (reply->mask & XCB_BUTTON_MASK_1) != 0};
     free(reply);
     return state;

@@ -1,6 +1,7 @@
 #include "capture/X11ScreenBackend.h"
 
 #include "capture/GrabLoop.h"
+#include "capture/ScreenScale.h"
 #include "capture/X11Connection.h"
 #include "capture/X11Grabber.h"
 
@@ -8,6 +9,11 @@
 
 namespace vorn {
 namespace {
+
+// A display of `pixels`, in the points the toolkit places windows in.
+DisplayInfo displayOf(uint32_t id, std::string name, const Rect& pixels) {
+  return {id, std::move(name), ScreenScale::toPoints(pixels), ScreenScale::scaleAt({pixels.x, pixels.y})};
+}
 
 std::string atomName(xcb_connection_t* connection, xcb_atom_t atom) {
   XcbReply<xcb_get_atom_name_reply_t> reply(
@@ -33,10 +39,9 @@ std::vector<DisplayInfo> monitors(xcb_connection_t* connection, xcb_window_t roo
        xcb_randr_monitor_info_next(&it)) {
     const xcb_randr_monitor_info_t& monitor = *it.data;
     if (monitor.width == 0 || monitor.height == 0) continue;
-    displays.push_back({monitor.name, atomName(connection, monitor.name),
-                        Rect{double(monitor.x), double(monitor.y), double(monitor.width),
-                             double(monitor.height)},
-                        1.0});
+    displays.push_back(displayOf(monitor.name, atomName(connection, monitor.name),
+                                 Rect{double(monitor.x), double(monitor.y), double(monitor.width),
+                                      double(monitor.height)}));
   }
   return displays;
 }
@@ -66,10 +71,9 @@ std::vector<DisplayInfo> X11ScreenBackend::displays() {
   std::vector<DisplayInfo> found = monitors(session.connection.get(), session.screen->root);
   // A server without RandR monitors still has its one screen.
   if (found.empty())
-    found.push_back({1, "Screen",
-                     Rect{0, 0, double(session.screen->width_in_pixels),
-                          double(session.screen->height_in_pixels)},
-                     1.0});
+    found.push_back(displayOf(1, "Screen",
+                              Rect{0, 0, double(session.screen->width_in_pixels),
+                                   double(session.screen->height_in_pixels)}));
   return found;
 }
 

@@ -1,6 +1,7 @@
 #include "desktop/ClickMonitor.h"
 
 #include "base/Handle.h"
+#include "capture/ScreenScale.h"
 #include "desktop/X11Desktop.h"
 
 #include <xcb/xinput.h>
@@ -39,7 +40,7 @@ std::shared_ptr<void> ClickMonitor::watch(X11Desktop& desktop, std::function<voi
     // Raw events carry no position: the pointer is still where the press happened.
     XcbReply<xcb_query_pointer_reply_t> pointer(
         xcb_query_pointer_reply(c, xcb_query_pointer(c, root), nullptr));
-    if (pointer) onPress({double(pointer->root_x), double(pointer->root_y)});
+    if (pointer) onPress(ScreenScale::toPoints(Point{double(pointer->root_x), double(pointer->root_y)}));
   });
   // Like the desktop's other handles, this one must not outlive the desktop.
   return releasing([listening, c, root]() mutable {

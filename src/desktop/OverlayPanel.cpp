@@ -57,7 +57,11 @@ void OverlayPanel::fade(double target, double seconds, std::function<void()> the
 void OverlayPanel::setInputRegion(const std::vector<QRect>& rects) {
   if (!desktop_ || rects == input_) return;
   input_ = rects;
-  OverlayWindow::setInputRegion(*desktop_, winId(), rects);
+  // The server counts the window's pixels, Qt its points.
+  const qreal ratio = devicePixelRatioF();
+  std::vector<QRect> pixels;
+  for (const QRect& r : rects) pixels.push_back(QRectF(r.x() * ratio, r.y() * ratio, r.width() * ratio, r.height() * ratio).toAlignedRect());
+  OverlayWindow::setInputRegion(*desktop_, winId(), pixels);
 }
 
 void OverlayPanel::keepUndimmed(QWidget* window) { window->setProperty("vornUndimmed", true); }

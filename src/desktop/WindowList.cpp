@@ -1,5 +1,6 @@
 #include "desktop/WindowList.h"
 
+#include "capture/ScreenScale.h"
 #include "capture/X11Connection.h"
 
 #include <xcb/xcb_ewmh.h>
@@ -68,9 +69,9 @@ WindowList::Window answer(xcb_connection_t* c, Ewmh& ewmh, const Asked& asked) {
 
   w.shown = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE && !hidden;
   if (geometry && origin)
-    w.frame = {double(origin->dst_x) - extents.left, double(origin->dst_y) - extents.top,
-               double(geometry->width) + extents.left + extents.right,
-               double(geometry->height) + extents.top + extents.bottom};
+    w.frame = ScreenScale::toPoints(Rect{double(origin->dst_x) - extents.left, double(origin->dst_y) - extents.top,
+                                         double(geometry->width) + extents.left + extents.right,
+                                         double(geometry->height) + extents.top + extents.bottom});
   else
     w.shown = false;  // gone while we asked
   return w;

@@ -129,6 +129,9 @@ class Engine : public QObject {
   bool snapped() const { return snapped_; }
   const std::optional<Rect>& homeGlide() const { return homeGlide_; }
   void setHome(const Rect& home) { home_ = home; }
+  // The display's part that the desktop's panels leave free, in its points: the frame (and
+  // the chips and buttons around it) keeps inside it.
+  Rect workArea() const;
   RenderLoop* renderLoop() const { return loop_.get(); }
   ScreenSource& screenSource() { return *screenSource_; }
   // Whether the takes leave Vorn's windows out; if not, they keep out of the capture area.

@@ -11,9 +11,24 @@
 #include "engine/Suggest.h"
 #include "model/Studio.h"
 
+#include <QGuiApplication>
+#include <QScreen>
+
 namespace vorn {
 
 Size Engine::screenSize() const { return {screen_.rect.width, screen_.rect.height}; }
+
+Rect Engine::workArea() const {
+  const Rect whole{0, 0, screen_.rect.width, screen_.rect.height};
+  // Only a GUI application knows the panels (`vorn record` has none on screen).
+  if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return whole;
+  const QScreen* screen = QGuiApplication::screenAt(QPoint(int(screen_.rect.midX()), int(screen_.rect.midY())));
+  if (!screen) return whole;
+  const QRect free = screen->availableGeometry();
+  const Rect local = Rect{free.x() - screen_.rect.x, free.y() - screen_.rect.y, double(free.width()),
+                          double(free.height())}.intersected(whole);
+  return local.isEmpty() ? whole : local;
+}
 
 double Engine::aspect() const { return HomeFrame::aspect(studio_.prefs()); }
 
@@ -23,7 +38,7 @@ Rect Engine::globalHome() const {
   return {screen_.rect.x + home_.x, screen_.rect.y + home_.y, home_.width, home_.height};
 }
 
-void Engine::restoreHome() { home_ = HomeFrame::restore(studio_.prefs(), screenSize()); }
+void Engine::restoreHome() { home_ = HomeFrame::restore(studio_.prefs(), screenSize()).clamped(workArea()); }
 
 void Engine::saveHome() {
   saveTimer_.stop();
@@ -51,7 +66,7 @@ void Engine::drag(const Rect& to) {
   if (!dragging_) return;  // let go, or given up with Escape
   const HomeFrame::Placed placed = HomeFrame::drag(to, {snapXs_, snapYs_}, screenSize());
   snapped_ = placed.snapped;
-  home_ = placed.rect;
+  home_ = placed.rect.clamped(workArea());
 }
 
 void Engine::endDrag() {
@@ -75,16 +90,16 @@ void Engine::resize(Point anchor, Point toward) {
   const HomeFrame::Placed placed =
       HomeFrame::resize(anchor, toward, aspect(), idealHeight(), screenSize());
   snapped_ = placed.snapped;
-  home_ = placed.rect;
+  home_ = placed.rect.clamped(workArea());
 }
 
 void Engine::scale(double factor) {
-  home_ = HomeFrame::scaled(home_, factor, aspect(), screenSize());
+  home_ = HomeFrame::scaled(home_, factor, aspect(), screenSize()).clamped(workArea());
   homeGlide_.reset();
   saveHomeSoon();
 }
 
-void Engine::glideTo(const Rect& target) { homeGlide_ = target; }
+void Engine::glideTo(const Rect& target) { homeGlide_ = target.clamped(workArea()); }
 
 std::vector<Rect> Engine::localWindows(const DesktopServices& desktop, const DisplayInfo& screen) {
   std::vector<Rect> windows;

@@ -67,9 +67,10 @@ bool FrameView::setState(const FrameState& state) {
   return true;
 }
 
-void FrameView::setRegionSize(QSizeF size) {
-  if (size == zones_.regionSize) return;
+void FrameView::setRegion(QSizeF size, bool chipBelow) {
+  if (size == zones_.regionSize && chipBelow == zones_.chipBelow) return;
   zones_.regionSize = size;
+  zones_.chipBelow = chipBelow;
   update();
 }
 
@@ -231,7 +232,7 @@ void FrameView::paintBrackets(QPainter& p, const QRectF& region, const QColor& b
 void FrameView::paintGrip(QPainter& p, const QRectF& r) {
   const bool hot = state_.gripHot || state_.dragging;
   const double width = hot ? 46 : 34;
-  const QRectF grip(r.center().x() - width / 2, r.top() - 11 - 5, width, 5);
+  const QRectF grip(r.center().x() - width / 2, zones_.chipBelow ? r.bottom() + 11 : r.top() - 11 - 5, width, 5);
   p.setPen(Qt::NoPen);
   p.setBrush(QColor(0, 0, 0, 50));
   p.drawRoundedRect(grip.adjusted(-1.5, -1, 1.5, 2), 3.5, 3.5);
@@ -240,7 +241,7 @@ void FrameView::paintGrip(QPainter& p, const QRectF& r) {
 }
 
 void FrameView::paintChip(QPainter& p, const QRectF& r) {
-  const QRectF chip(r.left() - 2.5, r.top() - 46, chipWidth(), 26);
+  const QRectF chip(r.left() - 2.5, zones_.chipBelow ? r.bottom() + 20 : r.top() - 46, chipWidth(), 26);
   p.setPen(pen(QColor(255, 255, 255, 26), 1));
   p.setBrush(QColor::fromRgbF(0.07f, 0.07f, 0.07f, 0.86f));
   p.drawRoundedRect(chip, 13, 13);

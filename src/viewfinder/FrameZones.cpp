@@ -1,5 +1,6 @@
 #include "viewfinder/FrameZones.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace vorn {
@@ -10,6 +11,15 @@ std::optional<int> FrameZones::corner(QPointF p) const {
   for (int i = 0; i < 4; ++i)
     if (std::hypot(p.x() - corners[i].x(), p.y() - corners[i].y()) < cornerReach) return i;
   return std::nullopt;
+}
+
+QRectF FrameZones::panel(const QRectF& f, bool chipBelow, double chipWidth) {
+  const double width = std::max(f.width() + 2 * margin, chipWidth + chipExtras);
+  return {f.x() - margin, f.y() - (chipBelow ? margin : top), width, f.height() + top + margin};
+}
+
+QRectF FrameZones::chipStrip(const QRectF& f, bool chipBelow, double chipWidth) {
+  return {f.x() - margin, chipBelow ? f.bottom() : f.y() - top, chipWidth + chipExtras, top};
 }
 
 FrameZones::Zone FrameZones::zone(QPointF p) const {

@@ -9,7 +9,8 @@
 namespace vorn {
 
 // Where things sit in the frame panel and what a point there means. The capture region lies
-// at (margin, top) in the panel, with the grip and the chip in the band above it.
+// at (margin, top) in the panel, with the grip and the chip in the band above it; where the
+// screen's top (or a panel there) leaves no room above, the band goes below the region.
 struct FrameZones {
   static constexpr double margin = 26;     // left, right and below the region
   static constexpr double top = 52;        // above the region
@@ -25,9 +26,13 @@ struct FrameZones {
   };
 
   QSizeF regionSize;
+  bool chipBelow = false;
   QRectF sparkRect, hideRect;  // empty when the chip is not drawn
 
-  QRectF region() const { return {margin, top, regionSize.width(), regionSize.height()}; }
+  QRectF region() const { return {margin, chipBelow ? margin : top, regionSize.width(), regionSize.height()}; }
+  // The panel around the region `f` and its chip strip, both in the points `f` is in.
+  static QRectF panel(const QRectF& f, bool chipBelow, double chipWidth);
+  static QRectF chipStrip(const QRectF& f, bool chipBelow, double chipWidth);
   // The first corner (in the order above) within reach of `p`.
   std::optional<int> corner(QPointF p) const;
   Zone zone(QPointF p) const;

@@ -49,11 +49,14 @@ void Viewfinder::attach(Engine& engine) {
 
 bool Viewfinder::compositing() const { return compositor_ && compositor_->running(); }
 
-QRect Viewfinder::panelRect(const QRectF& f) {
-  const double width = std::max(f.width() + 2 * FrameZones::margin, FrameView::chipWidth() + FrameZones::chipExtras);
-  return QRectF(f.x() - FrameZones::margin, f.y() - FrameZones::top, width,
-                f.height() + FrameZones::top + FrameZones::margin)
-      .toAlignedRect();
+QRect Viewfinder::panelRect(const QRectF& f, bool chipBelow) {
+  return FrameZones::panel(f, chipBelow, FrameView::chipWidth()).toAlignedRect();
+}
+
+// Whether the chip and the grip have room above the region, below the display's top and any
+// panel there.
+bool Viewfinder::chipFitsAbove(const QRectF& f) const {
+  return f.y() - FrameZones::top >= screen_->rect.y + engine_->workArea().y;
 }
 
 void Viewfinder::show(const DisplayInfo& screen) {
@@ -99,9 +102,8 @@ bool Viewfinder::grabbableAt(QPointF mouse, const QRectF& f) const {
   const QRectF outer = f.adjusted(-kEdgeOutside, -kEdgeOutside, kEdgeOutside, kEdgeOutside);
   const QRectF inner = f.adjusted(kEdgeInside, kEdgeInside, -kEdgeInside, -kEdgeInside);
   if (outer.contains(mouse) && !inner.contains(mouse)) return true;
-  const QRectF chipStrip(f.x() - FrameZones::margin, f.y() - FrameZones::top,
-                         FrameView::chipWidth() + FrameZones::chipExtras, FrameZones::top);
-  return studio_.phase() == Phase::framing && chipStrip.contains(mouse);
+  return studio_.phase() == Phase::framing &&
+         FrameZones::chipStrip(f, chipBelow_, FrameView::chipWidth()).contains(mouse);
 }
 
 void Viewfinder::update(double now) {
@@ -144,12 +146,15 @@ void Viewfinder::update(double now) {
 }
 
 void Viewfinder::placePanel(const QRectF& f) {
-  const QRect panel = panelRect(f);
-  if (panel == framePanel_->geometry()) return;
+  const bool below = !chipFitsAbove(f);
+  const QRect panel = panelRect(f, below);
+  if (panel == framePanel_->geometry() && below == chipBelow_) return;
+  chipBelow_ = below;
   framePanel_->setGeometry(panel);
   frameView_->setGeometry(0, 0, panel.width(), panel.height());
   const double width = std::max(f.width() + 2 * FrameZones::margin, FrameView::chipWidth() + FrameZones::chipExtras);
-  frameView_->setRegionSize({panel.width() - (width - f.width()), panel.height() - FrameZones::top - FrameZones::margin});
+  frameView_->setRegion({panel.width() - (width - f.width()), panel.height() - FrameZones::top - FrameZones::margin},
+                        below);
   if (!compositing()) shapeToStrokes();
 }
 
@@ -171,9 +176,7 @@ void Viewfinder::updateInput(const QRectF& f) {
       {outer.left(), inner.top(), inner.left() - outer.left(), inner.height()},
       {inner.right() + 1, inner.top(), outer.right() - inner.right(), inner.height()}};
   if (studio_.phase() == Phase::framing)
-    band.push_back(QRectF(local.x() - FrameZones::margin, local.y() - FrameZones::top,
-                          FrameView::chipWidth() + FrameZones::chipExtras, FrameZones::top)
-                       .toAlignedRect());
+    band.push_back(FrameZones::chipStrip(local, chipBelow_, FrameView::chipWidth()).toAlignedRect());
   framePanel_->setInputRegion(band);
 }
 

@@ -37,7 +37,7 @@ QImage draw(const QImage& desktop, Engine& engine, Studio& studio, const Scene& 
     view.resize(QSizeF(std::max(scene.region.width() + 52, FrameView::chipWidth() + FrameZones::chipExtras),
                        scene.region.height() + 78)
                     .toSize());
-    view.setRegionSize(scene.region);
+    view.setRegion(scene.region, false);
     FrameState state;
     state.phase = Phase::framing;
     state.points = 11;

@@ -35,6 +35,23 @@ TEST(FrameZonesTest, buttonsThenCornersInOrderThenTheBody) {
   EXPECT_EQ(FrameZones::hint({Kind::corner, 2})->text, "Drag to resize");
 }
 
+TEST(FrameZonesTest, theChipStripFlipsBelowAndStaysInsideThePanelEitherWay) {
+  const QRectF f(100, 10, 300, 500);
+  for (const bool below : {false, true}) {
+    const QRectF panel = FrameZones::panel(f, below, 200);
+    const QRectF strip = FrameZones::chipStrip(f, below, 200);
+    EXPECT_TRUE(panel.contains(strip)) << below;
+    EXPECT_TRUE(panel.contains(f)) << below;
+    EXPECT_FALSE(strip.intersects(f)) << "the strip never covers the region";
+    FrameZones zones;
+    zones.regionSize = f.size();
+    zones.chipBelow = below;
+    EXPECT_EQ(zones.region().translated(panel.topLeft()), f) << "the view draws the region where it is";
+  }
+  EXPECT_LT(FrameZones::chipStrip(f, false, 200).top(), f.top());
+  EXPECT_GE(FrameZones::chipStrip(f, true, 200).top(), f.bottom());
+}
+
 TEST(FrameZonesTest, readabilityTruncatesTheNumberButJudgesTheHalfPoint) {
   EXPECT_EQ(FrameReadout::readability(8.5), "Text 8 pt on phone  ·  Readable");
   EXPECT_EQ(FrameReadout::readability(11), "Text 11 pt on phone  ·  Crisp");

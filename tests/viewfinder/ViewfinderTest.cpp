@@ -1,12 +1,14 @@
 #include "app/DesktopBridge.h"
 #include "capture/Screenshot.h"
 #include "desktop/OverlayPanel.h"
+#include "desktop/ScreenScaleWatch.h"
 #include "desktop/WindowList.h"
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "reels/ReelMaker.h"
 #include "viewfinder/FrameView.h"
+#include "viewfinder/FrameZones.h"
 #include "viewfinder/Viewfinder.h"
 
 #include "support/OtherWindow.h"
@@ -14,6 +16,8 @@
 #include "support/Eventually.h"
 #include "support/MovieProbe.h"
 
+#include <QGuiApplication>
+#include <QScreen>
 #include <QWidget>
 #include <QtTest/QTest>
 #include <gtest/gtest.h>
@@ -77,6 +81,7 @@ class ViewfinderTest : public testing::Test {
   QColor pixel(int x, int y) { return screenshot(engine->screen(), 1.0).pixelColor(x, y); }
 
   const Rect home{600, 150, 450, 800};  // inside the backdrop
+  ScreenScaleWatch scales;  // as the studio has, before the first display is listed
   Studio studio;
   ReelMaker reels{studio};
   // Another application's window under the frame.
@@ -89,8 +94,8 @@ class ViewfinderTest : public testing::Test {
 TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
   test::ChildProcess compositor({"xcompmgr"});
   open(true);
+  EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(300, 650), 0.58); })) << "framing dims by 0.42";
   EXPECT_TRUE(dimmedTo(pixel(825, 650), 1.0)) << "the hole is clear";
-  EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.58)) << "framing dims by 0.42";
 
   QWidget studioWindow(nullptr, Qt::FramelessWindowHint);
   OverlayPanel::keepUndimmed(&studioWindow);
@@ -107,13 +112,11 @@ TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
   xdotool({"mousemove", "1800", "1050"});  // no pointer in the take
   engine->beginCountdown();
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
-  settle(1.0);
-  EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.74)) << "recording dims by 0.26";
+  EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(300, 650), 0.74); })) << "recording dims by 0.26";
   EXPECT_TRUE(dimmedTo(pixel(825, 650), 1.0));
   engine->stopRecording();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
-  settle(0.8);
-  EXPECT_TRUE(dimmedTo(pixel(825, 650), 0.58)) << "review dims everything";
+  EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(825, 650), 0.58); })) << "review dims everything";
 
   // Every pixel of the take is the backdrop's: no bracket, no chip, no dimming.
   const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 0.3);
@@ -135,13 +138,11 @@ TEST_F(ViewfinderTest, withoutACompositorNothingIsDimmedAndTheFrameKeepsOnlyItsS
 
   test::ChildProcess compositor({"xcompmgr"});
   ASSERT_TRUE(within(5, [&] { return viewfinder->compositing(); }));
-  settle(0.8);
-  EXPECT_TRUE(dimmedTo(pixel(300, 650), 0.58)) << "dims once a compositor runs";
+  EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(300, 650), 0.58); })) << "dims once a compositor runs";
 
   compositor.stop();
   ASSERT_TRUE(within(5, [&] { return !viewfinder->compositing(); }));
-  settle(0.8);
-  EXPECT_EQ(pixel(300, 650), kGreen) << "and no longer once it stops";
+  EXPECT_TRUE(within(5, [&] { return pixel(300, 650) == kGreen; })) << "and no longer once it stops";
   EXPECT_EQ(pixel(825, 650), kGreen);
 }
 
@@ -169,6 +170,67 @@ TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplic
   EXPECT_TRUE(studio.learnedFrame());
   test::runCommand({"xdotool", "getactivewindow"}, &active);
   EXPECT_EQ(std::stoul(active), backdrop.id()) << "the viewfinder never takes the focus";
+}
+
+TEST_F(ViewfinderTest, theFrameKeepsOffADesktopPanelAndItsChipFlipsBelowAtTheTop) {
+  // A taskbar along the top that reserves 40 points, as desktop panels do.
+  test::OtherWindow panel{QRect(0, 0, 1920, 40), Qt::darkGray};
+  ASSERT_EQ(test::runCommand({"xprop", "-id", std::to_string(panel.id()), "-f", "_NET_WM_STRUT_PARTIAL", "32c",
+                              "-set", "_NET_WM_STRUT_PARTIAL", "0,0,40,0,0,0,0,0,0,1919,0,0"}),
+            0);
+  ASSERT_TRUE(within(5, [] { return QGuiApplication::primaryScreen()->availableGeometry().top() == 40; }));
+  open(false);
+  engine->beginDrag();
+  engine->drag({600, -200, 450, 800});
+  engine->endDrag();
+  EXPECT_EQ(engine->home().y, 40) << "dragged up, the frame stops under the panel";
+  EXPECT_TRUE(within(3, [&] { return viewfinder->framePanel()->geometry().top() == 40 - FrameZones::margin; }))
+      << "no room above for the chip: the strip goes below the frame";
+  EXPECT_TRUE(within(3, [&] { return pixel(600 + 60, 40 + 800 + 33) != kGreen; })) << "where the chip is drawn";
+
+  engine->beginDrag();
+  engine->drag({600, 200, 450, 800});
+  engine->endDrag();
+  EXPECT_TRUE(within(3, [&] { return viewfinder->framePanel()->geometry().top() == 200 - FrameZones::top; }))
+      << "with room again, the chip is back above";
+}
+
+// Run as viewfinder_scaled_tests, with QT_SCALE_FACTOR=2: each point is two pixels each way,
+// so the frame, the dim, the edge band and the take's area must all agree on the points.
+TEST_F(ViewfinderTest, atTwiceTheScaleTheDimTheFrameTheBandAndTheTakeKeepToTheScreensPoints) {
+  if (qEnvironmentVariable("QT_SCALE_FACTOR") != QStringLiteral("2")) GTEST_SKIP() << "needs QT_SCALE_FACTOR=2";
+  test::ChildProcess compositor({"xcompmgr"});
+  ASSERT_TRUE(within(5, [&] { return viewfinder->compositing(); }));
+  xdotool({"mousemove", "1800", "1000"});
+  engine->open();
+  ASSERT_TRUE(within(5, [&] { return !engine->screen().rect.isEmpty(); }));
+  EXPECT_EQ(engine->screen().rect, (Rect{0, 0, 960, 540}));
+  EXPECT_EQ(engine->screen().scale, 2.0);
+  // The backdrop spans pixels 100-1500 × 100-1000: points 50-750 × 50-500.
+  engine->setHome({300, 80, 225, 400});
+  EXPECT_EQ(viewfinder->dimPanel()->geometry(), QRect(0, 0, 960, 540));
+  EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(2 * 200, 2 * 320), 0.58); })) << "the screen is dimmed";
+  EXPECT_TRUE(dimmedTo(pixel(2 * 412, 2 * 320), 1.0)) << "but for the hole where the frame is";
+  const QColor bracket = pixel(2 * 300 - 6, 2 * 80 + 10);
+  EXPECT_FALSE(dimmedTo(bracket, 1.0) || dimmedTo(bracket, 0.58)) << "the bracket is drawn at the frame's corner";
+
+  xdotool({"mousemove", std::to_string(2 * 290), std::to_string(2 * 320), "mousedown", "1"});
+  for (int x = 300; x <= 330; x += 10) xdotool({"mousemove", std::to_string(2 * x), std::to_string(2 * 320)});
+  xdotool({"mouseup", "1", "mousemove", "1800", "1000"});
+  EXPECT_TRUE(within(3, [&] { return std::abs(engine->home().x - 340) < 1; })) << "the band 10 points out drags it";
+
+  engine->beginCountdown();
+  ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
+  settle(1.0);
+  engine->stopRecording();
+  ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
+  const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 0.3);
+  ASSERT_FALSE(frame.isNull());
+  int off = 0;
+  for (int y = 10; y < frame.height(); y += 40)
+    for (int x = 10; x < frame.width(); x += 40)
+      if (!dimmedTo(frame.pixelColor(x, y), 1.0)) ++off;
+  EXPECT_EQ(off, 0) << "the take is the backdrop alone: no bracket, no dim, nothing beside the window";
 }
 
 TEST_F(ViewfinderTest, aSuggestionLandsOnTheSalientPatchInsideTheFrontWindow) {

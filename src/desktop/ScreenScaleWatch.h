@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QObject>
+
+class QScreen;
+
+namespace vorn {
+
+// Keeps the pixel-to-point table of the capture side in step with the toolkit's screens while
+// it lives, so clicks, pointer positions, window frames and grabs agree with where Qt places
+// windows at any scaling. GUI thread.
+class ScreenScaleWatch : public QObject {
+ public:
+  ScreenScaleWatch();
+
+ private:
+  void watch(QScreen* screen);
+  void publish();
+};
+
+}  // namespace vorn
