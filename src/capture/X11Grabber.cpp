@@ -103,6 +103,9 @@ X11Grabber::X11Grabber(const DisplayInfo& display, OwnClient own,
   setUpComposite();
   setUpDamage();
   stack_.emplace(connection, session_.screen->root, own, hasDamage_);
+  XcbReply<xcb_intern_atom_reply_t> atom(
+      xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 1, 13, "_XROOTPMAP_ID"), nullptr));
+  if (atom) wallpaperAtom_ = atom->atom;
   setUpCursor();
   xcb_flush(connection);
 }
@@ -271,8 +274,8 @@ bool X11Grabber::capture(const QRect& source, const QRegion& own) {
 }
 
 // The area as it would look without Vorn's windows: the other windows from the top down until
-// opaque ones cover it, the screen itself where none does, and black where only Vorn's
-// windows were over the desktop's background. Where Vorn's windows cover little of the area,
+// opaque ones cover it, the screen itself where none does, and the desktop's wallpaper (or
+// black, where none was set) where only Vorn's windows were over the desktop's background. Where Vorn's windows cover little of the area,
 // the screen is read whole and only their parts are built.
 void X11Grabber::compose(const QRect& source, const QRegion& own) {
   struct Layer {
@@ -301,9 +304,11 @@ void X11Grabber::compose(const QRect& source, const QRegion& own) {
   }
   const QRegion screen = uncovered - own - seeThrough;
   const int stride = source.width() * 4;
+  const xcb_pixmap_t desktop = wallpaper();
   for (const QRect& part : uncovered - screen)
-    clearBlock(area_->data, stride, part.x() - source.x(), part.y() - source.y(), part.width(),
-               part.height());
+    if (!desktop || !read(desktop, QPoint(0, 0), part, source, false))
+      clearBlock(area_->data, stride, part.x() - source.x(), part.y() - source.y(), part.width(),
+                 part.height());
   for (const QRect& part : screen) read(session_.screen->root, QPoint(0, 0), part, source, false);
   for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer)
     for (const QRect& part : layer->part)
@@ -311,6 +316,22 @@ void X11Grabber::compose(const QRect& source, const QRegion& own) {
                 !layer->window->opaque))
         clearBlock(area_->data, stride, part.x() - source.x(), part.y() - source.y(),
                    part.width(), part.height());
+}
+
+// The picture a wallpaper setter left for the root window (the root's own pixels under Vorn's
+// windows are Vorn's). Looked up again each second: the user may change the wallpaper.
+xcb_pixmap_t X11Grabber::wallpaper() {
+  const double now = mediaTime();
+  if (now - wallpaperCheckedAt_ < 1.0 || !wallpaperAtom_) return wallpaper_;
+  wallpaperCheckedAt_ = now;
+  wallpaper_ = XCB_NONE;
+  xcb_connection_t* connection = session_.connection.get();
+  XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+      connection, xcb_get_property(connection, 0, session_.screen->root, wallpaperAtom_, XCB_ATOM_PIXMAP, 0, 1),
+      nullptr));
+  if (reply && reply->format == 32 && xcb_get_property_value_length(reply.get()) == 4)
+    wallpaper_ = *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(reply.get()));
+  return wallpaper_;
 }
 
 // Reads `part` (root pixels) of the drawable whose top-left lies at `origin` into its place in

@@ -53,6 +53,7 @@ class X11Grabber : public Grabber {
   void compose(const QRect& source, const QRegion& own);
   bool read(xcb_drawable_t drawable, QPoint origin, const QRect& part, const QRect& source,
             bool blend);
+  xcb_pixmap_t wallpaper();
   FrameRef makeFrame(const ScreenConfig& config, const QRect& source, double now);
 
   X11Session session_;
@@ -70,6 +71,9 @@ class X11Grabber : public Grabber {
   uint8_t damageEvent_ = 0;
   uint8_t fixesEvent_ = 0;
   bool dirty_ = true;  // something was drawn in the area since the last frame
+  xcb_atom_t wallpaperAtom_ = XCB_NONE;  // where wallpaper setters leave the root's picture
+  xcb_pixmap_t wallpaper_ = XCB_NONE;
+  double wallpaperCheckedAt_ = -1e9;
 
   bool hasCursor_ = false;  // XFixes is there: without it no cursor is drawn
   CursorImage cursor_;

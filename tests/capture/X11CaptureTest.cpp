@@ -14,6 +14,7 @@
 #include <xcb/xtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <optional>
 
@@ -63,6 +64,42 @@ bool eventually(const std::function<bool()>& condition) {
 QRgb pixel(const ScreenFrame& frame, int x, int y) {
   return reinterpret_cast<const QRgb*>(frame.buffer->row(y))[x] | 0xff000000u;
 }
+
+// A wallpaper as setters leave it: a pixmap of one colour, named on the root window and shown
+// as its background, for as long as this lives.
+class Wallpaper {
+ public:
+  explicit Wallpaper(QColor colour) : c_(xcb_connect(nullptr, nullptr)) {
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
+    root_ = screen->root;
+    pixmap_ = xcb_generate_id(c_);
+    xcb_create_pixmap(c_, screen->root_depth, pixmap_, root_, screen->width_in_pixels, screen->height_in_pixels);
+    const xcb_gcontext_t gc = xcb_generate_id(c_);
+    const uint32_t pixel = colour.rgb() & 0xffffffu;
+    xcb_create_gc(c_, gc, pixmap_, XCB_GC_FOREGROUND, &pixel);
+    const xcb_rectangle_t all{0, 0, screen->width_in_pixels, screen->height_in_pixels};
+    xcb_poly_fill_rectangle(c_, pixmap_, gc, 1, &all);
+    xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, 13, "_XROOTPMAP_ID"), nullptr);
+    atom_ = atom->atom;
+    std::free(atom);
+    xcb_change_property(c_, XCB_PROP_MODE_REPLACE, root_, atom_, XCB_ATOM_PIXMAP, 32, 1, &pixmap_);
+    xcb_change_window_attributes(c_, root_, XCB_CW_BACK_PIXMAP, &pixmap_);
+    xcb_clear_area(c_, 0, root_, 0, 0, 0, 0);
+    std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+  }
+  ~Wallpaper() {
+    xcb_delete_property(c_, root_, atom_);
+    const uint32_t none = XCB_BACK_PIXMAP_NONE;
+    xcb_change_window_attributes(c_, root_, XCB_CW_BACK_PIXMAP, &none);
+    xcb_disconnect(c_);
+  }
+
+ private:
+  xcb_connection_t* c_;
+  xcb_window_t root_ = 0;
+  xcb_pixmap_t pixmap_ = 0;
+  xcb_atom_t atom_ = 0;
+};
 
 bool sameColour(QRgb a, QColor b) { return (a & 0xffffff) == (b.rgb() & 0xffffff); }
 
@@ -226,6 +263,27 @@ TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrameAndWhatTheyCoverStaysLive) {
     EXPECT_EQ(magentaFrames, 0);
     own.stop();
   }
+}
+
+TEST_F(X11CaptureTest, TheWallpaperShowsUnderVornsWindowsWhereNoOtherWindowIs) {
+  const QColor orange(240, 140, 20), magenta(230, 0, 230);
+  Wallpaper wallpaper(orange);
+  ScreenSource own{std::make_unique<X11ScreenBackend>()};
+  own.leaveOut(guiClient());
+  own.start(0, false);
+  const Rect area{100, 100, 600, 400};
+  ASSERT_TRUE(eventually([&] {
+    if (own.requested.get()->rect != area) own.request(area, false);
+    const auto frame = own.latest.get();
+    return frame && frame->rect == area;
+  }));
+  Swatch studio(QRect(250, 200, 200, 150), magenta);
+  studio.showNow();
+  EXPECT_TRUE(eventually([&] {
+    studio.repaint();
+    return sameColour(pixel(*own.latest.get(), 250, 175), orange);
+  })) << "the desktop's picture, not black, where the studio's window lies";
+  own.stop();
 }
 
 // A pointer over one of Vorn's windows is told apart from one over another application's.
