@@ -13,6 +13,7 @@
 #include "model/Studio.h"
 #include "model/Takes.h"
 #include "record/AudioFlattener.h"
+#include "record/Recorder.h"
 #include "record/TakeFiles.h"
 #include "render/Geometry.h"
 
@@ -101,6 +102,19 @@ DesktopServices commandServices(X11Desktop* desktop) {
   return services;
 }
 
+// Stops the take once it holds `seconds` of pictures: counted from its first picture, which
+// a busy machine may grab a little after the take began.
+void stopAfter(Engine& engine, double seconds) {
+  auto* poll = new QTimer(&engine);
+  QObject::connect(poll, &QTimer::timeout, &engine, [&engine, poll, seconds] {
+    const std::shared_ptr<Recorder> recorder = engine.recorder();
+    if (!recorder || recorder->secondsSoFar() < seconds) return;
+    poll->deleteLater();
+    engine.stopRecording();
+  });
+  poll->start(5);
+}
+
 // Starts the take once the first frame is composed and the camera and the microphone, if
 // chosen, have sent a picture and sound (or have been waited for long enough): a take never
 // opens on a second of silence while the microphone's stream gets going.
@@ -180,8 +194,7 @@ int runRecordCommand(int argc, char** argv) {
     if (studio.phase() != Phase::recording) return;
     say(describe(options));
     meter.start(options.prefs.micOn);
-    if (options.seconds)
-      QTimer::singleShot(int(*options.seconds * 1000), Qt::PreciseTimer, &engine, &Engine::stopRecording);
+    if (options.seconds) stopAfter(engine, *options.seconds);
   });
   QObject::connect(&engine, &Engine::takeFinished, &app, &QCoreApplication::quit);
   onStopSignals(&app, [&] {

@@ -9,18 +9,6 @@ extern "C" {
 #include <stdexcept>
 
 namespace vorn {
-namespace {
-
-// A jump this large (a lost buffer, the edge of a pause) is followed at once.
-constexpr std::int64_t jumpFrames = AudioEncoder::sampleRate / 10;
-// Otherwise buffers are joined seamlessly, and only a steady drift of the sound card's clock
-// against the host clock, seen through the jitter of the capture stamps, is corrected once it
-// reaches this much: well under one video frame at 60 fps.
-constexpr double driftFrames = AudioEncoder::sampleRate / 100.0;
-// Weight of each new buffer in the running mean of the stamps' offsets (about 30 buffers).
-constexpr double driftSmoothing = 1.0 / 32;
-
-}  // namespace
 
 av::CodecContext AudioEncoder::openAac(int channels, int bitRate) {
   const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
@@ -50,28 +38,14 @@ int AudioEncoder::add(const AudioBuffer& buffer, double seconds, const PacketSin
   if (buffer.sampleRate != sampleRate || buffer.channels < 1) return 0;
   const std::int64_t at = std::llround(seconds * sampleRate);
   const std::int64_t expected = encodedPosition_ + std::int64_t(pending_[0].size());
-  const float* samples = buffer.samples.data();
-  int frames = buffer.frameCount();
-  std::int64_t correction = 0;
-  if (!placedAny_ || std::abs(at - expected) >= jumpFrames) {
-    correction = at - expected;
-    drift_ = 0;
-  } else {
-    drift_ += (double(at - expected) - drift_) * driftSmoothing;
-    if (std::abs(drift_) >= driftFrames) {
-      correction = std::llround(drift_);
-      drift_ = 0;
-    }
-  }
-  if (correction > 0) {
-    if (int code = appendSilence(correction, sink); code < 0) return code;
-  } else if (correction < 0) {
-    const std::int64_t overlap = std::min<std::int64_t>(-correction, frames);
-    samples += overlap * buffer.channels;
-    frames -= int(overlap);
-  }
-  placedAny_ = true;
-  return append(samples, frames, buffer.channels, sink);
+  const SoundTimeline::Placement placed = timeline_.place(at, expected, buffer.frameCount());
+  if (placed.silence > 0)
+    if (int code = appendSilence(placed.silence, sink); code < 0) return code;
+  const float* samples = buffer.samples.data() + std::ptrdiff_t(placed.skip) * buffer.channels;
+  const int frames = buffer.frameCount() - placed.skip;
+  if (placed.stretch == 0) return append(samples, frames, buffer.channels, sink);
+  const std::vector<float> steered = SoundTimeline::stretched(samples, frames, buffer.channels, placed.stretch);
+  return append(steered.data(), frames + placed.stretch, buffer.channels, sink);
 }
 
 int AudioEncoder::finish(double seconds, const PacketSink& sink) {

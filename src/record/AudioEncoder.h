@@ -2,6 +2,7 @@
 
 #include "base/AudioBuffer.h"
 #include "base/Av.h"
+#include "record/SoundTimeline.h"
 
 #include <cstdint>
 #include <functional>
@@ -10,9 +11,8 @@
 namespace vorn {
 
 // One AAC track of a take (48 kHz; mono 128 kbit/s or stereo 160 kbit/s). Buffers are placed
-// on the track's own sample timeline by their written time: jitter is absorbed, a gap is
-// filled with silence and an overlap is cut, and a slow drift of the sound card's clock is
-// corrected in small steps, so the track stays locked to the host clock however long the take. Used on the writer thread only.
+// on the track's own sample timeline by their written time (see SoundTimeline), so the track
+// stays locked to the host clock however long the take. Used on the writer thread only.
 class AudioEncoder {
  public:
   static constexpr int sampleRate = 48000;
@@ -50,8 +50,7 @@ class AudioEncoder {
   int channels_;
   std::vector<std::vector<float>> pending_;  // per channel, not yet encoded
   std::int64_t encodedPosition_ = 0;         // sample index of pending_'s first sample
-  bool placedAny_ = false;  // the first buffer is placed exactly where it was stamped
-  double drift_ = 0;  // running mean of (stamped − expected position), in samples
+  SoundTimeline timeline_;
 };
 
 }  // namespace vorn

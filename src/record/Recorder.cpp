@@ -29,8 +29,10 @@ namespace {
 constexpr int maxQueuedVideo = 6;
 // Besides the queued frames: one being composed, one on its way to the preview, one shown.
 constexpr int maxFrames = maxQueuedVideo + 3;
-// Audio buffers waiting (about two seconds of 10 ms buffers per source).
-constexpr int maxQueuedAudio = 400;
+// Audio buffers waiting: half a minute of 10 ms buffers from both sources (about 12 MB), so a
+// writer held up by a slow disk or a starved machine loses no sound; beyond that the take is
+// stuck anyway.
+constexpr int maxQueuedAudio = 6000;
 // Audio held before the first frame: enough for a source that hands over seconds at a time.
 constexpr double maxHeldSeconds = 3.0;
 
@@ -149,6 +151,7 @@ void Recorder::appendAudio(AudioRef sample, double hostPTS, bool system) {
   if (!sample || !(system ? hasSystem_ : hasMic_)) return;
   if (queuedAudio_.fetch_add(1) >= maxQueuedAudio) {
     queuedAudio_.fetch_sub(1);
+    droppedAudio_.fetch_add(1);
     return;
   }
   queue_.async([this, sample = std::move(sample), hostPTS, system, arrived = mediaTime()] {
@@ -191,6 +194,8 @@ double Recorder::finish(double soundWait) {
     // The same figure `vorn record` prints: the take's frames that are missing, for any reason.
     if (missingFrames() > 0)
       logError("the take dropped " + std::to_string(missingFrames()) + " frames");
+    if (const int lost = droppedAudio_.load(); lost > 0)
+      logError("the take lost " + std::to_string(lost) + " buffers of sound: its writer fell behind");
     const int dropped = dropped_.load();
     // A take that lost more than one frame in a hundred starts the next one a preset faster.
     if (duration > 0 && dropped > duration * fps_ * 0.01) VideoEncoder::stepFaster();
@@ -234,6 +239,7 @@ void Recorder::writeVideo(const FrameBuffer& frame, double hostTime) {
           placeAudio(*held.sample, held.hostPTS, held.system);
       }
       lastSlot_ = slot;
+      shownSlot_.store(slot);
       lastPicture_ = pts;
       ++writtenFrames_;
       syncToDiskNowAndThen(*origin_ + seconds);

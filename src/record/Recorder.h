@@ -75,6 +75,8 @@ class Recorder {
   // frame (dropped here, or never composed because the render loop was held up). The one
   // count of dropped frames shown anywhere.
   long missingFrames() const { return lastSlot_ + 1 - writtenFrames_; }
+  // How long the take is so far, from its first picture to its last; any thread.
+  double secondsSoFar() const { return double(shownSlot_.load()) / fps_; }
   const QString& encoderName() const { return encoderName_; }
   // Where the take is; after `finish`, where it went (a free name beside it when another
   // file took its name meanwhile).
@@ -134,6 +136,7 @@ class Recorder {
   std::optional<double> pausedAt_;
   double lastPicture_ = 0;  // when the last written frame's picture was on screen
   long lastSlot_ = -1;      // the last written frame's slot; -1: none yet
+  std::atomic<long> shownSlot_{0};  // lastSlot_, for other threads
   long writtenFrames_ = 0;
   double savedDuration_ = 0;  // a take saved after an early stop
   double lastDiskSync_ = 0;   // written time of the last push to disk
@@ -142,6 +145,7 @@ class Recorder {
   Locked<QString> failure_;
   std::atomic<int> queuedVideo_{0};
   std::atomic<int> queuedAudio_{0};
+  std::atomic<int> droppedAudio_{0};
   std::atomic<int> dropped_{0};
   std::atomic<bool> syncPending_{false};
   // Counts the audio buffers written, for `finish` waiting on them.
