@@ -8,6 +8,9 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
+#include <cmath>
+
 namespace vorn {
 namespace {
 
@@ -29,8 +32,15 @@ QLabel* label(const QString& text, int pixels, QFont::Weight weight, double opac
   font.setPixelSize(pixels);
   font.setWeight(weight);
   l->setFont(font);
+  l->setProperty("vornPixels", pixels);
   l->setWordWrap(true);
   l->setStyleSheet(QStringLiteral("color: rgba(255,255,255,%1); background: transparent;").arg(int(opacity * 255)));
+  return l;
+}
+
+// A line the card can do without where it has no room for it.
+QLabel* detail(QLabel* l) {
+  l->setProperty("vornDetail", true);
   return l;
 }
 
@@ -56,7 +66,7 @@ void PhoneCard::buildWelcome(Studio& studio) {
   column->setContentsMargins(22, 26, 22, 22);
   column->setSpacing(10);
   column->addWidget(label(QStringLiteral("Welcome to Vorn"), 22, QFont::Bold, 1, this));
-  column->addWidget(label(QStringLiteral("Record your screen for the phone."), 13, QFont::Normal, 0.7, this));
+  column->addWidget(detail(label(QStringLiteral("Record your screen for the phone."), 13, QFont::Normal, 0.7, this)));
   column->addSpacing(8);
   for (const Step& step : kSteps) {
     auto* row = new QHBoxLayout;
@@ -68,7 +78,7 @@ void PhoneCard::buildWelcome(Studio& studio) {
     auto* words = new QVBoxLayout;
     words->setSpacing(2);
     words->addWidget(label(QString::fromUtf8(step.title), 14, QFont::DemiBold, 1, this));
-    words->addWidget(label(QString::fromUtf8(step.sentence), 12, QFont::Normal, 0.7, this));
+    words->addWidget(detail(label(QString::fromUtf8(step.sentence), 12, QFont::Normal, 0.7, this)));
     row->addLayout(words, 1);
     column->addLayout(row);
   }
@@ -94,6 +104,30 @@ void PhoneCard::buildProblem(const QString& title, const QString& detail) {
   text->setTextInteractionFlags(Qt::TextSelectableByMouse);  // a command in it can be copied
   column->addWidget(text);
   column->addStretch(1);
+}
+
+void PhoneCard::setTextScale(double scale) {
+  for (QLabel* l : findChildren<QLabel*>()) {
+    QFont font = l->font();
+    font.setPixelSize(std::max(8, int(std::lround(l->property("vornPixels").toInt() * scale))));
+    l->setFont(font);
+  }
+  const int side = int(std::lround(22 * scale));
+  layout()->setContentsMargins(side, int(std::lround(26 * scale)), side, side);
+  layout()->activate();
+}
+
+// Smaller text first; on a phone too small even for that, the explanations go and the titles
+// and the button stay.
+void PhoneCard::fitText() {
+  for (const bool details : {true, false}) {
+    for (QLabel* l : findChildren<QLabel*>())
+      if (l->property("vornDetail").toBool()) l->setVisible(details);
+    for (double scale = 1.0; scale >= 0.45; scale -= 0.1) {
+      setTextScale(scale);
+      if (heightForWidth(width()) <= height()) return;
+    }
+  }
 }
 
 std::optional<PhoneCard::Kind> PhoneCard::due(const Studio& studio) {

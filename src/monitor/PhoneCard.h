@@ -17,6 +17,11 @@ class PhoneCard : public QFrame {
 
   PhoneCard(Kind kind, Studio& studio, QWidget* parent);
   Kind kind() const { return kind_; }
+  // Sets its text (and the room around it) `scale` times its full size, so that the card fits
+  // a phone shrunk to fit a short screen without its lines running into each other.
+  void setTextScale(double scale);
+  // Shrinks the text in steps until the card's content fits its height.
+  void fitText();
   // The card the studio owes the user now, if any.
   static std::optional<Kind> due(const Studio& studio);
 

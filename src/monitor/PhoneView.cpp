@@ -107,12 +107,14 @@ void PhoneView::updateCard() {
   }
 }
 
-// The card keeps its text at full size: on a phone shrunk to fit the screen it takes more of it.
+// The card keeps its text at full size where it can: on a phone shrunk to fit the screen it
+// takes more of it, and only where even that is too little does its text shrink.
 void PhoneView::placeCard() {
   if (!card_) return;
   const double inset = std::clamp(14 * scale_ * scale_, 4.0, 14.0);
   card_->setGeometry(shown(screenRect()).adjusted(int(inset), int(60 * scale_ * scale_), -int(inset),
                                                   -int(60 * scale_ * scale_)));
+  card_->fitText();
 }
 
 // ---- Drawing.

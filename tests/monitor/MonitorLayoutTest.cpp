@@ -4,9 +4,11 @@
 #include "monitor/MonitorWindow.h"
 #include "monitor/ReviewBar.h"
 #include "monitor/PhoneCard.h"
+#include "monitor/PhoneView.h"
 #include "monitor/StatusText.h"
 #include "render/Geometry.h"
 
+#include <QCoreApplication>
 #include <QLayout>
 #include <QPushButton>
 #include <gtest/gtest.h>
@@ -79,6 +81,31 @@ TEST(MonitorWindow, fitsTheScreenWithEveryButtonOfTheReviewBarWhole) {
             << button->text().toStdString() << " on a screen " << screen << " high";
         EXPECT_GE(button->height(), button->minimumSizeHint().height()) << button->text().toStdString();
       }
+    }
+  }
+}
+
+TEST(PhoneCard, theWelcomeCardsLinesNeverRunIntoEachOtherOnAShrunkPhone) {
+  Studio studio;
+  studio.setPhase(Phase::framing);
+  ASSERT_FALSE(studio.welcomed());
+  MonitorWindow monitor(studio);
+  monitor.QWidget::show();
+  for (const int screen : {1050, 700, 525}) {
+    monitor.resize(MonitorPlacement::fullSizeOn(QRect(0, 30, 1920, screen)));
+    QCoreApplication::processEvents();
+    const PhoneCard* card = monitor.phone()->findChild<PhoneCard*>();
+    ASSERT_TRUE(card);
+    card->layout()->activate();
+    std::vector<QRect> placed;
+    for (const QWidget* w : card->findChildren<QWidget*>()) {
+      if (!w->isVisibleTo(card)) continue;
+      const QRect r(w->mapTo(card, QPoint(0, 0)), w->size());
+      EXPECT_TRUE(card->rect().contains(r)) << "inside the card on a screen " << screen << " high";
+      EXPECT_GE(w->height(), w->heightForWidth(w->width()) > 0 ? w->heightForWidth(w->width()) : 0)
+          << "each line whole on a screen " << screen << " high";
+      for (const QRect& other : placed) EXPECT_FALSE(r.intersects(other)) << "on a screen " << screen << " high";
+      placed.push_back(r);
     }
   }
 }
