@@ -29,6 +29,10 @@ packages=(
   dbus-daemon dbus-bin desktop-file-utils
   # the reel engine: speech recognition, caption fonts, a voice for test takes
   libpocketsphinx-dev pocketsphinx-en-us fonts-dejavu-extra espeak-ng
+  # the icons' pictures, rendered from the drawing
+  librsvg2-bin
+  # the Debian package and its checks
+  file
 )
 
 missing=()
