@@ -32,7 +32,7 @@ packages=(
   # the icons' pictures, rendered from the drawing
   librsvg2-bin
   # the Debian package and its checks
-  file
+  file lintian appstream
 )
 
 missing=()
