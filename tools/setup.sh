@@ -29,8 +29,8 @@ packages=(
   dbus-daemon dbus-bin desktop-file-utils
   # the reel engine: speech recognition, caption fonts, a voice for test takes
   libpocketsphinx-dev pocketsphinx-en-us fonts-dejavu-extra espeak-ng
-  # the icons' pictures, rendered from the drawing
-  librsvg2-bin
+  # the icons: pictures rendered from the drawing, Qt's SVG plugins for the drawing itself
+  librsvg2-bin libqt6svg6
   # the Debian package and its checks
   file lintian appstream
 )

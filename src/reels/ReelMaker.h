@@ -60,8 +60,11 @@ class ReelMaker : public QObject {
   static QString reelPath(const QUrl& take);
   // The reel file and its cover, caption, hidden work folder and hidden picture movie.
   static QStringList files(const QString& reel);
-  // The reel engine's standard error: ".engine.log" in the folder, started anew above
-  // 512000 bytes, appended to otherwise; the null device when it cannot be opened.
+  // "$XDG_STATE_HOME/vorn/engine.log" (~/.local/state without XDG_STATE_HOME): a log is
+  // state to keep, not a file for the takes folder.
+  static QString logPath();
+  // The reel engine's standard error: logPath(), started anew above 512000 bytes, appended to
+  // otherwise; the null device when it cannot be opened.
   static UniqueFd log();
   // The one-line brief, trimmed, with its leading hyphens dropped.
   static QString cleanTheme(const QString& theme);

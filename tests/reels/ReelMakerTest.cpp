@@ -343,8 +343,8 @@ TEST_F(ReelMakerTest, shutdownEmptiesTheQueue) {
 }
 
 TEST_F(ReelMakerTest, theLogIsStartedAnewAbove512000BytesAndAppendedBelow) {
-  const QString log = ReelMaker::folder() + "/.engine.log";
-  QDir().mkpath(ReelMaker::folder());
+  const QString log = ReelMaker::logPath();
+  QDir().mkpath(QFileInfo(log).path());
   const QByteArray script = "printf 'oops\\n' >&2\n" + kDone;
   int runs = 0;
   const auto runWithLog = [&](qsizetype size) {
@@ -365,7 +365,7 @@ TEST_F(ReelMakerTest, theLogIsStartedAnewAbove512000BytesAndAppendedBelow) {
 }
 
 TEST_F(ReelMakerTest, anUnopenableLogSendsTheEnginesErrorsToTheNullDevice) {
-  const QString log = ReelMaker::folder() + "/.engine.log";
+  const QString log = ReelMaker::logPath();
   QFile::remove(log);
   ASSERT_TRUE(QDir().mkpath(log));  // a folder where the log should be
   {
@@ -383,8 +383,8 @@ TEST_F(ReelMakerTest, anUnopenableLogSendsTheEnginesErrorsToTheNullDevice) {
 }
 
 TEST_F(ReelMakerTest, theLogIsTheUsersAloneAndNeverWrittenThroughALink) {
-  const QString log = ReelMaker::folder() + "/.engine.log";
-  QDir().mkpath(ReelMaker::folder());
+  const QString log = ReelMaker::logPath();
+  QDir().mkpath(QFileInfo(log).path());
   QFile::remove(log);
   const QString other = engine.path("someone else's");
   FakeEngine::write(other, "keep");
