@@ -90,7 +90,6 @@ QStringList ReelMaker::files(const QString& reel) {
       info.suffix().isEmpty() ? reel : reel.left(reel.size() - info.suffix().size());
   return {reel, withoutExtension + QStringLiteral("cover.jpg"),
           dir.filePath(base + QStringLiteral(".caption.txt")),
-          dir.filePath(QLatin1Char('.') + base),
           dir.filePath(QLatin1Char('.') + info.fileName() + QStringLiteral(".picture.mp4"))};
 }
 

@@ -1,4 +1,5 @@
 // The reel maker driving real processes: small shell scripts stand in for the reel engine.
+#include "model/ReelWork.h"
 #include "reels/FakeEngine.h"
 
 #include <QClipboard>
@@ -119,13 +120,9 @@ TEST_F(ReelMakerTest, discardingTheRunningJobStopsItTrashesItsFilesAndStartsTheN
   ASSERT_GT(engineA, 0);
 
   const QStringList reelFiles = ReelMaker::files(ReelMaker::reelPath(a.url));
-  for (const QString& path : reelFiles) {
-    if (path == reelFiles[3]) {
-      ASSERT_TRUE(QDir().mkpath(path + "/work"));  // the hidden work folder
-    } else {
-      FakeEngine::write(path, "reel");
-    }
-  }
+  for (const QString& path : reelFiles) FakeEngine::write(path, "reel");
+  const QString work = reelWorkFolder(ReelMaker::reelPath(a.url));
+  ASSERT_TRUE(QDir().mkpath(work + "/words"));
   QSignalSpy trashed(maker.get(), &ReelMaker::trashed);
   maker->discard(a);
   EXPECT_FALSE(maker->job(a).has_value());
@@ -141,6 +138,7 @@ TEST_F(ReelMakerTest, discardingTheRunningJobStopsItTrashesItsFilesAndStartsTheN
                    "/Trash/files");
   EXPECT_TRUE(trash.exists(QFileInfo(reelFiles[0]).fileName()));
   EXPECT_TRUE(trash.exists(QFileInfo(reelFiles[3]).fileName()));
+  EXPECT_FALSE(QFileInfo::exists(work)) << "cache is removed, not trashed";
   EXPECT_TRUE(QFileInfo::exists(a.url.toLocalFile() + ".engine")) << "the take side is untouched";
   EXPECT_FALSE(maker->job(a).has_value()) << "late events of the stopped run change nothing";
 }
