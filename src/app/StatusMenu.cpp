@@ -1,6 +1,7 @@
 #include "app/StatusMenu.h"
 
 #include "base/Log.h"
+#include "controls/MenuLook.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
@@ -13,6 +14,7 @@ namespace vorn {
 
 StatusMenu::StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels)
     : studio_(studio), engine_(engine), reels_(reels) {
+  darkenMenu(menu_);
   show_ = menu_.addAction(QString(), &engine_, &Engine::showStudio);
   record_ = menu_.addAction(QString(), &engine_, &Engine::primaryAction);
   record_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+9")));
