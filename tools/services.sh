@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Sourced by the tools that run Vorn without a desktop: start_display starts a virtual display
 # (Xvfb) and exports DISPLAY; start_sound starts a private PulseAudio server whose microphone
