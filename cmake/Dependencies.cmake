@@ -11,7 +11,8 @@ pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
 pkg_check_modules(PULSE_SIMPLE REQUIRED IMPORTED_TARGET libpulse-simple)
 pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
-find_package(OpenCV 4 REQUIRED COMPONENTS core imgproc objdetect saliency)
+# Faces (objdetect) and the frame suggestion's saliency (core's DFT): none of opencv-contrib.
+find_package(OpenCV 4 REQUIRED COMPONENTS core imgproc objdetect)
 
 # libyuv ships no pkg-config file on Debian 12.
 find_path(LIBYUV_INCLUDE_DIR libyuv.h REQUIRED)

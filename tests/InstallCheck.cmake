@@ -7,8 +7,12 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefi
 if(failed)
   message(FATAL_ERROR "cmake --install failed")
 endif()
-foreach(file bin/vorn bin/vorncut share/applications/vorn.desktop share/icons/hicolor/scalable/apps/vorn.svg
-             share/dbus-1/services/org.vorn.Vorn.service)
+foreach(file bin/vorn libexec/vorn/vorncut share/applications/vorn.desktop
+             share/metainfo/org.vorn.Vorn.metainfo.xml share/dbus-1/services/org.vorn.Vorn.service
+             share/icons/hicolor/scalable/apps/vorn.svg share/icons/hicolor/symbolic/apps/vorn-symbolic.svg
+             share/icons/hicolor/48x48/apps/vorn.png share/icons/hicolor/256x256/apps/vorn.png
+             share/man/man1/vorn.1.gz share/man/man1/vorncut.1.gz
+             share/bash-completion/completions/vorn share/doc/vorn/copyright)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()
@@ -24,5 +28,11 @@ execute_process(COMMAND desktop-file-validate ${prefix}/share/applications/vorn.
                 RESULT_VARIABLE invalid OUTPUT_VARIABLE problems ERROR_VARIABLE problems)
 if(invalid OR problems)
   message(FATAL_ERROR "vorn.desktop is not valid: ${problems}")
+endif()
+# What software centres check before they list Vorn.
+execute_process(COMMAND appstreamcli validate --no-net ${prefix}/share/metainfo/org.vorn.Vorn.metainfo.xml
+                RESULT_VARIABLE invalid OUTPUT_VARIABLE problems ERROR_VARIABLE problems)
+if(invalid)
+  message(FATAL_ERROR "the AppStream entry is not valid: ${problems}")
 endif()
 file(REMOVE_RECURSE ${prefix})

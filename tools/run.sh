@@ -12,29 +12,16 @@ if [ -n "${DISPLAY:-}" ]; then
   exec "$vorn" "$@"
 fi
 
-helpers=()
+source tools/services.sh
 trap 'kill "${helpers[@]}" 2>/dev/null' EXIT
 trap 'exit 130' INT TERM
 
-exec {display_fd}<> <(:)
-Xvfb -displayfd "$display_fd" -screen 0 1920x1080x24 -nolisten tcp >/dev/null 2>&1 &
-helpers+=($!)
-read -r -t 10 number <&"$display_fd"
-export DISPLAY=":$number"
+start_display
 echo "No display found: started a virtual display (Xvfb) at $DISPLAY."
 
-# Without a sound server the take would have no sound: a private one stands in, with a quiet
-# 440 Hz tone as its microphone.
+# Without a sound server the take would have no sound: a private one stands in.
 if ! pactl info >/dev/null 2>&1; then
-  pulse_dir=$(mktemp -d /tmp/vorn-pulse-XXXXXX)
-  pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --disallow-exit \
-    -L "module-native-protocol-unix socket=$pulse_dir/native" \
-    -L "module-null-sink sink_name=speakers rate=48000" \
-    -L "module-sine-source source_name=sample_tone frequency=440 rate=48000" >/dev/null 2>&1 &
-  helpers+=($!)
-  export PULSE_SERVER="unix:$pulse_dir/native"
-  for _ in $(seq 50); do pactl info >/dev/null 2>&1 && break; sleep 0.2; done
-  pactl set-default-source sample_tone && pactl set-source-volume sample_tone 50%
+  start_sound
   echo "No sound server found: started one whose microphone plays a quiet 440 Hz tone."
 fi
 

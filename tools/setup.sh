@@ -15,9 +15,9 @@ packages=(
   libxcb-shape0-dev libxcb-xtest0-dev libxcb-image0-dev libxcb-composite0-dev
   # audio, camera, pixels, faces
   libpulse-dev libudev-dev libturbojpeg0-dev libyuv-dev
-  libopencv-dev libopencv-contrib-dev opencv-data
-  # tests and benchmarks
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libopencv-dev
+  # tests and benchmarks (the camera benchmark measures opencv-data's face cascades)
+  libgtest-dev libgmock-dev libbenchmark-dev opencv-data
   xvfb x11-utils pulseaudio pulseaudio-utils ffmpeg openssl
   # video memory without a GPU (Mesa's software Vulkan), for the hardware upload tests
   mesa-vulkan-drivers
@@ -29,6 +29,10 @@ packages=(
   dbus-daemon dbus-bin desktop-file-utils
   # the reel engine: speech recognition, caption fonts, a voice for test takes
   libpocketsphinx-dev pocketsphinx-en-us fonts-dejavu-extra espeak-ng
+  # the icons: pictures rendered from the drawing, Qt's SVG plugins for the drawing itself
+  librsvg2-bin libqt6svg6
+  # the Debian package and its checks
+  file lintian appstream
 )
 
 missing=()

@@ -1,6 +1,7 @@
 #include "app/StatusMenu.h"
 
 #include "base/Log.h"
+#include "controls/MenuLook.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
@@ -13,6 +14,7 @@ namespace vorn {
 
 StatusMenu::StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels)
     : studio_(studio), engine_(engine), reels_(reels) {
+  darkenMenu(menu_);
   show_ = menu_.addAction(QString(), &engine_, &Engine::showStudio);
   record_ = menu_.addAction(QString(), &engine_, &Engine::primaryAction);
   record_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+9")));
@@ -60,9 +62,13 @@ void StatusMenu::offerUpdate(const QString& version, const QUrl& url) {
   connect(update_, &QAction::triggered, this, [url] { QDesktopServices::openUrl(url); });
 }
 
+// Icons by theme name, so that a panel can draw them in its own colours: the one-colour glyph
+// (its drawing's middle grey reads on light and dark panels where nothing recolours it), and
+// the theme's record symbol while recording.
 QIcon StatusMenu::icon() const {
-  return symbolIcon(studio_.phase() == Phase::recording ? "record.circle.fill"
-                                                        : "rectangle.portrait.inset.filled");
+  if (studio_.phase() == Phase::recording)
+    return QIcon::fromTheme(QStringLiteral("media-record"), symbolIcon("record.circle.fill"));
+  return QIcon::fromTheme(QStringLiteral("vorn-symbolic"), QIcon(QStringLiteral(":/vorn/vorn-symbolic.svg")));
 }
 
 

@@ -22,9 +22,9 @@
 #include "monitor/MonitorWindow.h"
 #include "reels/ReelMaker.h"
 #include "viewfinder/Viewfinder.h"
-#include "render/Icons.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QTimer>
 
 #include <cstdio>
@@ -59,7 +59,10 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   QApplication::setOrganizationName(QStringLiteral("Vorn"));
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setApplicationVersion(QStringLiteral(VORN_VERSION));
-  QApplication::setWindowIcon(symbolIcon("rectangle.portrait.inset.filled"));
+  // The launcher entry the desktop matches the windows with, and its icon from the icon
+  // theme; the drawing built into the program where no theme has it (an uninstalled build).
+  QGuiApplication::setDesktopFileName(QStringLiteral("vorn"));
+  QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("vorn"), QIcon(QStringLiteral(":/vorn/vorn.svg"))));
   // Before anything that a second studio would fight over: the hot key, the camera.
   StudioService service;
   if (service.claim() == StudioService::Claim::taken) return askRunningStudio(request);

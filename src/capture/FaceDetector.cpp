@@ -1,5 +1,6 @@
 #include "capture/FaceDetector.h"
 
+#include <QFile>
 #include <algorithm>
 #include <libyuv/scale_argb.h>
 #include <opencv2/imgproc.hpp>
@@ -73,19 +74,22 @@ std::optional<cv::Rect> FaceDetector::State::searchNear(const cv::Rect& face) {
   return largest(area.tl());
 }
 
-std::string FaceDetector::defaultCascade() {
-  return "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt2.xml";
-}
+std::string FaceDetector::defaultCascade() { return ":/vorn/haarcascade_frontalface_alt2.xml"; }
 
 FaceDetector::FaceDetector(const std::string& cascadeFile) : state_(std::make_unique<State>()) {
   // One detection at a time, on "vorn.vision" alone: OpenCV's worker pool would spin on the
   // core the encoder needs.
   cv::setNumThreads(1);
+  // Read through Qt, which also reads the program's own files, and handed to OpenCV as text.
+  QFile file(QString::fromStdString(cascadeFile));
   bool loaded = false;
-  try {
-    loaded = state_->cascade.load(cascadeFile);
-  } catch (const cv::Exception&) {
-    loaded = false;
+  if (file.open(QIODevice::ReadOnly)) {
+    try {
+      const cv::FileStorage storage(file.readAll().toStdString(), cv::FileStorage::READ | cv::FileStorage::MEMORY);
+      loaded = state_->cascade.read(storage.getFirstTopLevelNode());
+    } catch (const cv::Exception&) {
+      loaded = false;
+    }
   }
   if (!loaded) logError("face finding is off: the cascade " + cascadeFile + " can't be loaded.");
 }

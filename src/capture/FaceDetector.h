@@ -20,10 +20,11 @@ class FaceDetector {
   static constexpr int detectionWidth = 320;
   static constexpr int fullSearchEvery = 6;
 
-  // The frontal-face cascade ("alt2") that Debian's opencv-data ships: of the three
+  // OpenCV's frontal-face cascade "alt2", built into the program (data/): of the three
   // frontal cascades measured it found the most faces with no false ones.
   static std::string defaultCascade();
 
+  // `cascadeFile`: a file or a Qt resource path.
   explicit FaceDetector(const std::string& cascadeFile = defaultCascade());
   ~FaceDetector();
   FaceDetector(const FaceDetector&) = delete;

@@ -1,5 +1,6 @@
 #include "controls/FaceMenu.h"
 
+#include "controls/MenuLook.h"
 #include "model/Studio.h"
 
 #include <QActionGroup>
@@ -23,6 +24,7 @@ constexpr Choice kChoices[] = {
 
 FaceMenu::FaceMenu(Studio& studio, QWidget* parent) : QMenu(QStringLiteral("Face in Reels"), parent), studio_(studio) {
   setToolTipsVisible(true);
+  darkenMenu(*this);
   auto* group = new QActionGroup(this);
   for (const Choice& choice : kChoices) {
     QAction* action = addAction(QString::fromUtf8(choice.label));

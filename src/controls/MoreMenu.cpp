@@ -2,6 +2,7 @@
 
 #include "capture/ScreenSource.h"
 #include "controls/FaceMenu.h"
+#include "controls/MenuLook.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
@@ -17,6 +18,7 @@ namespace vorn {
 MoreMenu::MoreMenu(Studio& studio, Engine& engine, QWidget* parent)
     : QMenu(QStringLiteral("More"), parent), studio_(studio), engine_(engine) {
   setToolTipsVisible(true);
+  darkenMenu(*this);
   connect(this, &QMenu::aboutToShow, this, [this] { rebuild(); });
   rebuild();
 }

@@ -110,8 +110,12 @@ int promo(const Options& options, Report& report) {
     requireRegularFile(options.take, "take");
     const double takeLength = takeDuration(options.take);
     files.prepare();
-    removeOnTermination({files.draft(files.reel).string(), files.draft(files.cover).string(),
-                         files.draft(files.picture).string(), files.draft(files.caption).string()});
+    std::vector<std::string> drafts;
+    for (const auto& final : {files.reel, files.cover, files.picture, files.caption}) {
+      drafts.push_back(files.draft(final).string());
+      drafts.push_back(files.part(final).string());
+    }
+    removeOnTermination(drafts);
     const Pcm pcm = soundOf(options);
     Transcript transcript = listenTo(options, pcm, report);
     transcript.duration = std::min(transcript.duration, takeLength);

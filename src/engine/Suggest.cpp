@@ -1,7 +1,8 @@
 #include "engine/Suggest.h"
 
+#include "engine/SpectralResidual.h"
+
 #include <opencv2/imgproc.hpp>
-#include <opencv2/saliency.hpp>
 
 #include <algorithm>
 
@@ -33,9 +34,7 @@ std::vector<Salient> salientRegions(const QImage& shot, Size displaySize, std::o
   const cv::Mat image(gray.height(), gray.width(), CV_8UC1, const_cast<uchar*>(gray.constBits()),
                       size_t(gray.bytesPerLine()));
   cv::Mat map;
-  auto saliency = cv::saliency::StaticSaliencySpectralResidual::create();
-  if (!saliency->computeSaliency(image, map) || map.empty()) return {};
-  cv::resize(map, map, image.size());
+  cv::resize(spectralResidual(image), map, image.size());
   cv::Mat map8, mask, labels, stats, centroids;
   map.convertTo(map8, CV_8U, 255);
   cv::threshold(map8, mask, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);

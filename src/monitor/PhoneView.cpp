@@ -44,6 +44,10 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
   setFixedSize(bodySize);
   setAttribute(Qt::WA_TranslucentBackground);
   setMouseTracking(true);
+  setAccessibleName(QStringLiteral("Phone preview"));
+  setAccessibleDescription(QStringLiteral(
+      "The video as viewers will see it. Drag the camera bubble to move it, the wheel resizes it; "
+      "drag the divider, double-click it to swap the halves."));
   for (auto signal : {&Studio::phaseChanged, &Studio::countdownChanged, &Studio::pausedAtChanged,
                       &Studio::prefsChanged, &Studio::toastChanged})
     connect(&studio_, signal, this, qOverload<>(&QWidget::update));

@@ -8,11 +8,12 @@
 namespace vorn {
 namespace {
 
-QToolButton* lightButton(const QString& glyph, const QString& help, const QColor& colour, QWidget* parent) {
+QToolButton* lightButton(const QString& glyph, const QString& name, const QString& help, const QColor& colour,
+                         QWidget* parent) {
   auto* button = new QToolButton(parent);
   button->setText(glyph);
+  button->setAccessibleName(name);
   button->setToolTip(help);
-  button->setAccessibleName(help.section(QLatin1Char(' '), 0, 0));
   button->setFixedSize(14, 14);
   button->setFocusPolicy(Qt::TabFocus);
   button->setStyleSheet(QStringLiteral("QToolButton { background: %1; border-radius: 7px; border: none; color: "
@@ -28,11 +29,12 @@ TrafficLights::TrafficLights(Studio& studio, Actions actions, QWidget* parent) :
   auto* row = new QHBoxLayout(this);
   row->setContentsMargins(0, 0, 0, 0);
   row->setSpacing(8);
-  QToolButton* close = lightButton(QStringLiteral("×"),
+  QToolButton* close = lightButton(QStringLiteral("×"), QStringLiteral("Close Vorn"),
                                    QStringLiteral("Close Vorn  Ctrl+W\nCtrl+Shift+9 or the tray icon brings it back"),
                                    QColor(255, 95, 87), this);
-  compact_ = lightButton(QStringLiteral("−"), QString(), QColor(254, 188, 46), this);
-  QToolButton* zoom = lightButton(QStringLiteral("+"), QStringLiteral("Size the frame so its text reads well on a phone"),
+  compact_ = lightButton(QStringLiteral("−"), QString(), QString(), QColor(254, 188, 46), this);
+  QToolButton* zoom = lightButton(QStringLiteral("+"), QStringLiteral("Size the frame for a phone"),
+                                  QStringLiteral("Size the frame so its text reads well on a phone"),
                                   QColor(40, 200, 64), this);
   connect(close, &QToolButton::clicked, this, actions.close);
   connect(compact_, &QToolButton::clicked, this, actions.compact);
@@ -43,8 +45,9 @@ TrafficLights::TrafficLights(Studio& studio, Actions actions, QWidget* parent) :
 }
 
 void TrafficLights::updateHelp() {
-  compact_->setToolTip(studio_.compact() ? QStringLiteral("Show the phone  Ctrl+M")
-                                         : QStringLiteral("Tuck the phone away  Ctrl+M"));
+  const QString name = studio_.compact() ? QStringLiteral("Show the phone") : QStringLiteral("Tuck the phone away");
+  compact_->setAccessibleName(name);
+  compact_->setToolTip(name + QStringLiteral("  Ctrl+M"));
 }
 
 }  // namespace vorn

@@ -90,14 +90,21 @@ QStringList ReelMaker::files(const QString& reel) {
       info.suffix().isEmpty() ? reel : reel.left(reel.size() - info.suffix().size());
   return {reel, withoutExtension + QStringLiteral("cover.jpg"),
           dir.filePath(base + QStringLiteral(".caption.txt")),
-          dir.filePath(QLatin1Char('.') + base),
           dir.filePath(QLatin1Char('.') + info.fileName() + QStringLiteral(".picture.mp4"))};
 }
 
+QString ReelMaker::logPath() {
+  QString state = qEnvironmentVariable("XDG_STATE_HOME");
+  if (!QDir::isAbsolutePath(state)) state = QDir::homePath() + QStringLiteral("/.local/state");
+  return state + QStringLiteral("/vorn/engine.log");
+}
+
 UniqueFd ReelMaker::log() {
-  const QString dir = folder();
-  QDir().mkpath(dir);
-  const QByteArray path = QFile::encodeName(QDir(dir).filePath(QStringLiteral(".engine.log")));
+  const QString file = logPath();
+  // The user's alone, like the state folder XDG asks for around it.
+  const QString dir = QFileInfo(file).path();
+  if (QDir().mkpath(dir)) QFile::setPermissions(dir, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+  const QByteArray path = QFile::encodeName(file);
   struct stat status {};
   const bool fresh = ::lstat(path.constData(), &status) != 0 || status.st_size > kLogLimitBytes;
   // Never through a link planted under the name: the log then goes nowhere.

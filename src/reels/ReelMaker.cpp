@@ -2,6 +2,7 @@
 
 #include "base/Log.h"
 #include "base/Trash.h"
+#include "model/ReelWork.h"
 #include "model/Studio.h"
 #include "reels/PhoneShare.h"
 #include "reels/ReelMessage.h"
@@ -108,9 +109,10 @@ void ReelMaker::discard(const Take& take) {
   if (jobs_.erase(url) > 0) Q_EMIT jobsChanged();
   if (latest_ == url) setLatest(std::nullopt);
   const QPointer<ReelMaker> self(this);
-  trash_.async([paths = files(reel), self, url] {
+  trash_.async([paths = files(reel), work = reelWorkFolder(reel), self, url] {
     for (const QString& path : paths)
       if (QFileInfo::exists(path)) moveToTrash(path);
+    QDir(work).removeRecursively();
     if (ReelMaker* maker = self.data())
       QMetaObject::invokeMethod(maker, [self, url] { if (self) Q_EMIT self->trashed(url); },
                                 Qt::QueuedConnection);

@@ -58,10 +58,14 @@ class ReelMaker : public QObject {
   static QString folder();
   // folder + "/" + the take's file name without extension + " · Reel.mp4".
   static QString reelPath(const QUrl& take);
-  // The reel file and its cover, caption, hidden work folder and hidden picture movie.
+  // The reel file and its cover, caption and hidden picture movie (its work folder, cache,
+  // is reelWorkFolder(reel)).
   static QStringList files(const QString& reel);
-  // The reel engine's standard error: ".engine.log" in the folder, started anew above
-  // 512000 bytes, appended to otherwise; the null device when it cannot be opened.
+  // "$XDG_STATE_HOME/vorn/engine.log" (~/.local/state without XDG_STATE_HOME): a log is
+  // state to keep, not a file for the takes folder.
+  static QString logPath();
+  // The reel engine's standard error: logPath(), started anew above 512000 bytes, appended to
+  // otherwise; the null device when it cannot be opened.
   static UniqueFd log();
   // The one-line brief, trimmed, with its leading hyphens dropped.
   static QString cleanTheme(const QString& theme);
@@ -73,7 +77,7 @@ class ReelMaker : public QObject {
   std::optional<Job> job(const std::optional<Take>& take) const;
   // Copies the caption and sends the finished reel to the phone.
   void send(const Take& take);
-  // Forgets the take's job and moves its reel files to the Trash.
+  // Forgets the take's job, moves its reel files to the Trash and removes its work folder.
   void discard(const Take& take);
   void pause();
   void resume();

@@ -191,7 +191,7 @@ QImage sampleCameraPicture() {
   room.setColorAt(0, QColor(62, 72, 88));
   room.setColorAt(1, QColor(128, 112, 96));
   painter.fillRect(image.rect(), room);
-  const QImage face = loadPicture("VORN_SAMPLE_CAMERA", QStringLiteral(VORN_SOURCE_DIR "/tests/data/face.jpg"));
+  const QImage face = loadPicture("VORN_SAMPLE_CAMERA", QStringLiteral(":/vorn/sample-face.jpg"));
   if (face.isNull()) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setBrush(QColor(224, 182, 150));

@@ -48,6 +48,9 @@ FrameView::FrameView(Engine& engine, Studio& studio, QWidget* parent)
     : QWidget(parent), engine_(engine), studio_(studio) {
   setAttribute(Qt::WA_TranslucentBackground);
   setMouseTracking(true);
+  setAccessibleName(QStringLiteral("Capture frame"));
+  setAccessibleDescription(QStringLiteral("The part of the screen that is recorded. Drag its edge to move it, "
+                                          "its corners to resize it."));
 }
 
 double FrameView::chipWidth() {

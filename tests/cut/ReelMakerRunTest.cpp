@@ -3,6 +3,7 @@
 #include "SpokenTake.h"
 
 #include "model/Prefs.h"
+#include "model/ReelWork.h"
 #include "model/Settings.h"
 #include "model/Studio.h"
 #include "reels/ReelMaker.h"
@@ -46,6 +47,7 @@ TEST(ReelMakerRunTest, theRealEngineTakesAJobToReadyWithAPlayableReel) {
   EXPECT_EQ(test::probeStreams(job.video->toLocalFile()).size(), 2u);
   for (const QString& file : ReelMaker::files(job.video->toLocalFile()))
     EXPECT_TRUE(QFileInfo::exists(file)) << file.toStdString();
+  EXPECT_TRUE(QFileInfo::exists(reelWorkFolder(job.video->toLocalFile()) + "/words.txt"));
   EXPECT_EQ(toasts, QStringList({QStringLiteral("Your reel is ready")}));
   qunsetenv("VORN_CUT_PATH");
 }

@@ -2,10 +2,12 @@
 // probed back, its companion files, and one "error" for each kind of bad input.
 #include "SpokenTake.h"
 
+#include "model/ReelWork.h"
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/MovieProbe.h"
 
+#include <QFile>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -29,6 +31,10 @@ namespace {
 using test::runVorncut;
 using test::scratch;
 using test::spokenTake;
+
+fs::path workFolder(const fs::path& reel) {
+  return QFile::encodeName(reelWorkFolder(QFile::decodeName(reel.c_str()))).toStdString();
+}
 
 std::vector<QJsonObject> messages(const std::string& output) {
   std::vector<QJsonObject> list;
@@ -89,24 +95,43 @@ class ReelTest : public testing::Test {
   static void SetUpTestSuite() {
     fs::create_directories(folder());
     std::ofstream(scratch() + "/script.txt") << spokenTake().script;
+    // The cache on another file system than the reel where there is one (/dev/shm): each
+    // finished file is then copied beside its name before the move into place.
+    if (const char* before = std::getenv("XDG_CACHE_HOME")) cacheBefore = before;
+    char cache[] = "/dev/shm/vorn-cache-XXXXXX";
+    if (::mkdtemp(cache)) {
+      otherCache = cache;
+      setenv("XDG_CACHE_HOME", cache, 1);
+    }
     // A link planted where the work folder goes, into a folder of someone else's.
     fs::create_directories(elsewhere());
-    fs::create_directory_symlink(elsewhere(), folder() / ".Spoken \u00B7 Reel");
+    fs::create_directories(workFolder(reel()).parent_path());
+    fs::create_directory_symlink(elsewhere(), workFolder(reel()));
     const mode_t umaskBefore = ::umask(022);
     status = runVorncut({"promo", spokenTake().path, "--jsonl", "--brain", "device", "--out",
                          reel(), "--script", scratch() + "/script.txt"},
                         &output);
     ::umask(umaskBefore);
   }
+  static void TearDownTestSuite() {
+    if (otherCache.empty()) return;
+    std::error_code ignored;
+    fs::remove_all(otherCache, ignored);
+    setenv("XDG_CACHE_HOME", cacheBefore.c_str(), 1);
+  }
   static fs::path elsewhere() { return scratch() + "/Elsewhere"; }
   static fs::path folder() { return scratch() + "/Reels"; }
   static std::string reel() { return folder() / "Spoken \u00B7 Reel.mp4"; }
   static int status;
   static std::string output;
+  static std::string cacheBefore;
+  static std::string otherCache;
 };
 
 int ReelTest::status = -1;
 std::string ReelTest::output;
+std::string ReelTest::cacheBefore;
+std::string ReelTest::otherCache;
 
 TEST_F(ReelTest, theRunReportsItsStagesStoryProgressAndDone) {
   EXPECT_EQ(status, 0);
@@ -173,7 +198,7 @@ TEST_F(ReelTest, captionsAreBurntInWhereWordsAreSpoken) {
   EXPECT_EQ(brightPixels(grey, 1500, 1800), 0) << "the dark take below it";
 }
 
-TEST_F(ReelTest, theCoverCaptionPictureAndWorkFolderLieBesideTheReel) {
+TEST_F(ReelTest, theCoverCaptionAndPictureLieBesideTheReelAndTheWorkFolderInTheCache) {
   const QImage cover(QString::fromStdString(folder() / "Spoken \u00B7 Reel.cover.jpg"));
   EXPECT_EQ(cover.size(), QSize(1080, 1920));
   const QJsonObject done = messages(output).back();
@@ -182,10 +207,12 @@ TEST_F(ReelTest, theCoverCaptionPictureAndWorkFolderLieBesideTheReel) {
   const fs::path picture = folder() / ".Spoken \u00B7 Reel.mp4.picture.mp4";
   ASSERT_TRUE(fs::exists(picture));
   EXPECT_EQ(test::probeStreams(QString::fromStdString(picture)).size(), 1u);
-  const fs::path work = folder() / ".Spoken \u00B7 Reel";
+  const fs::path work = workFolder(reel());
   ASSERT_TRUE(fs::is_directory(work));
+  EXPECT_TRUE(fs::exists(work / "words.txt"));
   for (const std::string& name : folderEntries(work))
     EXPECT_NE(name.rfind("draft.", 0), 0u) << name;
+  for (const std::string& name : folderEntries(folder())) EXPECT_FALSE(name.ends_with(".part")) << name;
 }
 
 TEST_F(ReelTest, theReelsFilesAreTheUsersAloneAndNothingIsWrittenThroughALink) {
@@ -196,7 +223,7 @@ TEST_F(ReelTest, theReelsFilesAreTheUsersAloneAndNothingIsWrittenThroughALink) {
   for (const char* name : {"Spoken \u00B7 Reel.mp4", "Spoken \u00B7 Reel.cover.jpg",
                            "Spoken \u00B7 Reel.caption.txt", ".Spoken \u00B7 Reel.mp4.picture.mp4"})
     EXPECT_EQ(mode(folder() / name), 0600u) << name;
-  const fs::path work = folder() / ".Spoken \u00B7 Reel";
+  const fs::path work = workFolder(reel());
   EXPECT_FALSE(fs::is_symlink(work));
   EXPECT_EQ(mode(work), 0700u);
   for (const std::string& name : folderEntries(work)) EXPECT_EQ(mode(work / name), 0600u) << name;
@@ -320,7 +347,7 @@ TEST(ReelStopTest, aTerminatedRunLeavesNoHalfWrittenReel) {
   const fs::path out = scratch() + "/stopped";
   fs::create_directories(out);
   const fs::path reel = out / "Stopped \u00B7 Reel.mp4";
-  const fs::path draft = out / ".Stopped \u00B7 Reel" / "draft.Stopped \u00B7 Reel.mp4";
+  const fs::path draft = workFolder(reel) / "draft.Stopped \u00B7 Reel.mp4";
   test::ChildProcess run({std::string(VORN_BINARY_DIR) + "/vorncut", "promo", spokenTake().path,
                           "--jsonl", "--out", reel});
   for (int i = 0; i < 600 && run.running() && !fs::exists(draft); ++i)

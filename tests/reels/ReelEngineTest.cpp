@@ -1,5 +1,6 @@
 // The reel engine's command line, names and places, checked through jobs made by a held
 // reel maker (so the real layout geometry decides the camera) without running anything.
+#include "model/ReelWork.h"
 #include "reels/FakeEngine.h"
 
 #include <QFileInfo>
@@ -133,8 +134,11 @@ TEST_F(ReelEngineTest, reelNamesAndCompanionFilesFollowTheTake) {
   EXPECT_TRUE(ReelMaker::folder().endsWith("/Vorn/Reels"));
   EXPECT_EQ(ReelMaker::files("/r/Take \u00B7 Reel.mp4"),
             QStringList({"/r/Take \u00B7 Reel.mp4", "/r/Take \u00B7 Reel.cover.jpg",
-                         "/r/Take \u00B7 Reel.caption.txt", "/r/.Take \u00B7 Reel",
-                         "/r/.Take \u00B7 Reel.mp4.picture.mp4"}));
+                         "/r/Take \u00B7 Reel.caption.txt", "/r/.Take \u00B7 Reel.mp4.picture.mp4"}));
+  // The work folder is cache, one per reel path.
+  const QString work = reelWorkFolder("/r/Take \u00B7 Reel.mp4");
+  EXPECT_TRUE(work.startsWith(qEnvironmentVariable("XDG_CACHE_HOME") + "/vorn/reels/Take \u00B7 Reel-"));
+  EXPECT_NE(work, reelWorkFolder("/s/Take \u00B7 Reel.mp4"));
 }
 
 TEST_F(ReelEngineTest, theEngineIsFoundOnlyWhenExecutable) {

@@ -1,4 +1,5 @@
 // The reel maker driving real processes: small shell scripts stand in for the reel engine.
+#include "model/ReelWork.h"
 #include "reels/FakeEngine.h"
 
 #include <QClipboard>
@@ -119,13 +120,9 @@ TEST_F(ReelMakerTest, discardingTheRunningJobStopsItTrashesItsFilesAndStartsTheN
   ASSERT_GT(engineA, 0);
 
   const QStringList reelFiles = ReelMaker::files(ReelMaker::reelPath(a.url));
-  for (const QString& path : reelFiles) {
-    if (path == reelFiles[3]) {
-      ASSERT_TRUE(QDir().mkpath(path + "/work"));  // the hidden work folder
-    } else {
-      FakeEngine::write(path, "reel");
-    }
-  }
+  for (const QString& path : reelFiles) FakeEngine::write(path, "reel");
+  const QString work = reelWorkFolder(ReelMaker::reelPath(a.url));
+  ASSERT_TRUE(QDir().mkpath(work + "/words"));
   QSignalSpy trashed(maker.get(), &ReelMaker::trashed);
   maker->discard(a);
   EXPECT_FALSE(maker->job(a).has_value());
@@ -141,6 +138,7 @@ TEST_F(ReelMakerTest, discardingTheRunningJobStopsItTrashesItsFilesAndStartsTheN
                    "/Trash/files");
   EXPECT_TRUE(trash.exists(QFileInfo(reelFiles[0]).fileName()));
   EXPECT_TRUE(trash.exists(QFileInfo(reelFiles[3]).fileName()));
+  EXPECT_FALSE(QFileInfo::exists(work)) << "cache is removed, not trashed";
   EXPECT_TRUE(QFileInfo::exists(a.url.toLocalFile() + ".engine")) << "the take side is untouched";
   EXPECT_FALSE(maker->job(a).has_value()) << "late events of the stopped run change nothing";
 }
@@ -343,8 +341,8 @@ TEST_F(ReelMakerTest, shutdownEmptiesTheQueue) {
 }
 
 TEST_F(ReelMakerTest, theLogIsStartedAnewAbove512000BytesAndAppendedBelow) {
-  const QString log = ReelMaker::folder() + "/.engine.log";
-  QDir().mkpath(ReelMaker::folder());
+  const QString log = ReelMaker::logPath();
+  QDir().mkpath(QFileInfo(log).path());
   const QByteArray script = "printf 'oops\\n' >&2\n" + kDone;
   int runs = 0;
   const auto runWithLog = [&](qsizetype size) {
@@ -365,7 +363,7 @@ TEST_F(ReelMakerTest, theLogIsStartedAnewAbove512000BytesAndAppendedBelow) {
 }
 
 TEST_F(ReelMakerTest, anUnopenableLogSendsTheEnginesErrorsToTheNullDevice) {
-  const QString log = ReelMaker::folder() + "/.engine.log";
+  const QString log = ReelMaker::logPath();
   QFile::remove(log);
   ASSERT_TRUE(QDir().mkpath(log));  // a folder where the log should be
   {
@@ -383,8 +381,8 @@ TEST_F(ReelMakerTest, anUnopenableLogSendsTheEnginesErrorsToTheNullDevice) {
 }
 
 TEST_F(ReelMakerTest, theLogIsTheUsersAloneAndNeverWrittenThroughALink) {
-  const QString log = ReelMaker::folder() + "/.engine.log";
-  QDir().mkpath(ReelMaker::folder());
+  const QString log = ReelMaker::logPath();
+  QDir().mkpath(QFileInfo(log).path());
   QFile::remove(log);
   const QString other = engine.path("someone else's");
   FakeEngine::write(other, "keep");

@@ -42,6 +42,7 @@ TempHome::TempHome() {
   setenv("XDG_CONFIG_HOME", (path_ + "/config").c_str(), 1);
   setenv("XDG_DATA_HOME", (path_ + "/data").c_str(), 1);
   setenv("XDG_CACHE_HOME", (path_ + "/cache").c_str(), 1);
+  setenv("XDG_STATE_HOME", (path_ + "/state").c_str(), 1);
   setenv("XDG_RUNTIME_DIR", (path_ + "/runtime").c_str(), 1);
 }
 
