@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Camera and microphone costs: MJPEG decode of a 1080p camera frame, one face detection on a
 // 1080p frame (three cascades compared), and the timing of microphone buffers recorded from
 // a private PulseAudio server.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Compose timings for every layout × style at full and preview scale, plus the measurements
 // that chose the pixel engine (one card's scaling with each candidate). Each compose is counted
 // for heap allocations: the steady state must make none.

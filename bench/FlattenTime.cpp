@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Times AudioFlattener::flatten on a copy of a take.
 //   recorder_flatten TAKE
 #include "record/AudioFlattener.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The phone monitor's timings on a private Xvfb display and PulseAudio server:
 //   paint       one preview frame painted into the phone (GUI thread, repaint to flush)
 //   glass       a window on the screen changes colour → the phone's paint shows the change

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BGRA → YUV 4:2:0 BT.709 of one 1080 × 1920 frame: our conversion against libswscale's.
 #include "ScreenLikeFrames.h"
 #include "record/Yuv709.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Audio/video drift over a long take. A synthetic take (host times made up, so it runs much
 // faster than real time) carries two "claps": a white frame and a click in the microphone at
 // the same host time, near the start and near the end. The sound card's clock runs `ppm`

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Records a synthetic screen-like take in real time through the Recorder, as the render loop
 // and the capture sources would feed it, then finishes and flattens it.
 //   recorder_realtime FPS SECONDS [FOLDER]

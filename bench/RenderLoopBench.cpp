@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The render loop's cost while previewing (not recording): a 2560 × 1440 text-like sample
 // display, the sample camera's picture and the screen / floating layout.
 //   BM_TickUnchanged: nothing changed since the last frame, so nothing is drawn.

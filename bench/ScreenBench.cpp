@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Screen capture costs under a private Xvfb. Needs Xvfb and ffplay (package ffmpeg), which
 // paints moving pictures onto the display from its own process.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The studio's own timings, on a private Xvfb display and PulseAudio server with the sample
 // camera: open to the first composed preview, an engine tick with nothing changed, the
 // longest gap between ticks while opening, recording and stopping, stop to review, and

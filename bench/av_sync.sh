@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Picture against sound over repeated takes: the framed screen flashes while a microphone that
 # is loud from its first sample clicks louder (the take of `app_record_tests`,
 # RecordCommand.soundAndPicture…, 4 s at 30 fps). Prints, per take, how long the flashes trail

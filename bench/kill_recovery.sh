@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # What a kill -9 costs a take written outside the takes folder: each round records with
 # `vorn record --out` on a private Xvfb, kills it 2–6 s after "Recording…", then runs again
 # with the same --out, which recovers the killed take beside it. Prints, per round, how long

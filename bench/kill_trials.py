@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Kill -9 trials: `vorn record` (no camera, the default microphone, 30 fps) is killed at a random
 # moment 0.8-3 s into its take, the next run recovers the fragment, and the recovered take's
 # picture and sound are measured against how long it recorded. Needs a display and a

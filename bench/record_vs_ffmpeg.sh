@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Recording end to end: `vorn record` against the ffmpeg pipeline a user would write instead,
 # on a private Xvfb showing a window that paints a frame counter at 60 Hz.
 #

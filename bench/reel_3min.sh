@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # A 3-minute take to a finished reel: wall time, listening (transcription) against the take's
 # length, rendering against the reel's length, and peak memory of vorncut.
 #   bash bench/reel_3min.sh [BUILD_DIR]

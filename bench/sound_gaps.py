@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Sound kept whole under load: a private X server and PulseAudio server whose default source is
 # a steady 440 Hz sine; `vorn record` (no camera, 30 fps) records it for SECONDS while SPINNERS
 # processes spin, and `parec` records the same source beside it. Each recording's sound is then

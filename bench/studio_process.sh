@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # The studio as a process, on a private Xvfb (a static screen) and PulseAudio server with a
 # sine microphone and the sample camera:
 #   start       `vorn` launched to its first composed preview (its own VORN_DEBUG line)

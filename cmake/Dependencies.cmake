@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # The system libraries behind the capture, render and record pipeline (Debian 12 packages,
 # installed by tools/setup.sh). Each becomes an imported target that vorncore links.
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET

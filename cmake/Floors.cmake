@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # vorn_floor(name [USES folder...] [EXCLUDE file...] [LINKS target...])
 # Builds src/<name> into the static library vorn_<name>, linked to the libraries of the folders
 # it USES. Every `#include "folder/…"` in src/<name> must name the folder itself or one it may

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 cmake_policy(VERSION 3.25)
 # Installs the build into a scratch prefix and checks that a desktop finds Vorn there.
 set(prefix ${BUILD_DIR}/install-check)

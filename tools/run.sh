@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installs what is missing, builds, and starts Vorn. Without a display it starts a virtual
 # one (Xvfb) and, without a sound server, a private one with a tone for a microphone; it opens
 # the studio there with the sample camera, records a 5-second take and prints where it is.

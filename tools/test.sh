@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installs what is missing, builds, runs the whole test suite, then builds the Debian package
 # and checks it installed (tools/check-package.sh). Tests start their own Xvfb display and
 # PulseAudio server; nothing needs to be running beforehand.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs a command and prints the CPU time it and its children spent, and the wall time:
 //   cpu_user <s> cpu_system <s> wall <s>   (on standard error, after the command's own output)
 // Exits with the command's status.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 // The frame counter the benchmark window paints and the probe reads back: 16 vertical stripes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Decodes every video frame of a movie and reads the benchmark window's frame counter inside
 // the card (see CounterPattern.h), then prints what the recording caught:
 //   frames <n> duration <s> distinct <n> new <n> distinct_per_s <x> unreadable <n> span <first>..<last>

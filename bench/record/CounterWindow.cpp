@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A window that shows a frame counter advancing 60 times a second, for the recording
 // benchmark: the counter is the number of 1/60 s periods since start, painted as Gray-coded
 // stripes (see CounterPattern.h) and as text.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "capture/V4l2Camera.h"
 
 #include "capture/VideoNodes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "controls/ControlDeck.h"
 
 #include "controls/MoreMenu.h"

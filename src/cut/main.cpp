@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // vorncut: the reel engine. `vorncut promo TAKE --jsonl --brain device --out REEL` listens to
 // a take, finds its story and renders a captioned vertical reel beside its cover and caption.
 #include "cut/Options.h"

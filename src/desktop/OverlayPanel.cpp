@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "desktop/OverlayPanel.h"
 
 #include "desktop/OverlayWindow.h"

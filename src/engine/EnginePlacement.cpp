@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The engine's side of the capture frame: where it starts, how gestures move it, how it
 // glides and is saved, clicks for click zoom and the studio's keys.
 #include "engine/Engine.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The engine's recording control: countdown, start, pause, stop, finishing, review, retake,
 // and the choice of camera and microphone.
 #include "engine/Engine.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What each preference may hold: a saved value outside it falls back, field by field, the way
 // an unreadable record falls back as a whole.
 #include "model/Prefs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "monitor/MonitorWindow.h"
 
 #include "engine/Engine.h"

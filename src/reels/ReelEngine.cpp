@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reel engine's side of the reel maker: where the engine is, whether `claude` is there,
 // the command line of one run, the reel's files and the engine's diagnostic log.
 #include "reels/ReelMaker.h"

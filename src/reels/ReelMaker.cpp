@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "reels/ReelMaker.h"
 
 #include "base/Log.h"

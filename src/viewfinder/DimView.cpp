@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "viewfinder/DimView.h"
 
 #include "desktop/OverlayPanel.h"

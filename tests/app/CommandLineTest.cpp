@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // `vorn` and `vorncut` read their command lines before touching a display: help, version and
 // refusals work on a machine (or in a shell) without one.
 #include <QProcess>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "capture/PulseTestSupport.h"
 #include "support/ChildProcess.h"
 #include "support/DecodeStream.h"

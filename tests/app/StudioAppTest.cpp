@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/MovieProbe.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The studio on a private session bus: one studio per bus, driven by `vorn --toggle` and
 // `vorn --stop` from other processes, and telling the desktop about a take saved out of sight.
 #include "support/ChildProcess.h"

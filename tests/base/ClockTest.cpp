@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The 60 Hz grid the grab and render threads share: both ways of reading it agree.
 #include "base/Clock.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/Eventually.h"
 #include "base/Locked.h"
 #include "capture/GrabLoop.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "capture/CaptureTestSupport.h"
 #include "capture/PulseAudio.h"
 #include "support/TestServices.h"

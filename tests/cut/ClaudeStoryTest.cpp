@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The story claude writes: its answer checked strictly, and the device's story whenever
 // claude is missing, fails, hangs or answers wrongly. A shell script stands in for claude.
 #include "cut/ClaudeStory.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Where a reel's cuts fall: between words, in the quiet, on the take's picture starts.
 #include "cut/CutPlacement.h"
 #include "cut/Story.h"

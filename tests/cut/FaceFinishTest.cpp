@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The face finish as a piece of filter graph over the camera's place.
 #include "cut/FaceFinish.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Listening with the real recogniser to a take that espeak-ng read from a known script.
 #include "SpokenTake.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reel's loudness meter against the figures EBU R128 fixes, and the gain it asks for.
 #include "cut/Loudness.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reel engine's command line as the studio writes it.
 #include "cut/Options.h"
 #include "cut/Words.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Speech and pauses found from the sound's energy alone.
 #include "cut/Pauses.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The studio's own reel maker running the real reel engine on a take it read from the
 // prompter's saved script, in a layout with the camera and a face finish asked for.
 #include "SpokenTake.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reel engine run as the studio runs it, on a take espeak-ng read: its messages, the reel
 // probed back, its companion files, and one "error" for each kind of bad input.
 #include "SpokenTake.h"

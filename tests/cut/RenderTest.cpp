@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reel rendered from a take whose every picture carries its own number: the reel's
 // pictures run one after the other within a segment, never repeat, and keep time with the
 // sound across every cut.

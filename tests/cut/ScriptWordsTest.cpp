@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A written script as a recogniser spells it, and which chunk each of its words falls in.
 #include "cut/ScriptWords.h"
 

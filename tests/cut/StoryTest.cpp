@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The story the machine finds on its own: order, budget, and cuts only between words.
 #include "cut/Captions.h"
 #include "cut/Listen.h"

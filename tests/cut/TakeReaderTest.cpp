@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reading a take only around the segments a reel keeps, jumping over long gaps.
 #include "SpokenTake.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "engine/CameraMotion.h"
 #include "engine/CaptureSteering.h"
 #include "engine/CropMotion.h"

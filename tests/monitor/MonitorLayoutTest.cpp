@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "monitor/LayoutHandles.h"
 #include "model/Studio.h"
 #include "monitor/MonitorPlacement.h"

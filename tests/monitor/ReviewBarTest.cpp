@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The review bar following a stand-in reel engine's whole run.
 #include "engine/Engine.h"
 #include "monitor/ReviewBar.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Its own program: VORN_X264_PRESET is read once, before the first encoder opens.
 
 #include "record/VideoEncoder.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Video memory through a device that runs on any machine: Vulkan on Mesa's software driver
 // (lavapipe). The encoders' own devices (VAAPI, CUDA) need hardware this machine lacks.
 #include "record/HardwareFrames.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A recording process for the crash test: records synthetic frames and a microphone tone in
 // real time into the take given on the command line until it is killed (or 60 s pass).
 // After `begin` it writes the session's start time to "<take>.began".

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reel engine's command line, names and places, checked through jobs made by a held
 // reel maker (so the real layout geometry decides the camera) without running anything.
 #include "model/ReelWork.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reel maker driving real processes: small shell scripts stand in for the reel engine.
 #include "model/ReelWork.h"
 #include "reels/FakeEngine.h"

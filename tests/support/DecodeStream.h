@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 // Reading a movie's frames back, for the tests and the benchmarks that check what was written.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "engine/Suggest.h"
 #include "model/Prefs.h"
 #include "viewfinder/FrameState.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/DesktopBridge.h"
 #include "capture/Screenshot.h"
 #include "desktop/OverlayPanel.h"
