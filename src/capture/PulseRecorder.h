@@ -11,7 +11,6 @@
 
 #include "base/AudioBuffer.h"
 #include "base/SerialQueue.h"
-#include "capture/StreamClock.h"
 
 struct pa_stream;
 
@@ -36,8 +35,9 @@ struct PulseRecordFormat {
 };
 
 // One PulseAudio record stream of interleaved 32-bit float. Buffers of bufferSeconds each
-// reach the handler on the given queue, stamped with the media time of their first sample
-// (see StreamClock): the stamps advance steadily and no sample is stamped after it arrived.
+// reach the handler on the given queue, stamped with the media time of their first sample:
+// the sample count from the stream's start, which is measured from the arrivals of the last
+// seconds, so that the stamps advance steadily and no sample is stamped after it arrived.
 class PulseRecorder {
  public:
   using BufferHandler = std::function<void(AudioRef)>;
@@ -60,6 +60,7 @@ class PulseRecorder {
   friend struct PulseRecorderCallbacks;
   void read();                                   // mainloop thread
   void restartClock();                           // mainloop thread
+  void measureClock(double arrival);             // mainloop thread
   void emitFull();                               // mainloop thread
   void streamFailed(const std::string& reason);  // mainloop thread
 
@@ -72,10 +73,13 @@ class PulseRecorder {
   // Cleared by close: tasks already queued for the handlers are skipped.
   std::shared_ptr<std::atomic<bool>> live_;
   // Mainloop thread only (reset by open under the lock): samples not yet sent; frames sent
-  // since the clock started; when each was captured.
+  // since the clock started; recent (arrival, latest possible stream start) pairs, their
+  // starts rising; the stream's start in media time.
   std::vector<float> pending_;
   std::int64_t emitted_ = 0;
-  StreamClock clock_{48000};
+  std::deque<std::pair<double, double>> arrivals_;
+  double streamStart_ = 0;
+  bool clockSet_ = false;
   // Guarded by the mainloop lock: the stream reached the ready state.
   bool ready_ = false;
 };

@@ -15,9 +15,9 @@ constexpr std::int64_t jumpFrames = rate / 10;
 constexpr double smoothing = 1.0 / 32;
 // The track follows the mean only once it is this far off: a third of a frame at 60 fps.
 constexpr double deadband = rate * 0.005;
-// A frame per buffer for each 5 ms off, at most this many: a 10 ms buffer's pitch bends by
-// 0.4 % for the usual jitter and by under 2 % only while the track is 40 ms or more off.
-constexpr int maxStretch = 8;
+// A frame per buffer for each 10 ms off, at most this many: the pitch bends by under 1 % for a
+// 10 ms buffer, and a track 40 ms off is back within a frame in about two seconds.
+constexpr int maxStretch = 4;
 
 }  // namespace
 
@@ -33,7 +33,7 @@ SoundTimeline::Placement SoundTimeline::place(std::int64_t at, std::int64_t expe
   }
   offset_ += (double(off) - offset_) * smoothing;
   if (std::abs(offset_) > deadband && frames > 4 * maxStretch) {
-    const int step = int(std::clamp(std::abs(offset_) / (rate * 0.005), 1.0, double(maxStretch)));
+    const int step = int(std::clamp(std::abs(offset_) / (rate * 0.01), 1.0, double(maxStretch)));
     placement.stretch = offset_ > 0 ? step : -step;
     offset_ -= placement.stretch;
   }
