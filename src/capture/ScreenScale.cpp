@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "capture/ScreenScale.h"
 
+#include <cmath>
 #include <mutex>
 #include <optional>
 
@@ -41,9 +42,15 @@ Point toPoints(Point pixel) {
 }
 
 Rect toPoints(const Rect& pixels) {
-  const double scale = scaleAt({pixels.x, pixels.y});
+  const auto d = displayAt({pixels.x, pixels.y});
+  const double scale = d ? d->scale : 1.0;
   const Point origin = toPoints(Point{pixels.x, pixels.y});
   return {origin.x, origin.y, pixels.width / scale, pixels.height / scale};
+}
+
+PixelRect displayPixels(const Rect& points, double scale) {
+  return {int(std::lround(points.x)), int(std::lround(points.y)), int(std::lround(points.width * scale)),
+          int(std::lround(points.height * scale))};
 }
 
 }  // namespace vorn::ScreenScale

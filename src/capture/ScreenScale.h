@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/PixelRect.h"
 #include "base/Rect.h"
 
 #include <vector>
@@ -25,6 +26,9 @@ double scaleAt(Point pixel);
 Point toPoints(Point pixel);
 // A rectangle of pixels in points, by the display its top-left corner lies on.
 Rect toPoints(const Rect& pixels);
+// The server's pixels of a display whose rectangle is `points` at `scale`: its top-left corner
+// stays, its size scales.
+PixelRect displayPixels(const Rect& points, double scale);
 
 }  // namespace ScreenScale
 }  // namespace vorn

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "capture/Screenshot.h"
 
+#include "capture/ScreenScale.h"
 #include "capture/X11Connection.h"
 
 #include <cstdlib>
@@ -12,9 +13,8 @@ QImage grabRoot(const DisplayInfo& display) {
   X11Session session = X11Session::open();
   if (!session) return {};
   xcb_connection_t* c = session.connection.get();
-  // A display keeps its top-left corner in pixels; only its size scales.
-  const int x = int(display.rect.x), y = int(display.rect.y);
-  const int w = int(display.rect.width * display.scale), h = int(display.rect.height * display.scale);
+  const PixelRect pixels = ScreenScale::displayPixels(display.rect, display.scale);
+  const int x = pixels.x, y = pixels.y, w = pixels.width, h = pixels.height;
   XcbReply<xcb_get_image_reply_t> image(xcb_get_image_reply(
       c, xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, session.screen->root, int16_t(x), int16_t(y), uint16_t(w),
                        uint16_t(h), ~0u),

@@ -64,11 +64,9 @@ bool hasExtension(xcb_connection_t* connection, xcb_extension_t* extension, uint
   return true;
 }
 
-// A display keeps its top-left corner in pixels; only its size scales.
 QRect displayPixels(const DisplayInfo& display) {
-  return QRect(int(std::lround(display.rect.x)), int(std::lround(display.rect.y)),
-               int(std::lround(display.rect.width * display.scale)),
-               int(std::lround(display.rect.height * display.scale)));
+  const PixelRect p = ScreenScale::displayPixels(display.rect, display.scale);
+  return QRect(p.x, p.y, p.width, p.height);
 }
 
 QRect pixelsOf(const Rect& points, double scale) {

@@ -10,25 +10,16 @@
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
 #include "engine/Suggest.h"
+#include "engine/WorkArea.h"
 #include "model/Studio.h"
-
-#include <QGuiApplication>
-#include <QScreen>
 
 namespace vorn {
 
 Size Engine::screenSize() const { return {screen_.rect.width, screen_.rect.height}; }
 
 Rect Engine::workArea() const {
-  const Rect whole{0, 0, screen_.rect.width, screen_.rect.height};
-  // Only a GUI application knows the panels (`vorn record` has none on screen).
-  if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return whole;
-  const QScreen* screen = QGuiApplication::screenAt(QPoint(int(screen_.rect.midX()), int(screen_.rect.midY())));
-  if (!screen) return whole;
-  const QRect free = screen->availableGeometry();
-  const Rect local = Rect{free.x() - screen_.rect.x, free.y() - screen_.rect.y, double(free.width()),
-                          double(free.height())}.intersected(whole);
-  return local.isEmpty() ? whole : local;
+  const Rect free = workAreaOf(screen_);
+  return {free.x - screen_.rect.x, free.y - screen_.rect.y, free.width, free.height};
 }
 
 double Engine::aspect() const { return HomeFrame::aspect(studio_.prefs()); }

@@ -5,11 +5,10 @@
 #include "capture/ScreenSource.h"
 #include "desktop/OverlayPanel.h"
 #include "engine/Engine.h"
+#include "engine/WorkArea.h"
 #include "monitor/IslandPlacement.h"
 #include "monitor/IslandView.h"
 
-#include <QGuiApplication>
-#include <QScreen>
 
 #include <optional>
 
@@ -59,15 +58,14 @@ void IslandWindow::fadeOut() {
 // centred, unless the take could not leave it out.
 void IslandWindow::place() {
   const Rect& screen = engine_->screen().rect;
-  const QRect whole(int(screen.x), int(screen.y), int(screen.width), int(screen.height));
-  const QScreen* shown = QGuiApplication::screenAt(whole.center());
-  const QRect usable = shown ? shown->availableGeometry().intersected(whole) : whole;
+  const Rect free = workAreaOf(engine_->screen());
+  const QRect usable(int(free.x), int(free.y), int(free.width), int(free.height));
   std::optional<QRectF> avoid;
   if (!engine_->ownWindowsLeftOut()) {
     const Rect home = engine_->home();
     avoid = QRectF(screen.x + home.x, screen.y + home.y, home.width, home.height);
   }
-  const QRect at = IslandPlacement::place(usable.isEmpty() ? whole : usable, IslandView::size, avoid);
+  const QRect at = IslandPlacement::place(usable, IslandView::size, avoid);
   if (at != panel_->geometry()) panel_->setGeometry(at);
 }
 

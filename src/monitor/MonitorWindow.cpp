@@ -2,6 +2,7 @@
 #include "monitor/MonitorWindow.h"
 
 #include "engine/Engine.h"
+#include "engine/WorkArea.h"
 #include "capture/ScreenSource.h"
 #include "model/Studio.h"
 #include "desktop/OverlayPanel.h"
@@ -13,12 +14,10 @@
 #include "monitor/ReviewBar.h"
 #include "reels/ReelMaker.h"
 
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPushButton>
-#include <QScreen>
 #include <QWindow>
 
 namespace vorn {
@@ -27,12 +26,7 @@ namespace {
 QRect toQt(const Rect& r) { return QRectF(r.x, r.y, r.width, r.height).toAlignedRect(); }
 
 // The part of the display that windows may use (without panels and docks).
-QRect visibleArea(const DisplayInfo& display) {
-  const QRect bounds = toQt(display.rect);
-  const QScreen* screen = QGuiApplication::screenAt(bounds.center());
-  const QRect available = screen ? screen->availableGeometry().intersected(bounds) : QRect();
-  return available.isEmpty() ? bounds : available;
-}
+QRect visibleArea(const DisplayInfo& display) { return toQt(workAreaOf(display)); }
 
 }  // namespace
 
