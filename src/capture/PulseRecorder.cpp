@@ -3,7 +3,6 @@
 
 #include <pulse/pulseaudio.h>
 
-#include <algorithm>
 #include <cmath>
 
 #include "base/Clock.h"
@@ -11,20 +10,6 @@
 #include "capture/PulseAudio.h"
 
 namespace vorn {
-
-namespace {
-
-// A start that the arrivals put later than this is followed at once (a gap, a server
-// hiccup); nearer, it is followed smoothly.
-constexpr double resyncSeconds = 0.02;
-// How much of the difference each read takes in: slow enough to iron out scheduling noise,
-// fast enough to follow clock drift.
-constexpr double clockGain = 0.05;
-// The arrivals the start is measured over. Longer than the bursts of a source that hands
-// over seconds at a time, short enough to follow the sound card's drift.
-constexpr double arrivalWindowSeconds = 4.0;
-
-}  // namespace
 
 struct PulseRecorderCallbacks {
   static void readable(pa_stream*, size_t, void* self) {
@@ -118,48 +103,26 @@ void PulseRecorder::read() {
   const double arrival = mediaTime();
   const void* data = nullptr;
   size_t bytes = 0;
-  bool received = false;
+  std::int64_t frames = 0;  // since the last hole
   while (pa_stream_peek(stream_, &data, &bytes) == 0 && bytes > 0) {
     if (data) {
       pending_.insert(pending_.end(), static_cast<const float*>(data),
                       static_cast<const float*>(data) + bytes / sizeof(float));
-      received = true;
+      frames += std::int64_t(bytes / sizeof(float) / size_t(format_.channels));
     } else {
       restartClock();  // a hole: the stamps start again after it
-      received = false;
+      frames = 0;
     }
     pa_stream_drop(stream_);
   }
-  if (received) measureClock(arrival);
+  if (frames > 0) clock_.arrived(arrival, frames);
   emitFull();
 }
 
 void PulseRecorder::restartClock() {
   pending_.clear();
-  arrivals_.clear();
   emitted_ = 0;
-  clockSet_ = false;
-}
-
-// No sample can arrive before it was captured, and the server's latency figure can't be
-// trusted for when it was (a pipe source reports its whole capacity, a generator hands over
-// seconds ahead): the stream's start is the latest that every recent arrival allows, i.e.
-// each sample was captured when the quickest delivery of the last seconds says. An earlier
-// start is taken at once, so no sample is ever stamped after it arrived.
-void PulseRecorder::measureClock(double arrival) {
-  const std::int64_t received = emitted_ + std::int64_t(pending_.size() / size_t(format_.channels));
-  const double latestStart = arrival - double(received) / format_.sampleRate;
-  // A rising minimum over the window: the front is the earliest start it allows.
-  while (!arrivals_.empty() && arrivals_.back().second >= latestStart) arrivals_.pop_back();
-  arrivals_.emplace_back(arrival, latestStart);
-  while (arrivals_.front().first < arrival - arrivalWindowSeconds) arrivals_.pop_front();
-  const double measured = arrivals_.front().second;
-  if (!clockSet_ || measured < streamStart_ || measured - streamStart_ > resyncSeconds) {
-    streamStart_ = measured;
-    clockSet_ = true;
-  } else {
-    streamStart_ += (measured - streamStart_) * clockGain;
-  }
+  clock_.reset(format_.sampleRate);
 }
 
 void PulseRecorder::emitFull() {
@@ -172,7 +135,7 @@ void PulseRecorder::emitFull() {
                            pending_.begin() + std::ptrdiff_t(used + values));
     buffer->channels = format_.channels;
     buffer->sampleRate = format_.sampleRate;
-    buffer->pts = streamStart_ + double(emitted_) / format_.sampleRate;
+    buffer->pts = clock_.timeOf(emitted_);
     emitted_ += std::int64_t(frames);
     used += values;
     queue_.async([live = live_, handler = onBuffer_, buffer = AudioRef(std::move(buffer))] {

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "base/AudioBuffer.h"
 #include "base/SerialQueue.h"
+#include "capture/StreamClock.h"
 
 struct pa_stream;
 
@@ -60,7 +60,6 @@ class PulseRecorder {
   friend struct PulseRecorderCallbacks;
   void read();                                   // mainloop thread
   void restartClock();                           // mainloop thread
-  void measureClock(double arrival);             // mainloop thread
   void emitFull();                               // mainloop thread
   void streamFailed(const std::string& reason);  // mainloop thread
 
@@ -73,13 +72,10 @@ class PulseRecorder {
   // Cleared by close: tasks already queued for the handlers are skipped.
   std::shared_ptr<std::atomic<bool>> live_;
   // Mainloop thread only (reset by open under the lock): samples not yet sent; frames sent
-  // since the clock started; recent (arrival, latest possible stream start) pairs, their
-  // starts rising; the stream's start in media time.
+  // since the clock started; when they were captured.
   std::vector<float> pending_;
   std::int64_t emitted_ = 0;
-  std::deque<std::pair<double, double>> arrivals_;
-  double streamStart_ = 0;
-  bool clockSet_ = false;
+  StreamClock clock_;
   // Guarded by the mainloop lock: the stream reached the ready state.
   bool ready_ = false;
 };
