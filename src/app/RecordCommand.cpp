@@ -6,6 +6,7 @@
 #include "app/TakeMeter.h"
 #include "capture/CameraSource.h"
 #include "capture/ScreenSource.h"
+#include "desktop/ScreenScaleWatch.h"
 #include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "engine/HomeFrame.h"
@@ -20,6 +21,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QTimer>
 
 #include <chrono>
@@ -143,6 +145,14 @@ void beginWhenReady(Engine& engine, Studio& studio) {
 }  // namespace
 
 int runRecordCommand(int argc, char** argv) {
+  // On a display server the toolkit's screens say how its points, in which the studio keeps
+  // the frame, map to the server's pixels. They are read once: the take then runs without the
+  // toolkit's connection, which would end the process with the server, before the take is told.
+  const bool serverDisplay = !std::getenv("VORN_SAMPLE_SCREEN") && !ScreenSource::displays().empty();
+  if (serverDisplay) {
+    const QGuiApplication toolkit(argc, argv);
+    ScreenScaleWatch::publish();
+  }
   QCoreApplication app(argc, argv);
   QCoreApplication::setOrganizationName(QStringLiteral("Vorn"));
   QCoreApplication::setApplicationName(QStringLiteral("Vorn"));
@@ -172,7 +182,7 @@ int runRecordCommand(int argc, char** argv) {
   }
   studio.setPrefs(options.prefs);
 
-  const std::unique_ptr<X11Desktop> desktop = std::getenv("VORN_SAMPLE_SCREEN") ? nullptr : X11Desktop::open();
+  const std::unique_ptr<X11Desktop> desktop = serverDisplay ? X11Desktop::open() : nullptr;
   Engine engine(studio, nullptr, commandServices(desktop.get()), StudioWindows{});
   engine.setCountdownStep(0);
   engine.setTakeOptions({out, true});

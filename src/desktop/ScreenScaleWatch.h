@@ -13,10 +13,11 @@ namespace vorn {
 class ScreenScaleWatch : public QObject {
  public:
   ScreenScaleWatch();
+  // Publishes the screens as they are now, once.
+  static void publish();
 
  private:
   void watch(QScreen* screen);
-  void publish();
 };
 
 }  // namespace vorn

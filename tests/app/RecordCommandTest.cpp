@@ -420,6 +420,12 @@ TEST(RecordCommand, badRequestsFailInOneSentenceWithoutATake) {
                              &output),
             1);
   EXPECT_FALSE(QFile::exists(QString::fromStdString(home() + "/outside.mp4")));
+  // At 200 % the display spans half as many points as pixels, as in the studio.
+  EXPECT_EQ(test::runCommand({"sh", "-c", "QT_SCALE_FACTOR=2 exec " + kVorn +
+                                              " record --seconds 1 --area 0,0,1920,1080 2>&1"},
+                             &output),
+            1);
+  EXPECT_NE(output.find("outside the 960 × 540 display"), std::string::npos) << output;
   EXPECT_EQ(test::runCommand({kVorn, "record", "--seconds", "1", "--out",
                               home() + "/missing/folder/take.mp4"},
                              &output),
