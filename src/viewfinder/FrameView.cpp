@@ -71,10 +71,10 @@ bool FrameView::setState(const FrameState& state) {
   return true;
 }
 
-void FrameView::setRegion(QSizeF size, bool chipBelow) {
-  if (size == zones_.regionSize && chipBelow == zones_.chipBelow) return;
+void FrameView::setRegion(QSizeF size, ChipPlace chipPlace) {
+  if (size == zones_.regionSize && chipPlace == zones_.chipPlace) return;
   zones_.regionSize = size;
-  zones_.chipBelow = chipBelow;
+  zones_.chipPlace = chipPlace;
   update();
 }
 
@@ -236,7 +236,10 @@ void FrameView::paintBrackets(QPainter& p, const QRectF& region, const QColor& b
 void FrameView::paintGrip(QPainter& p, const QRectF& r) {
   const bool hot = state_.gripHot || state_.dragging;
   const double width = hot ? 46 : 34;
-  const QRectF grip(r.center().x() - width / 2, zones_.chipBelow ? r.bottom() + 11 : r.top() - 11 - 5, width, 5);
+  const double y = zones_.chipPlace == ChipPlace::above   ? r.top() - 11 - 5
+                   : zones_.chipPlace == ChipPlace::below ? r.bottom() + 11
+                                                          : r.top() + 6;
+  const QRectF grip(r.center().x() - width / 2, y, width, 5);
   p.setPen(Qt::NoPen);
   p.setBrush(QColor(0, 0, 0, 50));
   p.drawRoundedRect(grip.adjusted(-1.5, -1, 1.5, 2), 3.5, 3.5);
@@ -245,7 +248,10 @@ void FrameView::paintGrip(QPainter& p, const QRectF& r) {
 }
 
 void FrameView::paintChip(QPainter& p, const QRectF& r) {
-  const QRectF chip(r.left() - 2.5, zones_.chipBelow ? r.bottom() + 20 : r.top() - 46, chipWidth(), 26);
+  const double y = zones_.chipPlace == ChipPlace::above   ? r.top() - 46
+                   : zones_.chipPlace == ChipPlace::below ? r.bottom() + 20
+                                                          : r.top() + 16;
+  const QRectF chip(zones_.chipPlace == ChipPlace::inside ? r.left() + 8 : r.left() - 2.5, y, chipWidth(), 26);
   p.setPen(pen(QColor(255, 255, 255, 26), 1));
   p.setBrush(QColor::fromRgbF(0.07f, 0.07f, 0.07f, 0.86f));
   p.drawRoundedRect(chip, 13, 13);

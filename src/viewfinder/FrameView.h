@@ -27,7 +27,7 @@ class FrameView : public QWidget {
   // Repaints only when the state changed; true when it did.
   bool setState(const FrameState& state);
   const FrameState& state() const { return state_; }
-  void setRegion(QSizeF size, bool chipBelow);
+  void setRegion(QSizeF size, ChipPlace chipPlace);
   const FrameZones& zones() const { return zones_; }
   // Sets the cursor for a point in this view.
   void updateCursor(QPointF at);

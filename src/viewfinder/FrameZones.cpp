@@ -14,13 +14,16 @@ std::optional<int> FrameZones::corner(QPointF p) const {
   return std::nullopt;
 }
 
-QRectF FrameZones::panel(const QRectF& f, bool chipBelow, double chipWidth) {
+QRectF FrameZones::panel(const QRectF& f, ChipPlace place, double chipWidth) {
   const double width = std::max(f.width() + 2 * margin, chipWidth + chipExtras);
-  return {f.x() - margin, f.y() - (chipBelow ? margin : top), width, f.height() + top + margin};
+  const double above = place == ChipPlace::above ? top : margin;
+  const double below = place == ChipPlace::below ? top : margin;
+  return {f.x() - margin, f.y() - above, width, f.height() + above + below};
 }
 
-QRectF FrameZones::chipStrip(const QRectF& f, bool chipBelow, double chipWidth) {
-  return {f.x() - margin, chipBelow ? f.bottom() : f.y() - top, chipWidth + chipExtras, top};
+QRectF FrameZones::chipStrip(const QRectF& f, ChipPlace place, double chipWidth) {
+  const double y = place == ChipPlace::above ? f.y() - top : place == ChipPlace::below ? f.bottom() : f.y();
+  return {f.x() - margin, y, chipWidth + chipExtras, top};
 }
 
 FrameZones::Zone FrameZones::zone(QPointF p) const {

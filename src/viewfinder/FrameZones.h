@@ -9,9 +9,13 @@
 
 namespace vorn {
 
+// Where the grip and the chip sit: in a band above the region; below it where the screen's top
+// (or a desktop panel there) leaves no room above; inside its top edge for a frame as tall as
+// the free screen (only drawn while framing, so never in a take).
+enum class ChipPlace { above, below, inside };
+
 // Where things sit in the frame panel and what a point there means. The capture region lies
-// at (margin, top) in the panel, with the grip and the chip in the band above it; where the
-// screen's top (or a panel there) leaves no room above, the band goes below the region.
+// at (margin, top) in the panel when the chip is above it, else at (margin, margin).
 struct FrameZones {
   static constexpr double margin = 26;     // left, right and below the region
   static constexpr double top = 52;        // above the region
@@ -27,13 +31,15 @@ struct FrameZones {
   };
 
   QSizeF regionSize;
-  bool chipBelow = false;
+  ChipPlace chipPlace = ChipPlace::above;
   QRectF sparkRect, hideRect;  // empty when the chip is not drawn
 
-  QRectF region() const { return {margin, chipBelow ? margin : top, regionSize.width(), regionSize.height()}; }
+  QRectF region() const {
+    return {margin, chipPlace == ChipPlace::above ? top : margin, regionSize.width(), regionSize.height()};
+  }
   // The panel around the region `f` and its chip strip, both in the points `f` is in.
-  static QRectF panel(const QRectF& f, bool chipBelow, double chipWidth);
-  static QRectF chipStrip(const QRectF& f, bool chipBelow, double chipWidth);
+  static QRectF panel(const QRectF& f, ChipPlace place, double chipWidth);
+  static QRectF chipStrip(const QRectF& f, ChipPlace place, double chipWidth);
   // The first corner (in the order above) within reach of `p`.
   std::optional<int> corner(QPointF p) const;
   Zone zone(QPointF p) const;

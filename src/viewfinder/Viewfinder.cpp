@@ -50,14 +50,14 @@ void Viewfinder::attach(Engine& engine) {
 
 bool Viewfinder::compositing() const { return compositor_ && compositor_->running(); }
 
-QRect Viewfinder::panelRect(const QRectF& f, bool chipBelow) {
-  return FrameZones::panel(f, chipBelow, FrameView::chipWidth()).toAlignedRect();
-}
-
-// Whether the chip and the grip have room above the region, below the display's top and any
-// panel there.
-bool Viewfinder::chipFitsAbove(const QRectF& f) const {
-  return f.y() - FrameZones::top >= screen_->rect.y + engine_->workArea().y;
+// Above the region where the chip and the grip have room below the display's top and any
+// panel there, else below it where there is room above the bottom's, else inside.
+ChipPlace Viewfinder::chipPlaceFor(const QRectF& f) const {
+  const Rect area = engine_->workArea();
+  const double top = screen_->rect.y + area.y;
+  if (f.y() - FrameZones::top >= top) return ChipPlace::above;
+  if (f.bottom() + FrameZones::top <= top + area.height) return ChipPlace::below;
+  return ChipPlace::inside;
 }
 
 void Viewfinder::show(const DisplayInfo& screen) {
@@ -104,7 +104,7 @@ bool Viewfinder::grabbableAt(QPointF mouse, const QRectF& f) const {
   const QRectF inner = f.adjusted(kEdgeInside, kEdgeInside, -kEdgeInside, -kEdgeInside);
   if (outer.contains(mouse) && !inner.contains(mouse)) return true;
   return studio_.phase() == Phase::framing &&
-         FrameZones::chipStrip(f, chipBelow_, FrameView::chipWidth()).contains(mouse);
+         FrameZones::chipStrip(f, chipPlace_, FrameView::chipWidth()).contains(mouse);
 }
 
 void Viewfinder::update(double now) {
@@ -147,15 +147,15 @@ void Viewfinder::update(double now) {
 }
 
 void Viewfinder::placePanel(const QRectF& f) {
-  const bool below = !chipFitsAbove(f);
-  const QRect panel = panelRect(f, below);
-  if (panel == framePanel_->geometry() && below == chipBelow_) return;
-  chipBelow_ = below;
+  const ChipPlace place = chipPlaceFor(f);
+  const QRectF exact = FrameZones::panel(f, place, FrameView::chipWidth());
+  const QRect panel = exact.toAlignedRect();
+  if (panel == framePanel_->geometry() && place == chipPlace_) return;
+  chipPlace_ = place;
   framePanel_->setGeometry(panel);
   frameView_->setGeometry(0, 0, panel.width(), panel.height());
-  const double width = std::max(f.width() + 2 * FrameZones::margin, FrameView::chipWidth() + FrameZones::chipExtras);
-  frameView_->setRegion({panel.width() - (width - f.width()), panel.height() - FrameZones::top - FrameZones::margin},
-                        below);
+  // The region takes up what aligning the panel to whole points added.
+  frameView_->setRegion(f.size() + (QSizeF(panel.size()) - exact.size()), place);
   if (!compositing()) shapeToStrokes();
 }
 
@@ -177,7 +177,7 @@ void Viewfinder::updateInput(const QRectF& f) {
       {outer.left(), inner.top(), inner.left() - outer.left(), inner.height()},
       {inner.right() + 1, inner.top(), outer.right() - inner.right(), inner.height()}};
   if (studio_.phase() == Phase::framing)
-    band.push_back(FrameZones::chipStrip(local, chipBelow_, FrameView::chipWidth()).toAlignedRect());
+    band.push_back(FrameZones::chipStrip(local, chipPlace_, FrameView::chipWidth()).toAlignedRect());
   framePanel_->setInputRegion(band);
 }
 

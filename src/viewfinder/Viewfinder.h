@@ -3,6 +3,7 @@
 
 #include "engine/StudioWindows.h"
 #include "viewfinder/FrameState.h"
+#include "viewfinder/FrameZones.h"
 
 #include <QRect>
 #include <QRegion>
@@ -44,13 +45,12 @@ class Viewfinder final : public ViewfinderPanels {
   DimView* dimView() const { return dimView_; }
   bool compositing() const;
   // The frame panel's rectangle for a capture region `f` (global points).
-  static QRect panelRect(const QRectF& f, bool chipBelow);
 
  private:
   bool visible() const;
   bool grabAllowed() const;
   bool grabbableAt(QPointF mouse, const QRectF& f) const;
-  bool chipFitsAbove(const QRectF& f) const;
+  ChipPlace chipPlaceFor(const QRectF& f) const;
   void placePanel(const QRectF& f);
   void updateInput(const QRectF& f);
   FrameState stateFor(bool grabbable, QPointF mouse, const QRectF& f) const;
@@ -68,7 +68,7 @@ class Viewfinder final : public ViewfinderPanels {
   std::optional<DisplayInfo> screen_;
   double pulseUntil_ = 0;
   bool shown_ = false;
-  bool chipBelow_ = false;
+  ChipPlace chipPlace_ = ChipPlace::above;
   double frameAlpha_ = 0;
   bool wasGrabbable_ = false;
   bool inputAllowed_ = false;

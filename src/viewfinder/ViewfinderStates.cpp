@@ -19,6 +19,7 @@ struct Scene {
   std::function<void(FrameState&)> set;
   double dim = 0.42;   // 0: not dimmed (the `me` layout)
   bool frame = true;   // the frame panel is shown
+  ChipPlace chip = ChipPlace::above;
 };
 
 QImage draw(const QImage& desktop, Engine& engine, Studio& studio, const Scene& scene, bool compositor) {
@@ -35,16 +36,15 @@ QImage draw(const QImage& desktop, Engine& engine, Studio& studio, const Scene& 
   }
   if (scene.frame) {
     FrameView view(engine, studio, nullptr);
-    view.resize(QSizeF(std::max(scene.region.width() + 52, FrameView::chipWidth() + FrameZones::chipExtras),
-                       scene.region.height() + 78)
-                    .toSize());
-    view.setRegion(scene.region, false);
+    const QRectF panel = FrameZones::panel(hole, scene.chip, FrameView::chipWidth());
+    view.resize(panel.size().toSize());
+    view.setRegion(scene.region, scene.chip);
     FrameState state;
     state.phase = Phase::framing;
     state.points = 11;
     scene.set(state);
     view.setState(state);
-    const QPoint origin = (at - QPointF(FrameZones::margin, FrameZones::top)).toPoint();
+    const QPoint origin = panel.topLeft().toPoint();
     if (compositor) {
       view.render(&p, origin, QRegion(), QWidget::DrawChildren);
     } else {
@@ -77,6 +77,8 @@ std::vector<std::pair<QString, QImage>> viewfinderStates(Engine& engine, Studio&
       {"narrow", QSizeF(120, 213), [](FrameState& s) { s.points = 30; }},
       {"too-small", QSizeF(600, 1066), [](FrameState& s) { s.points = 6.5; }},
       {"me-layout", region, [](FrameState&) {}, 0, false},
+      {"chip-inside", QSizeF(520, 924), [](FrameState& s) { s.hint = FrameZones::firstRunHint(); }, 0.42, true,
+       ChipPlace::inside},
   };
   const QImage desktop = sampleDisplayPicture().scaled(1920, 1080).convertToFormat(QImage::Format_ARGB32_Premultiplied);
   std::vector<std::pair<QString, QImage>> shots;

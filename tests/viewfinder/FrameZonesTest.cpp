@@ -36,21 +36,23 @@ TEST(FrameZonesTest, buttonsThenCornersInOrderThenTheBody) {
   EXPECT_EQ(FrameZones::hint({Kind::corner, 2})->text, "Drag to resize");
 }
 
-TEST(FrameZonesTest, theChipStripFlipsBelowAndStaysInsideThePanelEitherWay) {
+TEST(FrameZonesTest, theChipStripGoesAboveBelowOrInsideAndStaysInsideThePanel) {
   const QRectF f(100, 10, 300, 500);
-  for (const bool below : {false, true}) {
-    const QRectF panel = FrameZones::panel(f, below, 200);
-    const QRectF strip = FrameZones::chipStrip(f, below, 200);
-    EXPECT_TRUE(panel.contains(strip)) << below;
-    EXPECT_TRUE(panel.contains(f)) << below;
-    EXPECT_FALSE(strip.intersects(f)) << "the strip never covers the region";
+  for (const ChipPlace place : {ChipPlace::above, ChipPlace::below, ChipPlace::inside}) {
+    const QRectF panel = FrameZones::panel(f, place, 200);
+    const QRectF strip = FrameZones::chipStrip(f, place, 200);
+    EXPECT_TRUE(panel.contains(strip)) << int(place);
+    EXPECT_TRUE(panel.contains(f)) << int(place);
+    EXPECT_EQ(strip.intersects(f), place == ChipPlace::inside) << "only inside does the strip cover the region";
     FrameZones zones;
     zones.regionSize = f.size();
-    zones.chipBelow = below;
+    zones.chipPlace = place;
     EXPECT_EQ(zones.region().translated(panel.topLeft()), f) << "the view draws the region where it is";
   }
-  EXPECT_LT(FrameZones::chipStrip(f, false, 200).top(), f.top());
-  EXPECT_GE(FrameZones::chipStrip(f, true, 200).top(), f.bottom());
+  EXPECT_LT(FrameZones::chipStrip(f, ChipPlace::above, 200).top(), f.top());
+  EXPECT_GE(FrameZones::chipStrip(f, ChipPlace::below, 200).top(), f.bottom());
+  EXPECT_EQ(FrameZones::panel(f, ChipPlace::inside, 200).height(), f.height() + 2 * FrameZones::margin)
+      << "a frame as tall as the screen has nothing above or below it";
 }
 
 TEST(FrameZonesTest, readabilityTruncatesTheNumberButJudgesTheHalfPoint) {

@@ -194,6 +194,15 @@ TEST_F(ViewfinderTest, theFrameKeepsOffADesktopPanelAndItsChipFlipsBelowAtTheTop
   engine->endDrag();
   EXPECT_TRUE(within(3, [&] { return viewfinder->framePanel()->geometry().top() == 200 - FrameZones::top; }))
       << "with room again, the chip is back above";
+
+  engine->beginDrag();
+  engine->drag({600, 40, 585, 1040});
+  engine->endDrag();
+  EXPECT_TRUE(within(3, [&] {
+    const QRect g = viewfinder->framePanel()->geometry();
+    return g.top() == 40 - FrameZones::margin && g.height() == 1040 + 2 * FrameZones::margin;
+  })) << "as tall as the free screen, the frame holds its chip inside";
+  EXPECT_TRUE(within(3, [&] { return pixel(600 + 60, 40 + 29) != kGreen; })) << "where the chip is drawn";
 }
 
 // Run as viewfinder_scaled_tests, with QT_SCALE_FACTOR=2: each point is two pixels each way,
