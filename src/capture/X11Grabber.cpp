@@ -187,6 +187,7 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
     return {};
   }
   framePointer_ = pointer_;
+  framePointerShown_ = pointerShown_;
   frameHadRing_ = now - clickTime_ < clickRingSeconds;
   frameOwn_ = own;
   return {std::move(frame), {}, false};
@@ -221,18 +222,20 @@ void X11Grabber::readPointer(double now) {
       connection, xcb_query_pointer(connection, session_.screen->root), nullptr));
   if (!reply) return;
   pointer_ = QPoint(reply->root_x, reply->root_y);
+  // The server names the top-level window that takes the pointer there, input shapes
+  // counted: the frame's click-through inside is not Vorn's, its edge band is. A pointer
+  // working Vorn's own windows is not part of what is shown: no cursor, no click ring.
+  const bool overOwn = stack_->isOwn(reply->child);
+  pointerShown_ = !overOwn;
   const uint16_t pressed = reply->mask & clickButtons;
-  if ((pressed & ~buttons_) != 0) {
+  if ((pressed & ~buttons_) != 0 && !overOwn) {
     clickAt_ = pointer_;
     clickTime_ = now;
   }
   buttons_ = pressed;
   if (onPointer_)
-    // The server names the top-level window that takes the pointer there, input shapes
-    // counted: the frame's click-through inside is not Vorn's, its edge band is.
     onPointer_({ScreenScale::toPoints(Point{double(reply->root_x), double(reply->root_y)}),
-                (reply->mask & XCB_BUTTON_MASK_1) != 0,
-                stack_->isOwn(reply->child)});
+                (reply->mask & XCB_BUTTON_MASK_1) != 0, overOwn});
 }
 
 bool X11Grabber::nearArea(const QRect& source, QPoint point) const {
@@ -242,8 +245,10 @@ bool X11Grabber::nearArea(const QRect& source, QPoint point) const {
 bool X11Grabber::needsFrame(const QRect& source, bool changed, double now,
                             const QRegion& own) const {
   if (changed || dirty_ || !hasDamage_ || own != frameOwn_) return true;
-  const bool pointerShown = nearArea(source, pointer_) || nearArea(source, framePointer_);
-  if (pointerShown && (pointer_ != framePointer_ || cursorRedraw_)) return true;
+  const bool pointerShown = (pointerShown_ && nearArea(source, pointer_)) ||
+                            (framePointerShown_ && nearArea(source, framePointer_));
+  const bool pointerMoved = pointer_ != framePointer_ || pointerShown_ != framePointerShown_;
+  if (pointerShown && (pointerMoved || cursorRedraw_)) return true;
   const bool ring = now - clickTime_ < clickRingSeconds && nearArea(source, clickAt_);
   return ring || (frameHadRing_ && nearArea(source, clickAt_));
 }
@@ -378,7 +383,7 @@ FrameRef X11Grabber::makeFrame(const ScreenConfig& config, const QRect& source, 
   };
   if (now - clickTime_ < clickRingSeconds && nearArea(source, clickAt_))
     drawClickRing(*frame, toFrame(clickAt_), now - clickTime_, scaleX);
-  if (nearArea(source, pointer_)) {
+  if (pointerShown_ && nearArea(source, pointer_)) {
     if (cursorStale_ && hasCursor_) fetchCursorImage();
     drawCursor(*frame, cursor_, toFrame(pointer_), scaleX);
   }

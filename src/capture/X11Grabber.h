@@ -81,11 +81,13 @@ class X11Grabber : public Grabber {
   bool cursorStale_ = true;  // the cursor's picture changed since it was fetched
   bool cursorRedraw_ = true;  // ...since the last frame
   QPoint pointer_;
+  bool pointerShown_ = true;  // not over one of Vorn's windows
   uint16_t buttons_ = 0;
   QPoint clickAt_;
   double clickTime_ = -1e9;
   // What the last frame showed.
   QPoint framePointer_;
+  bool framePointerShown_ = false;
   bool frameHadRing_ = false;
   QRegion frameOwn_;
 };

@@ -4,6 +4,7 @@
 #include "capture/X11Connection.h"
 
 #include <xcb/damage.h>
+#include <xcb/shape.h>
 
 #include <algorithm>
 #include <utility>
@@ -33,6 +34,9 @@ X11WindowStack::X11WindowStack(xcb_connection_t* connection, xcb_window_t root, 
       withDamage_(withDamage) {
   const uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
   xcb_change_window_attributes(connection_, root_, XCB_CW_EVENT_MASK, &events);
+  if (const xcb_query_extension_reply_t* shape = xcb_get_extension_data(connection_, &xcb_shape_id);
+      shape && shape->present)
+    shapeEvent_ = shape->first_event;
   scan();
 }
 
@@ -85,6 +89,7 @@ void X11WindowStack::describe(std::vector<Window*> windows) {
     window.readable = attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT &&
                       (window.id & ~serverIds_) != 0;
     window.own = own_.owns(window.id);
+    if (window.own) readShape(window);
     if (tree && !window.own) {
       const xcb_window_t* children = xcb_query_tree_children(tree.get());
       const int count = xcb_query_tree_children_length(tree.get());
@@ -93,6 +98,35 @@ void X11WindowStack::describe(std::vector<Window*> windows) {
     }
     track(window);
   }
+}
+
+// Vorn's dim is one window over the whole screen with holes cut into its shape: only what it
+// draws counts as Vorn's, so that an area inside a hole is grabbed as it is.
+void X11WindowStack::readShape(Window& window) {
+  if (!shapeEvent_) return;
+  xcb_shape_select_input(connection_, window.id, 1);
+  XcbReply<xcb_shape_get_rectangles_reply_t> reply(xcb_shape_get_rectangles_reply(
+      connection_, xcb_shape_get_rectangles(connection_, window.id, XCB_SHAPE_SK_BOUNDING), nullptr));
+  if (!reply) return;
+  const xcb_rectangle_t* rects = xcb_shape_get_rectangles_rectangles(reply.get());
+  const int count = xcb_shape_get_rectangles_rectangles_length(reply.get());
+  QRegion shape;
+  for (int i = 0; i < count; ++i) shape += QRect(rects[i].x, rects[i].y, rects[i].width, rects[i].height);
+  // An unshaped window reports its whole self, which follows its size as it changes.
+  const bool whole = (QRegion(QRect(QPoint(0, 0), window.rect.size())) - shape).isEmpty();
+  window.shape = whole ? std::nullopt : std::optional<QRegion>(shape);
+}
+
+QRect X11WindowStack::reshaped(xcb_window_t id, double now) {
+  Window* window = find(id);
+  if (!window || !window->own) return {};
+  const QRegion before = window->drawn();
+  readShape(*window);
+  const QRegion after = window->drawn();
+  if (!window->mapped) return {};
+  // A compositing manager repaints where the window no longer draws a little later.
+  if (const QRegion gone = before - after; !gone.isEmpty()) left_.push_back({gone, now + leftPlaceSeconds});
+  return (before ^ after).boundingRect();
 }
 
 // Drawing into another client's window is reported even where the window is hidden, since
@@ -121,7 +155,7 @@ const X11WindowStack::Window* X11WindowStack::damaged(uint32_t damage) const {
 }
 
 void X11WindowStack::leave(const Window& window, double now) {
-  if (window.own && window.mapped) left_.push_back({window.rect, now + leftPlaceSeconds});
+  if (window.own && window.mapped) left_.push_back({window.drawn(), now + leftPlaceSeconds});
 }
 
 void X11WindowStack::erase(xcb_window_t id, double now) {
@@ -171,7 +205,12 @@ QRect X11WindowStack::mapped(xcb_window_t id, bool on, double now) {
 }
 
 QRect X11WindowStack::handle(const xcb_generic_event_t* event, double now) {
-  switch (event->response_type & 0x7f) {
+  const uint8_t type = event->response_type & 0x7f;
+  if (shapeEvent_ && type == shapeEvent_ + XCB_SHAPE_NOTIFY) {
+    const auto& e = *reinterpret_cast<const xcb_shape_notify_event_t*>(event);
+    return e.shape_kind == XCB_SHAPE_SK_BOUNDING ? reshaped(e.affected_window, now) : QRect();
+  }
+  switch (type) {
     case XCB_CREATE_NOTIFY: {
       const auto& e = *reinterpret_cast<const xcb_create_notify_event_t*>(event);
       if (e.parent != root_ || find(e.window)) return {};
@@ -222,8 +261,8 @@ QRegion X11WindowStack::ownRegion(double now) {
   std::erase_if(left_, [&](const LeftPlace& place) { return place.until <= now; });
   QRegion region;
   for (const Window& window : windows_)
-    if (window.own && window.mapped) region += window.rect;
-  for (const LeftPlace& place : left_) region += place.rect;
+    if (window.own && window.mapped) region += window.drawn();
+  for (const LeftPlace& place : left_) region += place.area;
   return region;
 }
 

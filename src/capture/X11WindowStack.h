@@ -6,6 +6,7 @@
 #include <QRect>
 #include <QRegion>
 
+#include <optional>
 #include <vector>
 #include <xcb/xcb.h>
 
@@ -25,6 +26,9 @@ class X11WindowStack {
     bool readable = false;  // drawn by a client (not input-only, not the server's own)
     bool opaque = true;     // hides what lies below (no alpha channel)
     uint32_t damage = 0;
+    // Where one of Vorn's shaped windows is drawn, in its own pixels; none: all of it.
+    std::optional<QRegion> shape;
+    QRegion drawn() const { return shape ? shape->translated(rect.topLeft()) : QRegion(rect); }
   };
 
   // How long a place one of Vorn's windows left keeps being treated as Vorn's: a compositing
@@ -49,7 +53,7 @@ class X11WindowStack {
 
  private:
   struct LeftPlace {
-    QRect rect;
+    QRegion area;
     double until;
   };
   void scan();
@@ -62,12 +66,15 @@ class X11WindowStack {
   void restack(xcb_window_t id, xcb_window_t above);
   QRect configure(const xcb_configure_notify_event_t& event, double now);
   QRect mapped(xcb_window_t id, bool on, double now);
+  void readShape(Window& window);
+  QRect reshaped(xcb_window_t id, double now);
 
   xcb_connection_t* const connection_;
   const xcb_window_t root_;
   const OwnClient own_;
   const uint32_t serverIds_;  // the id range of the server's own windows
   const bool withDamage_;
+  uint8_t shapeEvent_ = 0;  // 0: the server has no shape extension
   std::vector<Window> windows_;  // bottom to top
   std::vector<LeftPlace> left_;
 };

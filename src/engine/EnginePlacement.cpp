@@ -6,6 +6,7 @@
 #include "base/Background.h"
 #include "base/Clock.h"
 #include "base/Log.h"
+#include "capture/ScreenSource.h"
 #include "capture/Screenshot.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
@@ -170,6 +171,9 @@ void Engine::handleClick(Point global) {
   if (!screen_.rect.contains(global)) return;
   const Point local{global.x - screen_.rect.x, global.y - screen_.rect.y};
   if (!live().contains(local)) return;
+  // A click on one of Vorn's windows over the area works the studio, not what is shown.
+  if (const std::optional<PointerState> pointer = screenSource_->pointer.get(); pointer && pointer->overOwnWindow)
+    return;
   clickPoint_ = local;
   clickTime_ = mediaTime();
   publishInputs();

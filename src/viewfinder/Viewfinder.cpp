@@ -130,7 +130,7 @@ void Viewfinder::update(double now) {
   else
     dimView_->update(std::nullopt,
                      (phase == Phase::finishing || phase == Phase::review) && studioInFront ? 0.42 : 0);
-  keepOwnWindowsClear();
+  shapeDim();
 
   updateInput(f);
   const QPointF mouse = QCursor::pos();
@@ -219,8 +219,9 @@ void Viewfinder::compositorChanged(bool running) {
 }
 
 // The phone shows what viewers will see, and the studio's buttons must not look disabled: the
-// dim leaves Vorn's other panels (the monitor, the island) out; menus open above it.
-void Viewfinder::keepOwnWindowsClear() {
+// dim leaves Vorn's other panels (the monitor, the island) out; menus open above it. Its hole
+// is cut out of the window too, so the grab sees no window of Vorn's over the capture area.
+void Viewfinder::shapeDim() {
   QRegion clear;
   for (QWidget* window : QApplication::topLevelWidgets()) {
     if (!window->isVisible() || !OverlayPanel::undimmed(window)) continue;
@@ -229,6 +230,7 @@ void Viewfinder::keepOwnWindowsClear() {
     clear += mask.isEmpty() ? QRegion(window->frameGeometry()) : mask.translated(window->pos());
   }
   clear.translate(-dimPanel_->pos());
+  if (const std::optional<QRectF>& hole = dimView_->hole()) clear += hole->toRect();
   if (clear == dimClear_) return;
   dimClear_ = clear;
   if (clear.isEmpty())

@@ -56,7 +56,7 @@ class Viewfinder final : public ViewfinderPanels {
   FrameState stateFor(bool grabbable, QPointF mouse, const QRectF& f) const;
   void compositorChanged(bool running);
   void shapeToStrokes();
-  void keepOwnWindowsClear();
+  void shapeDim();
 
   Studio& studio_;
   X11Desktop* desktop_;
@@ -73,7 +73,7 @@ class Viewfinder final : public ViewfinderPanels {
   bool wasGrabbable_ = false;
   bool inputAllowed_ = false;
   QRectF inputFor_;
-  QRegion dimClear_;  // the dim panel's parts left clear for Vorn's other windows
+  QRegion dimClear_;  // cut out of the dim panel: the hole and Vorn's other windows
 };
 
 }  // namespace vorn

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/DesktopBridge.h"
+#include "capture/ScreenSource.h"
 #include "desktop/HotKey.h"
 #include "desktop/X11Desktop.h"
 #include "engine/RenderLoop.h"
@@ -10,6 +11,8 @@
 #include "support/Eventually.h"
 #include "support/TestServices.h"
 
+#include <QTest>
+#include <QWidget>
 #include <gtest/gtest.h>
 
 namespace vorn {
@@ -99,6 +102,23 @@ TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZoo
   engine->beginCountdown();
   ASSERT_TRUE(reaches(Phase::recording));
   const Rect live = engine->live();
+  // A click on one of Vorn's windows over the area works the studio: no zoom there.
+  QWidget own(nullptr, Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint);
+  own.setGeometry(int(live.x) + 10, int(live.y) + 10, 100, 100);
+  own.show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&own));
+  xdotool({"mousemove", std::to_string(int(live.x) + 60), std::to_string(int(live.y) + 60)});
+  ASSERT_TRUE(within(5, [&] {
+    const auto pointer = engine->screenSource().pointer.get();
+    return pointer && pointer->overOwnWindow;
+  }));
+  int clicks = 0;  // heard after the engine, from the same events
+  const auto watch = x11DesktopServices(desktop.get()).watchClicks([&](Point) { ++clicks; });
+  xdotool({"click", "1"});
+  ASSERT_TRUE(within(5, [&] { return clicks == 1; }));
+  EXPECT_EQ(engine->renderLoop()->inputs.get().clickTime, 0);
+  own.hide();
+
   const int x = int(live.x + live.width / 2), y = int(live.y + live.height / 2);
   xdotool({"mousemove", std::to_string(x), std::to_string(y), "click", "1"});
   ASSERT_TRUE(within(5, [&] { return engine->renderLoop()->inputs.get().clickTime > 0; }));

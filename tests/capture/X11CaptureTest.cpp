@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "capture/ScreenSource.h"
 #include "capture/X11ScreenBackend.h"
+#include "capture/X11WindowStack.h"
+#include "capture/X11Connection.h"
 #include "support/ChildProcess.h"
 #include "support/OtherWindow.h"
 #include "support/TestServices.h"
@@ -185,6 +187,27 @@ TEST_F(X11CaptureTest, TheCursorIsDrawnIntoTheFrame) {
   }));
 }
 
+// A pointer working one of Vorn's windows is not part of the picture.
+TEST_F(X11CaptureTest, TheCursorIsLeftOutOverVornsWindows) {
+  const QColor green(10, 200, 10);
+  test::OtherWindow other(QRect(0, 0, 1000, 500), green);
+  Swatch studio(QRect(600, 100, 300, 300), QColor(230, 0, 230));
+  studio.showNow();
+  source.leaveOut(guiClient());
+  startOn({0, 0, 1000, 500});
+  const auto cursorDrawnAt = [&](int px, int py) {
+    const ScreenFrame frame = *source.latest.get();
+    for (int y = py; y < py + 16; ++y)
+      for (int x = px; x < px + 16; ++x)
+        if (!sameColour(pixel(frame, x, y), green)) return true;
+    return false;
+  };
+  QCursor::setPos(300, 250);
+  ASSERT_TRUE(eventually([&] { return cursorDrawnAt(300, 250); }));
+  QCursor::setPos(750, 250);
+  EXPECT_TRUE(eventually([&] { return !cursorDrawnAt(300, 250) && !cursorDrawnAt(750, 250); }));
+}
+
 TEST_F(X11CaptureTest, AClickLeavesARingAroundIt) {
   const QColor green(10, 200, 10);
   Swatch swatch({300, 300, 300, 300}, green);
@@ -264,6 +287,32 @@ TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrameAndWhatTheyCoverStaysLive) {
     EXPECT_EQ(magentaFrames, 0);
     own.stop();
   }
+}
+
+// The viewfinder's dim covers the whole screen with a hole cut into its shape: only what a
+// shaped window of Vorn's draws counts as Vorn's, so an area in the hole is grabbed directly.
+TEST_F(X11CaptureTest, OnlyWhatAShapedWindowOfVornsDrawsCountsAsVorns) {
+  X11Session session = X11Session::open();
+  ASSERT_TRUE(session);
+  X11WindowStack stack(session.connection.get(), session.screen->root, guiClient(), false);
+  const auto ownRegion = [&] {
+    while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(session.connection.get())})
+      stack.handle(event.get(), 0);
+    return stack.ownRegion(1);  // after the places left behind have faded
+  };
+  Swatch dim(QRect(0, 0, 1920, 1080), Qt::black);
+  dim.setMask(QRegion(dim.rect()) - QRect(300, 200, 400, 300));
+  dim.showNow();
+  EXPECT_TRUE(eventually([&] { return ownRegion() == QRegion(0, 0, 1920, 1080) - QRect(300, 200, 400, 300); }));
+
+  dim.setMask(QRegion(dim.rect()) - QRect(900, 200, 400, 300));
+  QApplication::sync();
+  EXPECT_TRUE(eventually([&] { return ownRegion() == QRegion(0, 0, 1920, 1080) - QRect(900, 200, 400, 300); }))
+      << "the hole moved with the frame";
+  dim.clearMask();
+  dim.resize(800, 600);
+  QApplication::sync();
+  EXPECT_TRUE(eventually([&] { return ownRegion() == QRegion(0, 0, 800, 600); })) << "unshaped: all of it";
 }
 
 TEST_F(X11CaptureTest, TheWallpaperShowsUnderVornsWindowsWhereNoOtherWindowIs) {

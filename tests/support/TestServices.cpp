@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/TestServices.h"
 
+#include <cstdio>
 #include <chrono>
 #include <functional>
 #include <cstdlib>
@@ -122,12 +123,32 @@ PulseServer::PulseServer(const std::string& runtimeDir) {
   pactl({"set-default-sink", "vsink"});
 }
 
+// A session bus that starts no service of the machine's on demand (a file manager, a
+// notification daemon the desktop installed): the tests meet only the services they start.
+const char* const kBusConfig = R"(<busconfig>
+  <type>session</type>
+  <listen>unix:tmpdir=/tmp</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)";
+
 SessionBus::SessionBus() {
+  const std::string config = tempHome()->path() + "/session-bus.conf";
+  if (FILE* file = std::fopen(config.c_str(), "w")) {
+    std::fputs(kBusConfig, file);
+    std::fclose(file);
+  }
   int fds[2];
   if (pipe(fds) != 0) throw std::runtime_error("cannot make a pipe for dbus-daemon");
   // The daemon writes its address to the descriptor once it listens.
   process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
-      "dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=" + std::to_string(fds[1])});
+      "dbus-daemon", "--config-file=" + config, "--nofork", "--nopidfile",
+      "--print-address=" + std::to_string(fds[1])});
   close(fds[1]);
   pollfd p{fds[0], POLLIN, 0};
   char c;
