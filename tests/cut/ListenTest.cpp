@@ -61,6 +61,7 @@ TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
       EXPECT_GE(word.start, spoken.start - kSlack) << word.text;
       EXPECT_LE(word.end, spoken.end + kSlack) << word.text;
       EXPECT_LT(word.start, word.end) << word.text;
+      EXPECT_GE(word.confidence, kSureConfidence) << word.text << " read clearly, so captioned";
       if (at > 0) {
         EXPECT_GE(word.start, transcript.words[at - 1].end) << word.text;
       }
@@ -119,6 +120,41 @@ TEST_F(ListenTest, aScriptWordTheDictionaryLacksIsStillCaptionedBetweenItsNeighb
   EXPECT_LE(sourdough.end, bread.start + 1e-9);
   EXPECT_GT(sourdough.end - sourdough.start, 0.05);
   EXPECT_GE(sourdough.confidence, kSureConfidence) << "captioned like its neighbours";
+}
+
+bool within(const Word& word, const Span& spoken) {
+  return word.start >= spoken.start - kSlack && word.end <= spoken.end + kSlack;
+}
+
+// The take reads the script's first sentence, talks of something else, then reads the last:
+// the skipped sentence is laid nowhere, and the other talk is kept but never sure enough to
+// be captioned.
+TEST_F(ListenTest, aTakeThatStraysFromItsScriptIsSureOnlyOfWhatItReads) {
+  const std::vector<std::string>& script = spokenTake().sentences;
+  const test::SpokenSound sound = test::spokenSound(
+      "strays", {script[0], "My garden has roses, tomatoes and a small pond full of goldfish.",
+                 script[2]});
+  const Transcript transcript = listenTo(decodeTakeAudio(sound.path), spokenTake().script);
+  EXPECT_TRUE(transcript.fromScript);
+  std::size_t sure[2] = {0, 0}, talk = 0;
+  for (const Word& word : transcript.words) {
+    if (within(word, sound.spoken[1])) ++talk;
+    if (word.confidence < kSureConfidence) continue;
+    const std::vector<std::size_t> read = {0, 2};
+    bool placed = false;
+    for (std::size_t r = 0; r < 2; ++r) {
+      const std::vector<std::string> said = scriptWords(script[read[r]]);
+      if (!within(word, sound.spoken[read[r]]) ||
+          std::find(said.begin(), said.end(), word.text) == said.end())
+        continue;
+      placed = true;
+      ++sure[r];
+    }
+    EXPECT_TRUE(placed) << word.text << " at " << word.start << " is sure but not said there";
+  }
+  EXPECT_GE(sure[0], scriptWords(script[0]).size() * 3 / 4);
+  EXPECT_GE(sure[1], scriptWords(script[2]).size() * 3 / 4);
+  EXPECT_GT(talk, 0u) << "the other talk is kept";
 }
 
 TEST_F(ListenTest, silenceHoldsNoUsableSpeech) {

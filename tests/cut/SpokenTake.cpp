@@ -25,37 +25,48 @@ void run(const std::vector<std::string>& argv) {
 }
 
 SpokenTake make(const std::string& name, double volumeDb) {
+  const SpokenSound sound = spokenSound(name, kSentences);
   SpokenTake take;
   take.path = scratch() + "/" + name + ".mp4";
   take.sentences = kSentences;
+  take.spoken = sound.spoken;
+  take.duration = sound.duration;
+  for (const std::string& sentence : kSentences) take.script += sentence + "\n";
+  const std::string graph = "[0]volume=" + std::to_string(volumeDb) +
+                            "dB,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" +
+                            std::to_string(take.duration) + "[v]";
+  run({"ffmpeg", "-v", "error", "-y", "-i", sound.path, "-filter_complex", graph, "-map", "[v]",
+       "-map", "[a]", "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
+  return take;
+}
+
+}  // namespace
+
+SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences) {
+  SpokenSound sound;
+  sound.path = scratch() + "/" + name + ".wav";
   std::vector<std::string> argv = {"ffmpeg", "-v", "error", "-y"};
   std::string graph = "aevalsrc=0:d=" + std::to_string(kLead) + ":s=22050[lead];";
   std::string joined = "[lead]";
   double at = kLead;
-  for (std::size_t i = 0; i < kSentences.size(); ++i) {
-    const std::string wav = scratch() + "/sentence" + std::to_string(i) + ".wav";
-    run({"espeak-ng", "-w", wav, kSentences[i]});
+  for (std::size_t i = 0; i < sentences.size(); ++i) {
+    const std::string wav = scratch() + "/" + name + "-sentence" + std::to_string(i) + ".wav";
+    run({"espeak-ng", "-w", wav, sentences[i]});
     const double length = cut::takeDuration(wav);
-    take.spoken.push_back({at, at + length});
-    const double pad = i + 1 < kSentences.size() ? kGap : kTail;
+    sound.spoken.push_back({at, at + length});
+    const double pad = i + 1 < sentences.size() ? kGap : kTail;
     at += length + pad;
     argv.insert(argv.end(), {"-i", wav});
     const std::string k = std::to_string(i);
     graph += "[" + std::to_string(i) + "]apad=pad_dur=" + std::to_string(pad) + "[s" + k + "];";
     joined += "[s" + k + "]";
-    take.script += kSentences[i] + "\n";
   }
-  take.duration = at;
-  graph += joined + "concat=n=" + std::to_string(kSentences.size() + 1) +
-           ":v=0:a=1,volume=" + std::to_string(volumeDb) + "dB,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + std::to_string(at) +
-           "[v]";
-  argv.insert(argv.end(), {"-filter_complex", graph, "-map", "[v]", "-map", "[a]", "-c:v",
-                           "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
+  sound.duration = at;
+  graph += joined + "concat=n=" + std::to_string(sentences.size() + 1) + ":v=0:a=1[a]";
+  argv.insert(argv.end(), {"-filter_complex", graph, "-map", "[a]", sound.path});
   run(argv);
-  return take;
+  return sound;
 }
-
-}  // namespace
 
 std::string scratch() {
   const std::string dir = tempHome()->path() + "/scratch";

@@ -19,6 +19,14 @@ struct SpokenTake {
   double duration = 0;
 };
 
+// `sentences` read by espeak-ng into one sound file, with the same silences as a SpokenTake.
+struct SpokenSound {
+  std::string path;
+  std::vector<cut::Span> spoken;
+  double duration = 0;
+};
+SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences);
+
 const SpokenTake& spokenTake();
 // The same take said 24 dB quieter, about −44 LUFS: a microphone far from the mouth.
 const SpokenTake& quietSpokenTake();
