@@ -18,6 +18,9 @@ namespace {
 // A chunk's share may end at a pause of the script this many words from where free
 // recognition put its end.
 constexpr long kFarthestBreak = 12;
+// A chunk's planned share ends on a pause of the script this many words from free
+// recognition's placing, or closer.
+constexpr long kSnapToBreak = 2;
 // Words laid on a chunk span at least this share of its speech.
 constexpr double kLeastSpeechLaid = 0.7;
 // Talk heard where the take strays from its script is never sure enough to be captioned.
@@ -182,14 +185,30 @@ std::vector<Word> joined(const std::vector<std::vector<Word>>& perChunk) {
   return words;
 }
 
-// The script words each chunk holds, [begin, end), as free recognition placed them.
+// The break of the script nearest to `at`, when one is within reach.
+std::size_t nearestBreak(const Script& script, std::size_t at) {
+  std::size_t nearest = at;
+  long distance = kSnapToBreak + 1;
+  for (std::size_t place : script.breaks)
+    if (std::labs(long(place) - long(at)) < distance) {
+      distance = std::labs(long(place) - long(at));
+      nearest = place;
+    }
+  return nearest;
+}
+
+// The script words each chunk holds, [begin, end), as free recognition placed them. A chunk
+// ends at a pause and a reader pauses where the script does, so a share's end a word or two
+// from one of the script's pauses moves onto it.
 std::vector<std::pair<std::size_t, std::size_t>> sharesOf(const std::vector<int>& chunkOf,
-                                                          std::size_t chunkCount) {
+                                                          std::size_t chunkCount,
+                                                          const Script& script) {
   std::vector<std::pair<std::size_t, std::size_t>> shares;
   std::size_t begin = 0;
   for (std::size_t c = 0; c < chunkCount; ++c) {
-    const auto end =
+    auto end =
         std::size_t(std::upper_bound(chunkOf.begin(), chunkOf.end(), int(c)) - chunkOf.begin());
+    if (c + 1 < chunkCount) end = std::max(nearestBreak(script, end), begin);
     shares.push_back({begin, end});
     begin = end;
   }
@@ -232,7 +251,7 @@ Laid toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Reco
     }
   }
   const auto shares =
-      sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths), chunks.size());
+      sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths), chunks.size(), script);
   std::vector<std::vector<Word>> planned(chunks.size());
   forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
     const auto [begin, end] = shares[c];

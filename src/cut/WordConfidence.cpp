@@ -13,8 +13,8 @@ constexpr double kAnchorReach = 0.5;
 constexpr std::size_t kAnchorWindow = 5;
 // A word between anchors is at least this sure; every anchor near it makes it surer.
 constexpr double kBetweenAnchors = 0.6;
-// A word laid where the sound is below speech for most of its length was not heard.
-constexpr double kLeastSpeechShare = 0.3;
+// A word laid where the sound stays below speech for nearly all its length was not heard.
+constexpr double kLeastSpeechShare = 0.1;
 constexpr double kNotHeard = 0.2;
 
 double middle(const Word& word) { return (word.start + word.end) / 2; }

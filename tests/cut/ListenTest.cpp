@@ -47,16 +47,17 @@ TEST_F(ListenTest, theTakesSoundIsDecodedWhole) {
   EXPECT_NEAR(pcm->duration(), spokenTake().duration, 0.05);
 }
 
-TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
-  const Transcript& transcript = *scripted;
+// The script's words come back in order, each inside the sentence it was said in, sure
+// enough to be captioned.
+void expectScriptInPlace(const Transcript& transcript, const test::SpokenTake& take) {
   EXPECT_TRUE(transcript.fromScript);
   std::vector<std::string> heard;
   for (const Word& word : transcript.words) heard.push_back(word.text);
-  ASSERT_EQ(heard, scriptWords(spokenTake().script));
+  ASSERT_EQ(heard, scriptWords(take.script));
   std::size_t at = 0;
-  for (std::size_t s = 0; s < spokenTake().sentences.size(); ++s) {
-    const Span spoken = spokenTake().spoken[s];
-    for (std::size_t i = 0; i < scriptWords(spokenTake().sentences[s]).size(); ++i, ++at) {
+  for (std::size_t s = 0; s < take.sentences.size(); ++s) {
+    const Span spoken = take.spoken[s];
+    for (std::size_t i = 0; i < scriptWords(take.sentences[s]).size(); ++i, ++at) {
       const Word& word = transcript.words[at];
       EXPECT_GE(word.start, spoken.start - kSlack) << word.text;
       EXPECT_LE(word.end, spoken.end + kSlack) << word.text;
@@ -67,6 +68,12 @@ TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
       }
     }
   }
+}
+
+TEST_F(ListenTest, aKnownScriptComesBackWordForWordInOrderWithinItsSentences) {
+  expectScriptInPlace(*scripted, spokenTake());
+  const test::SpokenTake& noisy = test::noisySpokenTake();
+  expectScriptInPlace(listenTo(decodeTakeAudio(noisy.path), noisy.script), noisy);
 }
 
 // How far the first word of each sentence starts from where its sound rises (the energy

@@ -24,7 +24,9 @@ void run(const std::vector<std::string>& argv) {
   if (runCommand(argv) != 0) throw std::runtime_error("test take: " + argv[0] + " failed");
 }
 
-SpokenTake make(const std::string& name, double volumeDb) {
+// The sentences said `volumeDb` louder or softer, over pink noise of `noise` amplitude (none
+// at 0).
+SpokenTake make(const std::string& name, double volumeDb, double noise = 0) {
   const SpokenSound sound = spokenSound(name, kSentences);
   SpokenTake take;
   take.path = scratch() + "/" + name + ".mp4";
@@ -32,9 +34,12 @@ SpokenTake make(const std::string& name, double volumeDb) {
   take.spoken = sound.spoken;
   take.duration = sound.duration;
   for (const std::string& sentence : kSentences) take.script += sentence + "\n";
-  const std::string graph = "[0]volume=" + std::to_string(volumeDb) +
-                            "dB,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" +
-                            std::to_string(take.duration) + "[v]";
+  const std::string length = std::to_string(take.duration);
+  std::string graph = "[0]volume=" + std::to_string(volumeDb) + "dB[voice];";
+  graph += noise > 0 ? "anoisesrc=c=pink:seed=3:r=22050:a=" + std::to_string(noise) + ":d=" +
+                           length + "[noise];[voice][noise]amix=inputs=2:normalize=0[mix];"
+                     : "[voice]anull[mix];";
+  graph += "[mix]aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + length + "[v]";
   run({"ffmpeg", "-v", "error", "-y", "-i", sound.path, "-filter_complex", graph, "-map", "[v]",
        "-map", "[a]", "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
   return take;
@@ -76,6 +81,11 @@ std::string scratch() {
 
 const SpokenTake& spokenTake() {
   static const SpokenTake take = make("spoken", 0);
+  return take;
+}
+
+const SpokenTake& noisySpokenTake() {
+  static const SpokenTake take = make("noisy", 0, 0.02);
   return take;
 }
 
