@@ -2,6 +2,7 @@
 #include "cut/Listen.h"
 
 #include "cut/Chunkwise.h"
+#include "cut/Denoise.h"
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
 #include "cut/WordConfidence.h"
@@ -250,14 +251,15 @@ Laid toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Reco
       heardChunk.push_back(int(c));
     }
   }
-  const auto shares =
-      sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths), chunks.size(), script);
+  const auto shares = sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths),
+                               chunks.size(), script);
   std::vector<std::vector<Word>> planned(chunks.size());
   forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
     const auto [begin, end] = shares[c];
     if (end <= begin) return;
-    planned[c] = recogniser.align(samplesOf(pcm, chunks[c]), chunks[c].start,
-                                  {script.words.begin() + long(begin), script.words.begin() + long(end)});
+    planned[c] = recogniser.align(
+        samplesOf(pcm, chunks[c]), chunks[c].start,
+        {script.words.begin() + long(begin), script.words.begin() + long(end)});
     if (!fillsSpeech(planned[c], chunks[c], levels, script, begin, end)) planned[c].clear();
   });
   Laid laid(script.words.size());
@@ -323,7 +325,8 @@ std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* se
 
 }  // namespace
 
-Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string& script) {
+Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script) {
+  const Pcm pcm = forListening(sound, SoundLevels::of(sound));
   Transcript transcript;
   transcript.duration = pcm.duration();
   transcript.levels = SoundLevels::of(pcm);

@@ -24,14 +24,16 @@ std::vector<Topics> topicsOf(const Outline& outline, const std::vector<Word>& wo
   for (const Sentence& sentence : outline.sentences) {
     Topics named;
     for (std::size_t i = sentence.first; i <= sentence.last; ++i)
-      if (!outline.clutter[i] && isContentWord(words[i].text)) named.insert(topicOf(words[i].text));
+      if (!outline.clutter[i] && isContentWord(words[i].text))
+        named.insert(topicOf(words[i].text));
     topics.push_back(std::move(named));
   }
   return topics;
 }
 
 bool share(const Topics& a, const Topics& b) {
-  return std::any_of(a.begin(), a.end(), [&](const std::string& topic) { return b.contains(topic); });
+  return std::any_of(a.begin(), a.end(),
+                     [&](const std::string& topic) { return b.contains(topic); });
 }
 
 // The opening: the first sentence that names something once the clutter is out (a false
@@ -49,14 +51,16 @@ std::size_t lastNaming(const std::vector<Topics>& topics) {
 }
 
 // Whether sentence `s` shares a topic with a sentence other than itself outside [first, last].
-bool onTopic(const std::vector<Topics>& topics, std::size_t s, std::size_t first, std::size_t last) {
+bool onTopic(const std::vector<Topics>& topics, std::size_t s, std::size_t first,
+             std::size_t last) {
   for (std::size_t t = 0; t < topics.size(); ++t)
     if (t != s && (t < first || t > last) && share(topics[s], topics[t])) return true;
   return false;
 }
 
 // The nearest sentence before `first` (step -1) or after `last` (step +1) that names something.
-std::optional<std::size_t> neighbour(const std::vector<Topics>& topics, std::size_t from, int step) {
+std::optional<std::size_t> neighbour(const std::vector<Topics>& topics, std::size_t from,
+                                     int step) {
   for (long s = long(from) + step; s >= 0 && s < long(topics.size()); s += step)
     if (!topics[std::size_t(s)].empty()) return std::size_t(s);
   return std::nullopt;

@@ -13,8 +13,9 @@ constexpr double kAnchorReach = 0.5;
 constexpr std::size_t kAnchorWindow = 5;
 // A word between anchors is at least this sure; every anchor near it makes it surer.
 constexpr double kBetweenAnchors = 0.6;
-// A word laid where the sound stays below speech for nearly all its length was not heard.
-constexpr double kLeastSpeechShare = 0.1;
+// A word laid where the sound never rises this far over the take's steady noise was not heard:
+// it lies on silence.
+constexpr double kHeardOverFloorDb = 6;
 constexpr double kNotHeard = 0.2;
 
 double middle(const Word& word) { return (word.start + word.end) / 2; }
@@ -25,11 +26,12 @@ bool heardThere(const Word& word, const std::vector<Word>& heard) {
   });
 }
 
-double speechShare(const Word& word, const SoundLevels& levels) {
-  int steps = 0, loud = 0;
-  for (double t = word.start; t < word.end; t += SoundLevels::kStepSeconds, ++steps)
-    if (levels.at(t) >= levels.speechDb) ++loud;
-  return steps == 0 ? 0 : double(loud) / steps;
+// The loudest 10 ms of the word.
+double loudestIn(const Word& word, const SoundLevels& levels) {
+  double loudest = -1e9;
+  for (double t = word.start; t < word.end; t += SoundLevels::kStepSeconds)
+    loudest = std::max(loudest, levels.at(t));
+  return loudest;
 }
 
 double anchorShareAround(const std::vector<bool>& anchors, std::size_t at) {
@@ -47,12 +49,12 @@ void rateScriptWords(std::vector<Word>& placed, const std::vector<Word>& heard,
   for (const Word& word : placed) anchors.push_back(heardThere(word, heard));
   for (std::size_t i = 0; i < placed.size(); ++i) {
     Word& word = placed[i];
-    if (word.confidence < kSureConfidence) continue;
-    if (speechShare(word, levels) < kLeastSpeechShare)
+    if (loudestIn(word, levels) < levels.floorDb + kHeardOverFloorDb)
       word.confidence = kNotHeard;
+    else if (anchors[i])
+      word.confidence = 1;
     else
-      word.confidence =
-          anchors[i] ? 1.0 : kBetweenAnchors + (1 - kBetweenAnchors) * anchorShareAround(anchors, i);
+      word.confidence = kBetweenAnchors + (1 - kBetweenAnchors) * anchorShareAround(anchors, i);
   }
 }
 

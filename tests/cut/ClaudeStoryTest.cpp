@@ -74,8 +74,9 @@ TEST(ClaudeStoryTest, theHookAndThePunchlineAreKeptAndAnAsideLeftOutWhateverTheA
       Budget{});
   for (const std::string& word : textsOf(all)) EXPECT_NE(word, "cat");
   EXPECT_EQ(textsOf(all).size(), 18u) << "the three sentences on the topic";
-  EXPECT_THROW(claudeStory(R"({"segments":[{"start":7.9,"end":11}],"headline":["A"],"caption":"c"})",
-                           withAnAside(), Budget{2, 5}),
+  EXPECT_THROW(
+      claudeStory(R"({"segments":[{"start":7.9,"end":11}],"headline":["A"],"caption":"c"})",
+                  withAnAside(), Budget{2, 5}),
                CutError)
       << "no room left for the hook and the punchline";
 }

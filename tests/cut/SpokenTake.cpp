@@ -89,6 +89,11 @@ const SpokenTake& noisySpokenTake() {
   return take;
 }
 
+const SpokenTake& drownedSpokenTake() {
+  static const SpokenTake take = make("drowned", 0, 0.25);
+  return take;
+}
+
 const SpokenTake& quietSpokenTake() {
   static const SpokenTake take = make("quiet", -24);
   return take;
