@@ -153,12 +153,14 @@ bool fillsSpeech(const std::vector<Word>& words, const Span& chunk, const SoundL
   return covered >= kLeastSpeechLaid * said * speech;
 }
 
-// Aligns the chunk to the script words from `begin` to one of the candidate ends (for the
-// last chunk, first to the script's end); nothing when none matches the sound.
+// Aligns the chunk to the script words from `begin` to one of the candidate ends, or only to
+// `nominal` unless `wide` (for the last chunk, first to the script's end); nothing when none
+// matches the sound.
 std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recogniser& recogniser,
                             const Span& chunk, const Script& script, std::size_t begin,
-                            std::size_t nominal, bool last) {
-  std::vector<std::size_t> ends = candidateEnds(script, begin, nominal);
+                            std::size_t nominal, bool last, bool wide) {
+  std::vector<std::size_t> ends =
+      wide ? candidateEnds(script, begin, nominal) : std::vector<std::size_t>{nominal};
   if (last) ends.insert(ends.begin(), script.words.size());
   for (std::size_t end : ends) {
     if (end <= begin) continue;
@@ -217,18 +219,20 @@ std::vector<std::pair<std::size_t, std::size_t>> sharesOf(const std::vector<int>
 }
 
 // Where the chunk reads the script and the words it lays there: its planned share when that
-// starts where the reading stands; else the script from there to an end that matches; else
-// its planned share further on (the reader skipped some of the script); else nothing: the
-// chunk is talk off the script.
+// starts where the reading stands; else the script from there to an end that matches (only
+// the planned end right after talk off the script: a take that strays far would otherwise
+// cost ten alignments a chunk); else its planned share further on (the reader skipped some of
+// the script); else nothing: the chunk is talk off the script.
 std::pair<std::size_t, std::vector<Word>> layChunk(const Pcm& pcm, const SoundLevels& levels,
                                                    Recogniser& recogniser, const Span& chunk,
                                                    const Script& script,
                                                    std::size_t begin,
                                                    std::pair<std::size_t, std::size_t> share,
-                                                   const std::vector<Word>& planned, bool last) {
+                                                   const std::vector<Word>& planned, bool last,
+                                                   bool afterTalk) {
   if (begin == share.first && !planned.empty()) return {begin, planned};
   std::vector<Word> placed = alignFrom(pcm, levels, recogniser, chunk, script, begin,
-                                       std::max(share.second, begin), last);
+                                       std::max(share.second, begin), last, !afterTalk);
   if (!placed.empty()) return {begin, std::move(placed)};
   if (share.first > begin && !planned.empty()) return {share.first, planned};
   return {begin, {}};
@@ -266,11 +270,13 @@ Laid toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Reco
   if (std::all_of(planned.begin(), planned.end(), [](const auto& words) { return words.empty(); }))
     return laid;
   std::size_t begin = 0;
+  bool afterTalk = false;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
     const auto [from, placed] = layChunk(pcm, levels, first, chunks[c], script, begin, shares[c],
-                                         planned[c], c + 1 == chunks.size());
+                                         planned[c], c + 1 == chunks.size(), afterTalk);
     for (std::size_t i = 0; i < placed.size(); ++i) laid[from + i] = placed[i];
     if (!placed.empty()) begin = from + placed.size();
+    afterTalk = placed.empty();
   }
   return laid;
 }
