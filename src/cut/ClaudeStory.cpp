@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/ClaudeStory.h"
 
-#include "cut/Sentences.h"
+#include "cut/Outline.h"
 #include "cut/StoryText.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace vorn::cut {
@@ -23,8 +24,10 @@ constexpr double kTolerance = 0.5;
 const char* const kInstructions =
     "You cut a short vertical video (a reel) from a recorded take. Below is the take's "
     "transcript, one sentence a line as [start-end] text, times in seconds.\n"
-    "Choose the segments that make the strongest reel: open with a hook, keep the take's "
-    "order, leave out fillers, false starts and repetition.\n";
+    "Choose the segments that make the strongest reel: keep the take's order, leave out "
+    "fillers, false starts and repetition. Open on the line marked (hook) and keep the line "
+    "marked (punchline) whole: it pays the hook off. Leave out lines marked (aside): they "
+    "wander off the topic.\n";
 
 const char* const kAnswerShape =
     "Answer with one JSON object and nothing else, exactly in this shape:\n"
@@ -93,22 +96,46 @@ std::string captionOf(const QJsonValue& value) {
   return text.toStdString();
 }
 
-// The words each segment holds (by their middles), as runs; fillers left out.
-WordRuns runsIn(const std::vector<Word>& words, const std::vector<Span>& segments) {
-  WordRuns runs;
-  for (const Span& segment : segments) {
-    bool open = false;
+// Which words the segments hold (by their middles); fillers left out.
+std::vector<bool> heldIn(const std::vector<Word>& words, const std::vector<Span>& segments) {
+  std::vector<bool> held(words.size(), false);
+  for (const Span& segment : segments)
     for (std::size_t i = 0; i < words.size(); ++i) {
       const double middle = (words[i].start + words[i].end) / 2;
-      const bool inside =
-          middle >= segment.start && middle <= segment.end && !isFillerWord(words[i].text);
-      if (inside && open) runs.back().second = i;
-      if (inside && !open) runs.push_back({i, i});
-      open = inside;
+      if (middle >= segment.start && middle <= segment.end && !isFillerWord(words[i].text))
+        held[i] = true;
     }
+  if (std::find(held.begin(), held.end(), true) == held.end())
+    throw CutError("claude's segments hold no words.");
+  return held;
+}
+
+// The hook and the punchline kept whole (their clutter aside), the asides left out.
+void keepStoryLines(std::vector<bool>& held, const Outline& outline) {
+  for (std::size_t s = 0; s < outline.sentences.size(); ++s) {
+    const bool wanted = s == outline.hook || s == outline.punchline;
+    if (!wanted && !outline.asides[s]) continue;
+    for (std::size_t i = outline.sentences[s].first; i <= outline.sentences[s].last; ++i)
+      held[i] = wanted && !outline.clutter[i];
   }
-  if (runs.empty()) throw CutError("claude's segments hold no words.");
+}
+
+WordRuns runsOf(const std::vector<bool>& held) {
+  WordRuns runs;
+  for (std::size_t i = 0; i < held.size(); ++i) {
+    if (!held[i]) continue;
+    if (!runs.empty() && runs.back().second + 1 == i)
+      runs.back().second = i;
+    else
+      runs.push_back({i, i});
+  }
   return runs;
+}
+
+std::string markOf(const Outline& outline, std::size_t s) {
+  if (s == outline.hook) return " (hook)";
+  if (s == outline.punchline) return " (punchline)";
+  return outline.asides[s] ? " (aside)" : "";
 }
 
 }  // namespace
@@ -123,21 +150,28 @@ std::string storyPrompt(const Transcript& transcript, const std::string& theme, 
   if (!theme.empty()) prompt += "The user's brief for this reel: " + theme + "\n";
   prompt += kAnswerShape;
   prompt += "\nTranscript:\n";
-  for (const Sentence& sentence : splitSentences(transcript.words)) {
+  const Outline outline = outlineOf(transcript);
+  for (std::size_t s = 0; s < outline.sentences.size(); ++s) {
+    const Sentence& sentence = outline.sentences[s];
     std::snprintf(line, sizeof line, "[%.2f-%.2f] ", sentence.start, sentence.end);
     prompt += line +
               sentenceText({transcript.words.begin() + sentence.first,
                             transcript.words.begin() + sentence.last + 1}) +
-              "\n";
+              markOf(outline, s) + "\n";
   }
   return prompt;
 }
 
 Story claudeStory(const std::string& answer, const Transcript& transcript, Budget budget) {
   const QJsonObject object = parseObject(answer);
+  std::vector<bool> held =
+      heldIn(transcript.words, segmentsOf(object["segments"], transcript.duration, budget));
+  // claude may pass over the lines the story stands on, or keep one that wanders off.
+  keepStoryLines(held, outlineOf(transcript));
   Story story;
-  keepRuns(story, transcript,
-           runsIn(transcript.words, segmentsOf(object["segments"], transcript.duration, budget)));
+  keepRuns(story, transcript, runsOf(held));
+  if (story.length() > std::min(budget.longest, transcript.duration) + kTolerance)
+    throw CutError("claude's segments leave no room for the hook and the punchline.");
   story.headline = headlineOf(object["headline"]);
   story.caption = captionOf(object["caption"]);
   story.brand = "Made with Vorn";

@@ -2,46 +2,35 @@
 #include "cut/Listen.h"
 
 #include "cut/Chunkwise.h"
+#include "cut/Denoise.h"
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
+#include "cut/WordConfidence.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 
 namespace vorn::cut {
 namespace {
 
-// A word the aligner could not place in its chunk gets an even share of the chunk.
-constexpr double kGuessedConfidence = 0.5;
-// Below this share of heard words found in the script, the user did not read the script.
-constexpr double kLeastScriptShare = 0.3;
 // A chunk's share may end at a pause of the script this many words from where free
 // recognition put its end.
 constexpr long kFarthestBreak = 12;
-
-bool readsScript(const std::vector<Word>& heard, const std::vector<std::string>& script) {
-  if (heard.empty()) return true;
-  const auto inScript = std::count_if(heard.begin(), heard.end(), [&](const Word& word) {
-    return std::find(script.begin(), script.end(), word.text) != script.end();
-  });
-  return double(inScript) / heard.size() >= kLeastScriptShare;
-}
+// A chunk's planned share ends on a pause of the script this many words from free
+// recognition's placing, or closer.
+constexpr long kSnapToBreak = 2;
+// Words laid on a chunk span at least this share of its speech.
+constexpr double kLeastSpeechLaid = 0.7;
+// Talk heard where the take strays from its script is never sure enough to be captioned.
+constexpr double kUnscriptedConfidence = 0.4;
 
 std::span<const std::int16_t> samplesOf(const Pcm& pcm, const Span& chunk) {
   const auto first = std::min<std::size_t>(chunk.start * Pcm::kRate, pcm.samples.size());
   const auto last = std::min<std::size_t>(chunk.end * Pcm::kRate, pcm.samples.size());
   return {pcm.samples.data() + first, last - first};
-}
-
-std::vector<Word> spread(const std::vector<std::string>& words, const Span& chunk) {
-  std::vector<Word> placed;
-  const double share = chunk.length() / std::max<std::size_t>(words.size(), 1);
-  for (std::size_t i = 0; i < words.size(); ++i)
-    placed.push_back(
-        {words[i], chunk.start + i * share, chunk.start + (i + 1) * share, kGuessedConfidence});
-  return placed;
 }
 
 // The script as the recogniser can say it, with the places a reader likely pauses.
@@ -83,16 +72,22 @@ Span roomFor(const Word* before, const Word* after, std::size_t count, double ta
   return {(before->start + before->end) / 2, (after->start + after->end) / 2};
 }
 
-void placeUnsayable(std::vector<Word>& words, const Script& script, double takeLength) {
+// The script's words where the take reads them, by their place in the script; a word it
+// skipped is empty.
+using Laid = std::vector<std::optional<Word>>;
+
+// The words laid, in order, with each unsayable script word between its sayable neighbours
+// where at least one of them was read.
+std::vector<Word> withUnsayable(const Laid& laid, const Script& script, double takeLength) {
   std::vector<Word> all;
   std::size_t next = 0;
-  for (std::size_t k = 0; k <= words.size(); ++k) {
+  for (std::size_t k = 0; k <= laid.size(); ++k) {
     std::vector<std::string> run;
     for (; next < script.unsayable.size() && script.unsayable[next].first == k; ++next)
       run.push_back(script.unsayable[next].second);
-    if (!run.empty()) {
-      Word* before = all.empty() ? nullptr : &all.back();
-      const Word* after = k < words.size() ? &words[k] : nullptr;
+    Word* before = k > 0 && laid[k - 1] && !all.empty() ? &all.back() : nullptr;
+    const Word* after = k < laid.size() && laid[k] ? &*laid[k] : nullptr;
+    if (!run.empty() && (before || after)) {
       const Span room = roomFor(before, after, run.size(), takeLength);
       const double confidence =
           std::min(before ? before->confidence : 1.0, after ? after->confidence : 1.0);
@@ -102,19 +97,19 @@ void placeUnsayable(std::vector<Word>& words, const Script& script, double takeL
         all.push_back({run[i], room.start + double(i) * share, room.start + double(i + 1) * share,
                        confidence});
     }
-    if (k == words.size()) break;
-    Word word = words[k];
+    if (!after) continue;
+    Word word = *after;
     if (!all.empty()) word.start = std::max(word.start, all.back().end);
     all.push_back(word);
   }
-  words = std::move(all);
+  return all;
 }
 
 // The words laid on the script are its words in order: each one that ends a sentence of it
 // is marked so.
-void markSentenceEnds(std::vector<Word>& words, const Script& script) {
+void markSentenceEnds(Laid& laid, const Script& script) {
   for (std::size_t end : script.sentenceEnds)
-    if (end > 0 && end <= words.size()) words[end - 1].endsSentence = true;
+    if (end > 0 && end <= laid.size() && laid[end - 1]) laid[end - 1]->endsSentence = true;
 }
 
 // Where the chunk's share of the script may end, likeliest first: where free recognition put
@@ -137,23 +132,44 @@ std::vector<std::size_t> candidateEnds(const Script& script, std::size_t begin,
   return ends;
 }
 
-// Aligns the chunk to the script words from `begin` to one of the candidate ends; the last
-// chunk takes all that is left. When none matches, the nominal share is spread evenly.
-std::vector<Word> alignShare(const Pcm& pcm, Recogniser& recogniser, const Span& chunk,
-                             const Script& script, std::size_t begin, std::size_t nominal,
-                             bool last) {
-  const auto shareUpTo = [&](std::size_t end) {
-    return std::vector<std::string>(script.words.begin() + begin, script.words.begin() + end);
-  };
-  if (last) nominal = script.words.size();
-  const std::vector<std::size_t> ends =
-      last ? std::vector<std::size_t>{nominal} : candidateEnds(script, begin, nominal);
+// Whether the script words [begin, end) laid on a chunk take up most of its speech: a few
+// script words can also be matched to talk that does not say them by hiding most of it in
+// the recogniser's noise words. The words it cannot say between them leave their sound to
+// the noise words too.
+bool fillsSpeech(const std::vector<Word>& words, const Span& chunk, const SoundLevels& levels,
+                 const Script& script, std::size_t begin, std::size_t end) {
+  const auto unsayable = std::count_if(
+      script.unsayable.begin(), script.unsayable.end(),
+      [&](const auto& word) { return word.first > begin && word.first < end; });
+  int speech = 0, covered = 0;
+  std::size_t w = 0;
+  for (double t = chunk.start; t < chunk.end; t += SoundLevels::kStepSeconds) {
+    if (levels.at(t) < levels.speechDb) continue;
+    ++speech;
+    while (w < words.size() && words[w].end <= t) ++w;
+    if (w < words.size() && words[w].start <= t) ++covered;
+  }
+  const double said = double(end - begin) / double(end - begin + std::size_t(unsayable));
+  return covered >= kLeastSpeechLaid * said * speech;
+}
+
+// Aligns the chunk to the script words from `begin` to one of the candidate ends, or only to
+// `nominal` unless `wide` (for the last chunk, first to the script's end); nothing when none
+// matches the sound.
+std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recogniser& recogniser,
+                            const Span& chunk, const Script& script, std::size_t begin,
+                            std::size_t nominal, bool last, bool wide) {
+  std::vector<std::size_t> ends =
+      wide ? candidateEnds(script, begin, nominal) : std::vector<std::size_t>{nominal};
+  if (last) ends.insert(ends.begin(), script.words.size());
   for (std::size_t end : ends) {
     if (end <= begin) continue;
-    std::vector<Word> placed = recogniser.align(samplesOf(pcm, chunk), chunk.start, shareUpTo(end));
-    if (!placed.empty()) return placed;
+    std::vector<Word> placed = recogniser.align(
+        samplesOf(pcm, chunk), chunk.start,
+        {script.words.begin() + long(begin), script.words.begin() + long(end)});
+    if (!placed.empty() && fillsSpeech(placed, chunk, levels, script, begin, end)) return placed;
   }
-  return spread(shareUpTo(std::max(nominal, begin)), chunk);
+  return {};
 }
 
 std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Recogniser& first, Recogniser* second,
@@ -172,29 +188,63 @@ std::vector<Word> joined(const std::vector<std::vector<Word>>& perChunk) {
   return words;
 }
 
-// The script words each chunk holds, [begin, end), as free recognition placed them.
+// The break of the script nearest to `at`, when one is within reach.
+std::size_t nearestBreak(const Script& script, std::size_t at) {
+  std::size_t nearest = at;
+  long distance = kSnapToBreak + 1;
+  for (std::size_t place : script.breaks)
+    if (std::labs(long(place) - long(at)) < distance) {
+      distance = std::labs(long(place) - long(at));
+      nearest = place;
+    }
+  return nearest;
+}
+
+// The script words each chunk holds, [begin, end), as free recognition placed them. A chunk
+// ends at a pause and a reader pauses where the script does, so a share's end a word or two
+// from one of the script's pauses moves onto it.
 std::vector<std::pair<std::size_t, std::size_t>> sharesOf(const std::vector<int>& chunkOf,
-                                                          std::size_t chunkCount) {
+                                                          std::size_t chunkCount,
+                                                          const Script& script) {
   std::vector<std::pair<std::size_t, std::size_t>> shares;
   std::size_t begin = 0;
   for (std::size_t c = 0; c < chunkCount; ++c) {
-    const auto end =
+    auto end =
         std::size_t(std::upper_bound(chunkOf.begin(), chunkOf.end(), int(c)) - chunkOf.begin());
+    if (c + 1 < chunkCount) end = std::max(nearestBreak(script, end), begin);
     shares.push_back({begin, end});
     begin = end;
   }
   return shares;
 }
 
+// Where the chunk reads the script and the words it lays there: its planned share when that
+// starts where the reading stands; else the script from there to an end that matches (only
+// the planned end right after talk off the script: a take that strays far would otherwise
+// cost ten alignments a chunk); else its planned share further on (the reader skipped some of
+// the script); else nothing: the chunk is talk off the script.
+std::pair<std::size_t, std::vector<Word>> layChunk(const Pcm& pcm, const SoundLevels& levels,
+                                                   Recogniser& recogniser, const Span& chunk,
+                                                   const Script& script,
+                                                   std::size_t begin,
+                                                   std::pair<std::size_t, std::size_t> share,
+                                                   const std::vector<Word>& planned, bool last,
+                                                   bool afterTalk) {
+  if (begin == share.first && !planned.empty()) return {begin, planned};
+  std::vector<Word> placed = alignFrom(pcm, levels, recogniser, chunk, script, begin,
+                                       std::max(share.second, begin), last, !afterTalk);
+  if (!placed.empty()) return {begin, std::move(placed)};
+  if (share.first > begin && !planned.empty()) return {share.first, planned};
+  return {begin, {}};
+}
+
 // Lays the script on the chunks: free recognition (`heard`, per chunk) says roughly which
 // words fall in which chunk; every chunk is aligned to that share on both threads; then, in
-// order, a chunk whose share moved (the chunk before took a word more or less) or did not
-// match is aligned again from where the one before ended. A take that does not read the
-// script keeps what was heard.
-std::vector<Word> toScript(const Pcm& pcm, Recogniser& first, Recogniser* second,
-                           const std::vector<Span>& chunks,
-                           const std::vector<std::vector<Word>>& heard, const Script& script,
-                           bool& followed) {
+// order, each chunk is laid where the reading stands (`layChunk`). When no chunk matches its
+// share, the take does not read the script and nothing is laid.
+Laid toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Recogniser* second,
+              const std::vector<Span>& chunks, const std::vector<std::vector<Word>>& heard,
+              const Script& script) {
   std::vector<std::string> heardWords;
   std::vector<int> heardChunk;
   std::vector<double> lengths;
@@ -205,53 +255,101 @@ std::vector<Word> toScript(const Pcm& pcm, Recogniser& first, Recogniser* second
       heardChunk.push_back(int(c));
     }
   }
-  followed = readsScript(joined(heard), script.words);
-  if (!followed) return joined(heard);
-  const auto shares =
-      sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths), chunks.size());
+  const auto shares = sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths),
+                               chunks.size(), script);
   std::vector<std::vector<Word>> planned(chunks.size());
   forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
     const auto [begin, end] = shares[c];
-    if (end > begin)
-      planned[c] = recogniser.align(samplesOf(pcm, chunks[c]), chunks[c].start,
-                                    {script.words.begin() + begin, script.words.begin() + end});
+    if (end <= begin) return;
+    planned[c] = recogniser.align(
+        samplesOf(pcm, chunks[c]), chunks[c].start,
+        {script.words.begin() + long(begin), script.words.begin() + long(end)});
+    if (!fillsSpeech(planned[c], chunks[c], levels, script, begin, end)) planned[c].clear();
   });
-  std::vector<Word> words;
+  Laid laid(script.words.size());
+  if (std::all_of(planned.begin(), planned.end(), [](const auto& words) { return words.empty(); }))
+    return laid;
   std::size_t begin = 0;
+  bool afterTalk = false;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
-    const bool asPlanned = begin == shares[c].first && !planned[c].empty();
-    std::vector<Word> placed =
-        asPlanned ? planned[c]
-                  : alignShare(pcm, first, chunks[c], script, begin,
-                               std::max(shares[c].second, begin), c + 1 == chunks.size());
-    begin += placed.size();
-    words.insert(words.end(), placed.begin(), placed.end());
+    const auto [from, placed] = layChunk(pcm, levels, first, chunks[c], script, begin, shares[c],
+                                         planned[c], c + 1 == chunks.size(), afterTalk);
+    for (std::size_t i = 0; i < placed.size(); ++i) laid[from + i] = placed[i];
+    if (!placed.empty()) begin = from + placed.size();
+    afterTalk = placed.empty();
   }
+  return laid;
+}
+
+// Where no script word was laid, the take said something else: what was heard there stays,
+// marked unsure, so the story keeps the talk but no caption shows a guess.
+void keepUnscriptedTalk(std::vector<Word>& words, const std::vector<std::vector<Word>>& heard,
+                        const std::vector<Span>& chunks) {
+  std::vector<Word> talk;
+  for (std::size_t c = 0; c < chunks.size(); ++c) {
+    const bool scripted = std::any_of(words.begin(), words.end(), [&](const Word& word) {
+      const double middle = (word.start + word.end) / 2;
+      return middle >= chunks[c].start && middle <= chunks[c].end;
+    });
+    if (scripted) continue;
+    for (Word word : heard[c]) {
+      word.confidence = std::min(word.confidence, kUnscriptedConfidence);
+      talk.push_back(word);
+    }
+  }
+  words.insert(words.end(), talk.begin(), talk.end());
+  std::stable_sort(words.begin(), words.end(),
+                   [](const Word& a, const Word& b) { return a.start < b.start; });
+}
+
+void rate(Laid& laid, const std::vector<Word>& heard, const SoundLevels& levels) {
+  std::vector<Word> words;
+  for (const auto& word : laid)
+    if (word) words.push_back(*word);
+  rateScriptWords(words, heard, levels);
+  auto rated = words.begin();
+  for (auto& word : laid)
+    if (word) word = *rated++;
+}
+
+// The script's words laid on the take as far as it reads them, each as sure as the sound and
+// free recognition make it, with the talk that strays from the script as heard; nothing
+// when the take does not read the script.
+std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* second,
+                               const std::vector<Span>& chunks,
+                               const std::vector<std::vector<Word>>& heard, const Script& script,
+                               const SoundLevels& levels) {
+  Laid laid = toScript(pcm, levels, first, second, chunks, heard, script);
+  if (std::none_of(laid.begin(), laid.end(), [](const auto& word) { return word.has_value(); }))
+    return {};
+  rate(laid, joined(heard), levels);
+  markSentenceEnds(laid, script);
+  std::vector<Word> words = withUnsayable(laid, script, pcm.duration());
+  keepUnscriptedTalk(words, heard, chunks);
   return words;
 }
 
 }  // namespace
 
-Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string& script) {
+Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script) {
+  const Pcm pcm = forListening(sound, SoundLevels::of(sound));
   Transcript transcript;
   transcript.duration = pcm.duration();
+  transcript.levels = SoundLevels::of(pcm);
   const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);
   const std::unique_ptr<Recogniser> recogniser = make();
   // Both recognisers are made here, before the second thread starts.
   const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
   const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
   const Script expected = sayable(script, *recogniser);
-  transcript.words = expected.words.empty() ? joined(heard)
-                                            : toScript(pcm, *recogniser, second.get(), chunks,
-                                                       heard, expected, transcript.fromScript);
-  if (transcript.fromScript && transcript.words.size() == expected.words.size()) {
-    markSentenceEnds(transcript.words, expected);
-    placeUnsayable(transcript.words, expected, transcript.duration);
-  }
+  if (!expected.words.empty())
+    transcript.words = followScript(pcm, *recogniser, second.get(), chunks, heard, expected,
+                                    transcript.levels);
+  transcript.fromScript = !transcript.words.empty();
+  if (!transcript.fromScript) transcript.words = joined(heard);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   measureLoudness(pcm, transcript.words);
-  transcript.levels = SoundLevels::of(pcm);
   return transcript;
 }
 

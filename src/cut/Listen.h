@@ -26,12 +26,16 @@ struct Transcript {
 // Makes a recogniser; listening runs two at once.
 using RecogniserMaker = std::function<std::unique_ptr<Recogniser>()>;
 
-// Finds the speech in `pcm`, cuts it into chunks at pauses and has recognisers from `make`
-// transcribe them, two chunks at a time; with a non-empty `script`, the script's words are
-// aligned to the chunks instead. Throws CutError ("no usable speech") when nothing is heard.
 // Sets each word's loudness from the sound it spans.
 void measureLoudness(const Pcm& pcm, std::vector<Word>& words);
 
-Transcript listen(const Pcm& pcm, const RecogniserMaker& make, const std::string& script);
+// Takes a noisy take's steady noise down first (`forListening`), then finds the speech in it,
+// cuts it into chunks at pauses and has recognisers from `make`
+// transcribe them, two chunks at a time. With a non-empty `script`, the script's words are
+// aligned to the chunks that read it instead, each with how sure its place is: a chunk that
+// says something else keeps what was heard there, marked unsure, and script words the take
+// skips are left out. A take whose chunks match none of the script is listened to freely.
+// Throws CutError ("no usable speech") when nothing is heard.
+Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script);
 
 }  // namespace vorn::cut

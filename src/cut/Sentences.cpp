@@ -34,7 +34,8 @@ const std::set<std::string>& stopWords() {
       "other",   "over",    "going",   "gonna",    "want",    "like",   "know",    "think",
       "make",    "made",    "get",     "got",      "say",     "said",   "see",     "look",
       "way",     "well",    "also",    "when",     "where",   "why",    "how",     "while",
-      "okay",    "yeah",    "let's",   "lot",      "kind",    "sort",   "ever",    "once"};
+      "okay",    "yeah",    "let's",   "lot",      "kind",    "sort",   "ever",    "once",
+      "anyway"};
   return words;
 }
 
@@ -102,6 +103,17 @@ bool isQuestionWord(const std::string& word) {
 
 bool isContentWord(const std::string& word) {
   return word.size() >= 3 && !stopWords().contains(word) && !isFillerWord(word);
+}
+
+std::string topicOf(const std::string& word) {
+  const auto endsWith = [&](const std::string& end) {
+    return word.size() > end.size() + 2 && word.ends_with(end);
+  };
+  if (endsWith("'s")) return word.substr(0, word.size() - 2);
+  if (endsWith("ies")) return word.substr(0, word.size() - 3) + "y";
+  if (endsWith("s") && !endsWith("ss") && !endsWith("us") && !endsWith("is"))
+    return word.substr(0, word.size() - 1);
+  return word;
 }
 
 bool isFillerWord(const std::string& word) {

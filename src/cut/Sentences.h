@@ -28,6 +28,10 @@ bool isQuestionWord(const std::string& word);
 // Words that carry the meaning: not fillers, not the small words every sentence has.
 bool isContentWord(const std::string& word);
 
+// The thing a content word names, as the same thing said again is named: plural and
+// possessive endings dropped ("lamps", "lamp's" → "lamp").
+std::string topicOf(const std::string& word);
+
 // Splits the words where a sentence of the script ends, where the speaker pauses for `pause`
 // seconds or more, and after 30 words at the latest.
 std::vector<Sentence> splitSentences(const std::vector<Word>& words, double pause = 0.45);

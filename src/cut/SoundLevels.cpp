@@ -31,9 +31,8 @@ SoundLevels SoundLevels::of(const Pcm& pcm) {
     }
     levels.db.push_back(10 * std::log10(sum / kStep + 1e-12));
   }
-  levels.speechDb = levels.db.empty()
-                        ? kQuietestSpeechDb
-                        : std::max(floorOf(levels.db) + kAboveFloorDb, kQuietestSpeechDb);
+  levels.floorDb = levels.db.empty() ? kSilenceDb : floorOf(levels.db);
+  levels.speechDb = std::max(levels.floorDb + kAboveFloorDb, kQuietestSpeechDb);
   return levels;
 }
 

@@ -14,6 +14,8 @@ struct SoundLevels {
 
   std::vector<double> db;
   double speechDb = 0;
+  // The take's steady noise: the level that a tenth of it stays under.
+  double floorDb = 0;
 
   static SoundLevels of(const Pcm& pcm);
 

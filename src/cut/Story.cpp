@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/Story.h"
 
-#include "cut/Clutter.h"
-#include "cut/Sentences.h"
+#include "cut/Outline.h"
 #include "cut/StoryText.h"
 
 #include <algorithm>
@@ -14,16 +13,6 @@ namespace {
 constexpr double kPadding = 0.12;
 // A pause this long inside a kept sentence is cut out.
 constexpr double kLongPause = 0.6;
-
-// The hook is the take's opening: its first sentence that says something once the clutter
-// is out (a false start or a lone "um" is no opening).
-std::size_t hookOf(const std::vector<Sentence>& sentences, const std::vector<Word>& words,
-                   const std::vector<bool>& clutter) {
-  for (std::size_t s = 0; s < sentences.size(); ++s)
-    for (std::size_t i = sentences[s].first; i <= sentences[s].last; ++i)
-      if (!clutter[i] && isContentWord(words[i].text)) return s;
-  return 0;
-}
 
 bool asks(const Sentence& sentence, const std::vector<Word>& words) {
   return isQuestionWord(words[sentence.first].text);
@@ -53,22 +42,34 @@ double scoreOf(const std::vector<Sentence>& sentences, const std::vector<std::si
   return score;
 }
 
-// The hook's unit and, by score, the later units that still fit; in take order.
-std::vector<std::size_t> choose(const std::vector<Sentence>& sentences,
-                                const std::vector<Word>& words, std::size_t hook, double longest) {
+bool holdsAside(const Outline& outline, const std::vector<std::size_t>& unit) {
+  return std::any_of(unit.begin(), unit.end(), [&](std::size_t s) { return outline.asides[s]; });
+}
+
+// The units of the hook and the punchline and, by score, the later units that still fit,
+// asides left out; in take order.
+std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>& words,
+                                double longest) {
+  const std::vector<Sentence>& sentences = outline.sentences;
   const auto units = unitsOf(sentences, words);
-  std::vector<std::size_t> later;
-  std::size_t hookUnit = 0;
-  for (std::size_t u = 0; u < units.size(); ++u) {
-    if (units[u].back() < hook) continue;
-    if (units[u].front() <= hook) hookUnit = u;
-    else later.push_back(u);
+  const auto holds = [&](const std::vector<std::size_t>& unit, std::size_t s) {
+    return unit.front() <= s && s <= unit.back();
+  };
+  std::vector<std::size_t> chosen, later;
+  double used = 0;
+  for (const auto& unit : units) {
+    if (unit.back() < outline.hook) continue;
+    if (!holds(unit, outline.hook) && !holds(unit, outline.punchline)) continue;
+    chosen.insert(chosen.end(), unit.begin(), unit.end());
+    used += costOf(sentences, unit);
   }
+  for (std::size_t u = 0; u < units.size(); ++u)
+    if (units[u].front() > outline.hook && !holds(units[u], outline.punchline) &&
+        !holdsAside(outline, units[u]))
+      later.push_back(u);
   std::stable_sort(later.begin(), later.end(), [&](std::size_t a, std::size_t b) {
     return scoreOf(sentences, units[a]) > scoreOf(sentences, units[b]);
   });
-  std::vector<std::size_t> chosen = units[hookUnit];
-  double used = costOf(sentences, units[hookUnit]);
   for (std::size_t u : later) {
     const double cost = costOf(sentences, units[u]);
     if (used + cost > longest) continue;
@@ -136,16 +137,14 @@ std::vector<Span> cutsAround(const std::vector<Word>& words, const WordRuns& run
 }
 
 Story deviceStory(const Transcript& transcript, const std::string& theme, Budget budget) {
-  std::vector<Sentence> sentences = splitSentences(transcript.words);
-  if (sentences.empty()) throw CutError("The take holds no usable speech to build a story on.");
-  scoreSentences(sentences, transcript.words, theme);
-  const std::vector<bool> clutter = clutterIn(transcript.words, transcript.levels);
-  const std::size_t hook = hookOf(sentences, transcript.words, clutter);
+  Outline outline = outlineOf(transcript);
+  scoreSentences(outline.sentences, transcript.words, theme);
   const double longest = std::min(budget.longest, transcript.duration);
-  const std::vector<std::size_t> chosen = choose(sentences, transcript.words, hook, longest);
+  const std::vector<std::size_t> chosen = choose(outline, transcript.words, longest);
   Story story;
-  keepRuns(story, transcript, wordRuns(transcript.words, sentences, chosen, clutter));
-  const Sentence& opening = sentences[hook];
+  keepRuns(story, transcript,
+           wordRuns(transcript.words, outline.sentences, chosen, outline.clutter));
+  const Sentence& opening = outline.sentences[outline.hook];
   const std::vector<Word> hookWords(transcript.words.begin() + opening.first,
                                     transcript.words.begin() + opening.last + 1);
   writeStoryText(story, hookWords, theme, transcript, budget);

@@ -12,7 +12,8 @@ struct Word {
   std::string text;
   double start = 0;
   double end = 0;
-  // 0…1: how sure the recogniser is; 1 for a word aligned to a known script.
+  // 0…1: how sure the recogniser is of the word and its place; for a word of a known script,
+  // how well the sound and free recognition back up the place it was aligned to.
   double confidence = 1;
   // How loud it was said, in dB of full scale; 0 when not measured.
   double loudness = 0;
@@ -23,7 +24,8 @@ struct Word {
 };
 
 // Below this confidence a word is not published: never burned in as a caption, never a
-// hashtag. A script word the aligner could only guess a place for falls under it.
+// hashtag. Talk heard where the take strays from its script, and a script word laid where
+// the sound holds no speech, fall under it.
 constexpr double kSureConfidence = 0.6;
 
 // A stretch of the take, in seconds.

@@ -13,11 +13,10 @@
 namespace vorn::cut {
 namespace {
 
-// Three sentences: "good light matters" 1-2.5 s, "your face wins" 4-5.5 s, "um so watch" 7-8.5 s.
-Transcript threeSentences() {
+// `sentences` said one after another: words of 0.45 s every 0.5 s, 1.5 s between sentences,
+// from 1 s into a take that ends 1.5 s after the last word.
+Transcript said(const std::vector<std::vector<std::string>>& sentences) {
   Transcript transcript;
-  const std::vector<std::vector<std::string>> sentences = {
-      {"good", "light", "matters"}, {"your", "face", "wins"}, {"um", "so", "watch"}};
   double at = 1;
   for (const auto& sentence : sentences) {
     for (const std::string& word : sentence) {
@@ -26,8 +25,27 @@ Transcript threeSentences() {
     }
     at += 1.5;
   }
-  transcript.duration = 10;
+  transcript.duration = at;
   return transcript;
+}
+
+// Three sentences: "good light matters" 1-2.5 s, "your face wins" 4-5.5 s, "um so watch" 7-8.5 s.
+Transcript threeSentences() {
+  return said({{"good", "light", "matters"}, {"your", "face", "wins"}, {"um", "so", "watch"}});
+}
+
+// A story about light with an aside about a cat in its third sentence.
+Transcript withAnAside() {
+  return said({{"my", "camera", "story", "starts", "with", "light"},
+               {"cheap", "cameras", "fail", "in", "dim", "light"},
+               {"my", "cat", "knocked", "a", "plant", "off", "the", "shelf"},
+               {"good", "light", "beats", "a", "new", "camera"}});
+}
+
+std::vector<std::string> textsOf(const Story& story) {
+  std::vector<std::string> words;
+  for (const Word& word : story.words) words.push_back(word.text);
+  return words;
 }
 
 const char* const kGood =
@@ -39,11 +57,28 @@ TEST(ClaudeStoryTest, aGoodAnswerBecomesTheStorySnappedToWords) {
   EXPECT_EQ(story.brain, "claude");
   EXPECT_EQ(story.headline, (std::vector<std::string>{"GOOD LIGHT", "WINS"}));
   EXPECT_EQ(story.caption, "Light first. #light");
-  std::vector<std::string> words;
-  for (const Word& word : story.words) words.push_back(word.text);
-  EXPECT_EQ(words, (std::vector<std::string>{"good", "light", "matters", "so", "watch"}));
+  EXPECT_EQ(textsOf(story), (std::vector<std::string>{"good", "light", "matters", "so", "watch"}));
   ASSERT_EQ(story.segments.size(), 2u);
   EXPECT_NEAR(story.segments[1].start, 7.45, 1e-9) << "the filler is cut, right at its end";
+}
+
+// claude may pass over the opening or the closing line, or keep a line off the topic.
+TEST(ClaudeStoryTest, theHookAndThePunchlineAreKeptAndAnAsideLeftOutWhateverTheAnswer) {
+  const Story middle = claudeStory(
+      R"({"segments":[{"start":3.9,"end":5.6}],"headline":["A"],"caption":"c"})",
+      threeSentences(), Budget{});
+  EXPECT_EQ(textsOf(middle), (std::vector<std::string>{"good", "light", "matters", "your",
+                                                        "face", "wins", "so", "watch"}));
+  const Story all = claudeStory(
+      R"({"segments":[{"start":0.5,"end":19.5}],"headline":["A"],"caption":"c"})", withAnAside(),
+      Budget{});
+  for (const std::string& word : textsOf(all)) EXPECT_NE(word, "cat");
+  EXPECT_EQ(textsOf(all).size(), 18u) << "the three sentences on the topic";
+  EXPECT_THROW(
+      claudeStory(R"({"segments":[{"start":7.9,"end":11}],"headline":["A"],"caption":"c"})",
+                  withAnAside(), Budget{2, 5}),
+               CutError)
+      << "no room left for the hook and the punchline";
 }
 
 TEST(ClaudeStoryTest, wrongAnswersAreRefused) {
@@ -68,6 +103,10 @@ TEST(ClaudeStoryTest, thePromptHoldsTheTimedSentencesAndTheBrief) {
   EXPECT_NE(prompt.find("[1.00-2.45] Good light matters."), std::string::npos) << prompt;
   EXPECT_NE(prompt.find("[7.00-8.45] Um so watch."), std::string::npos) << prompt;
   EXPECT_NE(prompt.find("brief for this reel: light"), std::string::npos);
+  const std::string marked = storyPrompt(withAnAside(), "", Budget{});
+  EXPECT_NE(marked.find("starts with light. (hook)\n"), std::string::npos) << marked;
+  EXPECT_NE(marked.find("off the shelf. (aside)\n"), std::string::npos) << marked;
+  EXPECT_NE(marked.find("a new camera. (punchline)\n"), std::string::npos) << marked;
 }
 
 // A stand-in claude at $VORN_CLAUDE_PATH running `body` (/bin/sh; "$2" is the prompt).

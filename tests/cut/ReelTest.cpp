@@ -248,7 +248,8 @@ TEST(ReelClaudeTest, vorncutUsesTheStoryOfTheClaudeItIsPointedAt) {
   EXPECT_EQ(list[2]["brain"], "claude");
   EXPECT_EQ(list[2]["caption"], "One thing. #video");
   EXPECT_EQ(list.back()["caption"], "One thing. #video");
-  EXPECT_LT(list.back()["duration"].toString().toDouble(), 4.6);
+  // claude's opening sentence and the closing line every story keeps, not the whole take.
+  EXPECT_LT(list.back()["duration"].toString().toDouble(), 6.5);
 }
 
 // Whether the process `pid` has ended (a zombie has).

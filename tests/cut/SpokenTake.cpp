@@ -24,38 +24,54 @@ void run(const std::vector<std::string>& argv) {
   if (runCommand(argv) != 0) throw std::runtime_error("test take: " + argv[0] + " failed");
 }
 
-SpokenTake make(const std::string& name, double volumeDb) {
+// The sentences said `volumeDb` louder or softer, over pink noise of `noise` amplitude (none
+// at 0).
+SpokenTake make(const std::string& name, double volumeDb, double noise = 0) {
+  const SpokenSound sound = spokenSound(name, kSentences);
   SpokenTake take;
   take.path = scratch() + "/" + name + ".mp4";
   take.sentences = kSentences;
+  take.spoken = sound.spoken;
+  take.duration = sound.duration;
+  for (const std::string& sentence : kSentences) take.script += sentence + "\n";
+  const std::string length = std::to_string(take.duration);
+  std::string graph = "[0]volume=" + std::to_string(volumeDb) + "dB[voice];";
+  graph += noise > 0 ? "anoisesrc=c=pink:seed=3:r=22050:a=" + std::to_string(noise) + ":d=" +
+                           length + "[noise];[voice][noise]amix=inputs=2:normalize=0[mix];"
+                     : "[voice]anull[mix];";
+  graph += "[mix]aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + length + "[v]";
+  run({"ffmpeg", "-v", "error", "-y", "-i", sound.path, "-filter_complex", graph, "-map", "[v]",
+       "-map", "[a]", "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
+  return take;
+}
+
+}  // namespace
+
+SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences) {
+  SpokenSound sound;
+  sound.path = scratch() + "/" + name + ".wav";
   std::vector<std::string> argv = {"ffmpeg", "-v", "error", "-y"};
   std::string graph = "aevalsrc=0:d=" + std::to_string(kLead) + ":s=22050[lead];";
   std::string joined = "[lead]";
   double at = kLead;
-  for (std::size_t i = 0; i < kSentences.size(); ++i) {
-    const std::string wav = scratch() + "/sentence" + std::to_string(i) + ".wav";
-    run({"espeak-ng", "-w", wav, kSentences[i]});
+  for (std::size_t i = 0; i < sentences.size(); ++i) {
+    const std::string wav = scratch() + "/" + name + "-sentence" + std::to_string(i) + ".wav";
+    run({"espeak-ng", "-w", wav, sentences[i]});
     const double length = cut::takeDuration(wav);
-    take.spoken.push_back({at, at + length});
-    const double pad = i + 1 < kSentences.size() ? kGap : kTail;
+    sound.spoken.push_back({at, at + length});
+    const double pad = i + 1 < sentences.size() ? kGap : kTail;
     at += length + pad;
     argv.insert(argv.end(), {"-i", wav});
     const std::string k = std::to_string(i);
     graph += "[" + std::to_string(i) + "]apad=pad_dur=" + std::to_string(pad) + "[s" + k + "];";
     joined += "[s" + k + "]";
-    take.script += kSentences[i] + "\n";
   }
-  take.duration = at;
-  graph += joined + "concat=n=" + std::to_string(kSentences.size() + 1) +
-           ":v=0:a=1,volume=" + std::to_string(volumeDb) + "dB,aresample=48000[a];color=c=0x202830:s=540x960:r=30:d=" + std::to_string(at) +
-           "[v]";
-  argv.insert(argv.end(), {"-filter_complex", graph, "-map", "[v]", "-map", "[a]", "-c:v",
-                           "libx264", "-preset", "ultrafast", "-c:a", "aac", take.path});
+  sound.duration = at;
+  graph += joined + "concat=n=" + std::to_string(sentences.size() + 1) + ":v=0:a=1[a]";
+  argv.insert(argv.end(), {"-filter_complex", graph, "-map", "[a]", sound.path});
   run(argv);
-  return take;
+  return sound;
 }
-
-}  // namespace
 
 std::string scratch() {
   const std::string dir = tempHome()->path() + "/scratch";
@@ -65,6 +81,16 @@ std::string scratch() {
 
 const SpokenTake& spokenTake() {
   static const SpokenTake take = make("spoken", 0);
+  return take;
+}
+
+const SpokenTake& noisySpokenTake() {
+  static const SpokenTake take = make("noisy", 0, 0.02);
+  return take;
+}
+
+const SpokenTake& drownedSpokenTake() {
+  static const SpokenTake take = make("drowned", 0, 0.25);
   return take;
 }
 

@@ -19,7 +19,19 @@ struct SpokenTake {
   double duration = 0;
 };
 
+// `sentences` read by espeak-ng into one sound file, with the same silences as a SpokenTake.
+struct SpokenSound {
+  std::string path;
+  std::vector<cut::Span> spoken;
+  double duration = 0;
+};
+SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences);
+
 const SpokenTake& spokenTake();
+// The same take over a steady hiss (pink noise at about -48 dBFS, 26 dB under the voice).
+const SpokenTake& noisySpokenTake();
+// The same take over a loud fan (pink noise at about -26 dBFS, 4 dB under the voice).
+const SpokenTake& drownedSpokenTake();
 // The same take said 24 dB quieter, about −44 LUFS: a microphone far from the mouth.
 const SpokenTake& quietSpokenTake();
 

@@ -165,6 +165,42 @@ TEST(StoryTest, aQuestionKeptKeepsTheSentenceThatAnswersIt) {
   EXPECT_NE(kept.find("the shadows"), std::string::npos) << kept;
 }
 
+TEST(StoryTest, anAsideOffTheTopicIsLeftOutThoughTheBudgetHasRoomForIt) {
+  const Story story = deviceStory(
+      said("my camera story starts with light | cheap cameras fail in dim light | "
+           "my cat knocked a plant off the shelf yesterday | "
+           "anyway good light beats a new camera | so buy a lamp before a camera"),
+      "");
+  EXPECT_EQ(keptText(story),
+            "my camera story starts with light cheap cameras fail in dim light anyway good "
+            "light beats a new camera so buy a lamp before a camera");
+}
+
+TEST(StoryTest, sentencesThatShareNoWordsAreNoAsideWhenTheTakeNeverComesBack) {
+  const std::string take = "here is the one thing nobody tells you about recording videos | "
+                           "good light matters more than two expensive cameras | "
+                           "because your face is what people watch";
+  EXPECT_EQ(keptText(deviceStory(said(take), "")),
+            "here is the one thing nobody tells you about recording videos good light matters "
+            "more than two expensive cameras because your face is what people watch");
+}
+
+TEST(StoryTest, thePunchlineIsKeptWhenTheBudgetHasRoomForFewSentences) {
+  const std::string take =
+      "the worst email i ever sent got me a promotion | you see three typos in one line | "
+      "you wrote two hundred angry words to me | one typo costs you one more meeting | "
+      "it was promotion day";
+  const std::string kept = keptText(deviceStory(said(take), "", Budget{2, 6}));
+  EXPECT_EQ(kept.find("the worst email i ever sent got me a promotion"), 0u) << kept;
+  EXPECT_NE(kept.find("it was promotion day"), std::string::npos) << kept;
+
+  const std::string plain = "lamps beat new cameras | my cheap lamp glows warm | "
+                            "you see three shadows on your face | a window is the best lamp";
+  EXPECT_NE(keptText(deviceStory(said(plain), "", Budget{2, 4})).find("a window is the best lamp"),
+            std::string::npos)
+      << "without a line that echoes the hook, the last line closes the story";
+}
+
 TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
   const std::vector<Word> words = {{"a", 1, 1.5}, {"b", 1.5, 2}, {"c", 2.05, 2.5}, {"d", 4, 4.5}};
   const std::vector<Span> cuts = cutsAround(words, {{1, 1}, {3, 3}}, 5);

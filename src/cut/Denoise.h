@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "cut/SoundLevels.h"
+#include "cut/TakeAudio.h"
+
+namespace vorn::cut {
+
+// The take's sound as the recogniser should hear it. Where the voice stands less than 25 dB
+// above the take's steady noise (a fan, traffic, a hissing microphone), the noise drowns the
+// quieter sounds of speech and the recogniser loses its place even in a known script: then
+// FFmpeg's afftdn takes the noise down, starting from the take's own noise floor and
+// following it as it changes. Otherwise the sound as it is. Either way as long as the take's,
+// so every time stays the take's. Throws CutError when FFmpeg lacks the filter.
+Pcm forListening(const Pcm& pcm, const SoundLevels& levels);
+
+}  // namespace vorn::cut
