@@ -208,8 +208,8 @@ TEST_F(MonitorWindowTest, outcomesThatWouldPassUnseenEachGetAToast) {
   const QByteArray path = qgetenv("PATH");
   qputenv("PATH", QDir::homePath().toLocal8Bit());
   buttonNamed(monitor->reviewBar(), "Show in Files")->click();
-  qputenv("PATH", path);
   EXPECT_TRUE(toasted("No file manager is available."));
+  qputenv("PATH", path);
   qunsetenv("VORN_CUT_PATH");
 }
 
