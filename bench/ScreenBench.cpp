@@ -12,8 +12,10 @@
 #include "support/TestServices.h"
 
 #include <QRect>
+#include <QRegion>
 #include <benchmark/benchmark.h>
 #include <xcb/xcb.h>
+#include <xcb/shape.h>
 #include <libyuv/scale_argb.h>
 
 extern "C" {
@@ -77,7 +79,8 @@ class CountingBackend : public X11ScreenBackend {
 // A window of Vorn's over the area, from a client of its own, which the capture leaves out.
 class OwnCover {
  public:
-  explicit OwnCover(QRect where) : connection_(xcb_connect(nullptr, nullptr)) {
+  // `hole`, in the window's own pixels, is cut out of its shape (as the dim's hole is).
+  explicit OwnCover(QRect where, QRect hole = {}) : connection_(xcb_connect(nullptr, nullptr)) {
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
     const xcb_window_t window = xcb_generate_id(connection_);
     const uint32_t values[] = {0x202020, 1};
@@ -85,6 +88,13 @@ class OwnCover {
                       int16_t(where.y()), uint16_t(where.width()), uint16_t(where.height()), 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                       XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+    if (!hole.isEmpty()) {
+      std::vector<xcb_rectangle_t> shape;
+      for (const QRect& r : QRegion(0, 0, where.width(), where.height()) - hole)
+        shape.push_back({int16_t(r.x()), int16_t(r.y()), uint16_t(r.width()), uint16_t(r.height())});
+      xcb_shape_rectangles(connection_, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
+                           window, 0, 0, uint32_t(shape.size()), shape.data());
+    }
     xcb_map_window(connection_, window);
     xcb_flush(connection_);
   }
@@ -183,6 +193,15 @@ void BM_Moving1280x720UnderFullCover(benchmark::State& state) {
   measure(state, display, {0, 0, 1280, 720}, cover.client());
 }
 
+// The same window with the capture area cut out of its shape, as the dim has while framing
+// and recording: nothing of Vorn's over the area, so one plain grab.
+void BM_Moving1280x720InTheDimsHole(benchmark::State& state) {
+  Display display(1920, 1080);
+  display.play(320, 240);
+  OwnCover cover(QRect(0, 0, 1920, 1080), QRect(0, 0, 1280, 720));
+  measure(state, display, {0, 0, 1280, 720}, cover.client());
+}
+
 void BM_Unchanged1280x720(benchmark::State& state) {
   Display display(1920, 1080);
   display.play(1280, 720);
@@ -261,6 +280,7 @@ BENCHMARK(BM_Moving1280x720)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_Moving1280x720WithoutComposite)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_Moving1280x720UnderIsland)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_Moving1280x720UnderFullCover)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(BM_Moving1280x720InTheDimsHole)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_Unchanged1280x720)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_MovingFull2560x1440)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_NewAreaInForce)->Iterations(1)->Unit(benchmark::kSecond);
