@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/DesktopBridge.h"
+#include "base/Clock.h"
 #include "capture/Screenshot.h"
 #include "desktop/OverlayPanel.h"
 #include "desktop/ScreenScaleWatch.h"
@@ -115,6 +116,8 @@ TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
   EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(300, 650), 0.74); })) << "recording dims by 0.26";
   EXPECT_TRUE(dimmedTo(pixel(825, 650), 1.0));
+  // Long enough to be kept: a take under 0.7 s goes to the trash and the studio back to framing.
+  ASSERT_TRUE(within(10, [&] { return studio.elapsed(mediaTime()) > 1.0; }));
   engine->stopRecording();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(825, 650), 0.58); })) << "review dims everything";
@@ -231,7 +234,7 @@ TEST_F(ViewfinderTest, atTwiceTheScaleTheDimTheFrameTheBandAndTheTakeKeepToTheSc
 
   engine->beginCountdown();
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
-  settle(1.0);
+  ASSERT_TRUE(within(10, [&] { return studio.elapsed(mediaTime()) > 1.0; }));
   engine->stopRecording();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 0.3);
