@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/DesktopNotifier.h"
 
-#include "app/ShowInFiles.h"
+#include "base/Log.h"
+#include "monitor/TakeActions.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -41,7 +42,7 @@ void DesktopNotifier::notify(const QString& summary, const QString& body, const 
 void DesktopNotifier::actionInvoked(uint id, const QString& action) {
   const auto found = files_.find(id);
   if (found == files_.end()) return;  // another application's notification
-  if (action == kShowInFiles || action == QStringLiteral("default")) showInFiles(found->second);
+  if (action == kShowInFiles || action == QStringLiteral("default")) TakeActions::showInFiles(found->second, this, [] { logError("no file manager is available"); });
 }
 
 void DesktopNotifier::closed(uint id, uint) { files_.erase(id); }

@@ -117,7 +117,8 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
   column->addStretch(1);
 
   editor_ = new ScriptEditor(studio_, this);
-  for (auto signal : {&Studio::prefsChanged, &Studio::phaseChanged, &Studio::micAccessChanged, &Studio::learnedFrameChanged})
+  for (auto signal : {&Studio::prefsChanged, &Studio::phaseChanged, &Studio::micAccessChanged,
+                      &Studio::learnedFrameChanged, &Studio::pausedAtChanged})
     connect(&studio_, signal, this, [this] { refresh(); });
   refresh();
 }
@@ -127,7 +128,9 @@ ControlDeck::~ControlDeck() = default;
 QString ControlDeck::hint(const Studio& studio) {
   switch (studio.phase()) {
     case Phase::countdown: return QStringLiteral("Esc to cancel");
-    case Phase::recording: return QStringLiteral("Ctrl+Shift+9 to stop · P to pause");
+    case Phase::recording:
+      return studio.isPaused() ? QStringLiteral("Ctrl+Shift+9 to stop · P to resume")
+                               : QStringLiteral("Ctrl+Shift+9 to stop · P to pause");
     case Phase::framing:
       if (!studio.learnedFrame()) return QStringLiteral("Drag the frame's edge · Ctrl+Shift+9 to record");
       [[fallthrough]];

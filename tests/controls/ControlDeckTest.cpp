@@ -63,6 +63,11 @@ TEST_F(ControlDeckTest, theRecordButtonWorksFromTheKeyboardByPhase) {
   ASSERT_EQ(studio.phase(), Phase::countdown);
   EXPECT_EQ(deck->recordButton()->text(), "Cancel");
   EXPECT_EQ(ControlDeck::hint(studio), "Esc to cancel");
+  studio.setPhase(Phase::recording);
+  studio.setPausedAt(1.0);
+  EXPECT_EQ(ControlDeck::hint(studio), "Ctrl+Shift+9 to stop · P to resume") << "says what P does now";
+  studio.setPausedAt(std::nullopt);
+  studio.setPhase(Phase::countdown);
   QTest::keyClick(deck->recordButton(), Qt::Key_Space);
   EXPECT_EQ(studio.phase(), Phase::framing) << "cancelled";
   EXPECT_EQ(deck->recordButton()->text(), "Record");
