@@ -18,8 +18,9 @@
 #include "capture/CameraSource.h"
 #include "capture/CaptureTestSupport.h"
 #include "capture/FaceDetector.h"
-#include "capture/PulseTestSupport.h"
+#include "support/PipeMicrophone.h"
 #include "capture/SampleCamera.h"
+#include "platform/pulse/PulseSoundServer.h"
 #include "support/TestServices.h"
 
 using namespace vorn;
@@ -131,7 +132,8 @@ void MicTimestampJitter(benchmark::State& state) {
   std::mutex mutex;
   std::vector<double> stamps, arrivals;
   for (auto _ : state) {
-    CameraSource source;
+    PulseSoundServer sound;
+    CameraSource source{sound, SampleCamera::builtInPath};
     source.onMic = [&](AudioRef buffer) {
       const double now = mediaTime();
       std::lock_guard guard(mutex);

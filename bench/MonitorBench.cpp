@@ -10,8 +10,7 @@
 //
 // usage: monitor_bench [PLAYBACK_SECONDS] [PROMPTER_SECONDS]   (defaults 10 and 60)
 
-#include "app/DesktopBridge.h"
-#include "desktop/X11Desktop.h"
+#include "app/BackendChoice.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "base/Clock.h"
@@ -237,8 +236,9 @@ int main(int argc, char** argv) {
     auto ownedIsland = std::make_unique<IslandWindow>(studio, nullptr);
     IslandWindow& island = *ownedIsland;
     windows.island = std::move(ownedIsland);
-    const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
-    Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+    platform->openDesktop();
+    Engine engine(studio, &reels, platform->forEngine(), std::move(windows));
     monitor.attach(engine);
     island.attach(engine);
     engine.open();

@@ -9,6 +9,7 @@
 #include "capture/CameraSource.h"
 #include "capture/SampleCamera.h"
 #include "capture/SampleScreenBackend.h"
+#include "platform/pulse/PulseSoundServer.h"
 #include "capture/ScreenSource.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
@@ -52,7 +53,7 @@ class PreviewRig {
     if (!image.save(picture)) throw std::runtime_error("can't write the sample display");
     screen_ = std::make_unique<ScreenSource>(
         std::make_unique<SampleScreenBackend>(picture.toStdString()));
-    screen_->start(0, false);
+    screen_->start(0);
     waitFor([&] { return screen_->latest.get().has_value(); });
 
     camera_.configure(SampleCamera::info(), std::nullopt);
@@ -87,7 +88,8 @@ class PreviewRig {
  private:
   QTemporaryDir folder_;
   Compositor compositor_;
-  CameraSource camera_;
+  PulseSoundServer sound_;
+  CameraSource camera_{sound_, SampleCamera::builtInPath};
   std::unique_ptr<ScreenSource> screen_;
   RenderInputs inputs_;
   std::unique_ptr<RenderLoop> loop_;

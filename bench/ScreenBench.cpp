@@ -8,7 +8,7 @@
 // second of capture (cpu_percent: percent of one core) and the frames delivered per second.
 
 #include "capture/ScreenSource.h"
-#include "capture/X11ScreenBackend.h"
+#include "platform/x11/X11ScreenBackend.h"
 #include "support/TestServices.h"
 
 #include <QRect>
@@ -138,7 +138,7 @@ void measure(benchmark::State& state, const Display& display, Rect area, OwnClie
   CountingBackend& counting = *backend;
   ScreenSource source(std::move(backend));
   source.leaveOut(own);
-  source.start(0, false);
+  source.start(0);
   waitFor([&] {
     if (source.requested.get()->rect != area) source.request(area, false);
     const auto frame = source.latest.get();
@@ -222,7 +222,7 @@ void BM_NewAreaInForce(benchmark::State& state) {
   auto backend = std::make_unique<CountingBackend>();
   CountingBackend& counting = *backend;
   ScreenSource source(std::move(backend));
-  source.start(0, false);
+  source.start(0);
   waitFor([&] { return source.latest.get().has_value(); });
   int worstFrames = 0;
   double totalMs = 0, worstMs = 0;

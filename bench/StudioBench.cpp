@@ -6,10 +6,9 @@
 //
 // usage: studio_bench [TAKE_SECONDS]   (default 60)
 
-#include "app/DesktopBridge.h"
-#include "capture/X11Connection.h"
-#include "desktop/HotKey.h"
-#include "desktop/X11Desktop.h"
+#include "app/BackendChoice.h"
+#include "app/RecordKey.h"
+#include "platform/x11/X11Connection.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "monitor/MonitorWindow.h"
@@ -117,10 +116,13 @@ int main(int argc, char** argv) {
     auto monitor = std::make_unique<MonitorWindow>(studio);
     MonitorWindow* monitorWindow = monitor.get();
     windows.monitor = std::move(monitor);
-    const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
-    Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+    platform->openDesktop();
+    Backends backends = platform->forEngine();
+    const DesktopServices services = backends.desktop;
+    Engine engine(studio, &reels, std::move(backends), std::move(windows));
     monitorWindow->attach(engine);
-    const std::unique_ptr<HotKey> recordKey = grabRecordKey(*desktop, engine);
+    const std::shared_ptr<void> recordKey = grabRecordKey(services, engine);
     bool first = false;
     QObject::connect(&engine, &Engine::firstFrame, [&] { first = true; });
 

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # vorn_floor(name [USES folder...] [EXCLUDE file...] [LINKS target...])
-# Builds src/<name> into the static library vorn_<name>, linked to the libraries of the folders
+# Builds src/<name> (its subfolders too: one per backend under platform/) into the static library
+# vorn_<name>, linked to the libraries of the folders
 # it USES. Every `#include "folder/…"` in src/<name> must name the folder itself or one it may
 # reach through USES; anything else (an include upward or sideways) stops the configure step.
 function(vorn_floor name)
@@ -12,7 +13,7 @@ function(vorn_floor name)
   list(REMOVE_DUPLICATES reach)
   set(VORN_REACH_${name} ${reach} PARENT_SCOPE)
 
-  file(GLOB sources CONFIGURE_DEPENDS
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp ${PROJECT_SOURCE_DIR}/src/${name}/*.h)
   foreach(excluded IN LISTS F_EXCLUDE)
     list(REMOVE_ITEM sources ${PROJECT_SOURCE_DIR}/src/${name}/${excluded})

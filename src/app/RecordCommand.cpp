@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/RecordCommand.h"
 
-#include "app/DesktopBridge.h"
+#include "app/BackendChoice.h"
 #include "app/StopSignals.h"
 #include "app/TakeMeter.h"
 #include "capture/CameraSource.h"
-#include "capture/ScreenSource.h"
 #include "desktop/ScreenScaleWatch.h"
-#include "desktop/X11Desktop.h"
 #include "engine/Engine.h"
 #include "engine/HomeFrame.h"
 #include "app/RecordOptions.h"
@@ -65,19 +63,10 @@ QString describe(const RecordOptions& options) {
       .arg(length);
 }
 
-// Which display was tried, for the sentence that says there is none.
-QString noDisplay() {
-  if (const char* sample = std::getenv("VORN_SAMPLE_SCREEN"))
-    return QStringLiteral("No display to capture: VORN_SAMPLE_SCREEN=%1 can't be shown.").arg(sample);
-  const char* display = std::getenv("DISPLAY");
-  if (!display || !*display) return QStringLiteral("No display to capture: DISPLAY is not set.");
-  return QStringLiteral("No display to capture at DISPLAY=%1.").arg(display);
-}
-
 // The display the options name, or the sentence that says why there is none.
-QString checkDisplay(const RecordOptions& options) {
-  const std::vector<DisplayInfo> displays = ScreenSource::displays();
-  if (displays.empty()) return noDisplay();
+QString checkDisplay(const RecordOptions& options, const BackendChoice& platform,
+                     const std::vector<DisplayInfo>& displays) {
+  if (displays.empty()) return platform.noDisplay();
   const size_t index = size_t(options.display.value_or(0));
   if (index >= displays.size())
     return QStringLiteral("There is no display %1: this computer has %2.").arg(index).arg(displays.size());
@@ -97,12 +86,13 @@ QString frameArea(const RecordOptions& options, Engine& engine) {
   return {};
 }
 
-// The desktop services a take from the terminal uses: the pointer and clicks, no keys.
-DesktopServices commandServices(X11Desktop* desktop) {
-  DesktopServices services = x11DesktopServices(desktop);
-  services.grabKey = nullptr;
-  services.otherWindows = nullptr;
-  return services;
+// The backends a take from the terminal uses: of the desktop's services only the pointer and
+// clicks, no keys.
+Backends commandBackends(const BackendChoice& platform) {
+  Backends backends = platform.forEngine();
+  backends.desktop.grabKey = nullptr;
+  backends.desktop.otherWindows = nullptr;
+  return backends;
 }
 
 // Stops the take once it holds `seconds` of pictures: counted from its first picture, which
@@ -148,7 +138,9 @@ int runRecordCommand(int argc, char** argv) {
   // On a display server the toolkit's screens say how its points, in which the studio keeps
   // the frame, map to the server's pixels. They are read once: the take then runs without the
   // toolkit's connection, which would end the process with the server, before the take is told.
-  const bool serverDisplay = !std::getenv("VORN_SAMPLE_SCREEN") && !ScreenSource::displays().empty();
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+  const std::vector<DisplayInfo> displays = platform->displays();
+  const bool serverDisplay = platform->serverScreen() && !displays.empty();
   if (serverDisplay) {
     const QGuiApplication toolkit(argc, argv);
     ScreenScaleWatch::publish();
@@ -176,14 +168,14 @@ int runRecordCommand(int argc, char** argv) {
   std::optional<QString> out;
   if (options.out) out = QFileInfo(*options.out).absoluteFilePath();
   recoverCrashedTakes(out);
-  if (const QString refused = checkDisplay(options); !refused.isEmpty()) {
+  if (const QString refused = checkDisplay(options, *platform, displays); !refused.isEmpty()) {
     complain(refused);
     return 1;
   }
   studio.setPrefs(options.prefs);
 
-  const std::unique_ptr<X11Desktop> desktop = serverDisplay ? X11Desktop::open() : nullptr;
-  Engine engine(studio, nullptr, commandServices(desktop.get()), StudioWindows{});
+  if (serverDisplay) platform->openDesktop();
+  Engine engine(studio, nullptr, commandBackends(*platform), StudioWindows{});
   engine.setCountdownStep(0);
   engine.setTakeOptions({out, true});
 
@@ -215,7 +207,7 @@ int runRecordCommand(int argc, char** argv) {
 
   engine.open(size_t(options.display.value_or(0)));
   if (studio.phase() != Phase::framing) {
-    complain(noDisplay());
+    complain(platform->noDisplay());
     return 1;
   }
   if (const QString refused = frameArea(options, engine); !refused.isEmpty()) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/ReviewStates.h"
 
+#include "app/BackendChoice.h"
 #include "app/StatusMenu.h"
 #include "base/Log.h"
 #include "controls/ControlStates.h"
@@ -85,7 +86,7 @@ int runReviewStates(int argc, char** argv) {
 
   Studio studio;
   ReelMaker reels(studio);
-  Engine engine(studio, &reels, DesktopServices{}, StudioWindows{});
+  Engine engine(studio, &reels, BackendChoice::choose()->forEngine(), StudioWindows{});
   StatusMenu menu(studio, engine, reels);
   for (const Phase phase : {Phase::idle, Phase::framing, Phase::countdown, Phase::recording,
                             Phase::finishing, Phase::review}) {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/StudioApp.h"
 
-#include "app/DesktopBridge.h"
+#include "app/BackendChoice.h"
+#include "app/RecordKey.h"
 #include "app/RemoteStudio.h"
 #include "app/StatusMenu.h"
 #include "app/StopSignals.h"
@@ -11,10 +12,7 @@
 #include "base/Clock.h"
 #include "base/Log.h"
 #include "engine/Engine.h"
-#include "capture/ScreenSource.h"
-#include "desktop/HotKey.h"
 #include "desktop/ScreenScaleWatch.h"
-#include "desktop/X11Desktop.h"
 #include "model/Studio.h"
 #include "controls/ControlDeck.h"
 #include "controls/FaceMenu.h"
@@ -67,8 +65,9 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   // Before anything that a second studio would fight over: the hot key, the camera.
   StudioService service;
   if (service.claim() == StudioService::Claim::taken) return askRunningStudio(request);
-  // Before the engine: the keys and click watch it holds live on this connection.
-  const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
+  // Before the engine: the keys and click watch it holds live on the desktop's connection.
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+  platform->openDesktop();
   // Before the first display is listed: its rectangle is in Qt's points.
   ScreenScaleWatch scales;
 
@@ -78,13 +77,15 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   auto monitor = std::make_unique<MonitorWindow>(studio);
   MonitorWindow* monitorWindow = monitor.get();
   windows.monitor = std::move(monitor);
-  auto island = std::make_unique<IslandWindow>(studio, desktop.get());
+  auto island = std::make_unique<IslandWindow>(studio, platform->overlays());
   IslandWindow* islandWindow = island.get();
   windows.island = std::move(island);
-  auto viewfinder = std::make_unique<Viewfinder>(studio, desktop.get());
+  auto viewfinder = std::make_unique<Viewfinder>(studio, platform->overlays());
   Viewfinder* viewfinderRef = viewfinder.get();
   windows.viewfinder = std::move(viewfinder);
-  Engine engine(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+  Backends backends = platform->forEngine();
+  const DesktopServices services = backends.desktop;
+  Engine engine(studio, &reels, std::move(backends), std::move(windows));
   viewfinderRef->attach(engine);
   monitorWindow->attach(engine);
   monitorWindow->setDeck(new ControlDeck(studio, engine, nullptr));
@@ -92,7 +93,7 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   islandWindow->attach(engine);
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 
-  const std::unique_ptr<HotKey> recordKey = desktop ? grabRecordKey(*desktop, engine) : nullptr;
+  const std::shared_ptr<void> recordKey = grabRecordKey(services, engine);
   service.attach(engine, studio);
   QObject::connect(&service, &StudioService::quitRequested, &app, &QCoreApplication::quit);
   StudioNotices notices(studio, reels, *monitorWindow);

@@ -6,18 +6,18 @@
 
 namespace vorn {
 
-std::vector<DeviceInfo> listCameras() {
+std::vector<DeviceInfo> listCameras(const std::optional<QString>& sample) {
   std::vector<DeviceInfo> cameras;
   for (const V4l2Node& node : listV4l2Cameras()) cameras.push_back(node.info);
   // Only when asked for by name (tests, the demo), and then first so that it is the one
   // chosen: a stranger's face never stands in for a missing camera.
-  if (SampleCamera::requested()) cameras.insert(cameras.begin(), SampleCamera::info());
+  if (sample) cameras.insert(cameras.begin(), SampleCamera::info());
   return cameras;
 }
 
-std::unique_ptr<CameraDevice> openCamera(const DeviceInfo& camera, std::string* error) {
-  if (camera.id == SampleCamera::id && SampleCamera::requested())
-    return SampleCamera::open(SampleCamera::path(), error);
+std::unique_ptr<CameraDevice> openCamera(const DeviceInfo& camera, const std::optional<QString>& sample,
+                                         std::string* error) {
+  if (camera.id == SampleCamera::id && sample) return SampleCamera::open(*sample, error);
   for (const V4l2Node& node : listV4l2Cameras())
     if (node.info.id == camera.id) return openV4l2Camera(node.path, error);
   *error = "the camera " + camera.name.toStdString() + " is not connected";

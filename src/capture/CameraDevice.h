@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,12 +25,13 @@ class CameraDevice {
   virtual void stop() = 0;
 };
 
-// Every camera that can be opened: real cameras first, then the sample camera when
-// VORN_SAMPLE_CAMERA names a file or when no real camera exists.
-std::vector<DeviceInfo> listCameras();
+// Every camera that can be opened: the sample camera first when one was asked for (`sample`
+// names its picture or movie), then the real cameras.
+std::vector<DeviceInfo> listCameras(const std::optional<QString>& sample);
 
 // Opens the camera, preferring 1920 × 1080; null (with the reason in `error`) when it can't
 // be opened.
-std::unique_ptr<CameraDevice> openCamera(const DeviceInfo& camera, std::string* error);
+std::unique_ptr<CameraDevice> openCamera(const DeviceInfo& camera, const std::optional<QString>& sample,
+                                         std::string* error);
 
 }  // namespace vorn

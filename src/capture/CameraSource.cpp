@@ -8,8 +8,7 @@
 #include "capture/CameraDevice.h"
 #include "capture/FaceDetector.h"
 #include "capture/MicLevel.h"
-#include "capture/PulseAudio.h"
-#include "capture/PulseRecorder.h"
+#include "capture/SoundServer.h"
 
 namespace vorn {
 
@@ -22,17 +21,18 @@ constexpr long silentRun = 100;
 
 }  // namespace
 
-CameraSource::CameraSource() = default;
+CameraSource::CameraSource(SoundServer& sound, std::optional<QString> sampleCamera)
+    : sound_(sound), sampleCamera_(std::move(sampleCamera)) {}
 
 CameraSource::~CameraSource() {
   sessionQueue_.sync([this] { closeInputs(); });
 }
 
-std::vector<DeviceInfo> CameraSource::cameras() { return listCameras(); }
+std::vector<DeviceInfo> CameraSource::cameras() const { return listCameras(sampleCamera_); }
 
 std::vector<DeviceInfo> CameraSource::mics() {
   std::vector<DeviceInfo> found;
-  for (const PulseSourceInfo& source : PulseContext::shared().sources())
+  for (const AudioSourceInfo& source : sound_.sources())
     if (!source.isMonitor)
       found.push_back(
           {QString::fromStdString(source.name), QString::fromStdString(source.description)});
@@ -40,7 +40,7 @@ std::vector<DeviceInfo> CameraSource::mics() {
 }
 
 std::optional<DeviceInfo> CameraSource::defaultMic() {
-  const std::optional<PulseServerInfo> server = PulseContext::shared().serverInfo();
+  const std::optional<SoundServerInfo> server = sound_.serverInfo();
   if (!server) return std::nullopt;
   for (const DeviceInfo& mic : mics())
     if (mic.id.toStdString() == server->defaultSource) return mic;
@@ -91,7 +91,7 @@ void CameraSource::reconfigure(const std::optional<DeviceInfo>& camera,
 
 void CameraSource::openCamera(const DeviceInfo& camera) {
   std::string error;
-  camera_ = vorn::openCamera(camera, &error);
+  camera_ = vorn::openCamera(camera, sampleCamera_, &error);
   if (!camera_) {
     logError("camera left out: " + error + ".");
     return;
@@ -101,10 +101,9 @@ void CameraSource::openCamera(const DeviceInfo& camera) {
 }
 
 void CameraSource::openMic(const DeviceInfo& mic) {
-  auto recorder =
-      std::make_unique<PulseRecorder>(audioQueue_, [this](AudioRef buffer) { micBuffer(buffer); });
+  auto recorder = sound_.makeInput(audioQueue_, [this](AudioRef buffer) { micBuffer(buffer); });
   std::string error;
-  if (!recorder->open(PulseRecordFormat::microphone(mic.id.toStdString()), &error)) {
+  if (!recorder->open(AudioInputFormat::microphone(mic.id.toStdString()), &error)) {
     micStarting.set(false);
     logError("microphone left out: " + error);
     return;

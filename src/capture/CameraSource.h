@@ -24,24 +24,27 @@ struct CameraFrame {
 
 class CameraDevice;
 class FaceDetector;
-class PulseRecorder;
+class AudioInput;
+class SoundServer;
 
 // The camera and the microphone of a session. It keeps the newest camera picture, finds
 // the largest face in every seventh one, meters the microphone, notices a microphone that
 // sends only digital silence, and hands every microphone buffer to onMic.
 class CameraSource {
  public:
-  CameraSource();
+  // `sampleCamera`: the sample camera's picture or movie, when it is to be offered.
+  CameraSource(SoundServer& sound, std::optional<QString> sampleCamera = std::nullopt);
   ~CameraSource();
   CameraSource(const CameraSource&) = delete;
   CameraSource& operator=(const CameraSource&) = delete;
 
   // Cameras that can be opened (the sample camera among them, see CameraDevice.h).
-  static std::vector<DeviceInfo> cameras();
-  // PulseAudio sources that are not monitors; the id is the source name.
-  static std::vector<DeviceInfo> mics();
+  std::vector<DeviceInfo> cameras() const;
+  bool offersSampleCamera() const { return sampleCamera_.has_value(); }
+  // The sound server's sources that are not monitors; the id is the source name.
+  std::vector<DeviceInfo> mics();
   // The server's default input, unless that is a monitor (then there is no default mic).
-  static std::optional<DeviceInfo> defaultMic();
+  std::optional<DeviceInfo> defaultMic();
 
   // Swaps the inputs on "vorn.session" and returns at once. A device that can't be opened
   // is left out; with neither device the session stops.
@@ -79,6 +82,8 @@ class CameraSource {
   void detectFace(const ConstFrameRef& frame);
   void micBuffer(const AudioRef& buffer);
 
+  SoundServer& sound_;
+  const std::optional<QString> sampleCamera_;
   Locked<bool> visionBusy_{false};
   Locked<bool> running_{false};
   // Camera thread only.
@@ -93,7 +98,7 @@ class CameraSource {
   // "vorn.session" only.
   std::unique_ptr<CameraDevice> camera_;
   std::optional<QString> cameraId_;
-  std::unique_ptr<PulseRecorder> mic_;
+  std::unique_ptr<AudioInput> mic_;
   std::optional<QString> micId_;
   SerialQueue sessionQueue_{"vorn.session"};  // last: drained first, before the inputs go
 };

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "base/Log.h"
-#include "capture/PulseAudio.h"
+#include "capture/SoundServer.h"
 #include "capture/V4l2Camera.h"
 
 namespace vorn {
@@ -26,20 +26,20 @@ struct UdevUnref {
 
 }  // namespace
 
-DeviceMonitor::DeviceMonitor(Handler onConnected, Handler onDisconnected)
-    : onConnected_(std::move(onConnected)), onDisconnected_(std::move(onDisconnected)) {
-  pulseToken_ = PulseContext::shared().addSourceListener(
-      [this](PulseSourceEvent event, const PulseSourceInfo& source) {
+DeviceMonitor::DeviceMonitor(SoundServer& sound, Handler onConnected, Handler onDisconnected)
+    : sound_(sound), onConnected_(std::move(onConnected)), onDisconnected_(std::move(onDisconnected)) {
+  sourcesToken_ = sound_.addSourceListener(
+      [this](AudioSourceEvent event, const AudioSourceInfo& source) {
         if (source.isMonitor) return;
         const DeviceInfo mic{QString::fromStdString(source.name),
                              QString::fromStdString(source.description)};
-        const Handler& handler = event == PulseSourceEvent::added ? onConnected_ : onDisconnected_;
+        const Handler& handler = event == AudioSourceEvent::added ? onConnected_ : onDisconnected_;
         if (handler) handler(DeviceKind::mic, mic);
       });
   thread_ = std::jthread([this](std::stop_token stop) { watchCameras(stop); });
 }
 
-DeviceMonitor::~DeviceMonitor() { PulseContext::shared().removeSourceListener(pulseToken_); }
+DeviceMonitor::~DeviceMonitor() { sound_.removeSourceListener(sourcesToken_); }
 
 void DeviceMonitor::watchCameras(std::stop_token stop) {
   pthread_setname_np(pthread_self(), "vorn.devices");

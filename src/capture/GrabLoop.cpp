@@ -13,10 +13,8 @@ GrabLoop::GrabLoop(Grabber& grabber, const ScreenConfig& config, ScreenSinks sin
       sinks_(std::move(sinks)),
       config_(config),
       good_(config),
-      audio_(sinks_.onAudio),
       thread_([this](std::stop_token stop) { run(stop); }) {
   pthread_setname_np(thread_.native_handle(), "vorn.screen");
-  audio_.setEnabled(config.systemAudio && sinks_.onAudio);
 }
 
 GrabLoop::~GrabLoop() {
@@ -32,7 +30,6 @@ GrabLoop::~GrabLoop() {
 }
 
 void GrabLoop::update(const ScreenConfig& config, ScreenBackend::Completion done) {
-  audio_.setEnabled(config.systemAudio && sinks_.onAudio);
   {
     std::lock_guard guard(mutex_);
     if (!ended_) {

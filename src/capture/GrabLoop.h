@@ -2,7 +2,6 @@
 #pragma once
 
 #include "capture/ScreenBackend.h"
-#include "capture/SystemAudioCapture.h"
 
 #include <condition_variable>
 #include <functional>
@@ -35,7 +34,6 @@ class Grabber {
 // (a missed tick is skipped, not made up), a configuration change taking effect on the
 // next tick, and its completion reported once the first frame of it has been delivered. A
 // configuration the grabber cannot capture fails its update and the last good one returns.
-// System audio follows the configuration's switch.
 class GrabLoop {
  public:
   GrabLoop(Grabber& grabber, const ScreenConfig& config, ScreenSinks sinks);
@@ -63,7 +61,6 @@ class GrabLoop {
   std::condition_variable_any wake_;
   std::vector<Update> updates_;
   bool ended_ = false;  // the capture was lost: updates fail at once
-  SystemAudioCapture audio_;  // switched by the constructor and update()
   std::jthread thread_;  // last: joins before the fields it uses go
 };
 

@@ -17,7 +17,4 @@ struct OwnClient {
   bool operator==(const OwnClient&) const = default;
 };
 
-// This process's GUI client: on X11 the id range of Qt's connection; empty without one.
-OwnClient guiClient();
-
 }  // namespace vorn

@@ -25,7 +25,4 @@ class Pointer {
   virtual std::optional<PointerState> query() = 0;
 };
 
-// The X11 pointer of `display` (empty: $DISPLAY); null when the display cannot be opened.
-std::unique_ptr<Pointer> makeX11Pointer(const std::string& display = {});
-
 }  // namespace vorn

@@ -107,15 +107,6 @@ namespace SampleCamera {
 
 DeviceInfo info() { return {id, QStringLiteral("Sample Camera")}; }
 
-bool requested() {
-  const char* value = std::getenv("VORN_SAMPLE_CAMERA");
-  return value && *value;
-}
-
-QString path() {
-  return requested() ? QString::fromLocal8Bit(std::getenv("VORN_SAMPLE_CAMERA")) : builtInPath;
-}
-
 std::unique_ptr<CameraDevice> open(const QString& path, std::string* error) {
   const QImage image(path);
   if (!image.isNull()) return std::make_unique<ImageCamera>(image);

@@ -99,6 +99,8 @@ void SampleScreenBackend::start(const DisplayInfo&, const ScreenConfig& config,
 
 void SampleScreenBackend::stop() { running_.stop(); }
 
+QImage SampleScreenBackend::screenshot(const DisplayInfo&) { return QImage(QString::fromStdString(path_)); }
+
 void SampleScreenBackend::update(const ScreenConfig& config, Completion done) {
   running_.update(config, std::move(done));
 }

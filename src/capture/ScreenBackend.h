@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "base/AudioBuffer.h"
 #include "base/FrameBuffer.h"
 #include "base/Rect.h"
 #include "capture/OwnClient.h"
 #include "capture/Pointer.h"
+
+#include <QImage>
 
 #include <cstdint>
 #include <functional>
@@ -27,13 +28,11 @@ struct DisplayInfo {
 };
 
 // What a running capture delivers: the part of the display to grab (in points, origin at the
-// display's top-left), the size of each delivered frame in pixels, and whether system audio is
-// captured alongside.
+// display's top-left) and the size of each delivered frame in pixels.
 struct ScreenConfig {
   Rect sourceRect;
   int width = 0;
   int height = 0;
-  bool systemAudio = false;
   bool operator==(const ScreenConfig&) const = default;
 };
 
@@ -45,8 +44,6 @@ struct ScreenSinks {
   std::function<void(FrameRef, double at)> onFrame;
   // The screen was looked at, at `at`, and still showed the last frame delivered (optional).
   std::function<void(double at)> onUnchanged;
-  // A buffer of system audio, stamped in media time.
-  std::function<void(AudioRef)> onAudio;
   // Where the pointer is, once a tick (optional; not every backend sees it).
   std::function<void(const PointerState&)> onPointer;
   // The capture ended on its own; the text is one sentence saying why.
@@ -78,9 +75,9 @@ class ScreenBackend {
   // Asks the running capture to change its configuration; `done` runs once the change is in
   // force (or has failed), on a backend thread.
   virtual void update(const ScreenConfig& config, Completion done) = 0;
+  // One picture of the whole display in its pixels; a null image when it cannot be had. Slow,
+  // and unlike the rest callable from any thread at any time.
+  virtual QImage screenshot(const DisplayInfo& display) = 0;
 };
-
-// The backend for this session: a sample file when VORN_SAMPLE_SCREEN names one, else X11.
-std::unique_ptr<ScreenBackend> makeScreenBackend();
 
 }  // namespace vorn

@@ -33,13 +33,24 @@ ScreenSource::ScreenSource(std::unique_ptr<ScreenBackend> backend)
 
 ScreenSource::~ScreenSource() { stop(); }
 
-std::vector<DisplayInfo> ScreenSource::displays() { return makeScreenBackend()->displays(); }
+std::vector<DisplayInfo> ScreenSource::displays() {
+  std::vector<DisplayInfo> all;
+  configQueue_.sync([&] { all = backend_->displays(); });
+  return all;
+}
 
-void ScreenSource::start(uint32_t displayID, bool systemAudio) {
+QImage ScreenSource::screenshot(const DisplayInfo& display, double scale) {
+  const QImage full = backend_->screenshot(display);
+  if (full.isNull()) return {};
+  return full.scaled(std::max(1, int(full.width() * scale)), std::max(1, int(full.height() * scale)),
+                     Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+}
+
+void ScreenSource::start(uint32_t displayID) {
   std::exception_ptr failure;
   configQueue_.sync([&] {
     try {
-      startOnConfigQueue(displayID, systemAudio);
+      startOnConfigQueue(displayID);
     } catch (...) {
       failure = std::current_exception();
     }
@@ -47,7 +58,7 @@ void ScreenSource::start(uint32_t displayID, bool systemAudio) {
   if (failure) std::rethrow_exception(failure);
 }
 
-void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
+void ScreenSource::startOnConfigQueue(uint32_t displayID) {
   if (running_) {
     running_ = false;
     backend_->stop();
@@ -63,7 +74,7 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
   nativeScale_.store(display->scale);
   const Rect whole{0, 0, size.width, size.height};
   // One pixel per point to begin with.
-  const ScreenConfig config{whole, int(size.width), int(size.height), systemAudio};
+  const ScreenConfig config{whole, int(size.width), int(size.height)};
   currentKey_ = sizeKey(config.width, config.height);
   areas_.set(std::make_shared<const std::map<int64_t, Rect>>(
       std::map<int64_t, Rect>{{currentKey_, whole}}));
@@ -77,9 +88,6 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID, bool systemAudio) {
   sinks.onUnchanged = [this](double at) {
     unchangedAt_.store(at);
     answered(at);
-  };
-  sinks.onAudio = [this](AudioRef audio) {
-    if (onSystemAudio) onSystemAudio(std::move(audio));
   };
   sinks.onStopped = [this](const std::string& why) {
     logError("screen stream stopped: " + why);
@@ -151,14 +159,6 @@ void ScreenSource::reconfigure(Rect rect, bool native) {
   const Change change{area, width, height, native, generation_, ++serial_};
   backend_->update(config_, [this, change](std::optional<std::string> error) {
     finishReconfigure(std::move(error), change);
-  });
-}
-
-void ScreenSource::setSystemAudio(bool on) {
-  configQueue_.async([this, on] {
-    if (!running_ || config_.systemAudio == on) return;
-    config_.systemAudio = on;
-    backend_->update(config_, {});
   });
 }
 

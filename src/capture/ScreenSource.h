@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "base/AudioBuffer.h"
 #include "base/FrameBuffer.h"
 #include "base/Locked.h"
 #include "base/Rect.h"
@@ -44,17 +43,20 @@ class ScreenSource {
   static constexpr size_t pruneAt = 13;
   static constexpr double unansweredSeconds = 1.0;
 
-  explicit ScreenSource(std::unique_ptr<ScreenBackend> backend = makeScreenBackend());
+  explicit ScreenSource(std::unique_ptr<ScreenBackend> backend);
   ScreenSource(const ScreenSource&) = delete;
   ScreenSource& operator=(const ScreenSource&) = delete;
   ~ScreenSource();
 
-  // The displays the session's backend can capture now.
-  static std::vector<DisplayInfo> displays();
+  // The displays the backend can capture now.
+  std::vector<DisplayInfo> displays();
+  // One picture of `display` at `scale` of its pixel size; a null image when it cannot be had.
+  // Slow: call it off the GUI thread.
+  QImage screenshot(const DisplayInfo& display, double scale);
 
   // Starts capturing the display `displayID` (the first display when it no longer exists).
   // Blocks until the capture runs; throws std::runtime_error with one sentence on failure.
-  void start(uint32_t displayID, bool systemAudio);
+  void start(uint32_t displayID);
   // Stops the capture if one runs; `latest` keeps the last frame.
   void stop();
   // Asks for a new capture area in display points; returns at once. Dropped while another
@@ -62,8 +64,6 @@ class ScreenSource {
   // left unanswered for `unansweredSeconds` (a grab that stopped producing frames) no longer
   // holds the next one back.
   void request(Rect rect, bool native);
-  // Switches system audio capture on the running capture.
-  void setSystemAudio(bool on);
 
   Size displaySize() const { return displaySize_.get(); }
   double nativeScale() const { return nativeScale_.load(); }
@@ -87,8 +87,6 @@ class ScreenSource {
   Locked<std::optional<PointerState>> pointer;
   // The capture area in force (written on "vorn.screen.config" after a successful change).
   Locked<std::optional<CaptureRequest>> requested;
-  // Receives system audio buffers; set before start.
-  std::function<void(AudioRef)> onSystemAudio;
   // Told, on a capture thread, why the stream stopped by itself (the display went away…);
   // set before start.
   std::function<void(const std::string&)> onStopped;
@@ -96,7 +94,7 @@ class ScreenSource {
  private:
   using Areas = std::shared_ptr<const std::map<int64_t, Rect>>;
 
-  void startOnConfigQueue(uint32_t displayID, bool systemAudio);
+  void startOnConfigQueue(uint32_t displayID);
   void reconfigure(Rect rect, bool native);
   // One area change handed to the backend.
   struct Change {

@@ -3,7 +3,7 @@
 
 #include "base/AudioBuffer.h"
 #include "base/SerialQueue.h"
-#include "capture/PulseRecorder.h"
+#include "capture/SoundServer.h"
 
 #include <functional>
 #include <mutex>
@@ -15,7 +15,7 @@ namespace vorn {
 // backends, which switch it with their configuration.
 class SystemAudioCapture {
  public:
-  explicit SystemAudioCapture(std::function<void(AudioRef)> sink);
+  SystemAudioCapture(SoundServer& sound, std::function<void(AudioRef)> sink);
   ~SystemAudioCapture();
   SystemAudioCapture(const SystemAudioCapture&) = delete;
   SystemAudioCapture& operator=(const SystemAudioCapture&) = delete;
@@ -30,7 +30,7 @@ class SystemAudioCapture {
   mutable std::mutex mutex_;  // serialises setEnabled; guards enabled_
   bool enabled_ = false;
   SerialQueue queue_{"vorn.system-audio"};
-  PulseRecorder recorder_;  // after queue_: closes before the queue it delivers on goes
+  std::unique_ptr<AudioInput> recorder_;  // after queue_: closes before the queue it delivers on goes
 };
 
 }  // namespace vorn

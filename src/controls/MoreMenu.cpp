@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controls/MoreMenu.h"
 
-#include "capture/ScreenSource.h"
 #include "controls/FaceMenu.h"
 #include "controls/MenuLook.h"
 #include "engine/Engine.h"
@@ -82,7 +81,7 @@ void MoreMenu::rebuild() {
   addAction(QStringLiteral("Teleprompter"), this, [this] { studio_.setShowScript(true); });
   addSeparator();
   QMenu* displays = addMenu(QStringLiteral("Move to Display"));
-  for (const DisplayInfo& display : ScreenSource::displays()) {
+  for (const DisplayInfo& display : engine_.displays()) {
     QAction* action = displays->addAction(QString::fromStdString(display.name));
     action->setCheckable(true);
     action->setChecked(display.id == engine_.screen().id);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "desktop/OverlayPanel.h"
 
-#include "desktop/OverlayWindow.h"
+#include "desktop/OverlayBackend.h"
 
 #include <algorithm>
 
@@ -15,11 +15,11 @@ std::vector<OverlayPanel*>& panels() {
 
 }  // namespace
 
-OverlayPanel::OverlayPanel(X11Desktop* desktop, int level, Managing managing)
+OverlayPanel::OverlayPanel(OverlayBackend* overlays, int level, Managing managing)
     : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                            Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint |
                            (managing == Managing::unmanaged ? Qt::BypassWindowManagerHint : Qt::Widget)),
-      desktop_(desktop),
+      overlays_(overlays),
       level_(level),
       managing_(managing),
       fade_(this, "windowOpacity") {
@@ -33,8 +33,8 @@ OverlayPanel::OverlayPanel(X11Desktop* desktop, int level, Managing managing)
 OverlayPanel::~OverlayPanel() { std::erase(panels(), this); }
 
 void OverlayPanel::orderFront() {
-  if (desktop_ && managing_ == Managing::managed && !marked_) {
-    OverlayWindow::markOverlay(*desktop_, winId());
+  if (overlays_ && managing_ == Managing::managed && !marked_) {
+    overlays_->markOverlay(*this);
     marked_ = true;
   }
   show();
@@ -56,13 +56,13 @@ void OverlayPanel::fade(double target, double seconds, std::function<void()> the
 }
 
 void OverlayPanel::setInputRegion(const std::vector<QRect>& rects) {
-  if (!desktop_ || rects == input_) return;
+  if (!overlays_ || rects == input_) return;
   input_ = rects;
   // The server counts the window's pixels, Qt its points.
   const qreal ratio = devicePixelRatioF();
   std::vector<QRect> pixels;
   for (const QRect& r : rects) pixels.push_back(QRectF(r.x() * ratio, r.y() * ratio, r.width() * ratio, r.height() * ratio).toAlignedRect());
-  OverlayWindow::setInputRegion(*desktop_, winId(), pixels);
+  overlays_->setInputRegion(*this, pixels);
 }
 
 void OverlayPanel::keepUndimmed(QWidget* window) { window->setProperty("vornUndimmed", true); }

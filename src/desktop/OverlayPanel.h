@@ -10,7 +10,7 @@
 
 namespace vorn {
 
-class X11Desktop;
+class OverlayBackend;
 
 // A floating surface of the studio (the dimming, the frame, the monitor, the island): frameless,
 // translucent, above normal windows on every workspace, never in the taskbar or the window
@@ -26,8 +26,9 @@ class OverlayPanel : public QWidget {
   // keyboard must be managed.
   enum class Managing { unmanaged, managed };
 
-  // `desktop` may be null (no X server): the panel then takes the mouse everywhere.
-  OverlayPanel(X11Desktop* desktop, int level, Managing managing = Managing::unmanaged);
+  // `overlays` may be null (no display server to tell): the panel then takes the mouse
+  // everywhere.
+  OverlayPanel(OverlayBackend* overlays, int level, Managing managing = Managing::unmanaged);
   ~OverlayPanel() override;
 
   int level() const { return level_; }
@@ -42,7 +43,7 @@ class OverlayPanel : public QWidget {
   void setInputRegion(const std::vector<QRect>& rects);
 
  private:
-  X11Desktop* desktop_;
+  OverlayBackend* overlays_;
   const int level_;
   const Managing managing_;
   bool marked_ = false;

@@ -7,6 +7,7 @@
 #include "capture/CameraSource.h"
 #include "capture/DeviceMonitor.h"
 #include "capture/ScreenSource.h"
+#include "capture/SystemAudioCapture.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
 #include "model/Studio.h"
@@ -42,23 +43,24 @@ std::optional<size_t> screenFromEnvironment(size_t count) {
 
 }  // namespace
 
-Engine::Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, StudioWindows windows)
+Engine::Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindows windows)
     : studio_(studio),
       reels_(reels),
-      desktop_(std::move(desktop)),
-      screenSource_(std::make_unique<ScreenSource>()),
+      desktop_(std::move(backends.desktop)),
+      sound_(std::move(backends.sound)),
+      screenSource_(std::make_unique<ScreenSource>(std::move(backends.screen))),
+      // Audio goes from the capture threads straight to the take, never through the GUI thread.
+      systemAudio_(std::make_unique<SystemAudioCapture>(*sound_, [this](AudioRef buffer) {
+        if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, true);
+      })),
       screenLife_(std::make_unique<SerialQueue>("vorn.screen.life")),
-      cameraSource_(std::make_unique<CameraSource>()),
+      cameraSource_(std::make_unique<CameraSource>(*sound_, std::move(backends.sampleCamera))),
       compositor_(std::make_unique<Compositor>()),
       windows_(std::move(windows)) {
   // Every window of this process, menus and tool tips included, stays out of the takes.
-  screenSource_->leaveOut(guiClient());
+  screenSource_->leaveOut(backends.own);
   loop_ = std::make_unique<RenderLoop>(*compositor_, *screenSource_, *cameraSource_);
   loop_->onFrame = [this](ConstFrameRef frame) { show(frame); };
-  // Audio goes from the capture threads straight to the take, never through the GUI thread.
-  screenSource_->onSystemAudio = [this](AudioRef buffer) {
-    if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, true);
-  };
   screenSource_->onStopped = [this](const std::string& why) {
     QMetaObject::invokeMethod(this, [this, why] { screenLost(QString::fromStdString(why)); },
                               Qt::QueuedConnection);
@@ -84,7 +86,7 @@ Engine::Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, Studio
       devicesChanged();
     }, Qt::QueuedConnection);
   };
-  devices_ = std::make_unique<DeviceMonitor>(connected, disconnected);
+  devices_ = std::make_unique<DeviceMonitor>(*sound_, connected, disconnected);
 }
 
 Engine::~Engine() {
@@ -119,7 +121,8 @@ void Engine::deviceLost(DeviceKind kind, const DeviceInfo& device) {
 
 void Engine::open(std::optional<size_t> screenIndex) {
   if (studio_.phase() != Phase::idle) return;
-  const std::vector<DisplayInfo> displays = ScreenSource::displays();
+  displays_ = screenSource_->displays();
+  const std::vector<DisplayInfo>& displays = displays_;
   if (displays.empty()) {
     logError("capture failed: no display to capture");
     flash(QStringLiteral("No screen to record"));
@@ -165,7 +168,11 @@ void Engine::close() {
   cameraKey_.clear();
   micKey_.clear();
   ScreenSource* source = screenSource_.get();
-  screenLife_->async([source] { source->stop(); });
+  SystemAudioCapture* systemAudio = systemAudio_.get();
+  screenLife_->async([source, systemAudio] {
+    source->stop();
+    systemAudio->setEnabled(false);
+  });
 }
 
 void Engine::startLink() {
@@ -187,11 +194,13 @@ void Engine::installEventMonitors() {
 void Engine::startScreenCapture() {
   ScreenSource* source = screenSource_.get();
   const uint32_t id = screen_.id;
-  const bool systemAudio = studio_.prefs().systemAudio;
+  SystemAudioCapture* systemAudio = systemAudio_.get();
+  const bool withSystemAudio = studio_.prefs().systemAudio;
   QPointer<Engine> self(this);
-  screenLife_->async([source, id, systemAudio, self] {
+  screenLife_->async([source, id, systemAudio, withSystemAudio, self] {
+    systemAudio->setEnabled(withSystemAudio);
     try {
-      source->start(id, systemAudio);
+      source->start(id);
     } catch (const std::exception& error) {
       QMetaObject::invokeMethod(QCoreApplication::instance(), [self, why = std::string(error.what())] {
         if (self) self->screenCaptureFailed(why);
@@ -273,7 +282,10 @@ void Engine::show(const ConstFrameRef& frame) {
 }
 
 void Engine::prefsChanged(const Prefs& old, const Prefs& now) {
-  if (old.systemAudio != now.systemAudio) screenSource_->setSystemAudio(now.systemAudio);
+  if (old.systemAudio != now.systemAudio && studio_.phase() != Phase::idle) {
+    SystemAudioCapture* systemAudio = systemAudio_.get();
+    screenLife_->async([systemAudio, on = now.systemAudio] { systemAudio->setEnabled(on); });
+  }
   if (old.layout != now.layout || old.cameraOn != now.cameraOn || old.micOn != now.micOn ||
       old.cameraID != now.cameraID || old.micID != now.micID)
     configureInputs();

@@ -7,6 +7,7 @@
 #include "base/SerialQueue.h"
 #include "capture/DeviceMonitor.h"
 #include "capture/ScreenBackend.h"
+#include "engine/Backends.h"
 #include "engine/RenderInputs.h"
 #include "engine/StudioWindows.h"
 #include "model/Model.h"
@@ -29,20 +30,8 @@ class Recorder;
 class ReelMaker;
 class RenderLoop;
 class ScreenSource;
+class SystemAudioCapture;
 class Studio;
-
-// What the engine asks of the desktop: keys and clicks anywhere, the pointer, the other
-// windows. Each may be left empty (no such service here); the engine then does without.
-struct DesktopServices {
-  // Holds a system-wide key while the returned handle lives; null when it can't be had.
-  std::function<std::shared_ptr<void>(int qtKey, Qt::KeyboardModifiers, std::function<void()>)> grabKey;
-  // Reports left-button presses anywhere (global points) while the handle lives.
-  std::function<std::shared_ptr<void>(std::function<void(Point)>)> watchClicks;
-  // The pointer's global position.
-  std::function<std::optional<Point>()> pointer;
-  // Other applications' window frames, global points, front to back.
-  std::function<std::vector<Rect>()> otherWindows;
-};
 
 // The session controller: owns the sources, the compositor, the render loop and the studio's
 // windows; opens and closes sessions, runs the phase machine and places the capture frame.
@@ -52,7 +41,7 @@ class Engine : public QObject {
   Q_OBJECT
 
  public:
-  Engine(Studio& studio, ReelMaker* reels, DesktopServices desktop, StudioWindows windows);
+  Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindows windows);
   ~Engine() override;
 
   // Where takes go and which are kept, for callers other than the studio (`vorn record`).
@@ -124,6 +113,8 @@ class Engine : public QObject {
 
   // ---- State for the windows and tests.
   const DisplayInfo& screen() const { return screen_; }
+  // The displays as the session last opened: the choice of where to move it.
+  const std::vector<DisplayInfo>& displays() const { return displays_; }
   ReelMaker* reels() const { return reels_; }
   const Rect& home() const { return home_; }
   bool dragging() const { return dragging_; }
@@ -138,6 +129,8 @@ class Engine : public QObject {
   // Whether the takes leave Vorn's windows out; if not, they keep out of the capture area.
   bool ownWindowsLeftOut() const;
   CameraSource& cameraSource() { return *cameraSource_; }
+  // Where a take is played back.
+  const std::shared_ptr<SoundServer>& soundServer() const { return sound_; }
   // The take being recorded (null otherwise): its path, for tests and diagnostics.
   std::shared_ptr<Recorder> recorder() const { return recorder_; }
 
@@ -210,10 +203,13 @@ class Engine : public QObject {
   Studio& studio_;
   ReelMaker* const reels_;
   DesktopServices desktop_;
+  const std::shared_ptr<SoundServer> sound_;  // outlives every input
   // Where the sources' audio goes: the take while it is written. Declared before the sources
   // so that it outlives their capture threads.
   Locked<std::shared_ptr<Recorder>> audioTarget_;
   std::unique_ptr<ScreenSource> screenSource_;
+  // What the computer plays, switched on "vorn.screen.life" with the session and the setting.
+  std::unique_ptr<SystemAudioCapture> systemAudio_;
   // Starts and stops of the screen capture, in the order they were asked for (a quick close
   // and open must not start before it stops). After the source: ends before it goes.
   std::unique_ptr<SerialQueue> screenLife_;
@@ -226,6 +222,7 @@ class Engine : public QObject {
   std::optional<DeviceInfo> defaultMic_;
 
   DisplayInfo screen_;
+  std::vector<DisplayInfo> displays_;
   Rect home_;
   bool dragging_ = false;
   Rect dragStart_;                    // the frame when the drag began

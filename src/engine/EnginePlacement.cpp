@@ -7,7 +7,6 @@
 #include "base/Clock.h"
 #include "base/Log.h"
 #include "capture/ScreenSource.h"
-#include "capture/Screenshot.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
 #include "engine/Suggest.h"
@@ -112,8 +111,9 @@ void Engine::suggest() {
   // The window list, the screenshot and the saliency all run off the GUI thread.
   inBackground(
       this,
-      [desktop = desktop_, screen = screen_, size = screenSize(), aspect = aspect(), ideal = idealHeight(), cursor] {
-        const QImage shot = screenshot(screen, 0.5);
+      [desktop = desktop_, source = screenSource_.get(), screen = screen_, size = screenSize(),
+       aspect = aspect(), ideal = idealHeight(), cursor] {
+        const QImage shot = source->screenshot(screen, 0.5);
         if (shot.isNull()) throw std::runtime_error("no screenshot of the display");
         const std::vector<Rect> windows = localWindows(desktop, screen);
         std::vector<Suggest::Salient> objects;

@@ -9,7 +9,6 @@
 #include "base/Trash.h"
 #include "capture/CameraAccess.h"
 #include "capture/CameraSource.h"
-#include "capture/SampleCamera.h"
 #include "engine/RenderLoop.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
@@ -337,10 +336,10 @@ void Engine::refreshDevices() {
     std::optional<DeviceInfo> defaultMic;
     bool cameraUsable = true;
   };
-  inBackground(this, [] {
+  inBackground(this, [source = cameraSource_.get()] {
     // Asked for by name, the sample camera is all the camera needed.
-    const bool usable = SampleCamera::requested() || !cameraProblem();
-    return Devices{CameraSource::cameras(), CameraSource::mics(), CameraSource::defaultMic(), usable};
+    const bool usable = source->offersSampleCamera() || !cameraProblem();
+    return Devices{source->cameras(), source->mics(), source->defaultMic(), usable};
   }, [this](Outcome<Devices> outcome) {
     if (!outcome.value) return logError("device list failed: " + outcome.error);
     studio_.setCameraAccess(outcome.value->cameraUsable);

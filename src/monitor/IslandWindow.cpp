@@ -2,7 +2,6 @@
 #include "monitor/IslandWindow.h"
 
 #include "base/Clock.h"
-#include "capture/ScreenSource.h"
 #include "desktop/OverlayPanel.h"
 #include "engine/Engine.h"
 #include "engine/WorkArea.h"
@@ -14,8 +13,8 @@
 
 namespace vorn {
 
-IslandWindow::IslandWindow(Studio& studio, X11Desktop* desktop) : studio_(studio), desktop_(desktop) {
-  panel_ = std::make_unique<OverlayPanel>(desktop_, OverlayPanel::islandLevel);
+IslandWindow::IslandWindow(Studio& studio, OverlayBackend* overlays) : studio_(studio) {
+  panel_ = std::make_unique<OverlayPanel>(overlays, OverlayPanel::islandLevel);
   panel_->setWindowTitle(QStringLiteral("Vorn island"));
   OverlayPanel::keepUndimmed(panel_.get());
   panel_->resize(IslandView::size);

@@ -13,14 +13,14 @@ class Engine;
 class IslandView;
 class OverlayPanel;
 class Studio;
-class X11Desktop;
+class OverlayBackend;
 
 // The island: the take's status and the teleprompter in a panel hung from the top centre of
 // the framed screen, from the countdown until the take ends. It never takes the focus, only
 // its drawn parts take the mouse, and it is left out of every take. GUI thread only.
 class IslandWindow final : public IslandPanel {
  public:
-  IslandWindow(Studio& studio, X11Desktop* desktop);
+  IslandWindow(Studio& studio, OverlayBackend* overlays);
   ~IslandWindow() override;
   void attach(Engine& engine);
 
@@ -35,7 +35,6 @@ class IslandWindow final : public IslandPanel {
   void tick();
 
   Studio& studio_;
-  X11Desktop* desktop_;
   Engine* engine_ = nullptr;
   std::unique_ptr<OverlayPanel> panel_;
   IslandView* view_ = nullptr;

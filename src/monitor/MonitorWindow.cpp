@@ -3,7 +3,6 @@
 
 #include "engine/Engine.h"
 #include "engine/WorkArea.h"
-#include "capture/ScreenSource.h"
 #include "model/Studio.h"
 #include "desktop/OverlayPanel.h"
 #include "monitor/CompactBar.h"
@@ -74,6 +73,7 @@ MonitorWindow::MonitorWindow(Studio& studio)
 void MonitorWindow::attach(Engine& engine) {
   engine_ = &engine;
   reviewBar_->attach(engine);
+  phone_->player().setSoundServer(engine.soundServer());
   phone_->setReviewSource([this] { return reviewBar_->item(); });
   if (ReelMaker* reels = engine.reels())
     for (auto signal : {&ReelMaker::jobsChanged, &ReelMaker::showReelChanged})

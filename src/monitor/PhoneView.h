@@ -39,6 +39,7 @@ class PhoneView : public QWidget {
   const ConstFrameRef& frame() const { return frame_; }
   // In review the take plays in the phone, with its sound, over and over.
   const TakePlayer& player() const { return player_; }
+  TakePlayer& player() { return player_; }
   // What plays in review: the file `source` names (the take, or its reel); the take without it.
   void setReviewSource(std::function<QString()> source) { reviewSource_ = std::move(source); }
   // Plays what review calls for now, or stops playing outside review.

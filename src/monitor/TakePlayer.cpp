@@ -5,8 +5,7 @@
 #include "base/Log.h"
 #include "base/MovieDecoder.h"
 
-#include <pulse/error.h>
-#include <pulse/simple.h>
+#include "capture/SoundServer.h"
 
 #include <QMetaObject>
 
@@ -21,23 +20,11 @@ namespace {
 constexpr int kRate = AudioDecoder::sampleRate;
 constexpr int kChunkFrames = kRate / 50;  // 20 ms of sound per write
 
-struct SimpleFree {
-  void operator()(pa_simple* s) const { pa_simple_free(s); }
-};
-using Playback = std::unique_ptr<pa_simple, SimpleFree>;
-
-// A playback stream on the default sink, with a short buffer so that stopping is prompt.
-Playback openPlayback() {
-  const pa_sample_spec format{PA_SAMPLE_FLOAT32LE, kRate, 2};
-  pa_buffer_attr attr{};
-  attr.maxlength = uint32_t(-1);
-  attr.tlength = uint32_t(pa_usec_to_bytes(100'000, &format));
-  attr.prebuf = uint32_t(-1);
-  attr.minreq = uint32_t(-1);
-  attr.fragsize = uint32_t(-1);
-  int error = 0;
-  Playback playback(pa_simple_new(nullptr, "Vorn", PA_STREAM_PLAYBACK, nullptr, "Take", &format, nullptr, &attr, &error));
-  if (!playback) logError(std::string("the take plays without sound: ") + pa_strerror(error));
+std::unique_ptr<AudioOutput> openPlayback(SoundServer* sound) {
+  if (!sound) return nullptr;
+  std::string error;
+  std::unique_ptr<AudioOutput> playback = sound->openOutput(kRate, 2, &error);
+  if (!playback) logError("the take plays without sound: " + error);
   return playback;
 }
 
@@ -62,7 +49,9 @@ void TakePlayer::play(const QString& path, QSize size) {
   shown_ = 0;
   loops_ = 0;
   skipped_ = 0;
-  thread_ = std::jthread([this, file = path.toStdString(), size](std::stop_token stop) { run(stop, file, size); });
+  thread_ = std::jthread([this, file = path.toStdString(), size, sound = sound_](std::stop_token stop) {
+    run(stop, file, size, sound);
+  });
 }
 
 void TakePlayer::stop() {
@@ -84,11 +73,12 @@ void TakePlayer::publish(const ConstFrameRef& frame) {
   }, Qt::QueuedConnection);
 }
 
-void TakePlayer::run(const std::stop_token& stop, const std::string& path, QSize size) {
+void TakePlayer::run(const std::stop_token& stop, const std::string& path, QSize size,
+                     std::shared_ptr<SoundServer> sound) {
   try {
     MovieDecoder video(path);
-    std::optional<AudioDecoder> sound = openSound(path);
-    const Playback playback = sound ? openPlayback() : Playback();
+    std::optional<AudioDecoder> track = openSound(path);
+    const std::unique_ptr<AudioOutput> playback = track ? openPlayback(sound.get()) : nullptr;
     audible_ = bool(playback);
     FramePool pool(size.width(), size.height(), 2, 3);
     // Sound and pictures start over together at every multiple of the picture track's length.
@@ -100,18 +90,15 @@ void TakePlayer::run(const std::stop_token& stop, const std::string& path, QSize
       double clock;
       if (playback) {
         const int frames = int(std::min<std::int64_t>(kChunkFrames, loopFrames > 0 ? loopEnd - written : kChunkFrames));
-        const int got = sound->read(chunk.data(), frames);
+        const int got = track->read(chunk.data(), frames);
         std::fill(chunk.begin() + 2 * got, chunk.begin() + 2 * frames, 0.0f);  // the sound ran out first
-        int error = 0;
-        if (pa_simple_write(playback.get(), chunk.data(), size_t(frames) * 2 * sizeof(float), &error) < 0)
-          throw std::runtime_error(std::string("the sound server stopped playing: ") + pa_strerror(error));
+        playback->write(chunk.data(), frames);
         written += frames;
         if (loopFrames > 0 && written >= loopEnd) {
-          sound->rewind();
+          track->rewind();
           loopEnd += loopFrames;
         }
-        const pa_usec_t latency = pa_simple_get_latency(playback.get(), &error);
-        clock = double(written) / kRate - (latency == pa_usec_t(-1) ? 0.0 : double(latency) / 1e6);
+        clock = double(written) / kRate - playback->latency();
       } else {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         clock = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
@@ -129,7 +116,7 @@ void TakePlayer::run(const std::stop_token& stop, const std::string& path, QSize
         if (video.duration() > 0) loops_ = long(video.time() / video.duration());
       }
     }
-    if (playback) pa_simple_flush(playback.get(), nullptr);
+    if (playback) playback->flush();
   } catch (const std::exception& error) {
     logError(std::string("the take can't be played: ") + error.what());
   }

@@ -13,15 +13,19 @@
 
 namespace vorn {
 
+class SoundServer;
+
 // Plays a take over and over: its pictures to `show` on the GUI thread (at most one waiting
-// at a time, shrunk to `pictureSize`), its sound to the PulseAudio server, whose clock paces
-// the pictures. Without sound (or without a sound server) the pictures keep their own time.
+// at a time, shrunk to `pictureSize`), its sound to the sound server, whose clock paces the
+// pictures. Without sound (or without a sound server) the pictures keep their own time.
 // Decoding runs on one thread of its own; the GUI thread only swaps pictures.
 class TakePlayer : public QObject {
  public:
   explicit TakePlayer(std::function<void(const ConstFrameRef&)> show);
   ~TakePlayer() override;
 
+  // Where the sound goes from the next `play` on; none: the takes play silently.
+  void setSoundServer(std::shared_ptr<SoundServer> sound) { sound_ = std::move(sound); }
   // Starts playing `path` in pictures of `size`, unless that take is already playing.
   void play(const QString& path, QSize size);
   void stop();
@@ -36,10 +40,11 @@ class TakePlayer : public QObject {
   bool audible() const { return audible_; }
 
  private:
-  void run(const std::stop_token& stop, const std::string& path, QSize size);
+  void run(const std::stop_token& stop, const std::string& path, QSize size, std::shared_ptr<SoundServer> sound);
   void publish(const ConstFrameRef& frame);
 
   const std::function<void(const ConstFrameRef&)> show_;
+  std::shared_ptr<SoundServer> sound_;
   QString path_;
   std::atomic<bool> inFlight_{false};
   std::atomic<long> shown_{0}, loops_{0}, skipped_{0};

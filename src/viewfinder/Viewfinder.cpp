@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "viewfinder/Viewfinder.h"
 
-#include "desktop/CompositorWatch.h"
+#include "desktop/OverlayBackend.h"
 #include "desktop/OverlayPanel.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
@@ -24,15 +24,15 @@ QRectF toQt(const Rect& r) { return {r.x, r.y, r.width, r.height}; }
 
 }  // namespace
 
-Viewfinder::Viewfinder(Studio& studio, X11Desktop* desktop) : studio_(studio), desktop_(desktop) {}
+Viewfinder::Viewfinder(Studio& studio, OverlayBackend* overlays) : studio_(studio), overlays_(overlays) {}
 
 Viewfinder::~Viewfinder() = default;
 
 void Viewfinder::attach(Engine& engine) {
   engine_ = &engine;
-  dimPanel_ = std::make_unique<OverlayPanel>(desktop_, OverlayPanel::dimLevel);
+  dimPanel_ = std::make_unique<OverlayPanel>(overlays_, OverlayPanel::dimLevel);
   dimView_ = new DimView(*dimPanel_);
-  framePanel_ = std::make_unique<OverlayPanel>(desktop_, OverlayPanel::frameLevel);
+  framePanel_ = std::make_unique<OverlayPanel>(overlays_, OverlayPanel::frameLevel);
   frameView_ = new FrameView(engine, studio_, framePanel_.get());
   dimPanel_->setWindowTitle(QStringLiteral("Vorn viewfinder"));
   framePanel_->setWindowTitle(QStringLiteral("Vorn frame"));
@@ -41,14 +41,12 @@ void Viewfinder::attach(Engine& engine) {
     panel->winId();
     panel->setInputRegion({});
   }
-  if (desktop_) {
-    compositor_ = std::make_unique<CompositorWatch>(*desktop_);
-    QObject::connect(compositor_.get(), &CompositorWatch::changed, framePanel_.get(),
+  if (overlays_)
+    QObject::connect(overlays_, &OverlayBackend::compositingChanged, framePanel_.get(),
                      [this](bool running) { compositorChanged(running); });
-  }
 }
 
-bool Viewfinder::compositing() const { return compositor_ && compositor_->running(); }
+bool Viewfinder::compositing() const { return overlays_ && overlays_->compositing(); }
 
 // Above the region where the chip and the grip have room below the display's top and any
 // panel there, else below it where there is room above the bottom's, else inside.

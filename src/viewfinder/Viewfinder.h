@@ -13,13 +13,12 @@
 
 namespace vorn {
 
-class CompositorWatch;
 class DimView;
 class Engine;
 class FrameView;
 class OverlayPanel;
 class Studio;
-class X11Desktop;
+class OverlayBackend;
 
 // The on-screen viewfinder: the dimmed screen with a clear hole over the capture region, and
 // above it the frame panel, click-through everywhere but the frame's edge band and, while
@@ -27,7 +26,7 @@ class X11Desktop;
 // only what changed touches the window system.
 class Viewfinder final : public ViewfinderPanels {
  public:
-  Viewfinder(Studio& studio, X11Desktop* desktop);
+  Viewfinder(Studio& studio, OverlayBackend* overlays);
   ~Viewfinder() override;
   // Builds the panels around `engine`; until then the viewfinder does nothing.
   void attach(Engine& engine);
@@ -59,9 +58,8 @@ class Viewfinder final : public ViewfinderPanels {
   void shapeDim();
 
   Studio& studio_;
-  X11Desktop* desktop_;
+  OverlayBackend* overlays_;
   Engine* engine_ = nullptr;
-  std::unique_ptr<CompositorWatch> compositor_;
   std::unique_ptr<OverlayPanel> dimPanel_, framePanel_;
   DimView* dimView_ = nullptr;
   FrameView* frameView_ = nullptr;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "capture/PulseTestSupport.h"
+#include "support/PipeMicrophone.h"
 #include "support/ChildProcess.h"
 #include "support/DecodeStream.h"
 #include "support/Eventually.h"

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/DesktopBridge.h"
+#include "app/BackendChoice.h"
+#include "app/RecordKey.h"
 #include "capture/ScreenSource.h"
-#include "desktop/HotKey.h"
-#include "desktop/X11Desktop.h"
+#include "engine/Engine.h"
 #include "engine/RenderLoop.h"
+#include "platform/x11/HotKey.h"
+#include "platform/x11/X11Desktop.h"
 #include "model/Studio.h"
 #include "reels/ReelMaker.h"
 
@@ -36,10 +38,12 @@ class StudioDesktop : public testing::Test {
       p.reels = false;
       p.clickZoom = true;
     });
-    desktop = X11Desktop::open();
-    ASSERT_TRUE(desktop);
-    engine = std::make_unique<Engine>(studio, &reels, x11DesktopServices(desktop.get()), StudioWindows{});
-    recordKey = grabRecordKey(*desktop, *engine);
+    platform->openDesktop();
+    ASSERT_TRUE(platform->overlays()) << "the desktop is open";
+    Backends backends = platform->forEngine();
+    services = backends.desktop;
+    engine = std::make_unique<Engine>(studio, &reels, std::move(backends), StudioWindows{});
+    recordKey = grabRecordKey(services, *engine);
     ASSERT_TRUE(recordKey);
   }
   void TearDown() override {
@@ -53,9 +57,10 @@ class StudioDesktop : public testing::Test {
 
   Studio studio;
   ReelMaker reels{studio};
-  std::unique_ptr<X11Desktop> desktop;
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+  DesktopServices services;
   std::unique_ptr<Engine> engine;
-  std::unique_ptr<HotKey> recordKey;
+  std::shared_ptr<void> recordKey;
 };
 
 TEST_F(StudioDesktop, ctrlShift9FromAnotherClientOpensCountsRecordsStopsAndEscapeCancels) {
@@ -86,9 +91,9 @@ TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZoo
   test::ChildProcess window({"xev", "-geometry", "600x400+700+300", "-name", "other"});
   engine->open();
   ASSERT_TRUE(within(10, [&] {
-    return !x11DesktopServices(desktop.get()).otherWindows().empty();
+    return !services.otherWindows().empty();
   })) << "the window is mapped";
-  const Rect frame = x11DesktopServices(desktop.get()).otherWindows().front();
+  const Rect frame = services.otherWindows().front();
 
   engine->beginDrag();
   const Rect home = engine->home();
@@ -113,7 +118,7 @@ TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZoo
     return pointer && pointer->overOwnWindow;
   }));
   int clicks = 0;  // heard after the engine, from the same events
-  const auto watch = x11DesktopServices(desktop.get()).watchClicks([&](Point) { ++clicks; });
+  const auto watch = services.watchClicks([&](Point) { ++clicks; });
   xdotool({"click", "1"});
   ASSERT_TRUE(within(5, [&] { return clicks == 1; }));
   EXPECT_EQ(engine->renderLoop()->inputs.get().clickTime, 0);

@@ -6,8 +6,9 @@
 #include "base/Clock.h"
 #include "capture/CameraSource.h"
 #include "capture/CaptureTestSupport.h"
-#include "capture/PulseTestSupport.h"
+#include "support/PipeMicrophone.h"
 #include "capture/SampleCamera.h"
+#include "platform/pulse/PulseSoundServer.h"
 
 using namespace vorn;
 
@@ -19,6 +20,11 @@ AudioRef buffer(float value, int frames = 480) {
   return made;
 }
 
+SoundServer& sound() {
+  static PulseSoundServer server;
+  return server;
+}
+
 const DeviceInfo missingMic{QStringLiteral("no-such-microphone"), QStringLiteral("Missing")};
 
 void feedZeros(CameraSource& source, int count) {
@@ -28,7 +34,7 @@ void feedZeros(CameraSource& source, int count) {
 }  // namespace
 
 TEST(CameraSource, MoreThan100ZeroBuffersMakeTheMicrophoneSilent) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   feedZeros(source, 100);
   EXPECT_FALSE(source.silent.get());
   feedZeros(source, 1);
@@ -37,7 +43,7 @@ TEST(CameraSource, MoreThan100ZeroBuffersMakeTheMicrophoneSilent) {
 }
 
 TEST(CameraSource, OneLouderBufferClearsSilenceAtOnce) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   feedZeros(source, 150);
   ASSERT_TRUE(source.silent.get());
   source.receiveMic(buffer(0.0001f));  // −80 dB: quiet, but not digital silence
@@ -49,7 +55,7 @@ TEST(CameraSource, OneLouderBufferClearsSilenceAtOnce) {
 }
 
 TEST(CameraSource, LevelFollowsTheBuffersPower) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   source.receiveMic(buffer(float(std::pow(10.0, -25 / 20.0))));  // a constant −25 dBFS
   EXPECT_NEAR(source.level.get(), 0.5f, 1e-4);
   source.receiveMic(buffer(1.0f));
@@ -57,7 +63,7 @@ TEST(CameraSource, LevelFollowsTheBuffersPower) {
 }
 
 TEST(CameraSource, EveryBufferReachesOnMicInOrder) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   std::vector<const AudioBuffer*> seen;
   source.onMic = [&](AudioRef b) { seen.push_back(b.get()); };
   const AudioRef first = buffer(0.5f), second = buffer(0);
@@ -67,7 +73,7 @@ TEST(CameraSource, EveryBufferReachesOnMicInOrder) {
 }
 
 TEST(CameraSource, SwitchingTheMicrophoneClearsSilence) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   feedZeros(source, 101);
   ASSERT_TRUE(source.silent.get());
   source.configure(std::nullopt, missingMic);
@@ -78,7 +84,7 @@ TEST(CameraSource, SwitchingTheMicrophoneClearsSilence) {
 }
 
 TEST(CameraSource, WithoutACameraLatestAndFaceAreCleared) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   source.configure(SampleCamera::info(), std::nullopt);
   ASSERT_TRUE(test::eventually([&] { return source.latest.get().buffer != nullptr; }));
   source.face.set(Face{{0.4, 0.5, 0.2, 0.2}, 1.0});
@@ -90,7 +96,7 @@ TEST(CameraSource, WithoutACameraLatestAndFaceAreCleared) {
 }
 
 TEST(CameraSource, WithNeitherDeviceTheSessionStops) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   source.configure(SampleCamera::info(), std::nullopt);
   source.sync();
   EXPECT_TRUE(source.isRunning());
@@ -101,7 +107,7 @@ TEST(CameraSource, WithNeitherDeviceTheSessionStops) {
 }
 
 TEST(CameraSource, StopClearsThePicture) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   source.configure(SampleCamera::info(), std::nullopt);
   ASSERT_TRUE(test::eventually([&] { return source.latest.get().buffer != nullptr; }));
   source.stop();
@@ -111,7 +117,7 @@ TEST(CameraSource, StopClearsThePicture) {
 }
 
 TEST(CameraSource, FindsTheFaceOfTheSampleCamera) {
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   const double before = mediaTime();
   source.configure(SampleCamera::info(), std::nullopt);
   ASSERT_TRUE(test::eventually([&] { return source.face.get().has_value(); }));
@@ -123,7 +129,7 @@ TEST(CameraSource, FindsTheFaceOfTheSampleCamera) {
 TEST(CameraSource, MicrophonesExcludeMonitors) {
   test::PipeMicrophone mic("vlistmic");
   ASSERT_TRUE(mic.ok());
-  const std::vector<DeviceInfo> mics = CameraSource::mics();
+  const std::vector<DeviceInfo> mics = CameraSource(sound()).mics();
   auto has = [&](const char* id) {
     return std::any_of(mics.begin(), mics.end(),
                        [&](const DeviceInfo& d) { return d.id == QLatin1String(id); });
@@ -134,11 +140,11 @@ TEST(CameraSource, MicrophonesExcludeMonitors) {
 
 TEST(CameraSource, TheDefaultMicIsTheServersDefaultSourceButNeverAMonitor) {
   test::pulseServer()->pactl({"set-default-source", "vsink.monitor"});
-  EXPECT_FALSE(CameraSource::defaultMic().has_value());
+  EXPECT_FALSE(CameraSource(sound()).defaultMic().has_value());
   test::PipeMicrophone mic("vdefaultmic");
   ASSERT_TRUE(mic.ok());
   test::pulseServer()->pactl({"set-default-source", "vdefaultmic"});
-  const std::optional<DeviceInfo> found = CameraSource::defaultMic();
+  const std::optional<DeviceInfo> found = CameraSource(sound()).defaultMic();
   ASSERT_TRUE(found.has_value());
   EXPECT_EQ(found->id, QStringLiteral("vdefaultmic"));
 }
@@ -146,7 +152,7 @@ TEST(CameraSource, TheDefaultMicIsTheServersDefaultSourceButNeverAMonitor) {
 TEST(CameraSource, ARealMicrophoneDrivesLevelAndSilence) {
   test::PipeMicrophone mic("vmic");
   ASSERT_TRUE(mic.ok());
-  CameraSource source;
+  CameraSource source{sound(), SampleCamera::builtInPath};
   std::mutex mutex;
   std::vector<double> stamps;
   float loudest = 0;

@@ -54,32 +54,32 @@ class GrabLoopTest : public testing::Test {
 };
 
 TEST_F(GrabLoopTest, AChangeCompletesOnceItsFirstFrameIsOut) {
-  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
+  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100}, sinks);
   Outcome outcome;
-  loop.update({Rect{0, 0, 50, 50}, 50, 50, false}, outcome.completion());
+  loop.update({Rect{0, 0, 50, 50}, 50, 50}, outcome.completion());
   ASSERT_TRUE(eventually([&] { return outcome.done.load(); }));
   EXPECT_FALSE(outcome.error.get().has_value());
   EXPECT_EQ(lastWidth.load(), 50);
 }
 
 TEST_F(GrabLoopTest, AnAreaThatCannotBeCapturedFailsAndTheLastGoodOneReturns) {
-  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
+  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100}, sinks);
   ASSERT_TRUE(eventually([&] { return lastWidth.load() == 100; }));
   lastWidth.store(0);
   Outcome outcome;
-  loop.update({Rect{0, 0, 13, 13}, 13, 13, false}, outcome.completion());
+  loop.update({Rect{0, 0, 13, 13}, 13, 13}, outcome.completion());
   ASSERT_TRUE(eventually([&] { return outcome.done.load(); }));
   EXPECT_EQ(outcome.error.get(), "The capture area lies outside the display.");
   EXPECT_TRUE(eventually([&] { return lastWidth.load() == 100; }));
 }
 
 TEST_F(GrabLoopTest, ALostDisplayStopsTheCaptureAndFailsLaterChanges) {
-  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
+  GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100}, sinks);
   grabber.lose.store(true);
   ASSERT_TRUE(eventually([&] { return !stopped.get().empty(); }));
   EXPECT_EQ(stopped.get(), "The display went away.");
   Outcome outcome;
-  loop.update({Rect{0, 0, 50, 50}, 50, 50, false}, outcome.completion());
+  loop.update({Rect{0, 0, 50, 50}, 50, 50}, outcome.completion());
   EXPECT_TRUE(outcome.done.load());
   EXPECT_TRUE(outcome.error.get().has_value());
 }
@@ -88,8 +88,8 @@ TEST_F(GrabLoopTest, StoppingFailsAChangeNotYetInForce) {
   Outcome outcome;
   grabber.hold.store(true);
   {
-    GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100, false}, sinks);
-    loop.update({Rect{0, 0, 50, 50}, 50, 50, false}, outcome.completion());
+    GrabLoop loop(grabber, {Rect{0, 0, 100, 100}, 100, 100}, sinks);
+    loop.update({Rect{0, 0, 50, 50}, 50, 50}, outcome.completion());
   }
   EXPECT_TRUE(outcome.done.load());
   EXPECT_EQ(outcome.error.get(), "The capture stopped.");

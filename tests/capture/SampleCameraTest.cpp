@@ -41,14 +41,10 @@ int count(Received& received) {
 }  // namespace
 
 TEST(SampleCamera, NeverStandsInUnlessAskedForByNameAndThenComesFirst) {
-  const std::string asked = std::getenv("VORN_SAMPLE_CAMERA");
-  unsetenv("VORN_SAMPLE_CAMERA");
-  const std::vector<DeviceInfo> unasked = listCameras();
+  const std::vector<DeviceInfo> unasked = listCameras(std::nullopt);
   std::string error;
-  const bool opened = openCamera(SampleCamera::info(), &error) != nullptr;
-  setenv("VORN_SAMPLE_CAMERA", "/some/movie.mp4", 1);
-  const std::vector<DeviceInfo> named = listCameras();
-  setenv("VORN_SAMPLE_CAMERA", asked.c_str(), 1);
+  const bool opened = openCamera(SampleCamera::info(), std::nullopt, &error) != nullptr;
+  const std::vector<DeviceInfo> named = listCameras(QStringLiteral("/some/movie.mp4"));
 
   EXPECT_TRUE(std::none_of(unasked.begin(), unasked.end(),
                            [](const DeviceInfo& c) { return c.id == SampleCamera::id; }));
@@ -60,7 +56,7 @@ TEST(SampleCamera, NeverStandsInUnlessAskedForByNameAndThenComesFirst) {
 
 TEST(SampleCamera, ServesTheBuiltInPictureRepeatedly) {
   std::string error;
-  auto camera = openCamera(SampleCamera::info(), &error);
+  auto camera = openCamera(SampleCamera::info(), SampleCamera::builtInPath, &error);
   ASSERT_TRUE(camera) << error;
   Received received;
   collect(*camera, received);
@@ -103,6 +99,6 @@ TEST(SampleCamera, AFileThatIsNeitherPictureNorMovieIsRefusedInOneSentence) {
 
 TEST(SampleCamera, AnUnknownCameraIsNotOpened) {
   std::string error;
-  EXPECT_FALSE(openCamera({QStringLiteral("v4l2:gone"), QStringLiteral("Gone Cam")}, &error));
+  EXPECT_FALSE(openCamera({QStringLiteral("v4l2:gone"), QStringLiteral("Gone Cam")}, std::nullopt, &error));
   EXPECT_NE(error.find("Gone Cam"), std::string::npos);
 }

@@ -37,10 +37,8 @@ std::string writePicture() {
 
 TEST(SampleScreen, APictureIsServedAsTheDisplay) {
   const std::string path = writePicture();
-  setenv("VORN_SAMPLE_SCREEN", path.c_str(), 1);
-  ScreenSource source;
-  unsetenv("VORN_SAMPLE_SCREEN");
-  source.start(0, false);
+  ScreenSource source{std::make_unique<SampleScreenBackend>(path)};
+  source.start(0);
   EXPECT_EQ(source.displaySize(), (Size{640, 360}));
   ASSERT_TRUE(eventually([&] { return source.latest.get().has_value(); }));
   const ScreenFrame whole = *source.latest.get();
@@ -62,10 +60,8 @@ TEST(SampleScreen, AHugePictureIsServedScaledDownToADisplaysSize) {
   ASSERT_EQ(test::runCommand({"ffmpeg", "-loglevel", "error", "-y", "-f", "lavfi", "-i",
                               "color=c=red:size=8000x4000", "-frames:v", "1", path}),
             0);
-  setenv("VORN_SAMPLE_SCREEN", path.c_str(), 1);
-  ScreenSource source;
-  unsetenv("VORN_SAMPLE_SCREEN");
-  source.start(0, false);
+  ScreenSource source{std::make_unique<SampleScreenBackend>(path)};
+  source.start(0);
   EXPECT_EQ(source.displaySize(), (Size{3840, 1920}));
   ASSERT_TRUE(eventually([&] { return source.latest.get().has_value(); }));
   const ScreenFrame whole = *source.latest.get();
@@ -84,7 +80,7 @@ TEST(SampleScreen, AMovieKeepsPlayingInALoop) {
                               "yuv420p", path}),
             0);
   ScreenSource source{std::make_unique<SampleScreenBackend>(path)};
-  source.start(0, false);
+  source.start(0);
   EXPECT_EQ(source.displaySize(), (Size{320, 240}));
   int frames = 0;
   ConstFrameRef last;
@@ -103,7 +99,7 @@ TEST(SampleScreen, AnUnreadableFileHasNoDisplay) {
   SampleScreenBackend backend("/nonexistent/sample.png");
   EXPECT_TRUE(backend.displays().empty());
   ScreenSource source{std::make_unique<SampleScreenBackend>("/nonexistent/sample.png")};
-  EXPECT_THROW(source.start(0, false), std::runtime_error);
+  EXPECT_THROW(source.start(0), std::runtime_error);
 }
 
 }  // namespace

@@ -68,6 +68,7 @@ class ScriptedBackend : public ScreenBackend {
     }
     script_->changed.notify_all();
   }
+  QImage screenshot(const DisplayInfo&) override { return {}; }
 
  private:
   std::shared_ptr<Script> script_;
@@ -78,7 +79,7 @@ using test::eventually;
 
 class ScreenSourceTest : public testing::Test {
  protected:
-  void SetUp() override { source.start(7, false); }
+  void SetUp() override { source.start(7); }
 
   // Asks for an area and waits until the backend was asked to change.
   ScreenConfig ask(Rect rect, bool native = false) {
@@ -142,7 +143,7 @@ TEST_F(ScreenSourceTest, AnAreaThatSnapsPastTheBottomIsShiftedBackInside) {
   // At 1.4 pixels per point, 500 points snap to 700 pixels = 500.00000000000006 points.
   source.stop();
   script->displays = {{3, "Wide", Rect{0, 0, 1000, 500}, 1.4}};
-  source.start(3, false);
+  source.start(3);
   const ScreenConfig next = ask({10, 0, 200, 500}, true);
   EXPECT_EQ(next.height, 700);
   EXPECT_EQ(next.width, 280);
@@ -225,7 +226,7 @@ TEST_F(ScreenSourceTest, RequestsBeforeStartAreIgnored) {
 
 TEST_F(ScreenSourceTest, AChangeCompletedAfterARestartIsNotInForce) {
   ask({0, 0, 800, 600});
-  source.start(7, false);
+  source.start(7);
   script->complete(0);
   // The restart's whole display stays in force; the next request goes through.
   const ScreenConfig next = ask({0, 0, 800, 600});
@@ -250,7 +251,7 @@ TEST(ScreenSourceStart, AVanishedDisplayCapturesTheFirstOne) {
   auto script = std::make_shared<Script>();
   script->displays = {{5, "Left", Rect{0, 0, 1280, 800}, 1.0}, {6, "Right", Rect{1280, 0, 1920, 1080}, 1.0}};
   ScreenSource source{std::make_unique<ScriptedBackend>(script)};
-  source.start(99, false);
+  source.start(99);
   EXPECT_EQ(script->started->id, 5u);
   EXPECT_EQ(source.displayID(), 5u);
   EXPECT_EQ(source.displaySize(), (Size{1280, 800}));
@@ -260,9 +261,8 @@ TEST(ScreenSourceStart, PicksTheRequestedDisplay) {
   auto script = std::make_shared<Script>();
   script->displays = {{5, "Left", Rect{0, 0, 1280, 800}, 1.0}, {6, "Right", Rect{1280, 0, 1920, 1080}, 1.0}};
   ScreenSource source{std::make_unique<ScriptedBackend>(script)};
-  source.start(6, true);
+  source.start(6);
   EXPECT_EQ(script->started->id, 6u);
-  EXPECT_TRUE(script->startConfig.systemAudio);
 }
 
 TEST(ScreenSourceStart, NoDisplayAtAllFails) {
@@ -270,32 +270,12 @@ TEST(ScreenSourceStart, NoDisplayAtAllFails) {
   script->displays.clear();
   ScreenSource source{std::make_unique<ScriptedBackend>(script)};
   try {
-    source.start(1, false);
+    source.start(1);
     FAIL() << "started without a display";
   } catch (const std::runtime_error& error) {
     EXPECT_STREQ(error.what(), "No display to capture");
   }
   EXPECT_FALSE(script->started.has_value());
-}
-
-TEST(ScreenSourceStart, SystemAudioReachesTheCallback) {
-  auto script = std::make_shared<Script>();
-  ScreenSource source{std::make_unique<ScriptedBackend>(script)};
-  int buffers = 0;
-  source.onSystemAudio = [&](AudioRef) { ++buffers; };
-  source.start(7, true);
-  script->sinks.onAudio(std::make_shared<AudioBuffer>());
-  EXPECT_EQ(buffers, 1);
-}
-
-TEST(ScreenSourceStart, SwitchingSystemAudioReconfiguresTheCapture) {
-  auto script = std::make_shared<Script>();
-  ScreenSource source{std::make_unique<ScriptedBackend>(script)};
-  source.start(7, false);
-  source.setSystemAudio(true);
-  ASSERT_TRUE(eventually([&] { return script->updateCount() == 1; }));
-  EXPECT_TRUE(script->update(0).systemAudio);
-  EXPECT_EQ(script->update(0).sourceRect, (Rect{0, 0, 1920, 1080}));
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/Clock.h"
-#include "capture/SampleScreenBackend.h"
-#include "capture/ScreenSource.h"
+#include "capture/SystemAudioCapture.h"
+#include "platform/pulse/PulseSoundServer.h"
 #include "support/TestServices.h"
 
-#include <QColor>
-#include <QImage>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -36,20 +34,16 @@ double peak(const AudioBuffer& b) {
 }
 
 TEST(SystemAudio, aTonePlayedIntoTheSinkArrivesWithRisingTimestamps) {
-  const std::string picture = test::tempHome()->path() + "/screen.png";
-  QImage image(640, 360, QImage::Format_RGB32);
-  image.fill(QColor(20, 40, 60));
-  ASSERT_TRUE(image.save(QString::fromStdString(picture)));
-
   std::mutex mutex;
   std::vector<AudioRef> buffers;
-  ScreenSource source(std::make_unique<SampleScreenBackend>(picture));
-  source.onSystemAudio = [&](AudioRef b) {
+  PulseSoundServer sound;
+  SystemAudioCapture capture(sound, [&](AudioRef b) {
     std::lock_guard guard(mutex);
     buffers.push_back(std::move(b));
-  };
+  });
   const double started = mediaTime();
-  source.start(0, true);
+  capture.setEnabled(true);
+  ASSERT_TRUE(capture.enabled());
 
   test::ChildProcess player({"paplay", "--raw", "--format=float32le", "--rate=48000",
                              "--channels=2", "-d", "vsink", writeTone()});
@@ -62,7 +56,7 @@ TEST(SystemAudio, aTonePlayedIntoTheSinkArrivesWithRisingTimestamps) {
     count = buffers.size();
     for (const AudioRef& b : buffers) heard = heard || peak(*b) > 0.3;
   }
-  source.stop();
+  capture.setEnabled(false);
   EXPECT_TRUE(heard) << "the tone reached the system audio callback";
 
   std::lock_guard guard(mutex);
@@ -78,25 +72,20 @@ TEST(SystemAudio, aTonePlayedIntoTheSinkArrivesWithRisingTimestamps) {
 }
 
 TEST(SystemAudio, switchingOffStopsTheBuffers) {
-  const std::string picture = test::tempHome()->path() + "/screen2.png";
-  QImage(64, 64, QImage::Format_RGB32).save(QString::fromStdString(picture));
   std::atomic<int> count{0};
-  ScreenSource source(std::make_unique<SampleScreenBackend>(picture));
-  source.onSystemAudio = [&](AudioRef) { ++count; };
-  source.start(0, false);
+  PulseSoundServer sound;
+  SystemAudioCapture capture(sound, [&](AudioRef) { ++count; });
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   EXPECT_EQ(count.load(), 0) << "no system audio unless asked";
-  source.setSystemAudio(true);
+  capture.setEnabled(true);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (count < 5 && std::chrono::steady_clock::now() < deadline)
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   EXPECT_GE(count.load(), 5);
-  source.setSystemAudio(false);
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  capture.setEnabled(false);
   const int after = count;
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  EXPECT_EQ(count.load(), after);
-  source.stop();
+  EXPECT_EQ(count.load(), after) << "no buffer once the stream is closed";
 }
 
 }  // namespace

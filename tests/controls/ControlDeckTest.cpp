@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/BackendChoice.h"
 #include "controls/ControlDeck.h"
 #include "controls/MoreMenu.h"
 #include "controls/ScriptEditor.h"
@@ -51,7 +52,7 @@ class ControlDeckTest : public testing::Test {
 
   Studio studio;
   ReelMaker reels{studio};
-  Engine engine{studio, &reels, DesktopServices{}, StudioWindows{}};
+  Engine engine{studio, &reels, BackendChoice::choose()->forEngine(), StudioWindows{}};
   QWidget window;
   ControlDeck* deck = nullptr;
 };

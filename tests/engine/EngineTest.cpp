@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/BackendChoice.h"
 #include "engine/Engine.h"
 #include "engine/RenderLoop.h"
 
@@ -52,7 +53,7 @@ class EngineTest : public testing::Test {
       p.systemAudio = false;
       p.reels = true;
     });
-    engine = std::make_unique<Engine>(studio, &reels, DesktopServices{}, StudioWindows{});
+    engine = std::make_unique<Engine>(studio, &reels, BackendChoice::choose()->forEngine(), StudioWindows{});
     engine->setCountdownStep(50);
     engine->open();
     ASSERT_EQ(studio.phase(), Phase::framing);

@@ -4,6 +4,7 @@
 #include "capture/CameraSource.h"
 #include "capture/SampleCamera.h"
 #include "capture/SampleScreenBackend.h"
+#include "platform/pulse/PulseSoundServer.h"
 #include "capture/ScreenSource.h"
 #include "engine/RenderLoop.h"
 #include "record/Recorder.h"
@@ -31,7 +32,7 @@ class RenderLoopTest : public testing::Test {
     image.fill(QColor(200, 30, 30));
     ASSERT_TRUE(image.save(QString::fromStdString(picture)));
     screen = std::make_unique<ScreenSource>(std::make_unique<SampleScreenBackend>(picture));
-    screen->start(0, false);
+    screen->start(0);
     ASSERT_TRUE(eventually([&] { return screen->latest.get().has_value(); }));
     loop = std::make_unique<RenderLoop>(compositor, *screen, camera);
   }
@@ -53,7 +54,8 @@ class RenderLoopTest : public testing::Test {
   }
 
   Compositor compositor;
-  CameraSource camera;
+  PulseSoundServer sound;
+  CameraSource camera{sound, SampleCamera::builtInPath};
   std::unique_ptr<ScreenSource> screen;
   std::unique_ptr<RenderLoop> loop;
 };

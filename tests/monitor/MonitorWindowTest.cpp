@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/DesktopBridge.h"
+#include "app/BackendChoice.h"
 #include "base/Clock.h"
 #include "capture/SampleCamera.h"
-#include "capture/Screenshot.h"
-#include "desktop/CompositorWatch.h"
-#include "desktop/X11Desktop.h"
+#include "platform/x11/CompositorWatch.h"
+#include "platform/x11/X11Desktop.h"
+#include "platform/x11/X11ScreenBackend.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "monitor/IslandView.h"
@@ -63,7 +63,10 @@ class MonitorWindowTest : public testing::Test {
  protected:
   void SetUp() override {
     // Asked for by name, the sample camera stands in without the card saying none is there.
-    qputenv("VORN_SAMPLE_CAMERA", SampleCamera::builtInPath.toLocal8Bit());
+    if (sampleCamera())
+      qputenv("VORN_SAMPLE_CAMERA", SampleCamera::builtInPath.toLocal8Bit());
+    else
+      qunsetenv("VORN_SAMPLE_CAMERA");
     studio.updatePrefs([](Prefs& p) {
       p.layout = Layout::screen;
       p.style = FrameStyle::bleed;
@@ -77,16 +80,17 @@ class MonitorWindowTest : public testing::Test {
       p.home = std::vector<double>{200 / 1920.0, 100 / 1080.0, 400 / 1920.0, 711 / 1080.0};  // on the left
     });
     studio.setWelcomed(true);
-    desktop = X11Desktop::open();
-    ASSERT_TRUE(desktop);
+    platform = BackendChoice::choose();
+    platform->openDesktop();
+    ASSERT_TRUE(platform->overlays());
     StudioWindows windows;
     auto owned = std::make_unique<MonitorWindow>(studio);
     monitor = owned.get();
     windows.monitor = std::move(owned);
-    auto ownedIsland = std::make_unique<IslandWindow>(studio, desktop.get());
+    auto ownedIsland = std::make_unique<IslandWindow>(studio, platform->overlays());
     island = ownedIsland.get();
     windows.island = std::move(ownedIsland);
-    engine = std::make_unique<Engine>(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    engine = std::make_unique<Engine>(studio, &reels, platform->forEngine(), std::move(windows));
     monitor->attach(*engine);
     island->attach(*engine);
     engine->setCountdownStep(1000);
@@ -101,6 +105,7 @@ class MonitorWindowTest : public testing::Test {
     engine->closeAndWait();
     engine.reset();
   }
+  virtual bool sampleCamera() const { return true; }
 
   // The phone screen's point (x, y) on the display.
   QPoint onScreen(double x, double y) const {
@@ -111,7 +116,7 @@ class MonitorWindowTest : public testing::Test {
       if (card->isVisible()) return card;
     return nullptr;
   }
-  QColor pixel(QPoint at) { return screenshot(engine->screen(), 1.0).pixelColor(at); }
+  QColor pixel(QPoint at) { return X11ScreenBackend().screenshot(engine->screen()).pixelColor(at); }
   std::string activeWindow() {
     std::string active;
     test::runCommand({"xdotool", "getactivewindow"}, &active);
@@ -121,7 +126,7 @@ class MonitorWindowTest : public testing::Test {
   Studio studio;
   ReelMaker reels{studio};
   test::OtherWindow backdrop{QRect(0, 0, 1920, 1080), QColor(40, 180, 60)};
-  std::unique_ptr<X11Desktop> desktop;
+  std::unique_ptr<BackendChoice> platform;
   MonitorWindow* monitor = nullptr;
   IslandWindow* island = nullptr;
   std::unique_ptr<Engine> engine;
@@ -221,6 +226,7 @@ TEST_F(MonitorWindowTest, nothingShowsThroughThePanelAndItsCornersShowTheDesktop
       << "without a compositor: the corner cut away, not black";
 
   test::ChildProcess compositor({"xcompmgr"});
+  const std::unique_ptr<X11Desktop> desktop = X11Desktop::open();
   CompositorWatch watch(*desktop);
   ASSERT_TRUE(within(5, [&] { return watch.running(); }));
   monitor->setWindowOpacity(0.5);
@@ -230,10 +236,13 @@ TEST_F(MonitorWindowTest, nothingShowsThroughThePanelAndItsCornersShowTheDesktop
       << "with one: the green window behind stays behind (" << pixel(panel).name().toStdString() << ")";
 }
 
-TEST_F(MonitorWindowTest, withoutAUsableCameraTheCardSaysWhy) {
-  EXPECT_FALSE(shownCard());
-  qunsetenv("VORN_SAMPLE_CAMERA");
-  engine->refreshDevices();  // this machine has no camera
+// This machine has no camera, and the sample is not asked for.
+class MonitorWithoutCamera : public MonitorWindowTest {
+ protected:
+  bool sampleCamera() const override { return false; }
+};
+
+TEST_F(MonitorWithoutCamera, withoutAUsableCameraTheCardSaysWhy) {
   ASSERT_TRUE(within(5, [&] { return !studio.cameraAccess(); }));
   const PhoneCard* card = shownCard();
   ASSERT_TRUE(card);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The review bar following a stand-in reel engine's whole run.
+#include "app/BackendChoice.h"
 #include "engine/Engine.h"
 #include "monitor/ReviewBar.h"
 #include "reels/FakeEngine.h"
@@ -29,7 +30,7 @@ class ReviewBarTest : public testing::Test {
   test::FakeEngine fake;  // first: outlives the maker and its processes
   Studio studio;
   ReelMaker reels{studio};
-  Engine engine{studio, &reels, DesktopServices{}, StudioWindows{}};
+  Engine engine{studio, &reels, BackendChoice::choose()->forEngine(), StudioWindows{}};
   ReviewBar bar{studio, nullptr};
 };
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/DesktopBridge.h"
+#include "app/BackendChoice.h"
 #include "base/Clock.h"
-#include "capture/Screenshot.h"
 #include "desktop/OverlayPanel.h"
 #include "desktop/ScreenScaleWatch.h"
-#include "desktop/WindowList.h"
-#include "desktop/X11Desktop.h"
+#include "platform/x11/WindowList.h"
+#include "platform/x11/X11ScreenBackend.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 #include "reels/ReelMaker.h"
@@ -57,13 +56,13 @@ class ViewfinderTest : public testing::Test {
       p.reels = false;
       p.follow = false;  // the crop stays on the frame
     });
-    desktop = X11Desktop::open();
-    ASSERT_TRUE(desktop);
+    platform->openDesktop();
+    ASSERT_TRUE(platform->overlays());
     StudioWindows windows;
-    auto owned = std::make_unique<Viewfinder>(studio, desktop.get());
+    auto owned = std::make_unique<Viewfinder>(studio, platform->overlays());
     viewfinder = owned.get();
     windows.viewfinder = std::move(owned);
-    engine = std::make_unique<Engine>(studio, &reels, x11DesktopServices(desktop.get()), std::move(windows));
+    engine = std::make_unique<Engine>(studio, &reels, platform->forEngine(), std::move(windows));
     viewfinder->attach(*engine);
     engine->setCountdownStep(50);
   }
@@ -80,7 +79,7 @@ class ViewfinderTest : public testing::Test {
     engine->setHome(home);
     settle(1.0);  // the fades
   }
-  QColor pixel(int x, int y) { return screenshot(engine->screen(), 1.0).pixelColor(x, y); }
+  QColor pixel(int x, int y) { return X11ScreenBackend().screenshot(engine->screen()).pixelColor(x, y); }
 
   const Rect home{600, 150, 450, 800};  // inside the backdrop
   ScreenScaleWatch scales;  // as the studio has, before the first display is listed
@@ -88,7 +87,7 @@ class ViewfinderTest : public testing::Test {
   ReelMaker reels{studio};
   // Another application's window under the frame.
   test::OtherWindow backdrop{QRect(100, 100, 1400, 900), kGreen};
-  std::unique_ptr<X11Desktop> desktop;
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
   Viewfinder* viewfinder = nullptr;
   std::unique_ptr<Engine> engine;
 };
