@@ -67,9 +67,9 @@ class CountingBackend : public X11ScreenBackend {
   void start(const DisplayInfo& display, const ScreenConfig& config, OwnClient own,
              ScreenSinks sinks) override {
     auto deliver = std::move(sinks.onFrame);
-    sinks.onFrame = [this, deliver](FrameRef frame, double at) {
+    sinks.onFrame = [this, deliver](FrameRef frame, const ScreenConfig& grabbed, double at) {
       frames.fetch_add(1);
-      deliver(std::move(frame), at);
+      deliver(std::move(frame), grabbed, at);
     };
     X11ScreenBackend::start(display, config, own, std::move(sinks));
   }

@@ -81,7 +81,7 @@ void GrabLoop::run(std::stop_token stop) {
       failUpdates(applied, result.error);
       config_ = good_;
     } else if (result.frame) {
-      sinks_.onFrame(std::move(result.frame), at);
+      sinks_.onFrame(std::move(result.frame), config_, at);
       good_ = config_;
       changed = false;
     } else if (sinks_.onUnchanged) {

@@ -38,10 +38,10 @@ struct ScreenConfig {
 
 // Where a backend delivers. Every callback runs on a backend thread and must return quickly.
 struct ScreenSinks {
-  // A complete frame of exactly config.width × config.height pixels of some configuration
-  // that was (or still is) in force, and the media time the screen showed it. Unchanged
-  // content is not delivered again.
-  std::function<void(FrameRef, double at)> onFrame;
+  // A complete frame, the configuration it was grabbed with (it is config.width ×
+  // config.height pixels of config.sourceRect), and the media time the screen showed it.
+  // Unchanged content is not delivered again.
+  std::function<void(FrameRef, const ScreenConfig& config, double at)> onFrame;
   // The screen was looked at, at `at`, and still showed the last frame delivered (optional).
   std::function<void(double at)> onUnchanged;
   // Where the pointer is, once a tick (optional; not every backend sees it).

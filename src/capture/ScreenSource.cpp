@@ -75,14 +75,11 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID) {
   const Rect whole{0, 0, size.width, size.height};
   // One pixel per point to begin with.
   const ScreenConfig config{whole, int(size.width), int(size.height)};
-  currentKey_ = sizeKey(config.width, config.height);
-  areas_.set(std::make_shared<const std::map<int64_t, Rect>>(
-      std::map<int64_t, Rect>{{currentKey_, whole}}));
   requested.set(CaptureRequest{whole, false});
 
   ScreenSinks sinks;
-  sinks.onFrame = [this](FrameRef buffer, double at) {
-    handleFrame(std::move(buffer), at);
+  sinks.onFrame = [this](FrameRef buffer, const ScreenConfig& grabbed, double at) {
+    handleFrame(std::move(buffer), grabbed, at);
     answered(at);
   };
   sinks.onUnchanged = [this](double at) {
@@ -128,11 +125,8 @@ void ScreenSource::reconfigure(Rect rect, bool native) {
   }
   const double scale = native ? nativeScale_.load() : 1.0;
   Rect area = rect.intersected({0, 0, display.width, display.height});
-  int width = int(scale * area.width);
+  const int width = int(scale * area.width);
   const int height = int(scale * area.height);
-  // Frames are told apart by size alone, so the new area must not share the current size.
-  if (sizeKey(width, height) == currentKey_)
-    width = int(scale * display.width) >= width + 2 ? width + 2 : width - 2;
   if (width <= 0 || height <= 0) {  // nothing of the display left to show
     pending_.set(false);
     return;
@@ -143,15 +137,6 @@ void ScreenSource::reconfigure(Rect rect, bool native) {
   area.height = height / scale;
   if (area.maxX() > display.width) area.x = display.width - area.width;
   if (area.maxY() > display.height) area.y = display.height - area.height;
-
-  const int64_t key = sizeKey(width, height);
-  auto areas = std::make_shared<std::map<int64_t, Rect>>(*areas_.get());
-  (*areas)[key] = area;
-  if (areas->size() >= pruneAt)
-    std::erase_if(*areas, [&](const auto& entry) {
-      return entry.first != key && entry.first != currentKey_;
-    });
-  areas_.set(std::move(areas));
 
   config_.sourceRect = area;
   config_.width = width;
@@ -174,22 +159,16 @@ void ScreenSource::finishReconfigure(std::optional<std::string> error, const Cha
       debugLine("Vorn: " + line);
     else if (running_)  // a stopped capture fails what it still had in hand: no news
       logError(line + " failed: " + *error);
-    if (!error) {
-      currentKey_ = sizeKey(change.width, change.height);
-      requested.set(CaptureRequest{change.area, change.native});
-    }
+    if (!error) requested.set(CaptureRequest{change.area, change.native});
     pending_.set(false);
   });
 }
 
 // Runs on the backend's frame thread.
-void ScreenSource::handleFrame(FrameRef buffer, double at) {
+void ScreenSource::handleFrame(FrameRef buffer, const ScreenConfig& grabbed, double at) {
   if (!buffer) return;
-  const Areas areas = areas_.get();
-  const auto found = areas->find(sizeKey(buffer->width(), buffer->height()));
-  if (found == areas->end()) return;  // a size no area stands for: never shown
   if (debugEnabled()) countFrame(*buffer);
-  latest.set(ScreenFrame{std::move(buffer), found->second, at});
+  latest.set(ScreenFrame{std::move(buffer), grabbed.sourceRect, at});
 }
 
 void ScreenSource::answered(double at) {

@@ -15,7 +15,6 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -33,14 +32,10 @@ struct ScreenFrame {
 
 // Captures one display and keeps the newest frame ready for the render loop. The render loop
 // asks for just the area it needs (`request`); the source reconfigures the running capture to
-// that area and size. Frames are matched to the area they show purely by their pixel size, so
-// two areas in flight never share a size.
+// that area and size. Each frame comes with the configuration it was grabbed with, so it
+// always shows the area it says, however many changes are in flight.
 class ScreenSource {
  public:
-  // Output sizes of w × h pixels are keyed w × 100000 + h.
-  static int64_t sizeKey(int width, int height) { return int64_t(width) * 100000 + height; }
-  // The area table holds at most this many entries before it is pruned.
-  static constexpr size_t pruneAt = 13;
   static constexpr double unansweredSeconds = 1.0;
 
   explicit ScreenSource(std::unique_ptr<ScreenBackend> backend);
@@ -92,8 +87,6 @@ class ScreenSource {
   std::function<void(const std::string&)> onStopped;
 
  private:
-  using Areas = std::shared_ptr<const std::map<int64_t, Rect>>;
-
   void startOnConfigQueue(uint32_t displayID);
   void reconfigure(Rect rect, bool native);
   // One area change handed to the backend.
@@ -106,7 +99,7 @@ class ScreenSource {
     uint64_t serial;
   };
   void finishReconfigure(std::optional<std::string> error, const Change& change);
-  void handleFrame(FrameRef buffer, double at);
+  void handleFrame(FrameRef buffer, const ScreenConfig& grabbed, double at);
   void countFrame(const FrameBuffer& buffer);
   void answered(double at);
 
@@ -115,7 +108,6 @@ class ScreenSource {
   double since_;
 
   // Shared, each copied under its own lock.
-  Locked<Areas> areas_{std::make_shared<const std::map<int64_t, Rect>>()};
   Locked<bool> pending_{false};
   std::atomic<double> pendingSince_{0};  // media time the change in flight was asked for
   std::atomic<double> unchangedAt_{0};   // the last grab that found nothing new
@@ -132,7 +124,6 @@ class ScreenSource {
   bool running_ = false;
   OwnClient own_;
   ScreenConfig config_;
-  int64_t currentKey_ = 0;
   uint64_t generation_ = 0;  // counts starts
   uint64_t serial_ = 0;      // counts changes: only the newest one's answer counts
   SerialQueue configQueue_{"vorn.screen.config"};  // last: drains before the fields go

@@ -44,7 +44,7 @@ struct Outcome {
 class GrabLoopTest : public testing::Test {
  protected:
   GrabLoopTest() {
-    sinks.onFrame = [this](FrameRef frame, double) { lastWidth.store(frame->width()); };
+    sinks.onFrame = [this](FrameRef frame, const ScreenConfig&, double) { lastWidth.store(frame->width()); };
     sinks.onStopped = [this](const std::string& why) { stopped.set(why); };
   }
   ScriptedGrabber grabber;

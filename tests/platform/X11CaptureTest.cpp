@@ -158,7 +158,7 @@ TEST_F(X11CaptureTest, AnAreaIsScaledToTheOutputSize) {
   X11ScreenBackend backend;
   Locked<FrameRef> delivered;
   ScreenSinks sinks;
-  sinks.onFrame = [&](FrameRef frame, double) { delivered.set(std::move(frame)); };
+  sinks.onFrame = [&](FrameRef frame, const ScreenConfig&, double) { delivered.set(std::move(frame)); };
   backend.start(backend.displays().front(), {Rect{0, 0, 800, 600}, 400, 300},
                 OwnClient{}, std::move(sinks));
   ASSERT_TRUE(eventually([&] { return delivered.get() != nullptr; }));
