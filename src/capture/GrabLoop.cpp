@@ -46,6 +46,13 @@ void GrabLoop::failUpdates(std::vector<Update>& updates, const std::string& why)
   updates.clear();
 }
 
+void GrabLoop::readFailed(const std::string& why, double at) {
+  if (!failingSince_) failingSince_ = at;
+  if (failingTold_ || at - *failingSince_ < failingSeconds) return;
+  failingTold_ = true;
+  if (sinks_.onFailing) sinks_.onFailing(why);
+}
+
 void GrabLoop::run(std::stop_token stop) {
   std::vector<Update> applied, incoming;
   applied.reserve(8);
@@ -84,6 +91,10 @@ void GrabLoop::run(std::stop_token stop) {
       sinks_.onFrame(std::move(result.frame), config_, at);
       good_ = config_;
       changed = false;
+      failingSince_.reset();
+      failingTold_ = false;
+    } else if (result.skipped) {
+      if (!result.skipped->empty()) readFailed(*result.skipped, at);
     } else if (sinks_.onUnchanged) {
       sinks_.onUnchanged(at);
     }

@@ -6,6 +6,8 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <stop_token>
 #include <thread>
 #include <vector>
@@ -23,6 +25,11 @@ class Grabber {
     std::string error;
     // The capture cannot go on at all (error says why).
     bool lost = false;
+    // No picture could be made this tick, so the screen was not seen: every buffer is held
+    // downstream (an empty text), or the read failed (one sentence saying why).
+    std::optional<std::string> skipped;
+
+    static Result skip(std::string why = {}) { return {nullptr, {}, false, std::move(why)}; }
   };
   // Called once per tick. `changed` is true on the first tick and after every configuration
   // change: the grabber must then deliver a frame even if the screen did not change. Returns
@@ -34,8 +41,11 @@ class Grabber {
 // (a missed tick is skipped, not made up), a configuration change taking effect on the
 // next tick, and its completion reported once the first frame of it has been delivered. A
 // configuration the grabber cannot capture fails its update and the last good one returns.
+// Reads that keep failing for `failingSeconds` are told once, until a picture comes again.
 class GrabLoop {
  public:
+  static constexpr double failingSeconds = 1.0;
+
   GrabLoop(Grabber& grabber, const ScreenConfig& config, ScreenSinks sinks);
   GrabLoop(const GrabLoop&) = delete;
   GrabLoop& operator=(const GrabLoop&) = delete;
@@ -51,11 +61,15 @@ class GrabLoop {
   };
   void run(std::stop_token stop);
   void failUpdates(std::vector<Update>& updates, const std::string& why);
+  void readFailed(const std::string& why, double at);
 
   Grabber& grabber_;
   const ScreenSinks sinks_;
   ScreenConfig config_;  // loop thread only after construction
   ScreenConfig good_;    // loop thread only: the last configuration that delivered a frame
+  // Loop thread only: since when reads fail, and whether that was told.
+  std::optional<double> failingSince_;
+  bool failingTold_ = false;
 
   std::mutex mutex_;  // guards updates_ and ended_
   std::condition_variable_any wake_;

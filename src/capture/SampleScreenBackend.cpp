@@ -47,7 +47,7 @@ class SampleGrabber : public Grabber {
     if (!pool_ || pool_->width() != config.width || pool_->height() != config.height)
       pool_ = std::make_unique<FramePool>(config.width, config.height, 2, 8);
     FrameRef frame = pool_->take();
-    if (!frame) return {};
+    if (!frame) return Result::skip();
     convertToFrame(picture_.row(top) + left * 4, picture_.stride(), width, height, *frame);
     return {std::move(frame), {}, false};
   }

@@ -48,11 +48,15 @@ struct ScreenSinks {
   std::function<void(const PointerState&)> onPointer;
   // The capture ended on its own; the text is one sentence saying why.
   std::function<void(const std::string&)> onStopped;
+  // The screen's picture could not be read for a while (the capture goes on trying); one
+  // sentence saying why, told once until a picture comes through again (optional).
+  std::function<void(const std::string&)> onFailing;
 };
 
 // The display-server side of the screen source: everything the source needs from X11 (or a
-// sample file, or later PipeWire), and nothing more. Its operations are called from one
-// thread at a time (the source's "vorn.screen.config" queue).
+// sample file, or later PipeWire), and nothing more. Starting, stopping and updating are
+// called from one thread at a time (the source's "vorn.screen.config" queue); listing the
+// displays and the screenshot from any thread at any time, without waiting on those.
 class ScreenBackend {
  public:
   // Called with nothing on success, or one sentence saying why the update failed.
@@ -75,8 +79,7 @@ class ScreenBackend {
   // Asks the running capture to change its configuration; `done` runs once the change is in
   // force (or has failed), on a backend thread.
   virtual void update(const ScreenConfig& config, Completion done) = 0;
-  // One picture of the whole display in its pixels; a null image when it cannot be had. Slow,
-  // and unlike the rest callable from any thread at any time.
+  // One picture of the whole display in its pixels; a null image when it cannot be had. Slow.
   virtual QImage screenshot(const DisplayInfo& display) = 0;
 };
 

@@ -33,11 +33,7 @@ ScreenSource::ScreenSource(std::unique_ptr<ScreenBackend> backend)
 
 ScreenSource::~ScreenSource() { stop(); }
 
-std::vector<DisplayInfo> ScreenSource::displays() {
-  std::vector<DisplayInfo> all;
-  configQueue_.sync([&] { all = backend_->displays(); });
-  return all;
-}
+std::vector<DisplayInfo> ScreenSource::displays() { return backend_->displays(); }
 
 QImage ScreenSource::screenshot(const DisplayInfo& display, double scale) {
   const QImage full = backend_->screenshot(display);
@@ -85,6 +81,10 @@ void ScreenSource::startOnConfigQueue(uint32_t displayID) {
   sinks.onUnchanged = [this](double at) {
     unchangedAt_.store(at);
     answered(at);
+  };
+  sinks.onFailing = [this](const std::string& why) {
+    logError("screen stopped updating: " + why);
+    if (onFailing) onFailing(why);
   };
   sinks.onStopped = [this](const std::string& why) {
     logError("screen stream stopped: " + why);

@@ -43,7 +43,7 @@ class ScreenSource {
   ScreenSource& operator=(const ScreenSource&) = delete;
   ~ScreenSource();
 
-  // The displays the backend can capture now.
+  // The displays the backend can capture now; never waits for a capture starting.
   std::vector<DisplayInfo> displays();
   // One picture of `display` at `scale` of its pixel size; a null image when it cannot be had.
   // Slow: call it off the GUI thread.
@@ -85,6 +85,9 @@ class ScreenSource {
   // Told, on a capture thread, why the stream stopped by itself (the display went away…);
   // set before start.
   std::function<void(const std::string&)> onStopped;
+  // Told, on a capture thread, why the screen's picture has not been read for a while (the
+  // capture goes on trying); once until a picture comes again. Set before start.
+  std::function<void(const std::string&)> onFailing;
 
  private:
   void startOnConfigQueue(uint32_t displayID);

@@ -8,6 +8,7 @@
 #include "capture/DeviceMonitor.h"
 #include "capture/ScreenSource.h"
 #include "capture/SystemAudioCapture.h"
+#include "engine/Clause.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
 #include "model/Studio.h"
@@ -64,6 +65,11 @@ Engine::Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindow
   screenSource_->onStopped = [this](const std::string& why) {
     QMetaObject::invokeMethod(this, [this, why] { screenLost(QString::fromStdString(why)); },
                               Qt::QueuedConnection);
+  };
+  screenSource_->onFailing = [this](const std::string& why) {
+    QMetaObject::invokeMethod(this, [this, why] {
+      flash(QStringLiteral("The screen isn't updating: %1.").arg(asClause(QString::fromStdString(why))));
+    }, Qt::QueuedConnection);
   };
   cameraSource_->onMic = [this](AudioRef buffer) {
     if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, false);

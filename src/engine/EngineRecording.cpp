@@ -9,6 +9,7 @@
 #include "base/Trash.h"
 #include "capture/CameraAccess.h"
 #include "capture/CameraSource.h"
+#include "engine/Clause.h"
 #include "engine/RenderLoop.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
@@ -263,11 +264,8 @@ void Engine::recorderFailed(const QString& sentence) {
 
 void Engine::screenLost(const QString& why) {
   if (studio_.phase() != Phase::recording) return;
-  QString reason = why;
-  if (reason.endsWith('.')) reason.chop(1);
-  if (!reason.isEmpty()) reason[0] = reason[0].toLower();
   recorderFailed(QStringLiteral("The screen can't be captured any more, so the take was stopped there: %1.")
-                     .arg(reason));
+                     .arg(asClause(why)));
 }
 
 void Engine::restartTake() {
@@ -334,15 +332,15 @@ void Engine::refreshDevices() {
   struct Devices {
     std::vector<DeviceInfo> cameras, mics;
     std::optional<DeviceInfo> defaultMic;
-    bool cameraUsable = true;
+    std::optional<QString> cameraProblem;
   };
   inBackground(this, [source = cameraSource_.get()] {
     // Asked for by name, the sample camera is all the camera needed.
-    const bool usable = source->offersSampleCamera() || !cameraProblem();
-    return Devices{source->cameras(), source->mics(), source->defaultMic(), usable};
+    std::optional<QString> problem = source->offersSampleCamera() ? std::nullopt : cameraProblem();
+    return Devices{source->cameras(), source->mics(), source->defaultMic(), std::move(problem)};
   }, [this](Outcome<Devices> outcome) {
     if (!outcome.value) return logError("device list failed: " + outcome.error);
-    studio_.setCameraAccess(outcome.value->cameraUsable);
+    studio_.setCameraProblem(outcome.value->cameraProblem);
     studio_.setCameras(outcome.value->cameras);
     studio_.setMics(outcome.value->mics);
     defaultMic_ = outcome.value->defaultMic;

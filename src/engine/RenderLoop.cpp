@@ -56,6 +56,20 @@ void RenderLoop::stop() {
   timer_.reset();  // joins the render thread: no tick runs after this
   last_ = 0;
   cameraMotion_.reset();
+  release(std::move(held_));
+}
+
+Recorder* RenderLoop::heldRecorder() {
+  std::shared_ptr<Recorder> installed = recorder.get();
+  if (installed != held_) {
+    release(std::move(held_));
+    held_ = std::move(installed);
+  }
+  return held_.get();
+}
+
+void RenderLoop::release(std::shared_ptr<Recorder> recorder) {
+  if (recorder) releases_.async([recorder = std::move(recorder)]() mutable { recorder.reset(); });
 }
 
 void RenderLoop::tick() {
@@ -73,7 +87,8 @@ void RenderLoop::tick() {
   steerCapture(in);
   ++frame_;
 
-  std::shared_ptr<Recorder> target = in.writing ? recorder.get() : nullptr;
+  Recorder* const held = heldRecorder();
+  Recorder* target = in.writing ? held : nullptr;
   // A 30 fps take uses every second tick of the 60 Hz clock.
   if (target && in.fps < 60 && frame_ % 2 == 1) return;
 

@@ -3,6 +3,7 @@
 
 #include "base/FrameBuffer.h"
 #include "base/Locked.h"
+#include "base/SerialQueue.h"
 #include "engine/CameraMotion.h"
 #include "engine/CropMotion.h"
 #include "engine/RenderInputs.h"
@@ -47,7 +48,8 @@ class RenderLoop {
   Locked<RenderInputs> inputs;
   // The current virtual camera, published by every tick for the engine and the overlays.
   Locked<Rect> live;
-  // The recorder fed while `writing`; installed and taken back by recording control.
+  // The recorder fed while `writing`; installed and taken back by recording control. The
+  // render thread never destroys one: what it held is let go on "vorn.release".
   Locked<std::shared_ptr<Recorder>> recorder;
   // Set before start(); called on the GUI thread.
   FrameCallback onFrame;
@@ -75,6 +77,9 @@ class RenderLoop {
   // The preview of a frame composed for the take: a copy at the preview's size.
   FrameRef previewOf(FrameRef recorded, double scale);
   void showPreview(ConstFrameRef frame);
+  // The installed recorder, held by the render thread until it sees another installed.
+  Recorder* heldRecorder();
+  void release(std::shared_ptr<Recorder> recorder);
 
   Compositor& compositor_;
   ScreenSource& screen_;
@@ -86,12 +91,15 @@ class RenderLoop {
   CameraMotion cameraMotion_;
   CropMotion cropMotion_;
   std::optional<Signature> lastSignature_;
+  std::shared_ptr<Recorder> held_;
 
   Locked<bool> previewPending_{false};
   std::atomic<long> rendered_{0};
   std::atomic<long> appended_{0};
   // Queued preview calls run in this object's name; they are dropped once it is gone.
   QObject guiContext_;
+  // Where a recorder the loop held is let go: its destructor joins the take's threads.
+  SerialQueue releases_{"vorn.release"};
   std::unique_ptr<RenderTimer> timer_;  // GUI thread only; last: stops before the rest goes
 };
 

@@ -33,7 +33,8 @@ void Studio::setPrefs(const Prefs& next) {
   if (prefs_ == next) return;
   const Prefs old = std::exchange(prefs_, next);
   Q_EMIT prefsChanged();
-  if (savesPrefs_) prefs_.save();
+  prefsUnsaved_ = true;
+  savePrefs();
   if (onPrefsChange) onPrefsChange(old, prefs_);
 }
 
@@ -41,6 +42,22 @@ void Studio::updatePrefs(const std::function<void(Prefs&)>& change) {
   Prefs next = prefs_;
   change(next);
   setPrefs(next);
+}
+
+void Studio::adjustPrefs(const std::function<void(Prefs&)>& change) {
+  Prefs next = prefs_;
+  change(next);
+  if (prefs_ == next) return;
+  const Prefs old = std::exchange(prefs_, next);
+  prefsUnsaved_ = true;
+  Q_EMIT prefsChanged();
+  if (onPrefsChange) onPrefsChange(old, prefs_);
+}
+
+void Studio::savePrefs() {
+  if (!prefsUnsaved_ || !savesPrefs_) return;
+  prefs_.save();
+  prefsUnsaved_ = false;
 }
 
 double Studio::elapsed(double t) const {
@@ -74,8 +91,10 @@ void Studio::setMicLevel(float value) { assign(micLevel_, value, &Studio::micLev
 void Studio::setScreenAccess(bool value) {
   assign(screenAccess_, value, &Studio::screenAccessChanged);
 }
-void Studio::setCameraAccess(bool value) {
-  assign(cameraAccess_, value, &Studio::cameraAccessChanged);
+void Studio::setCameraProblem(std::optional<QString> problem) {
+  if (problem == cameraProblem_) return;
+  cameraProblem_ = std::move(problem);
+  Q_EMIT cameraAccessChanged();
 }
 void Studio::setMicAccess(bool value) { assign(micAccess_, value, &Studio::micAccessChanged); }
 void Studio::setTake(std::optional<Take> value) {

@@ -33,6 +33,10 @@ class Studio : public QObject {
   void setPrefs(const Prefs& next);
   // Changes some fields of the current record, with the same effect as setPrefs.
   void updatePrefs(const std::function<void(Prefs&)>& change);
+  // The same, saved only by the next savePrefs or change: a drag moves a handle on every
+  // mouse move and is saved once, when it ends.
+  void adjustPrefs(const std::function<void(Prefs&)>& change);
+  void savePrefs();
   // Installed by the engine; not observable.
   PrefsHook onPrefsChange;
   // From here on preference changes stay in this process: `vorn record` runs on its options
@@ -54,8 +58,10 @@ class Studio : public QObject {
   void setMicLevel(float value);
   bool screenAccess() const { return screenAccess_; }
   void setScreenAccess(bool value);
-  bool cameraAccess() const { return cameraAccess_; }
-  void setCameraAccess(bool value);
+  bool cameraAccess() const { return !cameraProblem_; }
+  // Why no camera can be used, in one sentence for the user; nothing while one can.
+  const std::optional<QString>& cameraProblem() const { return cameraProblem_; }
+  void setCameraProblem(std::optional<QString> problem);
   bool micAccess() const { return micAccess_; }
   void setMicAccess(bool value);
   const std::optional<Take>& take() const { return take_; }
@@ -121,7 +127,7 @@ class Studio : public QObject {
   double pausedTotal_ = 0;
   float micLevel_ = 0;
   bool screenAccess_ = true;
-  bool cameraAccess_ = true;
+  std::optional<QString> cameraProblem_;
   bool micAccess_ = true;
   std::optional<Take> take_;
   std::vector<DeviceInfo> cameras_;
@@ -131,6 +137,7 @@ class Studio : public QObject {
   bool recordingHasMic_ = true;
   std::optional<QString> toast_;
   bool savesPrefs_ = true;
+  bool prefsUnsaved_ = false;  // adjusted since the last save
   bool showScript_ = false;
   bool compact_ = false;
   bool learnedFrame_ = false;

@@ -86,9 +86,9 @@ std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
   monitor.showFrame(composed(cases.front(), scale));
   shots.emplace_back(QStringLiteral("monitor-welcome"), shot(monitor));
   studio.setWelcomed(true);
-  studio.setCameraAccess(false);
+  studio.setCameraProblem(QStringLiteral("No camera is connected. Plug one in and Vorn picks it up."));
   shots.emplace_back(QStringLiteral("monitor-camera-card"), shot(monitor));
-  studio.setCameraAccess(true);
+  studio.setCameraProblem(std::nullopt);
   studio.setMicName(QStringLiteral("USB Microphone"));
   studio.setMicAccess(false);
   shots.emplace_back(QStringLiteral("monitor-microphone-card"), shot(monitor));

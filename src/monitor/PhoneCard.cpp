@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "monitor/PhoneCard.h"
 
-#include "capture/CameraAccess.h"
 #include "model/Studio.h"
 #include "render/Geometry.h"
 
@@ -52,7 +51,7 @@ PhoneCard::PhoneCard(Kind kind, Studio& studio, QWidget* parent) : QFrame(parent
   setStyleSheet(QStringLiteral("#phoneCard { background: rgba(18,18,20,235); border-radius: 22px; }"));
   switch (kind) {
     case Kind::welcome: buildWelcome(studio); break;
-    case Kind::camera: buildProblem(QStringLiteral("Let Vorn use your camera"), cameraProblem().value_or(QString())); break;
+    case Kind::camera: buildProblem(QStringLiteral("Let Vorn use your camera"), studio.cameraProblem().value_or(QString())); break;
     case Kind::microphone:
       buildProblem(QStringLiteral("Vorn can't hear you yet"),
                           QStringLiteral("%1 sends only silence. Check that it isn't muted in the sound settings, "

@@ -273,7 +273,7 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
     case Grab::bubble: {
       const QPointF c = LayoutHandles::movedBubble(bubbleStart_, {t.x(), t.y()}, studio_.prefs().bubbleSize,
                                                    QSizeF(screenSize));
-      studio_.updatePrefs([&](Prefs& prefs) {
+      studio_.adjustPrefs([&](Prefs& prefs) {
         prefs.bubbleX = c.x();
         prefs.bubbleY = c.y();
       });
@@ -281,7 +281,7 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
     }
     case Grab::divider: {
       const double ratio = LayoutHandles::movedDivider(fieldsAtPress_, t.y(), screenSize.height());
-      studio_.updatePrefs([&](Prefs& prefs) { prefs.splitRatio = ratio; });
+      studio_.adjustPrefs([&](Prefs& prefs) { prefs.splitRatio = ratio; });
       break;
     }
     case Grab::window:
@@ -302,7 +302,10 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
   }
 }
 
-void PhoneView::mouseReleaseEvent(QMouseEvent*) { grab_ = Grab::none; }
+void PhoneView::mouseReleaseEvent(QMouseEvent*) {
+  grab_ = Grab::none;
+  studio_.savePrefs();
+}
 
 void PhoneView::mouseDoubleClickEvent(QMouseEvent* event) {
   if (grabAt(event->position() / scale_) != Grab::divider) return;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/Eventually.h"
 #include "base/Clock.h"
+#include "base/Locked.h"
 #include "capture/CameraSource.h"
 #include "capture/SampleCamera.h"
 #include "capture/SampleScreenBackend.h"
@@ -16,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <pthread.h>
 #include <thread>
 
 namespace vorn {
@@ -157,6 +159,33 @@ TEST_F(RenderLoopTest, recordingAt30fpsWritesEverySecondTickAndAt60EveryTick) {
     loop->recorder.set(nullptr);
     EXPECT_GT(recorder->finish(), 0);
   }
+}
+
+// A recorder's destructor joins the take's threads: whoever let go of it last, never in the
+// middle of a tick.
+TEST_F(RenderLoopTest, aRecorderTakenBackIsNeverDestroyedOnTheRenderThread) {
+  const QString path = QString::fromStdString(test::tempHome()->path()) + "/take-released.mp4";
+  Locked<std::string> destroyedOn;
+  std::shared_ptr<Recorder> recorder(new Recorder(path, 60, false, false), [&](Recorder* r) {
+    char name[16] = {};
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    delete r;
+    destroyedOn.set(name);
+  });
+  ASSERT_TRUE(recorder->begin(mediaTime()));
+  RenderInputs in = framing();
+  in.recording = in.live = in.writing = true;
+  in.fps = 60;
+  loop->inputs.set(in);
+  loop->recorder.set(recorder);
+  loop->start();
+  ASSERT_TRUE(eventually([&] { return loop->appendedFrames() > 5; }));
+  loop->recorder.set(nullptr);
+  recorder->cancel();
+  recorder.reset();  // the render thread holds the last reference now
+  ASSERT_TRUE(eventually([&] { return !destroyedOn.get().empty(); }));
+  EXPECT_EQ(destroyedOn.get(), "vorn.release");
+  loop->stop();
 }
 
 // With every buffer of the recorder's held, frames are the preview's alone, even a preview as

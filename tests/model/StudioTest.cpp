@@ -45,6 +45,19 @@ TEST_F(StudioTest, aChangedFieldSavesThenCallsTheHookWithOldAndNew) {
   EXPECT_EQ(Studio().prefs().layout, Layout::me) << "a new studio starts from the saved record";
 }
 
+// A drag adjusts the record on every move and writes it once, when it ends.
+TEST_F(StudioTest, adjustedPrefsAreSeenAtOnceAndSavedOnlyWhenAsked) {
+  Studio studio;
+  int hooks = 0;
+  studio.onPrefsChange = [&](const Prefs&, const Prefs&) { ++hooks; };
+  for (double x : {0.3, 0.4, 0.5}) studio.adjustPrefs([x](Prefs& p) { p.bubbleX = x; });
+  EXPECT_EQ(studio.prefs().bubbleX, 0.5);
+  EXPECT_EQ(hooks, 3);
+  EXPECT_NE(Prefs::load().bubbleX, 0.5) << "nothing written while dragging";
+  studio.savePrefs();
+  EXPECT_EQ(Prefs::load().bubbleX, 0.5);
+}
+
 TEST_F(StudioTest, propertiesSignalOnlyRealChanges) {
   Studio studio;
   QSignalSpy phase(&studio, &Studio::phaseChanged);

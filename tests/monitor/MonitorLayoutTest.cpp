@@ -172,7 +172,7 @@ TEST(PhoneCard, oneCardAtATimeWelcomeThenCameraThenMicrophone) {
   Studio studio;
   studio.updatePrefs([](Prefs& p) { p.layout = Layout::screen; p.cameraOn = true; p.micOn = true; });
   studio.setPhase(Phase::framing);
-  studio.setCameraAccess(false);
+  studio.setCameraProblem(QStringLiteral("No camera is connected."));
   studio.setMicAccess(false);
   EXPECT_EQ(PhoneCard::due(studio), PhoneCard::Kind::welcome);
   studio.setWelcomed(true);

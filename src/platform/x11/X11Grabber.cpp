@@ -173,9 +173,10 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   cursorRedraw_ = false;
   // The events that arrive with the picture tell whether Vorn's windows changed before it was
   // taken: then it may show one of them, and is taken again.
-  bool clean = false;
-  for (int attempt = 0; attempt < kRetakes && !clean; ++attempt) {
-    if (!capture(source, own)) break;
+  bool clean = false, read = true;
+  for (int attempt = 0; attempt < kRetakes && !clean && read; ++attempt) {
+    read = capture(source, own);
+    if (!read) break;
     readEvents(source, now);
     const QRegion after = ownIn(source, now);
     clean = after == own;
@@ -184,7 +185,7 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   FrameRef frame = clean ? makeFrame(config, source, now) : nullptr;
   if (!frame) {
     dirty_ = true;
-    return {};
+    return Result::skip(read ? "" : "The X server refused to hand over the screen's picture.");
   }
   framePointer_ = pointer_;
   framePointerShown_ = pointerShown_;
