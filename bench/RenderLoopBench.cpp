@@ -15,7 +15,7 @@
 #include "engine/RenderLoop.h"
 #include "model/Prefs.h"
 #include "render/Compositor.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QCoreApplication>
 #include <QImage>

@@ -15,7 +15,7 @@
 #include "record/AudioFlattener.h"
 #include "record/Recorder.h"
 #include "record/TakeFiles.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

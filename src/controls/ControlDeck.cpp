@@ -5,7 +5,7 @@
 #include "controls/ScriptEditor.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>

@@ -3,7 +3,7 @@
 
 #include "base/Rect.h"
 #include "capture/Face.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <optional>
 

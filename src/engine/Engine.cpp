@@ -14,7 +14,7 @@
 #include "model/Studio.h"
 #include "record/Recorder.h"
 #include "render/Compositor.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QCoreApplication>
 #include <QPointer>

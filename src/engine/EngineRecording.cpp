@@ -17,7 +17,7 @@
 #include "record/Recorder.h"
 #include "record/TakeFiles.h"
 #include "reels/ReelMaker.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QFile>
 #include <QFileInfo>

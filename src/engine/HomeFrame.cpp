@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "engine/HomeFrame.h"
 
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <algorithm>
 #include <cmath>

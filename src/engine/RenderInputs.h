@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/Rect.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 namespace vorn {
 

@@ -115,7 +115,7 @@ void RenderLoop::tick() {
   if (!buffer) buffer = compositor_.previewBuffer(in.previewScale);
   if (!buffer) return;
 
-  const double scale = buffer->width() / 1080.0;
+  const double scale = buffer->width() / Geometry::canvasWidth;
   const FrameScene scene{in.slots, cameraMotion_.cam(), screenFrame ? screenFrame->rect : Rect{},
                          cropMotion_.crop(), in.mirror};
   compositor_.compose(scene, screenBuffer, cameraFrame.get(), scale, *buffer);

@@ -33,7 +33,7 @@ QUrl nextURL() {
     const auto taken = [&](const QString& file) {
       return OwnFiles::taken(QFile::encodeName(dir.filePath(file)).toStdString());
     };
-    if (!taken(name) && !taken(QStringLiteral(".recording-") + name))
+    if (!taken(name) && !taken(fragmentPrefix + name))
       return QUrl::fromLocalFile(dir.filePath(name));
   }
 }

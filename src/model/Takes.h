@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QString>
 #include <QUrl>
 
 namespace vorn {
+
+// The hidden movie of a take being recorded is this prefix and the take's file name, beside it.
+inline const QString fragmentPrefix = QStringLiteral(".recording-");
 
 // Where take files go: "Vorn" inside the user's Movies (Videos) folder.
 namespace Takes {

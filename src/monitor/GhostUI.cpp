@@ -3,6 +3,7 @@
 
 #include "model/PlatformInsets.h"
 #include "monitor/GhostGlyphs.h"
+#include "model/Geometry.h"
 
 #include <QLinearGradient>
 
@@ -66,11 +67,11 @@ void pill(QPainter& p, const QString& label, QRectF box, double size, bool outli
 
 // Behind the lower texts, from where the platform's interface begins.
 void bottomScrim(QPainter& p, double bottomInset) {
-  const double top = 1920 - bottomInset;
-  QLinearGradient ramp(0, top, 0, 1920);
+  const double top = Geometry::canvasHeight - bottomInset;
+  QLinearGradient ramp(0, top, 0, Geometry::canvasHeight);
   ramp.setColorAt(0, QColor(0, 0, 0, 0));
   ramp.setColorAt(1, QColor(0, 0, 0, 150));
-  p.fillRect(QRectF(0, top, 1080, bottomInset), ramp);
+  p.fillRect(QRectF(0, top, Geometry::canvasWidth, bottomInset), ramp);
 }
 
 void reels(QPainter& p) {
@@ -126,7 +127,7 @@ void paintGhostUI(QPainter& p, Platform platform, QSizeF size) {
   p.save();
   p.setRenderHint(QPainter::Antialiasing);
   p.setRenderHint(QPainter::TextAntialiasing);
-  p.scale(size.width() / 1080, size.width() / 1080);
+  p.scale(size.width() / Geometry::canvasWidth, size.width() / Geometry::canvasWidth);
   bottomScrim(p, insets->bottom);
   switch (platform) {
     case Platform::reels: reels(p); break;

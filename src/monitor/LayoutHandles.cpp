@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "monitor/LayoutHandles.h"
 
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <algorithm>
 

@@ -10,6 +10,7 @@
 #include "monitor/ReviewBar.h"
 #include "render/Compositor.h"
 #include "render/SampleScenes.h"
+#include "model/Geometry.h"
 
 #include <QCoreApplication>
 #include <QMouseEvent>
@@ -78,7 +79,7 @@ void reviewBarStates(MonitorWindow& monitor, Studio& studio, std::vector<std::pa
 std::vector<std::pair<QString, QImage>> monitorStates(Studio& studio) {
   std::vector<std::pair<QString, QImage>> shots;
   MonitorWindow monitor(studio);
-  const double scale = monitor.previewWidth() / 1080.0;
+  const double scale = monitor.previewWidth() / Geometry::canvasWidth;
   const std::vector<SampleCase> cases = sampleCases(sampleDisplayPicture(), sampleCameraPicture());
 
   studio.setWelcomed(false);

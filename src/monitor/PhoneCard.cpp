@@ -2,7 +2,7 @@
 #include "monitor/PhoneCard.h"
 
 #include "model/Studio.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QLabel>
 #include <QPushButton>

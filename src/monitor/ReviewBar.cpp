@@ -6,6 +6,7 @@
 #include "monitor/StatusText.h"
 #include "monitor/TakeActions.h"
 #include "reels/ReelMaker.h"
+#include "model/Geometry.h"
 
 #include <QClipboard>
 #include <QFontMetrics>
@@ -74,7 +75,7 @@ QString ReviewBar::stageText(const ReelStage& stage) {
 ReviewBar::Header ReviewBar::header(const std::optional<ReelJob>& job) {
   if (!job) return {QStringLiteral("Your take"), {}, {}, {}};
   if (job->stage.kind != ReelStage::Case::ready) return {QStringLiteral("Making your reel"), stageText(job->stage), {}, {}};
-  QString detail = elapsedText(job->duration) + QStringLiteral("  ·  1080 × 1920");
+  QString detail = elapsedText(job->duration) + QStringLiteral("  ·  %1 × %2").arg(int(Geometry::canvasWidth)).arg(int(Geometry::canvasHeight));
   if (job->brain == QLatin1String("claude")) detail += QStringLiteral("  ·  story by Claude");
   const QString headline = job->headline.join(QLatin1Char(' '));
   return {headline.isEmpty() ? stageText(job->stage) : headline, detail,

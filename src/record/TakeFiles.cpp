@@ -4,6 +4,7 @@
 #include "base/Av.h"
 #include "base/Log.h"
 #include "base/OwnFiles.h"
+#include "model/Takes.h"
 #include "record/AudioEncoder.h"
 
 #include <QDir>
@@ -24,7 +25,6 @@
 namespace vorn::TakeFiles {
 namespace {
 
-const QString fragmentPrefix = QStringLiteral(".recording-");
 
 std::string local(const QString& path) { return QFile::encodeName(path).toStdString(); }
 

@@ -3,6 +3,7 @@
 
 #include "base/Av.h"
 #include "base/FrameBuffer.h"
+#include "model/Geometry.h"
 
 #include <functional>
 #include <memory>
@@ -18,8 +19,8 @@ class HardwareFrames;
 // Used on the writer thread only.
 class VideoEncoder {
  public:
-  static constexpr int width = 1080;
-  static constexpr int height = 1920;
+  static constexpr int width = int(Geometry::canvasWidth);
+  static constexpr int height = int(Geometry::canvasHeight);
   using PacketSink = std::function<int(AVPacket*)>;
 
   // The first of the hardware encoders that works on this machine (tried once per run), else

@@ -7,7 +7,7 @@
 #include "model/Studio.h"
 #include "reels/PhoneShare.h"
 #include "reels/ReelMessage.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QClipboard>
 #include <QDir>

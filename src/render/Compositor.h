@@ -6,7 +6,7 @@
 #include "base/Rect.h"
 #include "render/Backdrop.h"
 #include "render/CardMask.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 #include "render/Scaler.h"
 #include "render/Shadow.h"
 #include "render/ShapeCache.h"

@@ -3,7 +3,7 @@
 
 #include "base/Log.h"
 #include "model/Prefs.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QFont>
 #include <QLinearGradient>

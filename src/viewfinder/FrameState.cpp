@@ -4,6 +4,7 @@
 #include "model/PlatformInsets.h"
 
 #include "model/Prefs.h"
+#include "model/Geometry.h"
 
 #include <cmath>
 
@@ -41,7 +42,8 @@ std::optional<std::vector<double>> safeFractions(const Prefs& prefs) {
   if (prefs.layout != Layout::screen || prefs.style != FrameStyle::bleed) return std::nullopt;
   const std::optional<PlatformInsets> insets = platformInsets(prefs.platform);
   if (!insets) return std::nullopt;
-  return std::vector<double>{insets->top / 1920, insets->bottom / 1920, insets->right / 1080};
+  return std::vector<double>{insets->top / Geometry::canvasHeight, insets->bottom / Geometry::canvasHeight,
+                             insets->right / Geometry::canvasWidth};
 }
 
 std::optional<double> idealRatio(double idealHeight, double liveHeight) {

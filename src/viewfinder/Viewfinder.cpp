@@ -5,7 +5,7 @@
 #include "desktop/OverlayPanel.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 #include "viewfinder/DimView.h"
 #include "viewfinder/FrameView.h"
 

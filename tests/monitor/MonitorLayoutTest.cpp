@@ -7,7 +7,7 @@
 #include "monitor/PhoneCard.h"
 #include "monitor/PhoneView.h"
 #include "monitor/StatusText.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <QCoreApplication>
 #include <QLayout>

@@ -2,7 +2,7 @@
 #include "render/Compositor.h"
 
 #include "model/Prefs.h"
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 #include <gtest/gtest.h>
 

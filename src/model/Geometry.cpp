@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/Geometry.h"
+#include "model/Geometry.h"
 
 namespace vorn::Geometry {
 namespace {

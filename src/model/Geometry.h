@@ -23,6 +23,7 @@ struct Slots {
 
 namespace Geometry {
 
+// The portrait frame every take and reel is drawn in, in pixels.
 inline constexpr double canvasWidth = 1080;
 inline constexpr double canvasHeight = 1920;
 
