@@ -2,7 +2,7 @@
 // Compose timings for every layout × style at full and preview scale, plus the measurements
 // that chose the pixel engine (one card's scaling with each candidate). Each compose is counted
 // for heap allocations: the steady state must make none.
-#include "render/CompositorBenchmark.h"
+#include "devtools/CompositorBenchmark.h"
 #include "render/Scaler.h"
 
 #include <QGuiApplication>

@@ -20,7 +20,7 @@
 #include "monitor/PhoneView.h"
 #include "reels/ReelMaker.h"
 #include "render/Compositor.h"
-#include "render/SampleScenes.h"
+#include "devtools/SampleScenes.h"
 #include "support/ChildProcess.h"
 #include "support/TestServices.h"
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/CommandLine.h"
 #include "app/RecordCommand.h"
-#include "app/ReviewStates.h"
+#include "devtools/ReviewStates.h"
 #include "app/StudioApp.h"
 #include "base/Av.h"
-#include "render/CompositorBenchmark.h"
-#include "render/RenderSamples.h"
+#include "devtools/CompositorBenchmark.h"
+#include "devtools/RenderSamples.h"
 
 #include <cstdio>
 #include <cstdlib>

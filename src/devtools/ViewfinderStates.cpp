@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "viewfinder/ViewfinderStates.h"
+#include "devtools/ViewfinderStates.h"
 
 #include "model/Studio.h"
-#include "render/SampleScenes.h"
+#include "devtools/SampleScenes.h"
 #include "viewfinder/FrameView.h"
 
 #include <QPainter>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "monitor/MonitorStates.h"
+#include "devtools/MonitorStates.h"
 
 #include "base/Clock.h"
 #include "model/Studio.h"
@@ -9,7 +9,7 @@
 #include "monitor/PhoneView.h"
 #include "monitor/ReviewBar.h"
 #include "render/Compositor.h"
-#include "render/SampleScenes.h"
+#include "devtools/SampleScenes.h"
 #include "model/Geometry.h"
 
 #include <QCoreApplication>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "controls/ControlStates.h"
+#include "devtools/ControlStates.h"
 
 #include "controls/ControlDeck.h"
 #include "controls/MoreMenu.h"

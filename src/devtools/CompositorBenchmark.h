@@ -2,7 +2,7 @@
 #pragma once
 
 #include "render/Compositor.h"
-#include "render/SampleScenes.h"
+#include "devtools/SampleScenes.h"
 
 #include <QString>
 

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/ReviewStates.h"
+#include "devtools/ReviewStates.h"
 
 #include "app/BackendChoice.h"
 #include "app/StatusMenu.h"
 #include "base/Log.h"
-#include "controls/ControlStates.h"
+#include "devtools/ControlStates.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
-#include "monitor/IslandStates.h"
-#include "monitor/MonitorStates.h"
+#include "devtools/IslandStates.h"
+#include "devtools/MonitorStates.h"
 #include "reels/ReelMaker.h"
-#include "viewfinder/ViewfinderStates.h"
+#include "devtools/ViewfinderStates.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/CompositorBenchmark.h"
+#include "devtools/CompositorBenchmark.h"
 
 #include <QGuiApplication>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/SampleScenes.h"
+#include "devtools/SampleScenes.h"
 
 #include "base/Log.h"
 #include "model/Prefs.h"

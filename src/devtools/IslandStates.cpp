@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "monitor/IslandStates.h"
+#include "devtools/IslandStates.h"
 
 #include "base/Clock.h"
 #include "model/Studio.h"
 #include "monitor/IslandView.h"
-#include "render/SampleScenes.h"
+#include "devtools/SampleScenes.h"
 
 #include <QPainter>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/RenderSamples.h"
+#include "devtools/RenderSamples.h"
 
 #include "base/Log.h"
 #include "render/Compositor.h"
-#include "render/SampleScenes.h"
+#include "devtools/SampleScenes.h"
 
 #include <QDir>
 #include <QGuiApplication>
