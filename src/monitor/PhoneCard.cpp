@@ -132,10 +132,11 @@ void PhoneCard::fitText() {
 
 std::optional<PhoneCard::Kind> PhoneCard::due(const Studio& studio) {
   if (!studio.welcomed()) return Kind::welcome;
+  // While framing only: a take under way, and the take in review, are never covered up.
+  if (studio.phase() != Phase::framing) return std::nullopt;
   const Prefs& prefs = studio.prefs();
   if (!studio.cameraAccess() && prefs.cameraOn && Geometry::slots(prefs).camera) return Kind::camera;
-  // While framing only: a take under way is not covered up.
-  if (prefs.micOn && !studio.micAccess() && studio.phase() == Phase::framing) return Kind::microphone;
+  if (prefs.micOn && !studio.micAccess()) return Kind::microphone;
   return std::nullopt;
 }
 

@@ -19,6 +19,9 @@ namespace vorn {
 namespace {
 
 constexpr double kEdgeOutside = 24, kEdgeInside = 8;
+// The dim stays this far under a studio window's edge: the window's antialiased rim and
+// rounded corners then blend with dimmed pixels, never with an undimmed line around it.
+constexpr int kUndimmedInset = 2;
 
 QRectF toQt(const Rect& r) { return {r.x, r.y, r.width, r.height}; }
 
@@ -142,6 +145,7 @@ void Viewfinder::update(double now) {
   FrameState state = stateFor(grabbable, mouse, f);
   state.pulse = FrameReadout::pulse(pulseUntil_, now);
   if (frameView_->setState(state) && !compositing()) shapeToStrokes();
+  shapeFrame();
 }
 
 void Viewfinder::placePanel(const QRectF& f) {
@@ -207,7 +211,7 @@ void Viewfinder::compositorChanged(bool running) {
   // Without a compositor translucency turns black: no dimming, and the frame panel keeps only
   // the pixels it draws.
   if (running) {
-    framePanel_->clearMask();
+    shapeFrame();
     if (shown_) dimPanel_->orderFront();
     if (frameAlpha_ > 0) framePanel_->orderFront();
   } else {
@@ -219,15 +223,22 @@ void Viewfinder::compositorChanged(bool running) {
 // The phone shows what viewers will see, and the studio's buttons must not look disabled: the
 // dim leaves Vorn's other panels (the monitor, the island) out; menus open above it. Its hole
 // is cut out of the window too, so the grab sees no window of Vorn's over the capture area.
-void Viewfinder::shapeDim() {
+QRegion Viewfinder::studioWindows() const {
   QRegion clear;
   for (QWidget* window : QApplication::topLevelWidgets()) {
     if (!window->isVisible() || !OverlayPanel::undimmed(window)) continue;
-    // A shaped panel (the island) keeps clear only what it draws.
+    // A shaped window (the island, the monitor's rounded body) keeps clear only what it
+    // draws; its mask, rounded outwards, may reach a point past the window itself.
     const QRegion mask = window->mask();
-    clear += mask.isEmpty() ? QRegion(window->frameGeometry()) : mask.translated(window->pos());
+    const QRect body = window->frameGeometry().adjusted(kUndimmedInset, kUndimmedInset, -kUndimmedInset, -kUndimmedInset);
+    clear += mask.isEmpty() ? QRegion(body) : mask.translated(window->pos()) & body;
   }
-  clear.translate(-dimPanel_->pos());
+  return clear;
+}
+
+void Viewfinder::shapeDim() {
+  studioRegion_ = studioWindows();
+  QRegion clear = studioRegion_.translated(-dimPanel_->pos());
   if (const std::optional<QRectF>& hole = dimView_->hole()) clear += hole->toRect();
   if (clear == dimClear_) return;
   dimClear_ = clear;
@@ -235,12 +246,30 @@ void Viewfinder::shapeDim() {
     dimPanel_->clearMask();
   else
     dimPanel_->setMask(QRegion(dimPanel_->rect()) - clear);
+  // What the mask gives back (a window that left) comes back empty, undimmed: draw it again.
+  dimView_->QWidget::update();
 }
 
 void Viewfinder::shapeToStrokes() {
   if (!frameView_ || frameView_->width() <= 0) return;
   const QImage drawn = frameView_->grab().toImage();
-  framePanel_->setMask(QBitmap::fromImage(drawn.createAlphaMask()));
+  strokes_ = QRegion(QBitmap::fromImage(drawn.createAlphaMask()));
+  shapeFrame();
+}
+
+// Window managers keep unmanaged panels above managed windows whatever their levels: the
+// frame's strokes, chip and countdown would be drawn over the monitor. Cut out instead.
+void Viewfinder::shapeFrame() {
+  const QRect all = framePanel_->rect();
+  const QRegion drawn = compositing() ? QRegion(all) : strokes_;
+  const QRegion shape = drawn - studioRegion_.translated(-framePanel_->pos());
+  if (shape == frameShape_) return;
+  frameShape_ = shape;
+  if (shape == QRegion(all))
+    framePanel_->clearMask();
+  else
+    framePanel_->setMask(shape);
+  frameView_->update();
 }
 
 }  // namespace vorn

@@ -55,7 +55,10 @@ class Viewfinder final : public ViewfinderPanels {
   FrameState stateFor(bool grabbable, QPointF mouse, const QRectF& f) const;
   void compositorChanged(bool running);
   void shapeToStrokes();
+  // The studio's other windows (the monitor, the island) as they are drawn, global points.
+  QRegion studioWindows() const;
   void shapeDim();
+  void shapeFrame();
 
   Studio& studio_;
   OverlayBackend* overlays_;
@@ -72,6 +75,9 @@ class Viewfinder final : public ViewfinderPanels {
   bool inputAllowed_ = false;
   QRectF inputFor_;
   QRegion dimClear_;  // cut out of the dim panel: the hole and Vorn's other windows
+  QRegion studioRegion_;  // studioWindows() at the last update
+  QRegion strokes_;      // without a compositor, the frame panel's drawn pixels
+  QRegion frameShape_;   // the frame panel's shape: the strokes, or all, less the studio windows
 };
 
 }  // namespace vorn

@@ -177,6 +177,11 @@ TEST(PhoneCard, oneCardAtATimeWelcomeThenCameraThenMicrophone) {
   EXPECT_EQ(PhoneCard::due(studio), PhoneCard::Kind::welcome);
   studio.setWelcomed(true);
   EXPECT_EQ(PhoneCard::due(studio), PhoneCard::Kind::camera);
+  for (const Phase phase : {Phase::countdown, Phase::recording, Phase::review}) {
+    studio.setPhase(phase);
+    EXPECT_EQ(PhoneCard::due(studio), std::nullopt) << "the preview of a take is never covered";
+  }
+  studio.setPhase(Phase::framing);
   studio.updatePrefs([](Prefs& p) { p.cameraOn = false; });
   EXPECT_EQ(PhoneCard::due(studio), PhoneCard::Kind::microphone) << "no camera in the layout: no camera card";
   studio.setPhase(Phase::recording);

@@ -109,6 +109,16 @@ TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
   ASSERT_TRUE(QTest::qWaitForWindowExposed(&studioWindow, 20000));
   EXPECT_TRUE(within(3, [&] { return pixel(210, 260) == QColor(Qt::white); }))
       << "a window of the studio's is never dimmed";
+  // Over the frame's left edge: window managers may keep the frame above it whatever the
+  // levels, so the frame leaves it out.
+  studioWindow.move(540, 400);
+  const QPoint edge = viewfinder->framePanel()->mapFromGlobal(QPoint(600, 450));
+  EXPECT_TRUE(within(3, [&] { return !viewfinder->framePanel()->mask().contains(edge); }));
+  EXPECT_TRUE(within(3, [&] { return dimmedTo(pixel(210, 260), 0.58); }))
+      << "where a studio window was, the desktop is dimmed again";
+  studioWindow.move(150, 200);
+  EXPECT_TRUE(within(3, [&] { return dimmedTo(pixel(560, 450), 0.58); }));
+  EXPECT_TRUE(viewfinder->framePanel()->mask().isEmpty()) << "and the frame whole again";
 
   xdotool({"mousemove", "1800", "1050"});  // no pointer in the take
   engine->beginCountdown();
