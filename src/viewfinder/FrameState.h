@@ -3,6 +3,7 @@
 
 #include "model/Model.h"
 
+#include <QRegion>
 #include <QString>
 
 #include <optional>
@@ -33,6 +34,8 @@ struct FrameState {
   std::optional<double> ideal;              // ideal height ÷ current height, while dragging
   std::optional<FrameHint> hint;
   bool gripHot = false;
+  // While counting down: what the studio's windows hide of the panel, in its points.
+  QRegion covered;
   bool operator==(const FrameState&) const = default;
 };
 

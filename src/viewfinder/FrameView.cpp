@@ -286,8 +286,8 @@ void FrameView::paintChip(QPainter& p, const QRectF& r) {
 }
 
 void FrameView::paintCountdown(QPainter& p, const QRectF& r) {
-  const double d = 0.42 * std::min(r.width(), r.height());
-  const QRectF circle(r.center().x() - d / 2, r.center().y() - d / 2, d, d);
+  const QRectF circle = FrameZones::countdownCircle(r, state_.covered);
+  const double d = circle.width();
   p.setPen(Qt::NoPen);
   p.setBrush(QColor(0, 0, 0, int(0.42 * 255)));
   p.drawEllipse(circle);

@@ -56,4 +56,21 @@ std::vector<QString> FrameZones::chipTexts() {
   return texts;
 }
 
+QRectF FrameZones::countdownCircle(const QRectF& r, const QRegion& covered) {
+  const double d = 0.42 * std::min(r.width(), r.height());
+  const QRectF centred(r.center().x() - d / 2, r.center().y() - d / 2, d, d);
+  if (!covered.intersects(centred.toAlignedRect())) return centred;
+  // The lowest edge of what covers the circle's column, and the room left under it.
+  const QRectF column(centred.left(), r.top(), d, r.height());
+  double clear = r.top();
+  for (const QRect& part : covered)
+    if (QRectF(part).intersects(column)) clear = std::max(clear, QRectF(part).bottom());
+  constexpr double gap = 8;
+  const double room = r.bottom() - clear - 2 * gap;
+  if (room < 0.5 * d) return centred;  // no room worth it: the middle, as before
+  const double size = std::min(d, room);
+  const double top = std::max(clear + gap, std::min(centred.top(), r.bottom() - gap - size));
+  return {r.center().x() - size / 2, top, size, size};
+}
+
 }  // namespace vorn

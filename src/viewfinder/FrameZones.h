@@ -49,6 +49,10 @@ struct FrameZones {
   static FrameHint firstRunHint();
   // Every sentence the chip may show, to size it once.
   static std::vector<QString> chipTexts();
+  // The countdown's circle in the region `r`: 0.42 of its shorter side across, in its middle,
+  // or moved down (and shrunk if it must) to stay clear of what `covered` hides of it (the
+  // island and the prompter over the frame's top).
+  static QRectF countdownCircle(const QRectF& r, const QRegion& covered);
 };
 
 }  // namespace vorn

@@ -192,6 +192,7 @@ FrameState Viewfinder::stateFor(bool grabbable, QPointF mouse, const QRectF& f) 
   // island counts down instead, and a drag mid-take shows no guides.
   const bool insideFree = engine_->ownWindowsLeftOut();
   s.countdown = s.phase == Phase::countdown && insideFree ? studio_.countdown() : 0;
+  if (s.countdown) s.covered = studioRegion_.translated(-framePanel_->pos());
   s.dragging = engine_->dragging();
   s.hover = grabbable;
   const Slots slots = Geometry::slots(prefs);

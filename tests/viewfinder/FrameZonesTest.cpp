@@ -55,6 +55,26 @@ TEST(FrameZonesTest, theChipStripGoesAboveBelowOrInsideAndStaysInsideThePanel) {
       << "a frame as tall as the screen has nothing above or below it";
 }
 
+// At 150 % the prompter under the island reaches the frame's middle: the number moves below it.
+TEST(FrameZonesTest, theCountdownStaysClearOfTheStudiosWindows) {
+  const QRectF r(26, 52, 400, 700);  // 168 across: 142…310 wide, 316…484 high in the middle
+  const QRectF centred = FrameZones::countdownCircle(r, {});
+  EXPECT_EQ(centred, QRectF(142, 318, 168, 168));
+  EXPECT_EQ(FrameZones::countdownCircle(r, QRegion(0, 0, 100, 800)), centred) << "beside the circle: no matter";
+
+  const QRectF below = FrameZones::countdownCircle(r, QRegion(120, 0, 300, 400));
+  EXPECT_EQ(below.size(), centred.size());
+  EXPECT_GE(below.top(), 400 + 8);
+  EXPECT_EQ(below.center().x(), centred.center().x());
+
+  const QRectF squeezed = FrameZones::countdownCircle(r, QRegion(120, 0, 300, 600));
+  EXPECT_LT(squeezed.width(), centred.width()) << "shrunk to the room under the prompter";
+  EXPECT_GE(squeezed.top(), 600 + 8);
+  EXPECT_LE(squeezed.bottom(), r.bottom() - 8 + 1e-9);
+
+  EXPECT_EQ(FrameZones::countdownCircle(r, QRegion(0, 0, 500, 700)), centred) << "no room worth it";
+}
+
 TEST(FrameZonesTest, readabilityTruncatesTheNumberButJudgesTheHalfPoint) {
   EXPECT_EQ(FrameReadout::readability(8.5), "Text 8 pt on phone  ·  Readable");
   EXPECT_EQ(FrameReadout::readability(11), "Text 11 pt on phone  ·  Crisp");
