@@ -3,6 +3,7 @@
 
 #include "engine/Engine.h"
 #include "engine/WorkArea.h"
+#include "model/Settings.h"
 #include "model/Studio.h"
 #include "desktop/OverlayPanel.h"
 #include "monitor/CompactBar.h"
@@ -27,6 +28,14 @@ QRect toQt(const Rect& r) { return QRectF(r.x, r.y, r.width, r.height).toAligned
 // The part of the display that windows may use (without panels and docks).
 QRect visibleArea(const DisplayInfo& display) { return toQt(workAreaOf(display)); }
 
+// Where the monitor was last, kept between runs; it opens there again while that still fits.
+const QString kPlaceKey = QStringLiteral("monitorPlace");
+
+std::optional<QRect> savedPlace() {
+  const QRect place = userSettings().value(kPlaceKey).toRect();
+  return place.isValid() ? std::optional(place) : std::nullopt;
+}
+
 }  // namespace
 
 MonitorWindow::MonitorWindow(Studio& studio)
@@ -35,6 +44,7 @@ MonitorWindow::MonitorWindow(Studio& studio)
       fade_(this, "windowOpacity") {
   setWindowTitle(QStringLiteral("Vorn"));
   OverlayPanel::keepUndimmed(this);
+  placed_ = savedPlace();
   setAttribute(Qt::WA_TranslucentBackground);
   setFocusPolicy(Qt::StrongFocus);
   setToolTip(QStringLiteral("Drag to move"));
@@ -140,7 +150,10 @@ void MonitorWindow::show(const DisplayInfo& screen, const Rect& avoid) {
 }
 
 void MonitorWindow::hide() {
-  if (!studio_.compact()) placed_ = geometry();
+  if (!studio_.compact()) {
+    placed_ = geometry();
+    userSettings().setValue(kPlaceKey, *placed_);
+  }
   phone_->stopPlaying();
   fadeTo(0, 0.2, [this] {
     QWidget::hide();

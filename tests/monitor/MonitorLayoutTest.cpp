@@ -7,6 +7,7 @@
 #include "monitor/PhoneCard.h"
 #include "monitor/PhoneView.h"
 #include "monitor/StatusText.h"
+#include "capture/ScreenBackend.h"
 #include "model/Geometry.h"
 
 #include <QCoreApplication>
@@ -84,6 +85,23 @@ TEST(MonitorWindow, fitsTheScreenWithEveryButtonOfTheReviewBarWhole) {
       }
     }
   }
+}
+
+TEST(MonitorWindow, opensWhereItWasLeftInTheRunBefore) {
+  Studio studio;
+  const DisplayInfo display{1, "Screen", Rect{0, 0, 1920, 1080}, 1.0};
+  const Rect frame{1200, 200, 400, 711};
+  QRect left;
+  {
+    MonitorWindow monitor(studio);
+    monitor.show(display, frame);
+    monitor.move(300, 150);
+    left = monitor.geometry();
+    monitor.hide();
+  }
+  MonitorWindow next(studio);
+  next.show(display, frame);
+  EXPECT_EQ(next.geometry(), left);
 }
 
 TEST(PhoneCard, theWelcomeCardsLinesNeverRunIntoEachOtherOnAShrunkPhone) {
