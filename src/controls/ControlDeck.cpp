@@ -43,6 +43,14 @@ const char* kToggleStyle =
     " padding: 4px 8px; } QToolButton:checked { background: rgba(255,255,255,70); }"
     " QToolButton:focus { border: 1px solid white; }";
 
+// A switch reads on or off at a glance, not by a shade of grey: lit when on, an outline
+// with dimmed text when off.
+const char* kSwitchStyle =
+    "QToolButton { color: rgba(255,255,255,150); background: transparent; border: 1px solid rgba(255,255,255,60);"
+    " border-radius: 16px; padding: 3px 8px; }"
+    " QToolButton:checked { color: #1c1c1e; background: white; border: 1px solid white; }"
+    " QToolButton:focus { border: 1px solid #64a0ff; }";
+
 QToolButton* toggle(const QString& label, QWidget* parent) {
   auto* b = new QToolButton(parent);
   b->setText(label);
@@ -88,7 +96,10 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
     studio_.updatePrefs([on](Prefs& p) { p.micOn = on; });
   });
   connect(follow_, &QToolButton::clicked, this, [this](bool on) { studio_.updatePrefs([on](Prefs& p) { p.follow = on; }); });
-  for (QToolButton* b : {camera_, mic_, follow_}) row->addWidget(b);
+  for (QToolButton* b : {camera_, mic_, follow_}) {
+    b->setStyleSheet(QString::fromLatin1(kSwitchStyle));
+    row->addWidget(b);
+  }
   row->addStretch(1);
   more_ = new MoreMenu(studio_, engine_, this);
   moreButton_ = new QToolButton(this);

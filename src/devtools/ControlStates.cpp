@@ -41,6 +41,9 @@ std::vector<std::pair<QString, QImage>> controlStates(Engine& engine, Studio& st
   studio.updatePrefs([](Prefs& p) { p.layout = Layout::me; });
   shots.emplace_back(QStringLiteral("deck-me-layout"), onMonitor(deck));
   studio.updatePrefs([](Prefs& p) { p.layout = Layout::screen; });
+  studio.updatePrefs([](Prefs& p) { p.cameraOn = p.follow = false; });
+  shots.emplace_back(QStringLiteral("deck-switches-off"), onMonitor(deck));
+  studio.updatePrefs([](Prefs& p) { p.cameraOn = p.follow = true; });
 
   MoreMenu& more = *deck.moreMenu();
   more.rebuild();
