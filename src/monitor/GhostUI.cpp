@@ -88,12 +88,13 @@ void reels(QPainter& p) {
   line(p, QStringLiteral("♫  yourname · Original audio"), kRowLeft, 1815, 800, 26, 0.85, QFont::Normal);
 }
 
-// The header sits under the phone's camera island, as the app lays it out below the status bar.
+// The header's two tabs stand either side of the phone's camera island (up to 360 wide in the
+// middle while recording), inside the platform's top margin.
 void tiktok(QPainter& p) {
-  text(p, QStringLiteral("Following"), QRectF(240, 150, 280, 50), 34, 0.7, Qt::AlignRight | Qt::AlignVCenter);
-  text(p, QStringLiteral("For You"), QRectF(560, 150, 280, 50), 34, 1, Qt::AlignLeft | Qt::AlignVCenter, QFont::Bold);
-  p.fillRect(QRectF(590, 202, 60, 5), white());
-  glyph(p, Glyph::magnifier, {kColumn, 175}, 44);
+  text(p, QStringLiteral("Following"), QRectF(70, 66, 280, 50), 34, 0.7, Qt::AlignRight | Qt::AlignVCenter);
+  text(p, QStringLiteral("For You"), QRectF(730, 66, 280, 50), 34, 1, Qt::AlignLeft | Qt::AlignVCenter, QFont::Bold);
+  p.fillRect(QRectF(760, 118, 60, 5), white());
+  glyph(p, Glyph::magnifier, {kColumn, 91}, 44);
   avatar(p, {kColumn, 1060}, 92);
   columnButton(p, Glyph::heartFill, 1215, 66, QStringLiteral("48.2K"));
   columnButton(p, Glyph::bubbleFill, 1375, 60, QStringLiteral("1,024"));
