@@ -162,8 +162,12 @@ TEST_F(ListenTest, aTakeThatStraysFromItsScriptIsSureOnlyOfWhatItReads) {
   EXPECT_TRUE(transcript.fromScript);
   std::size_t sure[2] = {0, 0}, talk = 0;
   for (const Word& word : transcript.words) {
-    if (within(word, sound.spoken[1])) ++talk;
+    if (within(word, sound.spoken[1])) {
+      ++talk;
+      EXPECT_TRUE(word.offScript) << word.text << " at " << word.start;
+    }
     if (word.confidence < kSureConfidence) continue;
+    EXPECT_FALSE(word.offScript) << word.text << " at " << word.start;
     const std::vector<std::size_t> read = {0, 2};
     bool placed = false;
     for (std::size_t r = 0; r < 2; ++r) {

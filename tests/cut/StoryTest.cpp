@@ -103,7 +103,8 @@ TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
 }
 
 // Speech as said: words of 0.3 s run together; "/" is a short quiet pause (0.5 s), "|" a
-// long one between sentences (1 s). The sound is loud on words, quiet in pauses.
+// long one between sentences (1 s). The sound is loud on words, quiet in pauses. A word
+// marked "~" is talk heard off a known script, as listening keeps it.
 Transcript said(const std::string& text) {
   Transcript transcript;
   std::vector<Span> quiet = {{0, 1}};
@@ -116,7 +117,14 @@ Transcript said(const std::string& text) {
       at += pause;
       continue;
     }
-    transcript.words.push_back({item, at, at + 0.3, 0.9});
+    Word word{item, at, at + 0.3, 0.9};
+    if (item.starts_with('~')) {
+      word.text = item.substr(1);
+      word.confidence = 0.4;
+      word.offScript = true;
+      transcript.fromScript = true;
+    }
+    transcript.words.push_back(word);
     at += 0.3;
   }
   quiet.push_back({at, at + 10});
@@ -174,6 +182,19 @@ TEST(StoryTest, anAsideOffTheTopicIsLeftOutThoughTheBudgetHasRoomForIt) {
   EXPECT_EQ(keptText(story),
             "my camera story starts with light cheap cameras fail in dim light anyway good "
             "light beats a new camera so buy a lamp before a camera");
+}
+
+// Talk off a known script is left out even where it names the take's topic, and never opens
+// the reel.
+TEST(StoryTest, talkOffTheScriptIsAnAsideAndNoHook) {
+  const Story story = deviceStory(
+      said("~hi ~camera ~people ~welcome ~back | my camera story starts with light | "
+           "cheap cameras fail in dim light | ~by ~the ~way ~my ~camera ~was ~cheap ~too | "
+           "good light beats a new camera | so buy a lamp before a camera"),
+      "");
+  EXPECT_EQ(keptText(story),
+            "my camera story starts with light cheap cameras fail in dim light good light beats "
+            "a new camera so buy a lamp before a camera");
 }
 
 TEST(StoryTest, sentencesThatShareNoWordsAreNoAsideWhenTheTakeNeverComesBack) {
