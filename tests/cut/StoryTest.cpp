@@ -167,7 +167,7 @@ TEST(StoryTest, aQuestionKeptKeepsTheSentenceThatAnswersIt) {
   const Story story = deviceStory(
       said("light wins | cameras cost money | lamps are cheap | why do you use three lamps | "
            "the shadows | cheap cameras cost less | you need three things | you see three lights"),
-      "", Budget{2, 6});
+      "", Budget{2, 7});
   const std::string kept = keptText(story);
   ASSERT_NE(kept.find("why do you use three lamps"), std::string::npos) << kept;
   EXPECT_NE(kept.find("the shadows"), std::string::npos) << kept;
@@ -220,6 +220,16 @@ TEST(StoryTest, thePunchlineIsKeptWhenTheBudgetHasRoomForFewSentences) {
   EXPECT_NE(keptText(deviceStory(said(plain), "", Budget{2, 4})).find("a window is the best lamp"),
             std::string::npos)
       << "without a line that echoes the hook, the last line closes the story";
+}
+
+// The punchline lands on what leads up to it: with room for one sentence more, the one just
+// before the punchline is kept rather than a livelier one further back.
+TEST(StoryTest, thePunchlineKeepsItsLeadInBeforeLivelierSentences) {
+  const std::string take =
+      "the worst email i ever sent got me a promotion | you see three typos in that email | "
+      "you wrote two hundred angry words in that email | my boss read it | it was promotion day";
+  EXPECT_EQ(keptText(deviceStory(said(take), "", Budget{2, 7.2})),
+            "the worst email i ever sent got me a promotion my boss read it it was promotion day");
 }
 
 TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
