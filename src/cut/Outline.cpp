@@ -121,7 +121,7 @@ std::size_t punchlineOf(const std::vector<Topics>& topics, const std::vector<boo
 
 Outline outlineOf(const Transcript& transcript) {
   Outline outline;
-  outline.sentences = splitSentences(transcript.words);
+  outline.sentences = splitSentences(transcript.words, transcript.levels);
   if (outline.sentences.empty())
     throw CutError("The take holds no usable speech to build a story on.");
   outline.clutter = clutterIn(transcript.words, transcript.levels);

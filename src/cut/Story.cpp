@@ -99,8 +99,9 @@ std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>&
 }
 
 // Runs of kept words: clutter dropped, split where the speaker pauses long.
-WordRuns wordRuns(const std::vector<Word>& words, const std::vector<Sentence>& sentences,
+WordRuns wordRuns(const Transcript& transcript, const std::vector<Sentence>& sentences,
                   const std::vector<std::size_t>& chosen, const std::vector<bool>& clutter) {
+  const std::vector<Word>& words = transcript.words;
   WordRuns runs;
   for (std::size_t index : chosen) {
     bool open = false;
@@ -109,7 +110,8 @@ WordRuns wordRuns(const std::vector<Word>& words, const std::vector<Sentence>& s
         open = false;
         continue;
       }
-      if (open && words[i].start - words[runs.back().second].end < kLongPause)
+      if (open && !pausesBetween(words[runs.back().second], words[i], transcript.levels,
+                                 kLongPause))
         runs.back().second = i;
       else
         runs.push_back({i, i});
@@ -161,7 +163,7 @@ Story deviceStory(const Transcript& transcript, const std::string& theme, Budget
   const std::vector<std::size_t> chosen = choose(outline, transcript.words, longest);
   Story story;
   keepRuns(story, transcript,
-           wordRuns(transcript.words, outline.sentences, chosen, outline.clutter));
+           wordRuns(transcript, outline.sentences, chosen, outline.clutter));
   const Sentence& opening = outline.sentences[outline.hook];
   const std::vector<Word> hookWords(transcript.words.begin() + opening.first,
                                     transcript.words.begin() + opening.last + 1);

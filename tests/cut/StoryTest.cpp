@@ -103,14 +103,19 @@ TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
 }
 
 // Speech as said: words of 0.3 s run together; "/" is a short quiet pause (0.5 s), "|" a
-// long one between sentences (1 s). The sound is loud on words, quiet in pauses. A word
-// marked "~" is talk heard off a known script, as listening keeps it.
+// long one between sentences (1 s); "+" is 0.7 s of speech the recogniser heard no word in.
+// The sound is loud on words, quiet in pauses. A word marked "~" is talk heard off a known
+// script, as listening keeps it.
 Transcript said(const std::string& text) {
   Transcript transcript;
   std::vector<Span> quiet = {{0, 1}};
   double at = 1;
   std::istringstream items(text);
   for (std::string item; items >> item;) {
+    if (item == "+") {
+      at += 0.7;
+      continue;
+    }
     if (item == "/" || item == "|") {
       const double pause = item == "/" ? 0.5 : 1;
       quiet.push_back({at, at + pause});
@@ -220,6 +225,20 @@ TEST(StoryTest, thePunchlineIsKeptWhenTheBudgetHasRoomForFewSentences) {
   EXPECT_NE(keptText(deviceStory(said(plain), "", Budget{2, 4})).find("a window is the best lamp"),
             std::string::npos)
       << "without a line that echoes the hook, the last line closes the story";
+}
+
+// Running speech in which the recogniser heard no words is no pause: the sentence goes on
+// through it and no cut falls in it.
+TEST(StoryTest, speechTheRecogniserHeardNoWordsInIsNoPause) {
+  const Transcript transcript =
+      said("the worst email i ever sent + got me promoted | my boss read it | "
+           "it was promotion day");
+  const Story story = deviceStory(transcript, "");
+  const Word& sent = transcript.words[5];
+  const Word& got = transcript.words[6];
+  EXPECT_TRUE(std::any_of(story.segments.begin(), story.segments.end(), [&](const Span& s) {
+    return s.start <= sent.start && got.end <= s.end;
+  }));
 }
 
 // The punchline lands on what leads up to it: with room for one sentence more, the one just
