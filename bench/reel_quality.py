@@ -10,7 +10,8 @@ pauses; its picture numbers itself, so repeated pictures can be counted. The tak
 steady hiss, said far from the microphone, over a loud fan. Each is cut twice, listening freely
 and with the script (the story without the fillers, the false start and the aside).
 
-Per reel: word error of the words heard against what was said; sentence starts against their
+Per reel: word error of the words heard against what was said (and of the sure words against
+the words read from the script); sentence starts against their
 sound (median, worst); the share of caption moments whose lit word is not the word being said;
 the hook, punchline and aside; cut edges inside a spoken word; repeated pictures; integrated
 loudness and true peak; caption words burned in under the confidence threshold.
@@ -111,7 +112,10 @@ class Espeak:
 
 
 def norm(word):
-    return re.sub(r"[^a-z0-9']", "", word.lower().replace("’", "'")).strip("'")
+    """A word as compared: lower case, no punctuation, no possessive (espeak's word events
+    leave the "'s" out of the word)."""
+    word = re.sub(r"[^a-z0-9']", "", word.lower().replace("’", "'")).strip("'")
+    return word[:-2] if word.endswith("'s") else word
 
 
 def loud(samples, at, end, floor=300):
@@ -280,15 +284,21 @@ def alignment(truth, heard):
     return cost[n][m], pairs
 
 
-def said_at(truth, moment, linger=0.6):
-    """The word being said at a moment, else the one said last if within `linger`."""
+def said_at(truth, moment, linger=0.6, cuts=None):
+    """The word being said at a moment of the take, else the one said last if it ended within
+    `linger` seconds before, in the reel's time when `cuts` are given (a caption stays up a
+    moment after its sentence, across a cut)."""
     last = None
     for word in truth:
         if word["start"] <= moment <= word["end"]:
             return word["text"]
         if word["end"] < moment:
             last = word
-    return last["text"] if last and moment - last["end"] <= linger else None
+    if not last:
+        return None
+    since = (reel_time(cuts, moment) - reel_time(cuts, last["end"]) if cuts
+             else moment - last["end"])
+    return last["text"] if since <= linger else None
 
 
 def inside(cuts, start, end, slack=0.02):
@@ -323,6 +333,11 @@ def measure(made, reel, work):
     captions = read_captions(os.path.join(work, "captions.ass"))
     edits, pairs = alignment([w["text"] for w in truth], [w["text"] for w in heard])
     row = {"wer": edits / len(truth)}
+    # The words read from the script against those of the sure words heard (with a script:
+    # how well it was laid; talk off it is never sure).
+    read = [w["text"] for w in truth if not w["off"]]
+    sure = [w["text"] for w in heard if w["confidence"] >= SURE]
+    row["read_wer"] = alignment(read, sure)[0] / len(read)
     # Sentence starts: the first script word of each line read from the script.
     errors, missing = [], 0
     for index, sentence in enumerate(made["sentences"]):
@@ -337,15 +352,21 @@ def measure(made, reel, work):
     row["start_median"] = statistics.median(errors) if errors else math.nan
     row["start_worst"] = max(errors) if errors else math.nan
     row["start_missing"] = missing
-    # Caption moments, every 20 ms of each lit word.
-    moments = wrong = 0
+    # Caption moments, every 20 ms of each lit word: wrong when the word lit is not the one
+    # being said (or just said, in a pause); "late or early" when it is said within 100 ms.
+    moments = wrong = near = 0
     for start, end, lit in captions:
         t = start
         while t < end:
             moments += 1
-            wrong += said_at(truth, take_time(cuts, t)) != lit
+            moment = take_time(cuts, t)
+            if said_at(truth, moment, cuts=cuts) != lit:
+                wrong += 1
+                near += lit in (said_at(truth, moment - 0.1, cuts=cuts),
+                                said_at(truth, moment + 0.1, cuts=cuts))
             t += 0.02
     row["caption_wrong"] = wrong / moments if moments else 0.0
+    row["caption_far"] = (wrong - near) / moments if moments else 0.0
     # Burned-in words under the threshold: each lit word found in the words heard.
     unsure = 0
     for start, _, lit in captions:
@@ -392,9 +413,9 @@ def show(name, row):
     if "error" in row:
         print(f"{name:14} error: {row['error']}")
         return
-    print(f"{name:14} WER {row['wer']:5.1%}  starts {row['start_median'] * 1000:5.0f}/"
+    print(f"{name:14} WER {row['wer']:5.1%} (read {row['read_wer']:5.1%})  starts {row['start_median'] * 1000:5.0f}/"
           f"{row['start_worst'] * 1000:5.0f} ms (missing {row['start_missing']})  "
-          f"captions wrong {row['caption_wrong']:5.1%}  unsure burned {row['unsure_burned']}/"
+          f"captions wrong {row['caption_wrong']:5.1%} ({row['caption_far']:4.1%} beyond 100 ms)  unsure burned {row['unsure_burned']}/"
           f"{row['caption_words']}  hook {'yes' if row['hook'] else 'NO'}  punchline "
           f"{'yes' if row['punchline'] else 'NO'}  aside {'out' if row['aside_out'] else 'IN'}  "
           f"edges in words {row['edges_in_words']}  repeats {row['repeats']} (jumps "
