@@ -294,6 +294,7 @@ void keepUnscriptedTalk(std::vector<Word>& words, const std::vector<std::vector<
     if (scripted) continue;
     for (Word word : heard[c]) {
       word.confidence = std::min(word.confidence, kUnscriptedConfidence);
+      word.offScript = true;
       talk.push_back(word);
     }
   }

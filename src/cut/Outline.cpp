@@ -36,12 +36,26 @@ bool share(const Topics& a, const Topics& b) {
                      [&](const std::string& topic) { return b.contains(topic); });
 }
 
+// With a known script, the sentences of talk it doesn't hold: the creator planned the story
+// without them (an ad-lib, a word to the crew), and none of their words is sure enough to be
+// captioned.
+std::vector<bool> offScriptIn(const Outline& outline, const std::vector<Word>& words) {
+  std::vector<bool> off;
+  for (const Sentence& sentence : outline.sentences) {
+    bool talk = true;
+    for (std::size_t i = sentence.first; i <= sentence.last; ++i)
+      talk = talk && (words[i].offScript || outline.clutter[i]);
+    off.push_back(talk);
+  }
+  return off;
+}
+
 // The opening: the first sentence that names something once the clutter is out (a false
-// start or a lone "um" is no opening).
-std::size_t hookOf(const std::vector<Topics>& topics) {
-  const auto named = std::find_if(topics.begin(), topics.end(),
-                                  [](const Topics& sentence) { return !sentence.empty(); });
-  return named == topics.end() ? 0 : std::size_t(named - topics.begin());
+// start or a lone "um" is no opening) and is not talk off the script.
+std::size_t hookOf(const std::vector<Topics>& topics, const std::vector<bool>& offScript) {
+  for (std::size_t s = 0; s < topics.size(); ++s)
+    if (!topics[s].empty() && !offScript[s]) return s;
+  return 0;
 }
 
 std::size_t lastNaming(const std::vector<Topics>& topics) {
@@ -93,7 +107,8 @@ std::vector<bool> asidesIn(const std::vector<Topics>& topics, std::size_t hook, 
 
 std::size_t punchlineOf(const std::vector<Topics>& topics, const std::vector<bool>& asides,
                         std::size_t hook) {
-  const std::size_t last = std::max(lastNaming(topics), hook);
+  std::size_t last = std::max(lastNaming(topics), hook);
+  while (last > hook && (asides[last] || topics[last].empty())) --last;
   for (std::size_t s = last, seen = 0; s > hook && seen < kPunchlineReach; --s) {
     if (topics[s].empty() || asides[s]) continue;
     if (share(topics[s], topics[hook])) return s;
@@ -106,13 +121,16 @@ std::size_t punchlineOf(const std::vector<Topics>& topics, const std::vector<boo
 
 Outline outlineOf(const Transcript& transcript) {
   Outline outline;
-  outline.sentences = splitSentences(transcript.words);
+  outline.sentences = splitSentences(transcript.words, transcript.levels);
   if (outline.sentences.empty())
     throw CutError("The take holds no usable speech to build a story on.");
   outline.clutter = clutterIn(transcript.words, transcript.levels);
   const std::vector<Topics> topics = topicsOf(outline, transcript.words);
-  outline.hook = hookOf(topics);
+  const std::vector<bool> offScript = offScriptIn(outline, transcript.words);
+  outline.hook = hookOf(topics, offScript);
   outline.asides = asidesIn(topics, outline.hook, lastNaming(topics));
+  for (std::size_t s = 0; s < offScript.size(); ++s)
+    outline.asides[s] = outline.asides[s] || (offScript[s] && s != outline.hook);
   outline.punchline = punchlineOf(topics, outline.asides, outline.hook);
   return outline;
 }

@@ -24,9 +24,11 @@ struct Outline {
 
 // The take's outline. An aside is one to three sentences after the hook and before the
 // take's last word that name nothing named anywhere else in the take, while the sentences
-// either side of them do (the speaker left the topic and came back to it). The punchline is
-// the latest of the last sentences that names something the hook named, else the last
-// sentence that says something. Throws CutError when the take holds no words.
+// either side of them do (the speaker left the topic and came back to it); with a known
+// script, also every sentence of talk the script doesn't hold, and the hook is a sentence
+// read from the script. The punchline is the latest of the last sentences that names
+// something the hook named, else the last sentence that says something. Throws CutError when
+// the take holds no words.
 Outline outlineOf(const Transcript& transcript);
 
 }  // namespace vorn::cut

@@ -69,6 +69,17 @@ std::string wordList(const Transcript& transcript) {
   return text;
 }
 
+// The stretches of the take the reel is cut from, one a line ("start end").
+std::string cutList(const Story& story) {
+  std::string text;
+  char line[64];
+  for (const Span& segment : story.segments) {
+    std::snprintf(line, sizeof line, "%.3f %.3f\n", segment.start, segment.end);
+    text += line;
+  }
+  return text;
+}
+
 // A take without sound, or with silence only, is refused before listening starts.
 Pcm soundOf(const Options& options) {
   Pcm pcm = decodeTakeAudio(options.take);
@@ -124,6 +135,7 @@ int promo(const Options& options, Report& report) {
     report.stage("story");
     Story story = writeStory(options, transcript);
     placeCuts(story, transcript, PictureGrid(options.take));
+    writeFile(files.work / "cuts.txt", cutList(story));
     report.story(story);
     const double length = render(options, story, pcm, files, report);
     files.publish();

@@ -121,11 +121,18 @@ bool isFillerWord(const std::string& word) {
   return fillers.contains(word);
 }
 
-std::vector<Sentence> splitSentences(const std::vector<Word>& words, double pause) {
+bool pausesBetween(const Word& before, const Word& after, const SoundLevels& levels,
+                   double pause) {
+  return after.start - before.end >= pause &&
+         (levels.db.empty() || levels.quietBetween(before.end, after.start) >= pause / 2);
+}
+
+std::vector<Sentence> splitSentences(const std::vector<Word>& words, const SoundLevels& levels,
+                                     double pause) {
   std::vector<Sentence> sentences;
   for (std::size_t i = 0; i < words.size(); ++i) {
     const bool opens = sentences.empty() || words[i - 1].endsSentence ||
-                       words[i].start - words[i - 1].end >= pause ||
+                       pausesBetween(words[i - 1], words[i], levels, pause) ||
                        i - sentences.back().first >= kLongestSentence;
     if (opens) sentences.push_back({i, i, words[i].start, words[i].end, 0});
     sentences.back().last = i;

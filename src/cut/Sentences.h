@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "cut/SoundLevels.h"
 #include "cut/Words.h"
 
 #include <string>
@@ -32,9 +33,16 @@ bool isContentWord(const std::string& word);
 // possessive endings dropped ("lamps", "lamp's" → "lamp").
 std::string topicOf(const std::string& word);
 
+// Whether the speaker pauses for `pause` seconds or more between two words: the time between
+// them is that long and, where the sound is measured, at least half of it is quiet (running
+// speech between heard words holds words the recogniser missed, not a pause).
+bool pausesBetween(const Word& before, const Word& after, const SoundLevels& levels,
+                   double pause);
+
 // Splits the words where a sentence of the script ends, where the speaker pauses for `pause`
 // seconds or more, and after 30 words at the latest.
-std::vector<Sentence> splitSentences(const std::vector<Word>& words, double pause = 0.45);
+std::vector<Sentence> splitSentences(const std::vector<Word>& words,
+                                     const SoundLevels& levels = {}, double pause = 0.45);
 
 // Scores each sentence: how central its content words are to the whole take, how dense it
 // is in them, cues a viewer stops for (numbers, questions, "you", the theme's words) and a

@@ -41,6 +41,13 @@ double SoundLevels::at(double seconds) const {
   return step < 0 || step >= long(db.size()) ? kSilenceDb : db[std::size_t(step)];
 }
 
+double SoundLevels::quietBetween(double from, double to) const {
+  double quiet = 0;
+  for (double t = from; t < to; t += kStepSeconds)
+    if (at(t) < speechDb) quiet += kStepSeconds;
+  return quiet;
+}
+
 bool SoundLevels::hasQuietBetween(double from, double to) const {
   for (double t = from; t < to; t += kStepSeconds)
     if (at(t) < speechDb) return true;

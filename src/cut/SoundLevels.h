@@ -23,6 +23,8 @@ struct SoundLevels {
   double at(double seconds) const;
   // Whether the take stays below speech from `from` to `to` somewhere for at least 10 ms.
   bool hasQuietBetween(double from, double to) const;
+  // How long, in all, the take stays below speech from `from` to `to`, in seconds.
+  double quietBetween(double from, double to) const;
 };
 
 }  // namespace vorn::cut

@@ -71,10 +71,14 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   if (!std::filesystem::exists(model + "/en-us/mdef"))
     throw CutError("The speech model isn't installed (pocketsphinx-en-us).");
   err_set_logfp(nullptr);
+  // Exact zeros (a noise gate, a synthetic voice) have no log energy: a little fixed-seed
+  // dither keeps the features finite, or a known sentence may never reach its last word.
+  // Silence stays in the features, so a word's frames are its time in the sound.
   decoder_->config =
       cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
                   (model + "/en-us.lm.bin").c_str(), "-dict",
-                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes", nullptr);
+                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes", "-dither", "yes",
+                  "-seed", "1", "-remove_silence", "no", nullptr);
   if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
   if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
   decoder_->languageSearch = ps_get_search(decoder_->ps);

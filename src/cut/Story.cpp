@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 
 namespace vorn::cut {
 namespace {
@@ -46,8 +47,21 @@ bool holdsAside(const Outline& outline, const std::vector<std::size_t>& unit) {
   return std::any_of(unit.begin(), unit.end(), [&](std::size_t s) { return outline.asides[s]; });
 }
 
-// The units of the hook and the punchline and, by score, the later units that still fit,
-// asides left out; in take order.
+// The unit just before the punchline's, when it is neither an aside nor the hook's: what leads
+// up to the punchline.
+std::optional<std::size_t> leadInOf(const Outline& outline,
+                                    const std::vector<std::vector<std::size_t>>& units) {
+  for (std::size_t u = 1; u < units.size(); ++u)
+    if (units[u].front() <= outline.punchline && outline.punchline <= units[u].back()) {
+      const auto& before = units[u - 1];
+      if (before.front() <= outline.hook || holdsAside(outline, before)) return std::nullopt;
+      return u - 1;
+    }
+  return std::nullopt;
+}
+
+// The units of the hook and the punchline, then the punchline's lead-in when it fits, then by
+// score the later units that still fit, asides left out; in take order.
 std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>& words,
                                 double longest) {
   const std::vector<Sentence>& sentences = outline.sentences;
@@ -70,6 +84,10 @@ std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>&
   std::stable_sort(later.begin(), later.end(), [&](std::size_t a, std::size_t b) {
     return scoreOf(sentences, units[a]) > scoreOf(sentences, units[b]);
   });
+  if (const auto leadIn = leadInOf(outline, units)) {
+    std::erase(later, *leadIn);
+    later.insert(later.begin(), *leadIn);
+  }
   for (std::size_t u : later) {
     const double cost = costOf(sentences, units[u]);
     if (used + cost > longest) continue;
@@ -81,8 +99,9 @@ std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>&
 }
 
 // Runs of kept words: clutter dropped, split where the speaker pauses long.
-WordRuns wordRuns(const std::vector<Word>& words, const std::vector<Sentence>& sentences,
+WordRuns wordRuns(const Transcript& transcript, const std::vector<Sentence>& sentences,
                   const std::vector<std::size_t>& chosen, const std::vector<bool>& clutter) {
+  const std::vector<Word>& words = transcript.words;
   WordRuns runs;
   for (std::size_t index : chosen) {
     bool open = false;
@@ -91,7 +110,8 @@ WordRuns wordRuns(const std::vector<Word>& words, const std::vector<Sentence>& s
         open = false;
         continue;
       }
-      if (open && words[i].start - words[runs.back().second].end < kLongPause)
+      if (open && !pausesBetween(words[runs.back().second], words[i], transcript.levels,
+                                 kLongPause))
         runs.back().second = i;
       else
         runs.push_back({i, i});
@@ -143,7 +163,7 @@ Story deviceStory(const Transcript& transcript, const std::string& theme, Budget
   const std::vector<std::size_t> chosen = choose(outline, transcript.words, longest);
   Story story;
   keepRuns(story, transcript,
-           wordRuns(transcript.words, outline.sentences, chosen, outline.clutter));
+           wordRuns(transcript, outline.sentences, chosen, outline.clutter));
   const Sentence& opening = outline.sentences[outline.hook];
   const std::vector<Word> hookWords(transcript.words.begin() + opening.first,
                                     transcript.words.begin() + opening.last + 1);

@@ -19,6 +19,8 @@ struct Word {
   double loudness = 0;
   // The last word of a sentence of the script it was read from.
   bool endsSentence = false;
+  // Heard where the take strays from its known script: talk the script doesn't hold.
+  bool offScript = false;
 
   bool operator==(const Word&) const = default;
 };

@@ -103,20 +103,33 @@ TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
 }
 
 // Speech as said: words of 0.3 s run together; "/" is a short quiet pause (0.5 s), "|" a
-// long one between sentences (1 s). The sound is loud on words, quiet in pauses.
+// long one between sentences (1 s); "+" is 0.7 s of speech the recogniser heard no word in.
+// The sound is loud on words, quiet in pauses. A word marked "~" is talk heard off a known
+// script, as listening keeps it.
 Transcript said(const std::string& text) {
   Transcript transcript;
   std::vector<Span> quiet = {{0, 1}};
   double at = 1;
   std::istringstream items(text);
   for (std::string item; items >> item;) {
+    if (item == "+") {
+      at += 0.7;
+      continue;
+    }
     if (item == "/" || item == "|") {
       const double pause = item == "/" ? 0.5 : 1;
       quiet.push_back({at, at + pause});
       at += pause;
       continue;
     }
-    transcript.words.push_back({item, at, at + 0.3, 0.9});
+    Word word{item, at, at + 0.3, 0.9};
+    if (item.starts_with('~')) {
+      word.text = item.substr(1);
+      word.confidence = 0.4;
+      word.offScript = true;
+      transcript.fromScript = true;
+    }
+    transcript.words.push_back(word);
     at += 0.3;
   }
   quiet.push_back({at, at + 10});
@@ -159,7 +172,7 @@ TEST(StoryTest, aQuestionKeptKeepsTheSentenceThatAnswersIt) {
   const Story story = deviceStory(
       said("light wins | cameras cost money | lamps are cheap | why do you use three lamps | "
            "the shadows | cheap cameras cost less | you need three things | you see three lights"),
-      "", Budget{2, 6});
+      "", Budget{2, 7});
   const std::string kept = keptText(story);
   ASSERT_NE(kept.find("why do you use three lamps"), std::string::npos) << kept;
   EXPECT_NE(kept.find("the shadows"), std::string::npos) << kept;
@@ -174,6 +187,19 @@ TEST(StoryTest, anAsideOffTheTopicIsLeftOutThoughTheBudgetHasRoomForIt) {
   EXPECT_EQ(keptText(story),
             "my camera story starts with light cheap cameras fail in dim light anyway good "
             "light beats a new camera so buy a lamp before a camera");
+}
+
+// Talk off a known script is left out even where it names the take's topic, and never opens
+// the reel.
+TEST(StoryTest, talkOffTheScriptIsAnAsideAndNoHook) {
+  const Story story = deviceStory(
+      said("~hi ~camera ~people ~welcome ~back | my camera story starts with light | "
+           "cheap cameras fail in dim light | ~by ~the ~way ~my ~camera ~was ~cheap ~too | "
+           "good light beats a new camera | so buy a lamp before a camera"),
+      "");
+  EXPECT_EQ(keptText(story),
+            "my camera story starts with light cheap cameras fail in dim light good light beats "
+            "a new camera so buy a lamp before a camera");
 }
 
 TEST(StoryTest, sentencesThatShareNoWordsAreNoAsideWhenTheTakeNeverComesBack) {
@@ -199,6 +225,30 @@ TEST(StoryTest, thePunchlineIsKeptWhenTheBudgetHasRoomForFewSentences) {
   EXPECT_NE(keptText(deviceStory(said(plain), "", Budget{2, 4})).find("a window is the best lamp"),
             std::string::npos)
       << "without a line that echoes the hook, the last line closes the story";
+}
+
+// Running speech in which the recogniser heard no words is no pause: the sentence goes on
+// through it and no cut falls in it.
+TEST(StoryTest, speechTheRecogniserHeardNoWordsInIsNoPause) {
+  const Transcript transcript =
+      said("the worst email i ever sent + got me promoted | my boss read it | "
+           "it was promotion day");
+  const Story story = deviceStory(transcript, "");
+  const Word& sent = transcript.words[5];
+  const Word& got = transcript.words[6];
+  EXPECT_TRUE(std::any_of(story.segments.begin(), story.segments.end(), [&](const Span& s) {
+    return s.start <= sent.start && got.end <= s.end;
+  }));
+}
+
+// The punchline lands on what leads up to it: with room for one sentence more, the one just
+// before the punchline is kept rather than a livelier one further back.
+TEST(StoryTest, thePunchlineKeepsItsLeadInBeforeLivelierSentences) {
+  const std::string take =
+      "the worst email i ever sent got me a promotion | you see three typos in that email | "
+      "you wrote two hundred angry words in that email | my boss read it | it was promotion day";
+  EXPECT_EQ(keptText(deviceStory(said(take), "", Budget{2, 7.2})),
+            "the worst email i ever sent got me a promotion my boss read it it was promotion day");
 }
 
 TEST(StoryTest, cutsArePaddedOnlyAsFarAsTheNeighbouringWordsAllow) {
