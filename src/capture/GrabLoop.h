@@ -29,6 +29,9 @@ class Grabber {
     // downstream (an empty text), or the read failed (one sentence saying why).
     std::optional<std::string> skipped;
 
+    static Result of(FrameRef frame) { return {std::move(frame), {}, false, std::nullopt}; }
+    static Result unsupported(std::string why) { return {nullptr, std::move(why), false, std::nullopt}; }
+    static Result lostWith(std::string why) { return {nullptr, std::move(why), true, std::nullopt}; }
     static Result skip(std::string why = {}) { return {nullptr, {}, false, std::move(why)}; }
   };
   // Called once per tick. `changed` is true on the first tick and after every configuration

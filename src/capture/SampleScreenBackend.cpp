@@ -43,13 +43,13 @@ class SampleGrabber : public Grabber {
     const int width = int(config.sourceRect.width), height = int(config.sourceRect.height);
     if (left < 0 || top < 0 || width <= 0 || height <= 0 || left + width > picture_.width() ||
         top + height > picture_.height() || config.width <= 0 || config.height <= 0)
-      return {nullptr, "The capture area lies outside the display.", false};
+      return Result::unsupported("The capture area lies outside the display.");
     if (!pool_ || pool_->width() != config.width || pool_->height() != config.height)
       pool_ = std::make_unique<FramePool>(config.width, config.height, 2, 8);
     FrameRef frame = pool_->take();
     if (!frame) return Result::skip();
     convertToFrame(picture_.row(top) + left * 4, picture_.stride(), width, height, *frame);
-    return {std::move(frame), {}, false};
+    return Result::of(std::move(frame));
   }
 
  private:

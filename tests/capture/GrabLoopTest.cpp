@@ -20,13 +20,13 @@ using test::eventually;
 class ScriptedGrabber : public Grabber {
  public:
   Result grab(const ScreenConfig& config, bool changed) override {
-    if (lose.load()) return {nullptr, "The display went away.", true};
+    if (lose.load()) return Result::lostWith("The display went away.");
     if (hold.load()) return {};
     if (busy.load()) return Result::skip();
     if (refuse.load()) return Result::skip("The server refused the picture.");
-    if (config.width == 13) return {nullptr, "The capture area lies outside the display.", false};
+    if (config.width == 13) return Result::unsupported("The capture area lies outside the display.");
     if (!changed) return {};
-    return {std::make_shared<FrameBuffer>(config.width, config.height), {}, false};
+    return Result::of(std::make_shared<FrameBuffer>(config.width, config.height));
   }
   std::atomic<bool> lose{false};
   std::atomic<bool> hold{false};  // never delivers

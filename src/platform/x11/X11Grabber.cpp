@@ -158,10 +158,10 @@ QRegion X11Grabber::ownIn(const QRect& source, double now) {
 Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   xcb_connection_t* connection = session_.connection.get();
   if (xcb_connection_has_error(connection))
-    return {nullptr, "The connection to the X server was lost.", true};
+    return Result::lostWith("The connection to the X server was lost.");
   const QRect source = sourcePixels(config);
   if (source.isEmpty() || !display_.contains(source) || config.width <= 0 || config.height <= 0)
-    return {nullptr, "The capture area lies outside the display.", false};
+    return Result::unsupported("The capture area lies outside the display.");
 
   const double now = mediaTime();
   readEvents(source, now);
@@ -191,7 +191,7 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   framePointerShown_ = pointerShown_;
   frameHadRing_ = now - clickTime_ < clickRingSeconds;
   frameOwn_ = own;
-  return {std::move(frame), {}, false};
+  return Result::of(std::move(frame));
 }
 
 void X11Grabber::readEvents(const QRect& source, double now) {
