@@ -29,28 +29,27 @@ void Studio::assign(T& field, T value, void (Studio::*changed)()) {
   Q_EMIT(this->*changed)();
 }
 
-void Studio::setPrefs(const Prefs& next) {
-  if (prefs_ == next) return;
-  const Prefs old = std::exchange(prefs_, next);
-  Q_EMIT prefsChanged();
-  prefsUnsaved_ = true;
-  savePrefs();
-  if (onPrefsChange) onPrefsChange(old, prefs_);
-}
+void Studio::setPrefs(const Prefs& next) { replacePrefs(next, true); }
 
 void Studio::updatePrefs(const std::function<void(Prefs&)>& change) {
   Prefs next = prefs_;
   change(next);
-  setPrefs(next);
+  replacePrefs(next, true);
 }
 
 void Studio::adjustPrefs(const std::function<void(Prefs&)>& change) {
   Prefs next = prefs_;
   change(next);
+  replacePrefs(next, false);
+}
+
+// Saved (when `save`) before the hook runs, so the hook may read the stored record.
+void Studio::replacePrefs(const Prefs& next, bool save) {
   if (prefs_ == next) return;
   const Prefs old = std::exchange(prefs_, next);
   prefsUnsaved_ = true;
   Q_EMIT prefsChanged();
+  if (save) savePrefs();
   if (onPrefsChange) onPrefsChange(old, prefs_);
 }
 

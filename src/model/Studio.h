@@ -136,6 +136,8 @@ class Studio : public QObject {
   QString micName_;
   bool recordingHasMic_ = true;
   std::optional<QString> toast_;
+  void replacePrefs(const Prefs& next, bool save);
+
   bool savesPrefs_ = true;
   bool prefsUnsaved_ = false;  // adjusted since the last save
   bool showScript_ = false;
