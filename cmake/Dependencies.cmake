@@ -7,6 +7,9 @@ pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
   xcb xcb-shm xcb-xfixes xcb-randr xcb-damage xcb-shape xcb-xtest xcb-composite)
 # The desktop-wide services: grabbed keys, raw clicks, the window manager's window list.
 pkg_check_modules(XCB_DESKTOP REQUIRED IMPORTED_TARGET xcb-xinput xcb-keysyms xcb-ewmh)
+# Wayland: the screen through the desktop portal (on the session bus) and PipeWire.
+pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
+pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET libsystemd)
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
 # Playing a take back in the phone.
 pkg_check_modules(PULSE_SIMPLE REQUIRED IMPORTED_TARGET libpulse-simple)

@@ -36,7 +36,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Loaded at run time, so dpkg-shlibdeps cannot see them: the speech model, the captions'
 # font, Qt's X11 platform plugin, the SVG icon plugins.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "pocketsphinx-en-us, fonts-dejavu-core, qt6-qpa-plugins, libqt6svg6")
-# Opening folders and links (xdg-open), a sound server, sending reels to a phone.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "xdg-utils, pulseaudio | pipewire-pulse")
+# Opening folders and links (xdg-open), a sound server, the Wayland platform plugin and the
+# desktop portal that shares the screen there, sending reels to a phone.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "xdg-utils, pulseaudio | pipewire-pulse, qt6-wayland, xdg-desktop-portal")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "kdeconnect")
 include(CPack)

@@ -14,6 +14,10 @@ packages=(
   # X11 capture
   libxcb1-dev libxcb-shm0-dev libxcb-xfixes0-dev libxcb-randr0-dev libxcb-damage0-dev
   libxcb-shape0-dev libxcb-xtest0-dev libxcb-image0-dev libxcb-composite0-dev
+  # Wayland: the screen through the desktop portal (session bus) and PipeWire
+  libpipewire-0.3-dev libspa-0.2-dev libsystemd-dev qt6-wayland
+  # a headless GNOME session for the Wayland tests: the shell, PipeWire, the portal
+  gnome-shell mutter pipewire wireplumber xdg-desktop-portal xdg-desktop-portal-gnome
   # audio, camera, pixels, faces
   libpulse-dev libudev-dev libturbojpeg0-dev libyuv-dev
   libopencv-dev

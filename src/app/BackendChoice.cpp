@@ -3,12 +3,15 @@
 
 #include "capture/SampleScreenBackend.h"
 #include "desktop/OverlayBackend.h"
+#include "platform/portal/PortalScreenBackend.h"
 #include "platform/pulse/PulseSoundServer.h"
 #include "platform/x11/GuiClient.h"
 #include "platform/x11/X11Desktop.h"
 #include "platform/x11/X11DesktopServices.h"
 #include "platform/x11/X11Overlays.h"
 #include "platform/x11/X11ScreenBackend.h"
+
+#include <QSettings>
 
 #include <cstdlib>
 
@@ -21,11 +24,28 @@ std::optional<std::string> named(const char* variable) {
   return std::string(value);
 }
 
+// X11 clients on a Wayland desktop see only each other: there the screen comes through the
+// portal.
+bool waylandSession() {
+  const auto type = named("XDG_SESSION_TYPE");
+  return type ? *type == "wayland" : named("WAYLAND_DISPLAY").has_value();
+}
+
+// The portal's restore token, beside the preferences (and written by any thread).
+RestoreTokenStore settingsTokens() {
+  const auto settings = [] { return QSettings(QStringLiteral("Vorn"), QStringLiteral("Vorn")); };
+  return {[settings] { return settings().value(QStringLiteral("screenShareToken")).toString().toStdString(); },
+          [settings](const std::string& token) {
+            settings().setValue(QStringLiteral("screenShareToken"), QString::fromStdString(token));
+          }};
+}
+
 }  // namespace
 
 std::unique_ptr<BackendChoice> BackendChoice::choose() {
   std::unique_ptr<BackendChoice> platform(new BackendChoice);
   platform->sampleScreen_ = named("VORN_SAMPLE_SCREEN");
+  platform->wayland_ = !platform->sampleScreen_ && waylandSession();
   if (const auto camera = named("VORN_SAMPLE_CAMERA")) platform->sampleCamera_ = QString::fromStdString(*camera);
   platform->sound_ = std::make_shared<PulseSoundServer>();
   return platform;
@@ -35,12 +55,20 @@ BackendChoice::~BackendChoice() = default;
 
 std::unique_ptr<ScreenBackend> BackendChoice::makeScreenBackend() const {
   if (sampleScreen_) return std::make_unique<SampleScreenBackend>(*sampleScreen_);
+  if (wayland_) return std::make_unique<PortalScreenBackend>(settingsTokens());
   return std::make_unique<X11ScreenBackend>();
 }
 
-std::vector<DisplayInfo> BackendChoice::displays() const { return makeScreenBackend()->displays(); }
+std::vector<DisplayInfo> BackendChoice::displays() const {
+  const std::unique_ptr<ScreenBackend> backend = makeScreenBackend();
+  std::vector<DisplayInfo> found = backend->displays();
+  if (const auto* portal = dynamic_cast<const PortalScreenBackend*>(backend.get()); portal && found.empty())
+    portalProblem_ = QString::fromStdString(portal->problem());
+  return found;
+}
 
 QString BackendChoice::noDisplay() const {
+  if (wayland_) return portalProblem_.isEmpty() ? QStringLiteral("No screen is shared with Vorn.") : portalProblem_;
   if (sampleScreen_)
     return QStringLiteral("No display to capture: VORN_SAMPLE_SCREEN=%1 can't be shown.")
         .arg(QString::fromStdString(*sampleScreen_));
@@ -50,6 +78,8 @@ QString BackendChoice::noDisplay() const {
 }
 
 void BackendChoice::openDesktop() {
+  // X11's keys, clicks and overlays would reach only X clients on a Wayland desktop.
+  if (wayland_) return;
   desktop_ = X11Desktop::open();
   if (desktop_) overlays_ = std::make_unique<X11Overlays>(*desktop_);
   services_ = x11DesktopServices(desktop_.get());

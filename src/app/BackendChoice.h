@@ -17,7 +17,8 @@ class OverlayBackend;
 class X11Desktop;
 
 // The platform's parts for this run, chosen once when the program starts: the sample screen
-// when VORN_SAMPLE_SCREEN names a picture or movie, else the X server; the sample camera only
+// when VORN_SAMPLE_SCREEN names a picture or movie, else on a Wayland session what the desktop
+// portal shares, else the X server; the sample camera only
 // when VORN_SAMPLE_CAMERA names one; the sound server through PulseAudio's API. Nothing else
 // reads those variables.
 class BackendChoice {
@@ -48,6 +49,8 @@ class BackendChoice {
   std::unique_ptr<ScreenBackend> makeScreenBackend() const;
 
   std::optional<std::string> sampleScreen_;
+  bool wayland_ = false;
+  mutable QString portalProblem_;  // why the portal shared nothing, when it did not
   std::optional<QString> sampleCamera_;
   std::shared_ptr<SoundServer> sound_;
   std::unique_ptr<X11Desktop> desktop_;

@@ -13,7 +13,8 @@ int main(int argc, char** argv) {
   const bool listing = testing::GTEST_FLAG(list_tests);
   try {
     vorn::test::startServices(!listing && VORN_TEST_NEEDS_X, !listing && VORN_TEST_NEEDS_PULSE,
-                              !listing && VORN_TEST_NEEDS_WM, !listing && VORN_TEST_NEEDS_BUS);
+                              !listing && VORN_TEST_NEEDS_WM, !listing && VORN_TEST_NEEDS_BUS,
+                              !listing && VORN_TEST_NEEDS_GNOME);
   } catch (const std::exception& error) {
     std::cerr << "test services: " << error.what() << "\n";
     return 1;

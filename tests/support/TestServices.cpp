@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/TestServices.h"
 
+#include "support/GnomeSession.h"
+
 #include <cstdio>
 #include <chrono>
 #include <functional>
@@ -21,6 +23,8 @@ std::unique_ptr<WindowManager> gWm;
 std::unique_ptr<ChildProcess> gCompositor;
 std::unique_ptr<PulseServer> gPulse;
 std::unique_ptr<SessionBus> gBus;
+std::unique_ptr<GnomeSession> gGnome;
+std::string gGnomeMissing;
 
 bool waitFor(const std::function<bool()>& ready, std::chrono::milliseconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
@@ -168,6 +172,8 @@ TempHome* tempHome() { return gHome.get(); }
 XServer* xServer() { return gX.get(); }
 PulseServer* pulseServer() { return gPulse.get(); }
 SessionBus* sessionBus() { return gBus.get(); }
+GnomeSession* gnomeSession() { return gGnome.get(); }
+const std::string& gnomeMissing() { return gGnomeMissing; }
 
 // xcompmgr, once it owns the compositing manager selection.
 std::unique_ptr<ChildProcess> startCompositor() {
@@ -177,8 +183,14 @@ std::unique_ptr<ChildProcess> startCompositor() {
   return compositor;
 }
 
-void startServices(bool needsX, bool needsPulse, bool needsWindowManager, bool needsBus) {
+void startServices(bool needsX, bool needsPulse, bool needsWindowManager, bool needsBus, bool needsGnome) {
   gHome = std::make_unique<TempHome>();
+  if (needsGnome) {
+    if (const auto missing = GnomeSession::missingProgram())
+      gGnomeMissing = "this machine has no " + *missing + " to run a GNOME session with";
+    else
+      gGnome = std::make_unique<GnomeSession>();
+  }
   if (needsBus) gBus = std::make_unique<SessionBus>();
   // The same tests, on a server whose takes cannot leave Vorn's windows out.
   std::vector<std::string> options;
@@ -191,6 +203,7 @@ void startServices(bool needsX, bool needsPulse, bool needsWindowManager, bool n
 }
 
 void stopServices() {
+  gGnome.reset();
   gPulse.reset();
   gBus.reset();
   gCompositor.reset();

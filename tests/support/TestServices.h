@@ -72,14 +72,20 @@ class SessionBus {
   std::unique_ptr<ChildProcess> process_;
 };
 
+class GnomeSession;
+
 // The services of the running test program (null when the program did not ask for them).
 TempHome* tempHome();
 XServer* xServer();
 PulseServer* pulseServer();
 SessionBus* sessionBus();
+// Null also where this machine cannot run one: gnomeMissing() then says why.
+GnomeSession* gnomeSession();
+const std::string& gnomeMissing();
 
 // Set up by the test main before any test runs.
-void startServices(bool needsX, bool needsPulse, bool needsWindowManager = false, bool needsBus = false);
+void startServices(bool needsX, bool needsPulse, bool needsWindowManager = false, bool needsBus = false,
+                   bool needsGnome = false);
 void stopServices();
 
 }  // namespace vorn::test

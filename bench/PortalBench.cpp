@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// portal_bench: the Wayland screen's cost on a headless GNOME session of its own. Another
+// application's window changes colour 30 times a second; the portal backend captures a
+// 1280 × 720 area of it for ten seconds. Prints the capture threads' CPU time as a share of one
+// core and the pictures delivered per second; then `vorn record` records 10 s at 30 fps of the
+// same screen and its dropped frames are printed.
+#include "app/BackendChoice.h"
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/GnomeSession.h"
+#include "support/TestServices.h"
+
+#include <QApplication>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <dirent.h>
+#include <fstream>
+#include <sstream>
+#include <thread>
+#include <future>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+using namespace vorn;
+
+// CPU seconds spent so far by this process's threads named `name`.
+double threadSeconds(const std::string& name) {
+  double ticks = 0;
+  DIR* tasks = opendir("/proc/self/task");
+  if (!tasks) return 0;
+  while (const dirent* entry = readdir(tasks)) {
+    if (entry->d_name[0] == '.') continue;
+    const std::string dir = std::string("/proc/self/task/") + entry->d_name;
+    std::string comm;
+    std::getline(std::ifstream(dir + "/comm"), comm);
+    if (comm != name) continue;
+    std::string stat;
+    std::getline(std::ifstream(dir + "/stat"), stat);
+    // utime and stime are fields 14 and 15, counted after the command's closing parenthesis.
+    const size_t close = stat.rfind(')');
+    if (close == std::string::npos) continue;
+    std::istringstream fields(stat.substr(close + 2));
+    std::string field;
+    for (int i = 3; i <= 13; ++i) fields >> field;
+    double user = 0, system = 0;
+    fields >> user >> system;
+    ticks += user + system;
+  }
+  closedir(tasks);
+  return ticks / double(sysconf(_SC_CLK_TCK));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  QApplication app(argc, argv);
+  QApplication::setOrganizationName(QStringLiteral("Vorn"));
+  QApplication::setApplicationName(QStringLiteral("Vorn"));
+  test::startServices(false, false, false, false, true);
+  if (!test::gnomeSession()) {
+    std::printf("skipped: %s\n", test::gnomeMissing().c_str());
+    return 0;
+  }
+  const std::string binaries = VORN_BINARY_DIR;
+  test::ChildProcess window({"env", "QT_QPA_PLATFORM=wayland", binaries + "/tests/colour_window", "white", "30"});
+
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+  auto asked = std::async(std::launch::async, [&] { return platform->displays(); });
+  {
+    test::MutterInput input;
+    for (int attempt = 0; attempt < 5 && asked.wait_for(std::chrono::seconds(3)) != std::future_status::ready; ++attempt)
+      test::passShareDialog(input);
+  }
+  const std::vector<DisplayInfo> displays = asked.get();
+  if (displays.empty()) {
+    std::printf("no screen shared: %s\n", qPrintable(platform->noDisplay()));
+    return 1;
+  }
+
+  std::unique_ptr<ScreenBackend> screen = platform->forEngine().screen;
+  std::atomic<int> frames{0};
+  ScreenSinks sinks;
+  sinks.onFrame = [&](FrameRef, const ScreenConfig&, double) { ++frames; };
+  screen->start(screen->displays().front(), ScreenConfig{Rect{0, 0, 1280, 720}, 1280, 720}, {}, sinks);
+  test::eventually([&] { return frames > 0; }, 20);
+  const double seconds = 10;
+  const double cpuBefore = threadSeconds("vorn.screen");
+  const int framesBefore = frames;
+  std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+  const double cpu = threadSeconds("vorn.screen") - cpuBefore;
+  const int delivered = frames - framesBefore;
+  screen->stop();
+  std::printf("portal capture 1280x720, screen changing at 30 Hz: %.1f %% of a core, %.1f pictures/s\n",
+              100 * cpu / seconds, delivered / seconds);
+
+  std::string output;
+  test::runCommand({binaries + "/vorn", "record", "--seconds", "10", "--no-camera", "--no-mic", "--fps", "30",
+                    "--layout", "screen", "--area", "0,0,1280,720", "--out", test::tempHome()->path() + "/bench.mp4"},
+                   &output);
+  const size_t at = output.find("dropped frames:");
+  std::printf("vorn record 10 s at 30 fps of it: %s\n",
+              at == std::string::npos ? output.c_str() : output.substr(at).c_str());
+  test::stopServices();
+  return 0;
+}

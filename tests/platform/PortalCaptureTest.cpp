@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/BackendChoice.h"
+#include "base/Locked.h"
+#include "capture/ScreenBackend.h"
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/GnomeSession.h"
+#include "support/MovieProbe.h"
+#include "support/TestServices.h"
+
+#include <QColor>
+#include <QImage>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <filesystem>
+#include <future>
+#include <thread>
+
+namespace vorn {
+namespace {
+
+const std::string kVorn = std::string(VORN_BINARY_DIR) + "/vorn";
+const std::string kColourWindow = std::string(VORN_BINARY_DIR) + "/tests/colour_window";
+constexpr const char* kColour = "#2e8b57";
+
+bool isTheColour(QColor c) {
+  return std::abs(c.red() - 0x2e) < 24 && std::abs(c.green() - 0x8b) < 24 && std::abs(c.blue() - 0x57) < 24;
+}
+
+std::string home() { return test::tempHome()->path(); }
+
+// Another application's full-screen window, a Wayland client of the session.
+std::unique_ptr<test::ChildProcess> colourWindow() {
+  return std::make_unique<test::ChildProcess>(
+      std::vector<std::string>{"env", "QT_QPA_PLATFORM=wayland", kColourWindow, kColour});
+}
+
+// The portal's first question, answered as a person would while `ask` waits for it.
+std::vector<DisplayInfo> shareOnce(const std::function<std::vector<DisplayInfo>()>& ask) {
+  auto asked = std::async(std::launch::async, ask);
+  test::MutterInput input;
+  for (int attempt = 0; attempt < 10; ++attempt) {  // the dialog takes a while to show on a busy machine
+    if (asked.wait_for(std::chrono::seconds(3)) == std::future_status::ready) break;
+    test::passShareDialog(input);
+  }
+  return asked.get();
+}
+
+class PortalCapture : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!test::gnomeSession()) GTEST_SKIP() << test::gnomeMissing();
+  }
+};
+
+// The first look asks once; the capture then shows what the compositor shows and follows the
+// pointer; a second run, with the token kept in the settings, asks nobody; `vorn record` under
+// the session records the other window's colour.
+TEST_F(PortalCapture, sharesOnceThenRecordsWhatTheDesktopShowsAndWherePointerIs) {
+  const auto window = colourWindow();
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+  std::vector<DisplayInfo> displays = shareOnce([&] { return platform->displays(); });
+  ASSERT_EQ(displays.size(), 1u) << platform->noDisplay().toStdString();
+  EXPECT_EQ(displays[0].rect, (Rect{0, 0, test::GnomeSession::width, test::GnomeSession::height}));
+
+  // The second look, with the kept token: no dialog, nobody answering.
+  std::unique_ptr<ScreenBackend> screen = platform->forEngine().screen;
+  displays = screen->displays();
+  ASSERT_EQ(displays.size(), 1u) << "a kept token shares again without asking";
+
+  Locked<QImage> latest;
+  Locked<std::optional<Point>> pointer;
+  ScreenSinks sinks;
+  sinks.onFrame = [&](FrameRef frame, const ScreenConfig&, double) { latest.set(frame->image().copy()); };
+  sinks.onPointer = [&](const PointerState& state) { pointer.set(state.position); };
+  const ScreenConfig area{Rect{400, 300, 640, 360}, 640, 360};
+  screen->start(displays[0], area, {}, sinks);
+  EXPECT_TRUE(test::eventually([&] {
+    const QImage frame = latest.get();
+    return frame.size() == QSize(640, 360) && isTheColour(frame.pixelColor(320, 180));
+  }, 30)) << "the other application's window fills the area";
+
+  test::MutterInput input;
+  input.moveTo(700, 500);
+  EXPECT_TRUE(test::eventually([&] {
+    const auto at = pointer.get();
+    return at && std::abs(at->x - 700) <= 2 && std::abs(at->y - 500) <= 2;
+  }, 10)) << "the pointer comes with the pictures";
+  screen->stop();
+
+  const std::string take = home() + "/portal.mp4";
+  std::string output;
+  ASSERT_EQ(test::runCommand({kVorn, "record", "--seconds", "3", "--no-camera", "--no-mic", "--fps", "30",
+                              "--layout", "screen", "--area", "100,100,600,800", "--out", take},
+                             &output),
+            0)
+      << output;
+  const QImage frame = test::frameAt(QString::fromStdString(take), 1.5);
+  ASSERT_EQ(frame.size(), QSize(1080, 1920));
+  EXPECT_TRUE(isTheColour(frame.pixelColor(540, 960))) << "the take shows the other window";
+}
+
+// The desktop session ends mid-take: the take stops there, is kept, and one sentence says why.
+TEST_F(PortalCapture, theSessionEndingMidTakeKeepsTheTake) {
+  const auto window = colourWindow();
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+  ASSERT_EQ(shareOnce([&] { return platform->displays(); }).size(), 1u);
+
+  const std::string take = home() + "/ended.mp4";
+  std::string output;
+  std::atomic<int> code{-1};
+  std::thread record([&] {
+    code = test::runCommand({"sh", "-c", kVorn + " record --seconds 60 --no-camera --no-mic --fps 30 --out '" +
+                                             take + "' 2>&1"},
+                            &output);
+  });
+  const std::string fragment = home() + "/.recording-ended.mp4";
+  EXPECT_TRUE(test::eventually([&] { return std::filesystem::exists(fragment) &&
+                                            std::filesystem::file_size(fragment) > 20'000; }, 60));
+  test::gnomeSession()->endShell();
+  record.join();
+
+  EXPECT_EQ(code, 1) << output;
+  EXPECT_NE(output.find("The screen share ended"), std::string::npos) << output;
+  EXPECT_GT(test::probeDuration(QString::fromStdString(take)), 0.5) << output;
+}
+
+}  // namespace
+}  // namespace vorn
