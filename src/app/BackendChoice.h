@@ -30,6 +30,9 @@ class BackendChoice {
 
   // Whether the screen is a display server's (not a sample file).
   bool serverScreen() const { return !sampleScreen_; }
+  // Whether Vorn's windows can place themselves over the screen (X11); elsewhere the frame is
+  // placed inside Vorn's own window.
+  bool framingOnScreen() const { return !wayland_; }
   // The displays that can be captured now, asked of the backend.
   std::vector<DisplayInfo> displays() const;
   // One sentence saying why there is no display to capture.
@@ -39,6 +42,8 @@ class BackendChoice {
   // and the overlays; where no display server answers, they stay absent. After the
   // application object, on the GUI thread.
   void openDesktop();
+  // The desktop's services; empty until the desktop is open, or where there is none.
+  const DesktopServices& desktopServices() const { return services_; }
   // Null until the desktop is open, or where there is none.
   OverlayBackend* overlays() const { return overlays_.get(); }
   // What an engine is given: a screen backend of its own and the shared rest.

@@ -20,6 +20,7 @@
 #include "monitor/PhoneView.h"
 #include "monitor/MonitorWindow.h"
 #include "reels/ReelMaker.h"
+#include "viewfinder/FramingBoard.h"
 #include "viewfinder/Viewfinder.h"
 
 #include <QApplication>
@@ -72,28 +73,43 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   ScreenScaleWatch scales;
 
   Studio& studio = Studio::shared();
+  // Before the first window is built: its texts name the key only where it may be had.
+  studio.setRecordKeyHeld(bool(platform->desktopServices().grabKey));
   ReelMaker& reels = ReelMaker::shared();
   StudioWindows windows;
   auto monitor = std::make_unique<MonitorWindow>(studio);
   MonitorWindow* monitorWindow = monitor.get();
   windows.monitor = std::move(monitor);
-  auto island = std::make_unique<IslandWindow>(studio, platform->overlays());
-  IslandWindow* islandWindow = island.get();
-  windows.island = std::move(island);
-  auto viewfinder = std::make_unique<Viewfinder>(studio, platform->overlays());
-  Viewfinder* viewfinderRef = viewfinder.get();
-  windows.viewfinder = std::move(viewfinder);
+  // Over the screen where windows can place themselves; else a board in a window of its own,
+  // and no island (it could not stay at the screen's top).
+  IslandWindow* islandWindow = nullptr;
+  Viewfinder* viewfinderRef = nullptr;
+  FramingBoard* board = nullptr;
+  if (platform->framingOnScreen()) {
+    auto island = std::make_unique<IslandWindow>(studio, platform->overlays());
+    islandWindow = island.get();
+    windows.island = std::move(island);
+    auto viewfinder = std::make_unique<Viewfinder>(studio, platform->overlays());
+    viewfinderRef = viewfinder.get();
+    windows.viewfinder = std::move(viewfinder);
+  } else {
+    auto framing = std::make_unique<FramingBoard>(studio);
+    board = framing.get();
+    windows.viewfinder = std::move(framing);
+  }
   Backends backends = platform->forEngine();
   const DesktopServices services = backends.desktop;
   Engine engine(studio, &reels, std::move(backends), std::move(windows));
-  viewfinderRef->attach(engine);
+  if (viewfinderRef) viewfinderRef->attach(engine);
+  if (board) board->attach(engine);
   monitorWindow->attach(engine);
   monitorWindow->setDeck(new ControlDeck(studio, engine, nullptr));
   monitorWindow->phone()->setMenu(new FaceMenu(studio, monitorWindow));
-  islandWindow->attach(engine);
+  if (islandWindow) islandWindow->attach(engine);
   reels.onToast = [&engine](const QString& text) { engine.flash(text); };
 
   const std::shared_ptr<void> recordKey = grabRecordKey(services, engine);
+  studio.setRecordKeyHeld(recordKey != nullptr);
   service.attach(engine, studio);
   QObject::connect(&service, &StudioService::quitRequested, &app, &QCoreApplication::quit);
   StudioNotices notices(studio, reels, *monitorWindow);

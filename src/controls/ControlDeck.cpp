@@ -137,15 +137,19 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
 ControlDeck::~ControlDeck() = default;
 
 QString ControlDeck::hint(const Studio& studio) {
+  const bool key = studio.recordKeyHeld();
   switch (studio.phase()) {
     case Phase::countdown: return QStringLiteral("Esc to cancel");
     case Phase::recording:
-      return studio.isPaused() ? QStringLiteral("Ctrl+Shift+9 to stop · P to resume")
-                               : QStringLiteral("Ctrl+Shift+9 to stop · P to pause");
+      return QStringLiteral("%1 to stop · P to %2")
+          .arg(key ? QStringLiteral("Ctrl+Shift+9") : QStringLiteral("Space"),
+               studio.isPaused() ? QStringLiteral("resume") : QStringLiteral("pause"));
     case Phase::framing:
-      if (!studio.learnedFrame()) return QStringLiteral("Drag the frame's edge · Ctrl+Shift+9 to record");
+      if (!studio.learnedFrame())
+        return key ? QStringLiteral("Drag the frame's edge · Ctrl+Shift+9 to record")
+                   : QStringLiteral("Drag the frame · Space to record");
       [[fallthrough]];
-    default: return QStringLiteral("Space or Ctrl+Shift+9 to record");
+    default: return key ? QStringLiteral("Space or Ctrl+Shift+9 to record") : QStringLiteral("Space to record");
   }
 }
 

@@ -82,6 +82,10 @@ class Studio : public QObject {
   void setShowScript(bool value);
   bool compact() const { return compact_; }
   void setCompact(bool value);
+  // Whether Ctrl+Shift+9 records from anywhere (the desktop let the studio hold it); where not,
+  // the texts point to the studio's own keys and to binding `vorn --toggle`.
+  bool recordKeyHeld() const { return recordKeyHeld_; }
+  void setRecordKeyHeld(bool value) { recordKeyHeld_ = value; }
   // Persisted: every assignment is written to the store at once.
   bool learnedFrame() const { return learnedFrame_; }
   void setLearnedFrame(bool value);
@@ -141,6 +145,7 @@ class Studio : public QObject {
   bool savesPrefs_ = true;
   bool prefsUnsaved_ = false;  // adjusted since the last save
   bool showScript_ = false;
+  bool recordKeyHeld_ = true;
   bool compact_ = false;
   bool learnedFrame_ = false;
   bool welcomed_ = false;

@@ -14,6 +14,7 @@
 #include "monitor/ReviewBar.h"
 #include "reels/ReelMaker.h"
 
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -143,7 +144,7 @@ void MonitorWindow::show(const DisplayInfo& screen, const Rect& avoid) {
                                             keepOff);
   showForm(studio_.compact());
   setGeometry(studio_.compact() ? MonitorPlacement::form(true, full, placed_, visible) : full);
-  if (!isVisible()) setWindowOpacity(0);
+  if (!isVisible() && QGuiApplication::platformName() != QLatin1String("wayland")) setWindowOpacity(0);
   QWidget::show();
   raise();
   fadeTo(1, 0.45);
@@ -187,6 +188,11 @@ void MonitorWindow::showForm(bool compact) {
 void MonitorWindow::fadeTo(double opacity, double seconds, std::function<void()> then) {
   fade_.stop();
   disconnect(fadeDone_);
+  // Wayland's clients cannot fade their windows: they change at once.
+  if (QGuiApplication::platformName() == QLatin1String("wayland")) {
+    if (then) then();
+    return;
+  }
   fade_.setDuration(int(seconds * 1000));
   fade_.setStartValue(windowOpacity());
   fade_.setEndValue(opacity);

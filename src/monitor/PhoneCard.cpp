@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace vorn {
 namespace {
@@ -25,6 +26,12 @@ constexpr Step kSteps[] = {
     {"▯", "See it", "This phone shows exactly what viewers will see."},
     {"●", "Roll", "Press Ctrl+Shift+9 to record, again to stop."},
 };
+
+// Where the desktop keeps keys to itself (Wayland), a key of the user's own runs the toggle.
+constexpr const char* kRollWithoutKey =
+    "Press Space here to record, again to stop. For a key that works anywhere, bind the command "
+    "vorn --toggle in your desktop's keyboard settings (GNOME: Settings → Keyboard → Custom "
+    "Shortcuts; sway: bindsym).";
 
 QLabel* label(const QString& text, int pixels, QFont::Weight weight, double opacity, QWidget* parent) {
   auto* l = new QLabel(text, parent);
@@ -78,7 +85,9 @@ void PhoneCard::buildWelcome(Studio& studio) {
     auto* words = new QVBoxLayout;
     words->setSpacing(2);
     words->addWidget(label(QString::fromUtf8(step.title), 14, QFont::DemiBold, 1, this));
-    words->addWidget(detail(label(QString::fromUtf8(step.sentence), 12, QFont::Normal, 0.7, this)));
+    const bool roll = &step == &kSteps[std::size(kSteps) - 1];
+    const char* sentence = roll && !studio.recordKeyHeld() ? kRollWithoutKey : step.sentence;
+    words->addWidget(detail(label(QString::fromUtf8(sentence), 12, QFont::Normal, 0.7, this)));
     row->addLayout(words, 1);
     column->addLayout(row);
   }

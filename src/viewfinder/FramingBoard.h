@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "capture/ScreenBackend.h"
+#include "engine/StudioWindows.h"
+
+#include <QImage>
+#include <QWidget>
+
+#include <optional>
+
+namespace vorn {
+
+class Engine;
+class Studio;
+
+// Where windows cannot place themselves over the screen (Wayland), the frame is placed inside
+// Vorn's own window instead: a picture of the shared screen, refreshed each second, with the
+// capture frame on it, moved and resized like the on-screen frame (the engine's own moves, so
+// the same snapping), in the screen's coordinates. Out of the way while a take records.
+class FramingBoard final : public QWidget, public ViewfinderPanels {
+ public:
+  explicit FramingBoard(Studio& studio);
+  void attach(Engine& engine);
+
+  void show(const DisplayInfo& screen) override;
+  void fadeOut() override;
+  void update(double now) override;
+  void setNeedsDisplay() override { QWidget::update(); }
+
+  // Where the screen's picture is drawn, in this widget.
+  QRectF pictureRect() const;
+  // A point of the board in the screen's points, and back.
+  Point toScreen(QPointF at) const;
+  QRectF toBoard(const Rect& r) const;
+
+ protected:
+  void paintEvent(QPaintEvent*) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+
+ private:
+  struct Drag {
+    bool resize = false;
+    Rect home;       // move: the frame at the start
+    Point grabbed;   // move: where it was grabbed, screen points
+    Point anchor;    // resize: the corner that stays
+  };
+  void refreshStill(double now);
+  bool shouldShow() const;
+
+  Studio& studio_;
+  Engine* engine_ = nullptr;
+  std::optional<DisplayInfo> screen_;
+  QImage still_;
+  double stillAt_ = -1;
+  Rect drawn_;  // the frame as last painted
+  std::optional<Drag> drag_;
+};
+
+}  // namespace vorn
