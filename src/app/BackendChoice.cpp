@@ -62,13 +62,12 @@ std::unique_ptr<ScreenBackend> BackendChoice::makeScreenBackend() const {
 std::vector<DisplayInfo> BackendChoice::displays() const {
   const std::unique_ptr<ScreenBackend> backend = makeScreenBackend();
   std::vector<DisplayInfo> found = backend->displays();
-  if (const auto* portal = dynamic_cast<const PortalScreenBackend*>(backend.get()); portal && found.empty())
-    portalProblem_ = QString::fromStdString(portal->problem());
+  if (const auto why = backend->unavailable(); found.empty() && why) unavailable_ = QString::fromStdString(*why);
   return found;
 }
 
 QString BackendChoice::noDisplay() const {
-  if (wayland_) return portalProblem_.isEmpty() ? QStringLiteral("No screen is shared with Vorn.") : portalProblem_;
+  if (!unavailable_.isEmpty()) return unavailable_;
   if (sampleScreen_)
     return QStringLiteral("No display to capture: VORN_SAMPLE_SCREEN=%1 can't be shown.")
         .arg(QString::fromStdString(*sampleScreen_));

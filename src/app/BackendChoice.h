@@ -55,7 +55,7 @@ class BackendChoice {
 
   std::optional<std::string> sampleScreen_;
   bool wayland_ = false;
-  mutable QString portalProblem_;  // why the portal shared nothing, when it did not
+  mutable QString unavailable_;  // why the last look found no display, where the backend said
   std::optional<QString> sampleCamera_;
   std::shared_ptr<SoundServer> sound_;
   std::unique_ptr<X11Desktop> desktop_;

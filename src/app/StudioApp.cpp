@@ -4,6 +4,7 @@
 #include "app/BackendChoice.h"
 #include "app/RecordKey.h"
 #include "app/RemoteStudio.h"
+#include "app/StageWindow.h"
 #include "app/StatusMenu.h"
 #include "app/StopSignals.h"
 #include "app/StudioNotices.h"
@@ -20,7 +21,6 @@
 #include "monitor/PhoneView.h"
 #include "monitor/MonitorWindow.h"
 #include "reels/ReelMaker.h"
-#include "viewfinder/FramingBoard.h"
 #include "viewfinder/Viewfinder.h"
 
 #include <QApplication>
@@ -80,11 +80,11 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   auto monitor = std::make_unique<MonitorWindow>(studio);
   MonitorWindow* monitorWindow = monitor.get();
   windows.monitor = std::move(monitor);
-  // Over the screen where windows can place themselves; else a board in a window of its own,
-  // and no island (it could not stay at the screen's top).
+  // Over the screen where windows can place themselves; else the board and the island's
+  // content in a window of Vorn's own (it must outlive the engine that drives it).
   IslandWindow* islandWindow = nullptr;
   Viewfinder* viewfinderRef = nullptr;
-  FramingBoard* board = nullptr;
+  std::unique_ptr<StageWindow> stage;
   if (platform->framingOnScreen()) {
     auto island = std::make_unique<IslandWindow>(studio, platform->overlays());
     islandWindow = island.get();
@@ -93,15 +93,15 @@ int runStudio(int argc, char** argv, StudioRequest request) {
     viewfinderRef = viewfinder.get();
     windows.viewfinder = std::move(viewfinder);
   } else {
-    auto framing = std::make_unique<FramingBoard>(studio);
-    board = framing.get();
-    windows.viewfinder = std::move(framing);
+    stage = std::make_unique<StageWindow>(studio);
+    windows.viewfinder = stage->takeViewfinder();
+    windows.island = stage->takeIsland();
   }
   Backends backends = platform->forEngine();
   const DesktopServices services = backends.desktop;
   Engine engine(studio, &reels, std::move(backends), std::move(windows));
   if (viewfinderRef) viewfinderRef->attach(engine);
-  if (board) board->attach(engine);
+  if (stage) stage->attach(engine);
   monitorWindow->attach(engine);
   monitorWindow->setDeck(new ControlDeck(studio, engine, nullptr));
   monitorWindow->phone()->setMenu(new FaceMenu(studio, monitorWindow));

@@ -66,6 +66,9 @@ class ScreenBackend {
 
   // The displays that can be captured now, in the server's order; empty when there is none.
   virtual std::vector<DisplayInfo> displays() = 0;
+  // After displays() came back empty: one sentence saying why and what to do, or nothing
+  // when the backend cannot tell.
+  virtual std::optional<std::string> unavailable() const { return std::nullopt; }
   // Starts capturing `display` with `config`, leaving the windows of `own` out of every frame
   // where the display server allows. Throws std::runtime_error with one sentence on failure.
   virtual void start(const DisplayInfo& display, const ScreenConfig& config, OwnClient own,

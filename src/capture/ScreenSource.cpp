@@ -35,6 +35,8 @@ ScreenSource::~ScreenSource() { stop(); }
 
 std::vector<DisplayInfo> ScreenSource::displays() { return backend_->displays(); }
 
+std::optional<std::string> ScreenSource::unavailable() const { return backend_->unavailable(); }
+
 QImage ScreenSource::screenshot(const DisplayInfo& display, double scale) {
   const QImage full = backend_->screenshot(display);
   if (full.isNull()) return {};

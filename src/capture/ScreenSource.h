@@ -45,6 +45,8 @@ class ScreenSource {
 
   // The displays the backend can capture now; never waits for a capture starting.
   std::vector<DisplayInfo> displays();
+  // After displays() came back empty: one sentence saying why, where the backend can tell.
+  std::optional<std::string> unavailable() const;
   // One picture of `display` at `scale` of its pixel size; a null image when it cannot be had.
   // Slow: call it off the GUI thread.
   QImage screenshot(const DisplayInfo& display, double scale);

@@ -130,8 +130,9 @@ void Engine::open(std::optional<size_t> screenIndex) {
   displays_ = screenSource_->displays();
   const std::vector<DisplayInfo>& displays = displays_;
   if (displays.empty()) {
-    logError("capture failed: no display to capture");
-    flash(QStringLiteral("No screen to record"));
+    const std::optional<std::string> why = screenSource_->unavailable();
+    logError("capture failed: " + why.value_or("no display to capture"));
+    flash(why ? QString::fromStdString(*why) : QStringLiteral("No screen to record"));
     return;
   }
   std::optional<size_t> chosen = screenIndex && *screenIndex < displays.size()

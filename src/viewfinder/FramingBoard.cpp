@@ -27,8 +27,7 @@ const QString kNote = QStringLiteral(
 
 }  // namespace
 
-FramingBoard::FramingBoard(Studio& studio) : studio_(studio) {
-  setWindowTitle(QStringLiteral("Vorn · Frame"));
+FramingBoard::FramingBoard(Studio& studio, QWidget* parent) : QWidget(parent), studio_(studio) {
   setMinimumSize(480, 320);
   resize(960, 540 + kNoteHeight);
   setMouseTracking(true);
@@ -36,15 +35,17 @@ FramingBoard::FramingBoard(Studio& studio) : studio_(studio) {
 
 void FramingBoard::attach(Engine& engine) { engine_ = &engine; }
 
-void FramingBoard::show(const DisplayInfo& screen) {
+void FramingBoard::open(const DisplayInfo& screen) {
   screen_ = screen;
   stillAt_ = -1;
-  QWidget::show();
+  show();
+  window()->show();
 }
 
-void FramingBoard::fadeOut() {
+void FramingBoard::dismiss() {
   drag_.reset();
   hide();
+  window()->hide();
 }
 
 bool FramingBoard::shouldShow() const {
@@ -52,7 +53,7 @@ bool FramingBoard::shouldShow() const {
          studio_.phase() != Phase::countdown;
 }
 
-void FramingBoard::update(double now) {
+void FramingBoard::tick(double now) {
   if (!engine_) return;
   if (shouldShow() != isVisible()) {
     setVisible(shouldShow());
@@ -60,7 +61,7 @@ void FramingBoard::update(double now) {
   }
   if (!isVisible()) return;
   refreshStill(now);
-  if (engine_->live() != drawn_) QWidget::update();
+  if (engine_->live() != drawn_) update();
 }
 
 void FramingBoard::refreshStill(double now) {
@@ -70,7 +71,7 @@ void FramingBoard::refreshStill(double now) {
   const QImage shot = engine_->screenSource().screenshot(*screen_, scale);
   if (shot.isNull()) return;
   still_ = shot;
-  QWidget::update();
+  update();
 }
 
 QRectF FramingBoard::pictureRect() const {
@@ -152,14 +153,14 @@ void FramingBoard::mouseMoveEvent(QMouseEvent* event) {
     engine_->drag({drag_->home.x + at.x - drag_->grabbed.x, drag_->home.y + at.y - drag_->grabbed.y,
                    drag_->home.width, drag_->home.height});
   }
-  QWidget::update();
+  update();
 }
 
 void FramingBoard::mouseReleaseEvent(QMouseEvent* event) {
   if (!drag_ || !engine_ || event->button() != Qt::LeftButton) return;
   drag_.reset();
   engine_->endDrag();
-  QWidget::update();
+  update();
 }
 
 }  // namespace vorn

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "capture/ScreenBackend.h"
-#include "engine/StudioWindows.h"
 
 #include <QImage>
 #include <QWidget>
@@ -18,15 +17,16 @@ class Studio;
 // Vorn's own window instead: a picture of the shared screen, refreshed each second, with the
 // capture frame on it, moved and resized like the on-screen frame (the engine's own moves, so
 // the same snapping), in the screen's coordinates. Out of the way while a take records.
-class FramingBoard final : public QWidget, public ViewfinderPanels {
+class FramingBoard final : public QWidget {
  public:
-  explicit FramingBoard(Studio& studio);
+  FramingBoard(Studio& studio, QWidget* parent);
   void attach(Engine& engine);
 
-  void show(const DisplayInfo& screen) override;
-  void fadeOut() override;
-  void update(double now) override;
-  void setNeedsDisplay() override { QWidget::update(); }
+  // Shows the board (and its window) for a session on `screen`; dismiss() hides both.
+  void open(const DisplayInfo& screen);
+  void dismiss();
+  // Every tick, with the media time: steps aside during a take, follows the frame.
+  void tick(double now);
 
   // Where the screen's picture is drawn, in this widget.
   QRectF pictureRect() const;

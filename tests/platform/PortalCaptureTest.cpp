@@ -9,6 +9,7 @@
 #include "support/TestServices.h"
 
 #include <QColor>
+#include <QSettings>
 #include <QImage>
 #include <gtest/gtest.h>
 
@@ -37,16 +38,19 @@ std::unique_ptr<test::ChildProcess> colourWindow() {
       std::vector<std::string>{"env", "QT_QPA_PLATFORM=wayland", kColourWindow, kColour});
 }
 
-// The portal's first question, answered as a person would while `ask` waits for it.
-std::vector<DisplayInfo> shareOnce(const std::function<std::vector<DisplayInfo>()>& ask) {
+// The portal's question, answered as a person would (`answer`) while `ask` waits for it.
+std::vector<DisplayInfo> answered(const std::function<std::vector<DisplayInfo>()>& ask,
+                                  void (*answer)(test::MutterInput&) = test::passShareDialog) {
   auto asked = std::async(std::launch::async, ask);
   test::MutterInput input;
   for (int attempt = 0; attempt < 10; ++attempt) {  // the dialog takes a while to show on a busy machine
     if (asked.wait_for(std::chrono::seconds(3)) == std::future_status::ready) break;
-    test::passShareDialog(input);
+    answer(input);
   }
   return asked.get();
 }
+
+std::vector<DisplayInfo> shareOnce(const std::function<std::vector<DisplayInfo>()>& ask) { return answered(ask); }
 
 class PortalCapture : public testing::Test {
  protected:
@@ -100,6 +104,17 @@ TEST_F(PortalCapture, sharesOnceThenRecordsWhatTheDesktopShowsAndWherePointerIs)
   const QImage frame = test::frameAt(QString::fromStdString(take), 1.5);
   ASSERT_EQ(frame.size(), QSize(1080, 1920));
   EXPECT_TRUE(isTheColour(frame.pixelColor(540, 960))) << "the take shows the other window";
+}
+
+// Declined: no display, one sentence on what to do; the next look asks again.
+TEST_F(PortalCapture, aDeclinedShareSaysWhatToDoAndIsAskedAgain) {
+  QSettings(QStringLiteral("Vorn"), QStringLiteral("Vorn")).remove(QStringLiteral("screenShareToken"));
+  const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+  std::unique_ptr<ScreenBackend> screen = platform->forEngine().screen;
+  EXPECT_TRUE(answered([&] { return screen->displays(); }, test::cancelShareDialog).empty());
+  ASSERT_TRUE(screen->unavailable());
+  EXPECT_NE(screen->unavailable()->find("declined"), std::string::npos) << *screen->unavailable();
+  EXPECT_EQ(answered([&] { return screen->displays(); }).size(), 1u);
 }
 
 // The desktop session ends mid-take: the take stops there, is kept, and one sentence says why.

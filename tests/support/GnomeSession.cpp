@@ -168,4 +168,9 @@ void passShareDialog(MutterInput& input) {
   input.click();
 }
 
+void cancelShareDialog(MutterInput& input) {
+  input.moveTo(750, 429);  // the left end of the dialog's header
+  input.click();
+}
+
 }  // namespace vorn::test

@@ -60,5 +60,7 @@ class MutterInput {
 // Answers GNOME's "Screen Share" dialog as a person would: picks the first monitor (with
 // "Remember this selection" left on) and presses Share. Harmless when no dialog is up.
 void passShareDialog(MutterInput& input);
+// Presses the dialog's Cancel.
+void cancelShareDialog(MutterInput& input);
 
 }  // namespace vorn::test

@@ -25,14 +25,14 @@ class FramingBoardTest : public testing::Test {
     engine.open();
     board.attach(engine);
     board.resize(992, 652);  // a 960 × 540 picture of the 1920 × 1080 screen: half its points
-    board.show(engine.screen());
+    board.open(engine.screen());
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&board, 10000));
   }
   void TearDown() override { engine.closeAndWait(); }
 
   Studio studio;
   Engine engine{studio, nullptr, BackendChoice::choose()->forEngine(), StudioWindows{}};
-  FramingBoard board{studio};
+  FramingBoard board{studio, nullptr};
 };
 
 // The board's pixels are the screen's points at half size: a drag moves the frame twice as far
@@ -74,10 +74,10 @@ TEST_F(FramingBoardTest, dragsAndResizesTheFrameInTheScreensPoints) {
 TEST_F(FramingBoardTest, stepsAsideWhileATakeRecords) {
   EXPECT_TRUE(board.isVisible());
   studio.setPhase(Phase::recording);
-  board.update(mediaTime());
+  board.tick(mediaTime());
   EXPECT_FALSE(board.isVisible());
   studio.setPhase(Phase::review);
-  board.update(mediaTime());
+  board.tick(mediaTime());
   EXPECT_TRUE(board.isVisible());
 }
 

@@ -106,12 +106,12 @@ PortalSession& PortalScreenBackend::session() {
 
 std::vector<DisplayInfo> PortalScreenBackend::displays() {
   std::lock_guard lock(mutex_);
-  if (!shared_ && !refused_) {
+  // Asked again after a refusal: only opening the studio or a take looks while none is shared.
+  if (!shared_) {
     try {
       session();
     } catch (const SharingRefused&) {
-      refused_ = true;
-      problem_ = "Screen sharing was declined: allow Vorn to share a screen or window to record it.";
+      problem_ = "Screen sharing was declined: open Vorn again and choose a screen or window to share.";
     } catch (const std::exception& error) {
       problem_ = error.what();
     }
@@ -120,7 +120,7 @@ std::vector<DisplayInfo> PortalScreenBackend::displays() {
   return {displayOf(*shared_)};
 }
 
-std::string PortalScreenBackend::problem() const {
+std::optional<std::string> PortalScreenBackend::unavailable() const {
   std::lock_guard lock(mutex_);
   return problem_.empty() ? "No screen is shared with Vorn." : problem_;
 }

@@ -37,9 +37,8 @@ class PortalScreenBackend : public ScreenBackend {
   void stop() override;
   void update(const ScreenConfig& config, Completion done) override;
   QImage screenshot(const DisplayInfo& display) override;
+  std::optional<std::string> unavailable() const override;
 
-  // One sentence saying why there is no display, after displays() came back empty.
-  std::string problem() const;
 
  private:
   PortalSession& session();
@@ -50,7 +49,6 @@ class PortalScreenBackend : public ScreenBackend {
   std::unique_ptr<PortalSession> session_;
   std::optional<SharedSource> shared_;
   std::string problem_;
-  bool refused_ = false;  // asked once and declined: not asked again by a mere look
   std::shared_ptr<PipeWireStream> stream_;
   RunningGrab running_;  // the configuration thread only
 };

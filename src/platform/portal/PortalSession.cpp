@@ -21,13 +21,6 @@ constexpr auto kAnswerLimit = std::chrono::minutes(15);
 enum SourceType : uint32_t { kMonitor = 1, kWindow = 2 };
 enum CursorMode : uint32_t { kCursorHidden = 1, kCursorEmbedded = 2, kCursorMetadata = 4 };
 
-// One entry of a request's a{sv} options: a number ('u', 'b') or a text ('s').
-struct Option {
-  const char* key;
-  char type;
-  uint32_t number = 0;
-  std::string text;
-};
 
 class BusError {
  public:
@@ -45,7 +38,7 @@ class BusError {
   sd_bus_error error_ = SD_BUS_ERROR_NULL;
 };
 
-int appendOption(sd_bus_message* m, const Option& option) {
+int appendOption(sd_bus_message* m, const PortalSession::Option& option) {
   const char signature[2] = {option.type, 0};
   int r = sd_bus_message_open_container(m, 'e', "sv");
   if (r >= 0) r = sd_bus_message_append_basic(m, 's', option.key);
@@ -59,9 +52,9 @@ int appendOption(sd_bus_message* m, const Option& option) {
   return r;
 }
 
-int appendOptions(sd_bus_message* m, const std::vector<Option>& options) {
+int appendOptions(sd_bus_message* m, const std::vector<PortalSession::Option>& options) {
   int r = sd_bus_message_open_container(m, 'a', "{sv}");
-  for (const Option& option : options)
+  for (const PortalSession::Option& option : options)
     if (r >= 0) r = appendOption(m, option);
   return r >= 0 ? sd_bus_message_close_container(m) : r;
 }
@@ -79,27 +72,31 @@ int readText(sd_bus_message* m, std::string& out) {
   return r >= 0 ? sd_bus_message_exit_container(m) : r;
 }
 
-// One stream's properties: where it lies on the desktop, its size, what it shows.
-int readStreamProperties(sd_bus_message* m, SharedSource& source) {
+// Reads an a{sv} dictionary, handing each key to `read`, which reads (or skips) its value and
+// returns what sd-bus returned.
+template <class Read>
+int readDictionary(sd_bus_message* m, Read read) {
   int r = sd_bus_message_enter_container(m, 'a', "{sv}");
   while (r >= 0 && (r = sd_bus_message_enter_container(m, 'e', "sv")) > 0) {
     const char* key = nullptr;
     r = sd_bus_message_read_basic(m, 's', &key);
-    const std::string_view name = key ? key : "";
-    if (r < 0) break;
-    if (name == "position")
-      r = sd_bus_message_read(m, "v", "(ii)", &source.x, &source.y);
-    else if (name == "size")
-      r = sd_bus_message_read(m, "v", "(ii)", &source.width, &source.height);
-    else if (name == "source_type") {
-      uint32_t type = 0;
-      r = sd_bus_message_read(m, "v", "u", &type);
-      source.window = type == kWindow;
-    } else
-      r = sd_bus_message_skip(m, "v");
+    if (r >= 0) r = read(std::string_view(key ? key : ""));
     if (r >= 0) r = sd_bus_message_exit_container(m);
   }
   return r >= 0 ? sd_bus_message_exit_container(m) : r;
+}
+
+// One stream's properties: where it lies on the desktop, its size, what it shows.
+int readStreamProperties(sd_bus_message* m, SharedSource& source) {
+  return readDictionary(m, [&](std::string_view name) {
+    if (name == "position") return sd_bus_message_read(m, "v", "(ii)", &source.x, &source.y);
+    if (name == "size") return sd_bus_message_read(m, "v", "(ii)", &source.width, &source.height);
+    if (name != "source_type") return sd_bus_message_skip(m, "v");
+    uint32_t type = 0;
+    const int r = sd_bus_message_read(m, "v", "u", &type);
+    source.window = type == kWindow;
+    return r;
+  });
 }
 
 // The first stream of a Start answer: a(ua{sv}).
@@ -142,22 +139,13 @@ int onResponse(sd_bus_message* m, void* data, sd_bus_error*) {
   auto& reply = *static_cast<PortalSession::Reply*>(data);
   reply.answered = true;
   int r = sd_bus_message_read_basic(m, 'u', &reply.code);
-  if (r >= 0) r = sd_bus_message_enter_container(m, 'a', "{sv}");
-  while (r >= 0 && (r = sd_bus_message_enter_container(m, 'e', "sv")) > 0) {
-    const char* key = nullptr;
-    r = sd_bus_message_read_basic(m, 's', &key);
-    const std::string_view name = key ? key : "";
-    if (r < 0) break;
-    if (name == "session_handle")
-      r = readText(m, reply.sessionHandle);
-    else if (name == "restore_token")
-      r = readText(m, reply.restoreToken);
-    else if (name == "streams")
-      r = readStreams(m, reply.source);
-    else
-      r = sd_bus_message_skip(m, "v");
-    if (r >= 0) r = sd_bus_message_exit_container(m);
-  }
+  if (r >= 0)
+    r = readDictionary(m, [&](std::string_view name) {
+      if (name == "session_handle") return readText(m, reply.sessionHandle);
+      if (name == "restore_token") return readText(m, reply.restoreToken);
+      if (name == "streams") return readStreams(m, reply.source);
+      return sd_bus_message_skip(m, "v");
+    });
   reply.malformed = r < 0;
   return 0;
 }
@@ -181,7 +169,7 @@ PortalSession::Reply PortalSession::request(const char* method, const char* toke
 
   sd_bus_message* call = nullptr;
   int r = sd_bus_message_new_method_call(bus_, &call, kPortal, kPortalPath, kScreenCast, method);
-  std::vector<Option> options{{"handle_token", 's', 0, token}};
+  std::vector<PortalSession::Option> options{{"handle_token", 's', 0, token}};
   if (sessionArgument.empty()) {
     options.push_back({"session_handle_token", 's', 0, "vorn"});
   } else {
@@ -189,18 +177,8 @@ PortalSession::Reply PortalSession::request(const char* method, const char* toke
     if (r >= 0 && std::string_view(method) == "Start") r = sd_bus_message_append_basic(call, 's', "");
   }
   if (withSources) {
-    const uint32_t types = property(bus_, "AvailableSourceTypes") & (kMonitor | kWindow);
-    options.push_back({"types", 'u', types ? types : kMonitor, {}});
-    options.push_back({"multiple", 'b', 0, {}});
-    const uint32_t cursor = (cursorModes_ & kCursorMetadata) ? kCursorMetadata
-                            : (cursorModes_ & kCursorEmbedded) ? kCursorEmbedded
-                                                              : kCursorHidden;
-    options.push_back({"cursor_mode", 'u', cursor, {}});
-    // Remembered until the user revokes it: the dialog is shown once.
-    if (version_ >= 4) {
-      options.push_back({"persist_mode", 'u', 2, {}});
-      if (!restoreToken.empty()) options.push_back({"restore_token", 's', 0, restoreToken});
-    }
+    const std::vector<PortalSession::Option> sources = sourceOptions(restoreToken);
+    options.insert(options.end(), sources.begin(), sources.end());
   }
   if (r >= 0) r = appendOptions(call, options);
   BusError error;
@@ -209,10 +187,34 @@ PortalSession::Reply PortalSession::request(const char* method, const char* toke
   sd_bus_message_unref(call);
   sd_bus_message_unref(answer);
   if (r < 0) throw std::runtime_error(error.sentence("asking for the screen"));
+  await(reply);
+  if (reply.code == 1) throw SharingRefused("Screen sharing was declined.");
+  if (reply.code != 0 || reply.malformed)
+    throw std::runtime_error("The screen-sharing dialog closed without sharing a screen.");
+  return reply;
+}
 
+std::vector<PortalSession::Option> PortalSession::sourceOptions(const std::string& restoreToken) const {
+  const uint32_t types = property(bus_, "AvailableSourceTypes") & (kMonitor | kWindow);
+  const uint32_t cursor = (cursorModes_ & kCursorMetadata)   ? kCursorMetadata
+                          : (cursorModes_ & kCursorEmbedded) ? kCursorEmbedded
+                                                             : kCursorHidden;
+  std::vector<PortalSession::Option> options{{"types", 'u', types ? types : kMonitor, {}},
+                              {"multiple", 'b', 0, {}},
+                              {"cursor_mode", 'u', cursor, {}}};
+  // Remembered until the user revokes it: the dialog is shown once.
+  if (version_ >= 4) {
+    options.push_back({"persist_mode", 'u', 2, {}});
+    if (!restoreToken.empty()) options.push_back({"restore_token", 's', 0, restoreToken});
+  }
+  return options;
+}
+
+// Serves the bus until the portal answers.
+void PortalSession::await(const Reply& reply) {
   const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
   while (!reply.answered) {
-    r = sd_bus_process(bus_, nullptr);
+    const int r = sd_bus_process(bus_, nullptr);
     if (r < 0) throw std::runtime_error("The connection to the session bus broke.");
     if (r > 0) continue;
     const auto left = deadline - std::chrono::steady_clock::now();
@@ -220,10 +222,6 @@ PortalSession::Reply PortalSession::request(const char* method, const char* toke
       throw std::runtime_error("The screen-sharing dialog got no answer.");
     sd_bus_wait(bus_, uint64_t(std::chrono::duration_cast<std::chrono::microseconds>(left).count()));
   }
-  if (reply.code == 1) throw SharingRefused("Screen sharing was declined.");
-  if (reply.code != 0 || reply.malformed)
-    throw std::runtime_error("The screen-sharing dialog closed without sharing a screen.");
-  return reply;
 }
 
 std::unique_ptr<PortalSession> PortalSession::open(const std::string& restoreToken) {

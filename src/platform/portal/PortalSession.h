@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 struct sd_bus;
 
@@ -52,9 +53,18 @@ class PortalSession {
 
   // A request's answer, as the portal signals it.
   struct Reply;
+  // One entry of a request's a{sv} options: a number ('u', 'b') or a text ('s').
+  struct Option {
+    const char* key;
+    char type;
+    uint32_t number = 0;
+    std::string text;
+  };
 
  private:
   PortalSession() = default;
+  std::vector<Option> sourceOptions(const std::string& restoreToken) const;
+  void await(const Reply& reply);
   Reply request(const char* method, const char* token, const std::string& sessionArgument,
                 bool withSources, const std::string& restoreToken);
 
