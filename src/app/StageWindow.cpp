@@ -61,6 +61,7 @@ StageWindow::StageWindow(Studio& studio) : window_(std::make_unique<QWidget>()) 
   island_->hide();
   column->addWidget(board_, 1);
   column->addWidget(island_, 0, Qt::AlignHCenter);
+  window_->resize(board_->size());
   viewfinder_ = std::make_unique<BoardPanel>(*board_);
   islandPanel_ = std::make_unique<Island>(*island_);
 }

@@ -69,6 +69,10 @@ int runStudio(int argc, char** argv, StudioRequest request) {
   // Before the engine: the keys and click watch it holds live on the desktop's connection.
   const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
   platform->openDesktop();
+  // The desktop's sharing dialog, where the screen comes through one, before any window of
+  // the studio shows: they would otherwise wait on the answer. The engine's own look then
+  // shares again with the token kept.
+  if (!platform->framingOnScreen()) platform->displays();
   // Before the first display is listed: its rectangle is in Qt's points.
   ScreenScaleWatch scales;
 

@@ -90,6 +90,9 @@ XServer::XServer(int width, int height, std::vector<std::string> options) {
   if (number.empty()) throw std::runtime_error("Xvfb did not start");
   display_ = ":" + number;
   setenv("DISPLAY", display_.c_str(), 1);
+  // An X session, whatever desktop the tests were started from.
+  setenv("XDG_SESSION_TYPE", "x11", 1);
+  unsetenv("WAYLAND_DISPLAY");
 }
 
 WindowManager::WindowManager() {
