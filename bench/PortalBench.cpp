@@ -19,7 +19,6 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
-#include <future>
 #include <string>
 #include <unistd.h>
 
@@ -70,13 +69,7 @@ int main(int argc, char** argv) {
   test::ChildProcess window({"env", "QT_QPA_PLATFORM=wayland", binaries + "/tests/colour_window", "white", "30"});
 
   const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
-  auto asked = std::async(std::launch::async, [&] { return platform->displays(); });
-  {
-    test::MutterInput input;
-    for (int attempt = 0; attempt < 5 && asked.wait_for(std::chrono::seconds(3)) != std::future_status::ready; ++attempt)
-      test::passShareDialog(input);
-  }
-  const std::vector<DisplayInfo> displays = asked.get();
+  const std::vector<DisplayInfo> displays = test::whileAnswering([&] { return platform->displays(); });
   if (displays.empty()) {
     std::printf("no screen shared: %s\n", qPrintable(platform->noDisplay()));
     return 1;

@@ -48,10 +48,6 @@ double SoundLevels::quietBetween(double from, double to) const {
   return quiet;
 }
 
-bool SoundLevels::hasQuietBetween(double from, double to) const {
-  for (double t = from; t < to; t += kStepSeconds)
-    if (at(t) < speechDb) return true;
-  return false;
-}
+bool SoundLevels::hasQuietBetween(double from, double to) const { return quietBetween(from, to) > 0; }
 
 }  // namespace vorn::cut

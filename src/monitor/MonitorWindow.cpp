@@ -32,6 +32,9 @@ QRect visibleArea(const DisplayInfo& display) { return toQt(workAreaOf(display))
 // Where the monitor was last, kept between runs; it opens there again while that still fits.
 const QString kPlaceKey = QStringLiteral("monitorPlace");
 
+// Wayland's clients cannot fade their windows: there they change at once.
+bool windowsFade() { return QGuiApplication::platformName() != QLatin1String("wayland"); }
+
 std::optional<QRect> savedPlace() {
   const QRect place = userSettings().value(kPlaceKey).toRect();
   return place.isValid() ? std::optional(place) : std::nullopt;
@@ -144,7 +147,7 @@ void MonitorWindow::show(const DisplayInfo& screen, const Rect& avoid) {
                                             keepOff);
   showForm(studio_.compact());
   setGeometry(studio_.compact() ? MonitorPlacement::form(true, full, placed_, visible) : full);
-  if (!isVisible() && QGuiApplication::platformName() != QLatin1String("wayland")) setWindowOpacity(0);
+  if (!isVisible() && windowsFade()) setWindowOpacity(0);
   QWidget::show();
   raise();
   fadeTo(1, 0.45);
@@ -188,8 +191,7 @@ void MonitorWindow::showForm(bool compact) {
 void MonitorWindow::fadeTo(double opacity, double seconds, std::function<void()> then) {
   fade_.stop();
   disconnect(fadeDone_);
-  // Wayland's clients cannot fade their windows: they change at once.
-  if (QGuiApplication::platformName() == QLatin1String("wayland")) {
+  if (!windowsFade()) {
     if (then) then();
     return;
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "viewfinder/FramingBoard.h"
 
+#include "base/Background.h"
 #include "capture/ScreenSource.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
@@ -65,13 +66,20 @@ void FramingBoard::tick(double now) {
 }
 
 void FramingBoard::refreshStill(double now) {
-  if (stillAt_ >= 0 && now - stillAt_ < kStillEvery) return;
+  if (stillPending_ || (stillAt_ >= 0 && now - stillAt_ < kStillEvery)) return;
   stillAt_ = now;
+  stillPending_ = true;
   const double scale = screen_->rect.width > 0 ? std::min(1.0, width() / screen_->rect.width) : 1.0;
-  const QImage shot = engine_->screenSource().screenshot(*screen_, scale);
-  if (shot.isNull()) return;
-  still_ = shot;
-  update();
+  // A whole picture of the screen copied and scaled: off the GUI thread.
+  inBackground(
+      this,
+      [source = &engine_->screenSource(), screen = *screen_, scale] { return source->screenshot(screen, scale); },
+      [this](Outcome<QImage> shot) {
+        stillPending_ = false;
+        if (!shot.value || shot.value->isNull()) return;
+        still_ = std::move(*shot.value);
+        update();
+      });
 }
 
 QRectF FramingBoard::pictureRect() const {

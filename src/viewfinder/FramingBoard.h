@@ -55,6 +55,7 @@ class FramingBoard final : public QWidget {
   std::optional<DisplayInfo> screen_;
   QImage still_;
   double stillAt_ = -1;
+  bool stillPending_ = false;  // a picture is being taken
   Rect drawn_;  // the frame as last painted
   std::optional<Drag> drag_;
 };

@@ -16,7 +16,6 @@
 #include <atomic>
 #include <cmath>
 #include <filesystem>
-#include <future>
 #include <thread>
 
 namespace vorn {
@@ -38,20 +37,6 @@ std::unique_ptr<test::ChildProcess> colourWindow() {
       std::vector<std::string>{"env", "QT_QPA_PLATFORM=wayland", kColourWindow, kColour});
 }
 
-// The portal's question, answered as a person would (`answer`) while `ask` waits for it.
-std::vector<DisplayInfo> answered(const std::function<std::vector<DisplayInfo>()>& ask,
-                                  void (*answer)(test::MutterInput&) = test::passShareDialog) {
-  auto asked = std::async(std::launch::async, ask);
-  test::MutterInput input;
-  for (int attempt = 0; attempt < 10; ++attempt) {  // the dialog takes a while to show on a busy machine
-    if (asked.wait_for(std::chrono::seconds(3)) == std::future_status::ready) break;
-    answer(input);
-  }
-  return asked.get();
-}
-
-std::vector<DisplayInfo> shareOnce(const std::function<std::vector<DisplayInfo>()>& ask) { return answered(ask); }
-
 class PortalCapture : public testing::Test {
  protected:
   void SetUp() override {
@@ -65,7 +50,7 @@ class PortalCapture : public testing::Test {
 TEST_F(PortalCapture, sharesOnceThenRecordsWhatTheDesktopShowsAndWherePointerIs) {
   const auto window = colourWindow();
   const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
-  std::vector<DisplayInfo> displays = shareOnce([&] { return platform->displays(); });
+  std::vector<DisplayInfo> displays = test::whileAnswering([&] { return platform->displays(); });
   ASSERT_EQ(displays.size(), 1u) << platform->noDisplay().toStdString();
   EXPECT_EQ(displays[0].rect, (Rect{0, 0, test::GnomeSession::width, test::GnomeSession::height}));
 
@@ -111,17 +96,17 @@ TEST_F(PortalCapture, aDeclinedShareSaysWhatToDoAndIsAskedAgain) {
   QSettings(QStringLiteral("Vorn"), QStringLiteral("Vorn")).remove(QStringLiteral("screenShareToken"));
   const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
   std::unique_ptr<ScreenBackend> screen = platform->forEngine().screen;
-  EXPECT_TRUE(answered([&] { return screen->displays(); }, test::cancelShareDialog).empty());
+  EXPECT_TRUE(test::whileAnswering([&] { return screen->displays(); }, test::cancelShareDialog).empty());
   ASSERT_TRUE(screen->unavailable());
   EXPECT_NE(screen->unavailable()->find("declined"), std::string::npos) << *screen->unavailable();
-  EXPECT_EQ(answered([&] { return screen->displays(); }).size(), 1u);
+  EXPECT_EQ(test::whileAnswering([&] { return screen->displays(); }).size(), 1u);
 }
 
 // The desktop session ends mid-take: the take stops there, is kept, and one sentence says why.
 TEST_F(PortalCapture, theSessionEndingMidTakeKeepsTheTake) {
   const auto window = colourWindow();
   const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
-  ASSERT_EQ(shareOnce([&] { return platform->displays(); }).size(), 1u);
+  ASSERT_EQ(test::whileAnswering([&] { return platform->displays(); }).size(), 1u);
 
   const std::string take = home() + "/ended.mp4";
   std::string output;

@@ -3,7 +3,9 @@
 
 #include "support/ChildProcess.h"
 
+#include <chrono>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -62,5 +64,18 @@ class MutterInput {
 void passShareDialog(MutterInput& input);
 // Presses the dialog's Cancel.
 void cancelShareDialog(MutterInput& input);
+
+// Runs `ask` (which shows the portal's dialog and waits for it) while giving the dialog
+// `answer` every few seconds, as a person would once it shows; returns what `ask` returned.
+template <class Ask>
+auto whileAnswering(Ask ask, void (*answer)(MutterInput&) = passShareDialog) {
+  auto asked = std::async(std::launch::async, std::move(ask));
+  MutterInput input;
+  // The dialog takes a while to show on a busy machine.
+  for (int attempt = 0; attempt < 10 && asked.wait_for(std::chrono::seconds(3)) != std::future_status::ready;
+       ++attempt)
+    answer(input);
+  return asked.get();
+}
 
 }  // namespace vorn::test

@@ -100,8 +100,8 @@ struct PipeWireStream::Listeners {
   spa_hook registry{};
 };
 
-PipeWireStream::PipeWireStream(int fd, uint32_t node, Sinks sinks)
-    : sinks_(std::move(sinks)), listeners_(std::make_unique<Listeners>()) {
+PipeWireStream::PipeWireStream(int fd, uint32_t node, std::function<void(const std::string&)> onStopped)
+    : onStopped_(std::move(onStopped)), listeners_(std::make_unique<Listeners>()) {
   try {
     connect(fd, node);
   } catch (...) {
@@ -267,7 +267,7 @@ void PipeWireStream::nodeRemoved(uint32_t id) {
 void PipeWireStream::end() {
   if (stopped_) return;
   stopped_ = true;
-  if (sinks_.onStopped) sinks_.onStopped("The screen share ended.");
+  if (onStopped_) onStopped_("The screen share ended.");
 }
 
 void PipeWireStream::withPicture(const std::function<void(const StreamPicture*, uint64_t)>& read) const {

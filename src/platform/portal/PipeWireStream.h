@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "capture/Pointer.h"
-
 #include <QImage>
 #include <QPoint>
 
@@ -45,14 +43,10 @@ struct StreamPicture {
 // handed back when a newer one comes.
 class PipeWireStream {
  public:
-  struct Sinks {
-    // The stream ended on its own (the share was stopped, the session closed); one sentence.
-    std::function<void(const std::string&)> onStopped;
-  };
-
   // Connects to the PipeWire server behind `fd` (taken over) and asks for `node`'s pictures.
-  // Throws std::runtime_error with one sentence.
-  PipeWireStream(int fd, uint32_t node, Sinks sinks);
+  // `onStopped` hears, on the PipeWire thread, that the stream ended on its own (the share was
+  // stopped, the session closed), in one sentence. Throws std::runtime_error with one sentence.
+  PipeWireStream(int fd, uint32_t node, std::function<void(const std::string&)> onStopped);
   ~PipeWireStream();
   PipeWireStream(const PipeWireStream&) = delete;
   PipeWireStream& operator=(const PipeWireStream&) = delete;
@@ -77,7 +71,7 @@ class PipeWireStream {
   void readCursor(const void* meta);
   bool readPicture(pw_buffer* buffer);
 
-  Sinks sinks_;
+  std::function<void(const std::string&)> onStopped_;
   pw_thread_loop* loop_ = nullptr;
   pw_context* context_ = nullptr;
   pw_core* core_ = nullptr;

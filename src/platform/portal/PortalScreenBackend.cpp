@@ -19,8 +19,10 @@ DisplayInfo displayOf(const SharedSource& source) {
 }
 
 void swapRedAndBlue(FrameBuffer& frame) {
-  for (int y = 0; y < frame.height(); ++y)
-    for (uint8_t* pixel = frame.row(y); pixel < frame.row(y) + frame.width() * 4; pixel += 4) std::swap(pixel[0], pixel[2]);
+  for (int y = 0; y < frame.height(); ++y) {
+    uint8_t* row = frame.row(y);
+    for (int x = 0; x < frame.width() * 4; x += 4) std::swap(row[x], row[x + 2]);
+  }
 }
 
 // Crops and scales the capture area out of the stream's latest picture, with the pointer drawn
@@ -33,7 +35,7 @@ class PortalGrabber : public Grabber {
   Result grab(const ScreenConfig& config, bool changed) override {
     const std::optional<StreamCursor> cursor = stream_->cursor();
     const bool cursorMoved = cursor && (cursor->position != drawnAt_ || cursor->bitmap.cacheKey() != drawnKey_);
-    if (cursor && cursorMoved && onPointer_)
+    if (cursorMoved && onPointer_)
       onPointer_(PointerState{Point{double(cursor->position.x()), double(cursor->position.y())}});
     Result result = Result::skip();
     stream_->withPicture([&](const StreamPicture* picture, uint64_t serial) {
@@ -131,8 +133,7 @@ void PortalScreenBackend::start(const DisplayInfo&, const ScreenConfig& config, 
   {
     std::lock_guard lock(mutex_);
     PortalSession& shared = session();
-    stream = std::make_shared<PipeWireStream>(shared.openPipeWireRemote(), shared.source().node,
-                                              PipeWireStream::Sinks{sinks.onStopped});
+    stream = std::make_shared<PipeWireStream>(shared.openPipeWireRemote(), shared.source().node, sinks.onStopped);
     stream_ = stream;
   }
   auto onPointer = sinks.onPointer;

@@ -39,7 +39,6 @@ class PortalScreenBackend : public ScreenBackend {
   QImage screenshot(const DisplayInfo& display) override;
   std::optional<std::string> unavailable() const override;
 
-
  private:
   PortalSession& session();
   void stopStream();

@@ -21,7 +21,6 @@ constexpr auto kAnswerLimit = std::chrono::minutes(15);
 enum SourceType : uint32_t { kMonitor = 1, kWindow = 2 };
 enum CursorMode : uint32_t { kCursorHidden = 1, kCursorEmbedded = 2, kCursorMetadata = 4 };
 
-
 class BusError {
  public:
   ~BusError() { sd_bus_error_free(&error_); }
@@ -153,8 +152,7 @@ int onResponse(sd_bus_message* m, void* data, sd_bus_error*) {
 }  // namespace
 
 PortalSession::Reply PortalSession::request(const char* method, const char* token,
-                                            const std::string& sessionArgument, bool withSources,
-                                            const std::string& restoreToken) {
+                                            std::vector<Option> options) {
   const std::string path = std::string(kPortalPath) + "/request/" + sender_ + "/" + token;
   Reply reply;
   sd_bus_slot* slot = nullptr;
@@ -169,16 +167,13 @@ PortalSession::Reply PortalSession::request(const char* method, const char* toke
 
   sd_bus_message* call = nullptr;
   int r = sd_bus_message_new_method_call(bus_, &call, kPortal, kPortalPath, kScreenCast, method);
-  std::vector<PortalSession::Option> options{{"handle_token", 's', 0, token}};
-  if (sessionArgument.empty()) {
+  options.push_back({"handle_token", 's', 0, token});
+  if (handle_.empty()) {
     options.push_back({"session_handle_token", 's', 0, "vorn"});
   } else {
-    if (r >= 0) r = sd_bus_message_append_basic(call, 'o', sessionArgument.c_str());
+    if (r >= 0) r = sd_bus_message_append_basic(call, 'o', handle_.c_str());
+    // Start names the window the dialog belongs to: none.
     if (r >= 0 && std::string_view(method) == "Start") r = sd_bus_message_append_basic(call, 's', "");
-  }
-  if (withSources) {
-    const std::vector<PortalSession::Option> sources = sourceOptions(restoreToken);
-    options.insert(options.end(), sources.begin(), sources.end());
   }
   if (r >= 0) r = appendOptions(call, options);
   BusError error;
@@ -199,9 +194,8 @@ std::vector<PortalSession::Option> PortalSession::sourceOptions(const std::strin
   const uint32_t cursor = (cursorModes_ & kCursorMetadata)   ? kCursorMetadata
                           : (cursorModes_ & kCursorEmbedded) ? kCursorEmbedded
                                                              : kCursorHidden;
-  std::vector<PortalSession::Option> options{{"types", 'u', types ? types : kMonitor, {}},
-                              {"multiple", 'b', 0, {}},
-                              {"cursor_mode", 'u', cursor, {}}};
+  std::vector<PortalSession::Option> options{
+      {"types", 'u', types ? types : kMonitor, {}}, {"multiple", 'b', 0, {}}, {"cursor_mode", 'u', cursor, {}}};
   // Remembered until the user revokes it: the dialog is shown once.
   if (version_ >= 4) {
     options.push_back({"persist_mode", 'u', 2, {}});
@@ -239,15 +233,14 @@ std::unique_ptr<PortalSession> PortalSession::open(const std::string& restoreTok
     throw std::runtime_error("The desktop offers no screen-sharing portal (xdg-desktop-portal with a backend for this desktop).");
   session->cursorModes_ = property(session->bus_, "AvailableCursorModes");
 
-  session->handle_ = session->request("CreateSession", "vorn_create", {}, false, {}).sessionHandle;
+  session->handle_ = session->request("CreateSession", "vorn_create").sessionHandle;
   if (session->handle_.empty()) throw std::runtime_error("The screen-sharing portal gave no session.");
-  session->request("SelectSources", "vorn_select", session->handle_, true, restoreToken);
-  Reply started = session->request("Start", "vorn_start", session->handle_, false, {});
+  session->request("SelectSources", "vorn_select", session->sourceOptions(restoreToken));
+  Reply started = session->request("Start", "vorn_start");
   if (!started.source || started.source->width <= 0 || started.source->height <= 0)
     throw std::runtime_error("The screen-sharing portal shared no screen.");
   session->source_ = *started.source;
   session->restoreToken_ = started.restoreToken;
-  session->cursorMetadata_ = session->cursorModes_ & kCursorMetadata;
   return session;
 }
 

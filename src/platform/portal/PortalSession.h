@@ -45,8 +45,6 @@ class PortalSession {
   // What to pass next time to share the same source without asking; empty when the portal
   // gave none.
   const std::string& restoreToken() const { return restoreToken_; }
-  // Whether the pointer comes as metadata beside the pictures (else it is drawn in them).
-  bool cursorAsMetadata() const { return cursorMetadata_; }
   // A new connection to the PipeWire server that serves the shared node; the caller owns the
   // descriptor. Throws std::runtime_error with one sentence.
   int openPipeWireRemote();
@@ -65,15 +63,14 @@ class PortalSession {
   PortalSession() = default;
   std::vector<Option> sourceOptions(const std::string& restoreToken) const;
   void await(const Reply& reply);
-  Reply request(const char* method, const char* token, const std::string& sessionArgument,
-                bool withSources, const std::string& restoreToken);
+  // Calls `method` (on the session, once there is one) with `options` and waits for its answer.
+  Reply request(const char* method, const char* token, std::vector<Option> options = {});
 
   sd_bus* bus_ = nullptr;
   std::string sender_;  // our unique name as the portal writes it in request paths
   std::string handle_;
   uint32_t cursorModes_ = 0;
   uint32_t version_ = 0;
-  bool cursorMetadata_ = false;
   SharedSource source_;
   std::string restoreToken_;
 };
