@@ -246,7 +246,7 @@ int main(int argc, char** argv) {
     benchPaint(monitor);
     benchGlass(engine, monitor);
     benchPlayback(engine, monitor, playbackSeconds);
-    engine.retake();
+    engine.recording().retake();
     benchPrompter(studio, island, prompterSeconds);
     engine.closeAndWait();
   }

@@ -144,11 +144,11 @@ int main(int argc, char** argv) {
 
     within(0.5, [] { return false; });
     engine.resetTickGap();
-    engine.beginCountdown();
+    engine.recording().beginCountdown();
     within(10, [&] { return studio.phase() == Phase::recording; });
     within(takeSeconds, [] { return false; });
     const auto stopped = std::chrono::steady_clock::now();
-    engine.stopRecording();
+    engine.recording().stop();
     within(30, [&] { return studio.phase() == Phase::review; });
     std::printf("stop to review, %.0f s take: %.0f ms\n", takeSeconds, millisecondsSince(stopped));
     printGap("over countdown, recording, stop", engine.longestTickGap());

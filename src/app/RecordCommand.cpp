@@ -100,10 +100,10 @@ Backends commandBackends(const BackendChoice& platform) {
 void stopAfter(Engine& engine, double seconds) {
   auto* poll = new QTimer(&engine);
   QObject::connect(poll, &QTimer::timeout, &engine, [&engine, poll, seconds] {
-    const std::shared_ptr<Recorder> recorder = engine.recorder();
+    const std::shared_ptr<Recorder> recorder = engine.recording().recorder();
     if (!recorder || recorder->secondsSoFar() < seconds) return;
     poll->deleteLater();
-    engine.stopRecording();
+    engine.recording().stop();
   });
   poll->start(5);
 }
@@ -127,7 +127,7 @@ void beginWhenReady(Engine& engine, Studio& studio) {
                           std::chrono::steady_clock::now() - waitingSince > std::chrono::milliseconds(kCameraWaitMs);
     if (!cameraReady || !micReady) return;
     poll->deleteLater();
-    engine.beginCountdown();
+    engine.recording().beginCountdown();
   });
   poll->start(16);
 }
@@ -176,8 +176,8 @@ int runRecordCommand(int argc, char** argv) {
 
   if (serverDisplay) platform->openDesktop();
   Engine engine(studio, nullptr, commandBackends(*platform), StudioWindows{});
-  engine.setCountdownStep(0);
-  engine.setTakeOptions({out, true});
+  engine.recording().setCountdownStep(0);
+  engine.recording().setTakeOptions({out, true});
 
   QString failure;
   QObject::connect(&engine, &Engine::recordingFailed, &app, [&](const QString& sentence) {
@@ -199,9 +199,9 @@ int runRecordCommand(int argc, char** argv) {
     meter.start(options.prefs.micOn);
     if (options.seconds) stopAfter(engine, *options.seconds);
   });
-  QObject::connect(&engine, &Engine::takeFinished, &app, &QCoreApplication::quit);
+  QObject::connect(&engine.recording(), &RecordingControl::takeFinished, &app, &QCoreApplication::quit);
   onStopSignals(&app, [&] {
-    if (studio.phase() == Phase::recording) return engine.stopRecording();
+    if (studio.phase() == Phase::recording) return engine.recording().stop();
     if (studio.phase() != Phase::finishing) QCoreApplication::quit();
   });
 
@@ -228,7 +228,7 @@ int runRecordCommand(int argc, char** argv) {
   }
   say(QStringLiteral("take: %1").arg(take->url.toLocalFile()));
   say(QStringLiteral("duration: %1 s").arg(take->duration, 0, 'f', 2));
-  say(QStringLiteral("dropped frames: %1").arg(engine.lastDroppedFrames()));
+  say(QStringLiteral("dropped frames: %1").arg(engine.recording().lastDroppedFrames()));
   return failure.isEmpty() ? 0 : 1;
 }
 

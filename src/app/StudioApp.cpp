@@ -39,12 +39,12 @@ namespace {
 void autoRecord(Engine& engine, Studio& studio) {
   const double seconds = qEnvironmentVariable("VORN_AUTORECORD").toDouble();
   if (seconds <= 0) return;
-  QObject::connect(&engine, &Engine::firstFrame, &engine, [&engine] { engine.beginCountdown(); });
+  QObject::connect(&engine, &Engine::firstFrame, &engine, [&engine] { engine.recording().beginCountdown(); });
   QObject::connect(&studio, &Studio::phaseChanged, &engine, [&engine, &studio, seconds] {
     if (studio.phase() == Phase::recording)
-      QTimer::singleShot(int(seconds * 1000), &engine, &Engine::stopRecording);
+      QTimer::singleShot(int(seconds * 1000), &engine.recording(), &RecordingControl::stop);
   });
-  QObject::connect(&engine, &Engine::takeFinished, &engine, [&studio] {
+  QObject::connect(&engine.recording(), &RecordingControl::takeFinished, &engine, [&studio] {
     if (const auto take = studio.take()) std::printf("take: %s\n", qPrintable(take->url.toLocalFile()));
     std::fflush(stdout);
     QCoreApplication::quit();
@@ -136,7 +136,7 @@ int runStudio(int argc, char** argv, StudioRequest request) {
               " ms after launch");
   }, Qt::SingleShotConnection);
 
-  engine.recoverInterruptedTakes();
+  engine.recording().recoverInterruptedTakes();
   engine.showStudio();
   if (request == StudioRequest::toggle) service.Record();
   const int status = QApplication::exec();

@@ -90,8 +90,8 @@ void StudioService::Record() {
 
 void StudioService::Stop() {
   if (!engine_) return;
-  if (studio_->phase() == vorn::Phase::countdown) engine_->cancelCountdown();
-  if (studio_->phase() == vorn::Phase::recording) engine_->stopRecording();
+  if (studio_->phase() == vorn::Phase::countdown) engine_->recording().cancelCountdown();
+  if (studio_->phase() == vorn::Phase::recording) engine_->recording().stop();
 }
 
 void StudioService::Show() {
@@ -103,7 +103,7 @@ void StudioService::Quit() { Q_EMIT quitRequested(); }
 void StudioService::sessionReady() {
   if (!recordWhenReady_ || !firstFrame_ || !inputsConfigured_) return;
   recordWhenReady_ = false;
-  engine_->beginCountdown();
+  engine_->recording().beginCountdown();
 }
 
 void StudioService::announcePhase() {

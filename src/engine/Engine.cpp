@@ -12,7 +12,6 @@
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
 #include "model/Studio.h"
-#include "record/Recorder.h"
 #include "render/Compositor.h"
 #include "model/Geometry.h"
 
@@ -26,6 +25,8 @@
 
 namespace vorn {
 namespace {
+
+constexpr int kToastMs = 2400;
 
 bool debugging() {
   static const bool on = std::getenv("VORN_DEBUG") != nullptr;
@@ -52,7 +53,7 @@ Engine::Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindow
       screenSource_(std::make_unique<ScreenSource>(std::move(backends.screen))),
       // Audio goes from the capture threads straight to the take, never through the GUI thread.
       systemAudio_(std::make_unique<SystemAudioCapture>(*sound_, [this](AudioRef buffer) {
-        if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, true);
+        recording_->appendAudio(buffer, true);
       })),
       screenLife_(std::make_unique<SerialQueue>("vorn.screen.life")),
       cameraSource_(std::make_unique<CameraSource>(*sound_, std::move(backends.sampleCamera))),
@@ -71,9 +72,9 @@ Engine::Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindow
       flash(QStringLiteral("The screen isn't updating: %1.").arg(asClause(QString::fromStdString(why))));
     }, Qt::QueuedConnection);
   };
-  cameraSource_->onMic = [this](AudioRef buffer) {
-    if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, false);
-  };
+  recording_ = std::make_unique<RecordingControl>(studio_, reels_, desktop_, *windows_.island, recordingSession());
+  connect(recording_.get(), &RecordingControl::recordingFailed, this, &Engine::recordingFailed);
+  cameraSource_->onMic = [this](AudioRef buffer) { recording_->appendAudio(buffer, false); };
   studio_.onPrefsChange = [this](const Prefs& old, const Prefs& now) { prefsChanged(old, now); };
 
   link_.setTimerType(Qt::PreciseTimer);
@@ -100,7 +101,6 @@ Engine::~Engine() {
   devices_.reset();
   stopLink();
   loop_->stop();
-  audioTarget_.set(nullptr);
   // Background work holds raw pointers to the sources: let it end first.
   QThreadPool::globalInstance()->waitForDone();
 }
@@ -158,10 +158,7 @@ void Engine::open(std::optional<size_t> screenIndex) {
 
 void Engine::close() {
   if (studio_.phase() == Phase::idle) return;
-  // The microphone closes with the session: late sound is waited for only briefly, so that
-  // quitting takes well under a second.
-  if (studio_.phase() == Phase::recording) finishTake(kClosingSoundWait);
-  cancelCountdown();
+  recording_->closeSession();
   saveHome();
   studio_.setPhase(Phase::idle);
   studio_.setTake(std::nullopt);
@@ -308,9 +305,9 @@ void Engine::setCompact(bool on) {
 void Engine::primaryAction() {
   switch (studio_.phase()) {
     case Phase::idle: open(); break;
-    case Phase::framing: beginCountdown(); break;
-    case Phase::countdown: cancelCountdown(); break;
-    case Phase::recording: stopRecording(); break;
+    case Phase::framing: recording_->beginCountdown(); break;
+    case Phase::countdown: recording_->cancelCountdown(); break;
+    case Phase::recording: recording_->stop(); break;
     case Phase::finishing: break;
     case Phase::review: toFraming(); break;
   }
@@ -338,6 +335,45 @@ void Engine::countPerf(bool tick) {
           std::to_string(int(longestGap_ * 1000)) + " ms");
   longestGap_ = 0;
   perf_ = {0, 0, now};
+}
+
+RecordingControl::Session Engine::recordingSession() {
+  RecordingControl::Session session;
+  session.toast = [this](const QString& text) { flash(text); };
+  session.phaseChanged = [this] { publishInputs(); };
+  session.framed = [this] { saveHome(); };
+  session.micReady = [this] { return micAuthorized_ && activeMic_ && !cameraSource_->silent.get(); };
+  session.showReview = [this] {
+    setCompact(false);  // a finished take is always seen at full size
+    windows_.monitor->bringToFront();
+  };
+  session.feedFrames = [this](std::shared_ptr<Recorder> recorder) { loop_->recorder.set(std::move(recorder)); };
+  return session;
+}
+
+void Engine::screenLost(const QString& why) {
+  if (studio_.phase() != Phase::recording) return;
+  recording_->fail(QStringLiteral("The screen can't be captured any more, so the take was stopped there: %1.")
+                       .arg(asClause(why)));
+}
+
+void Engine::review(const Take& take) {
+  if (studio_.phase() == Phase::idle) open();
+  studio_.setTake(take);
+  studio_.setPhase(Phase::review);
+  windows_.monitor->bringToFront();
+}
+
+void Engine::flash(const QString& text) {
+  studio_.setToast(text);
+  QTimer::singleShot(kToastMs, this, [this, text] {
+    if (studio_.toast() == text) studio_.setToast(std::nullopt);
+  });
+}
+
+void Engine::closeAndWait() {
+  close();
+  recording_->waitForFinishing();
 }
 
 bool Engine::ownWindowsLeftOut() const { return screenSource_->leavesOutOwnWindows(); }

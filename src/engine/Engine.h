@@ -8,6 +8,7 @@
 #include "capture/DeviceMonitor.h"
 #include "capture/ScreenBackend.h"
 #include "engine/Backends.h"
+#include "engine/RecordingControl.h"
 #include "engine/RenderInputs.h"
 #include "engine/StudioWindows.h"
 #include "model/Model.h"
@@ -26,7 +27,6 @@ namespace vorn {
 
 class CameraSource;
 class Compositor;
-class Recorder;
 class ReelMaker;
 class RenderLoop;
 class ScreenSource;
@@ -44,12 +44,6 @@ class Engine : public QObject {
   Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindows windows);
   ~Engine() override;
 
-  // Where takes go and which are kept, for callers other than the studio (`vorn record`).
-  struct TakeOptions {
-    std::optional<QString> path;  // none: the next name in the takes folder
-    bool keepShort = false;       // keep takes under 0.7 s instead of trashing them
-  };
-
   // ---- Session.
   // Opens on `screenIndex` (into the RandR monitors) or, by default, on VORN_SCREEN or the
   // screen under the pointer.
@@ -64,18 +58,8 @@ class Engine : public QObject {
   void primaryAction();
   // The show action: a new session when idle, else the monitor to the front.
   void showStudio();
-  // Turns what a studio or `vorn record` that died mid-take (or mid-mix) left in the takes
-  // folder into whole takes, in the background, and names a recovered take in a toast.
-  void recoverInterruptedTakes();
-
-  // ---- Recording control.
-  void beginCountdown();
-  void cancelCountdown();
-  void startRecording();
-  void togglePause();
-  void stopRecording();
-  void restartTake();
-  void retake();
+  // The take's life from the countdown to its review.
+  RecordingControl& recording() { return *recording_; }
   void review(const Take& take);
   void flash(const QString& text);
   void refreshDevices();
@@ -131,27 +115,17 @@ class Engine : public QObject {
   CameraSource& cameraSource() { return *cameraSource_; }
   // Where a take is played back.
   const std::shared_ptr<SoundServer>& soundServer() const { return sound_; }
-  // The take being recorded (null otherwise): its path, for tests and diagnostics.
-  std::shared_ptr<Recorder> recorder() const { return recorder_; }
 
   // The longest time between two ticks since the last reset, in seconds: how long the GUI
   // thread was held up (a tick is due every 16 ms).
   double longestTickGap() const { return longestGap_; }
   void resetTickGap() { longestGap_ = 0; }
 
-  // One countdown step: a second, shortened by tests and `vorn record`.
-  void setCountdownStep(int milliseconds) { countdownStepMs_ = milliseconds; }
-  void setTakeOptions(TakeOptions options) { takeOptions_ = std::move(options); }
-  // Frame slots of the last finished take that hold no frame of their own.
-  long lastDroppedFrames() const { return lastDropped_; }
-
  Q_SIGNALS:
   // The first composed frame of a session reached show().
   void firstFrame();
   // A suggested frame (display points) is being glided to.
   void suggested(const Rect& frame);
-  // A take has been saved (or discarded) and the phase has left `finishing`.
-  void takeFinished();
   // The devices have been listed and the camera and microphone chosen.
   void inputsConfigured();
   // A take could not start, or stopped early (it keeps what was written), or the screen
@@ -166,28 +140,9 @@ class Engine : public QObject {
   void installEventMonitors();
   void startScreenCapture();
   void screenCaptureFailed(const std::string& why);
-  void countdownStep(int remaining, unsigned run);
-  void prepareRecorder();
-  void recorderReady(std::shared_ptr<Recorder> recorder, const std::string& error);
-  void begun(bool ok);
-  void abandonStart(const QString& reason);
-  // What finishing a take gave: its duration, the frames it dropped, where it went, and the
-  // hidden fragment kept when no take could be made of it.
-  struct FinishedTake {
-    double duration = 0;
-    long dropped = 0;
-    QString path;
-    QString unfinishedAt;
-  };
-  void finished(const FinishedTake& result, bool hasMic);
-  void recorderFailed(const QString& sentence);
   // The screen can't be captured any more: a take stops there, keeping what was recorded.
   void screenLost(const QString& why);
-  void leaveRecording();
-  // Stops the take and finishes it in the background, waiting at most `soundWait` seconds
-  // for sound still on its way.
-  void finishTake(double soundWait);
-  static constexpr double kClosingSoundWait = 0.3;
+  RecordingControl::Session recordingSession();
   void countPerf(bool tick);
   void saveNow();
   RenderInputs currentInputs() const;
@@ -204,9 +159,9 @@ class Engine : public QObject {
   ReelMaker* const reels_;
   DesktopServices desktop_;
   const std::shared_ptr<SoundServer> sound_;  // outlives every input
-  // Where the sources' audio goes: the take while it is written. Declared before the sources
-  // so that it outlives their capture threads.
-  Locked<std::shared_ptr<Recorder>> audioTarget_;
+  // Where the sources' sound goes. Declared before the sources so that it outlives their
+  // capture threads.
+  std::unique_ptr<RecordingControl> recording_;
   std::unique_ptr<ScreenSource> screenSource_;
   // What the computer plays, switched on "vorn.screen.life" with the session and the setting.
   std::unique_ptr<SystemAudioCapture> systemAudio_;
@@ -238,26 +193,12 @@ class Engine : public QObject {
   double lastTick_ = 0;
   double longestGap_ = 0;
   std::vector<std::shared_ptr<void>> eventMonitors_;
-  std::shared_ptr<void> escKey_;
   QString cameraKey_, micKey_;
   bool micAuthorized_ = true;
   std::optional<DeviceInfo> activeMic_;
   std::set<QString> mutedMics_;
   bool sawFirstFrame_ = false;
   ConstFrameRef previewBuffer_;
-
-  // Recording: the countdown run (a new run makes older steps void), the recorder being
-  // prepared or written, and whether a take is being finished in the background.
-  unsigned countdownRun_ = 0;
-  int countdownStepMs_ = 1000;
-  bool countdownOver_ = false;
-  bool takeHasMic_ = false;
-  std::shared_ptr<Recorder> recorder_;
-  bool recorderPrepared_ = false;
-  QString startError_;  // why the take file could not be made
-  int finishing_ = 0;
-  TakeOptions takeOptions_;
-  long lastDropped_ = 0;
 
   struct Perf {
     int ticks = 0;

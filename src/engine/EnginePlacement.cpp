@@ -189,7 +189,7 @@ bool Engine::handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText) 
       close();
       return true;
     case Qt::Key_P:
-      togglePause();
+      recording_->togglePause();
       return phase == Phase::recording;
     case Qt::Key_M:
       if (!control) return false;
@@ -202,7 +202,7 @@ bool Engine::handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText) 
       // Escape only ever backs out of something under way; closing the studio is Ctrl+W.
       if (dragging_) cancelDrag();
       else if (phase == Phase::review) toFraming();
-      else if (phase == Phase::countdown) cancelCountdown();
+      else if (phase == Phase::countdown) recording_->cancelCountdown();
       else return false;
       return true;
     default:

@@ -59,9 +59,9 @@ IslandView::IslandView(Studio& studio, QWidget* parent) : QWidget(parent), studi
   up_ = roundButton(QStringLiteral("⌃"), QStringLiteral("Back a line"), this);
   down_ = roundButton(QStringLiteral("⌄"), QStringLiteral("On a line"), this);
   for (QToolButton* b : {up_, down_}) b->setFixedSize(22, 22);
-  connect(restart_, &QToolButton::clicked, this, [this] { if (engine_) engine_->restartTake(); });
-  connect(pause_, &QToolButton::clicked, this, [this] { if (engine_) engine_->togglePause(); });
-  connect(stop_, &QToolButton::clicked, this, [this] { if (engine_) engine_->stopRecording(); });
+  connect(restart_, &QToolButton::clicked, this, [this] { if (engine_) engine_->recording().restart(); });
+  connect(pause_, &QToolButton::clicked, this, [this] { if (engine_) engine_->recording().togglePause(); });
+  connect(stop_, &QToolButton::clicked, this, [this] { if (engine_) engine_->recording().stop(); });
   connect(up_, &QToolButton::clicked, this, [this] { nudge_ -= 30; });
   connect(down_, &QToolButton::clicked, this, [this] { nudge_ += 30; });
   connect(&studio_, &Studio::phaseChanged, this, [this] {

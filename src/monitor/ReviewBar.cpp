@@ -146,7 +146,7 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
       copy_->setText(QStringLiteral("Copied"));
     }
   });
-  connect(retake, &QPushButton::clicked, this, [this] { if (engine_) engine_->retake(); });
+  connect(retake, &QPushButton::clicked, this, [this] { if (engine_) engine_->recording().retake(); });
   connect(done_, &QPushButton::clicked, this, [this] { if (engine_) engine_->primaryAction(); });
   connect(switch_, &QPushButton::clicked, this, [this] {
     if (engine_ && engine_->reels()) engine_->reels()->setShowReel(!engine_->reels()->showReel());

@@ -35,19 +35,19 @@ TEST(StageWindow, showsTheBoardOrTheIslandByPhase) {
   StageWindow stage(studio);
   Engine engine(studio, nullptr, BackendChoice::choose()->forEngine(), stageWindows(stage));
   stage.attach(engine);
-  engine.setCountdownStep(10000);
+  engine.recording().setCountdownStep(10000);
   engine.open();
   ASSERT_TRUE(QTest::qWaitForWindowExposed(stage.window(), 10000));
   EXPECT_TRUE(stage.board()->isVisible());
   EXPECT_FALSE(stage.islandView()->isVisible());
 
   ASSERT_TRUE(test::within(10, [&] { return engine.renderLoop() && studio.screenAccess(); }));
-  engine.beginCountdown();
+  engine.recording().beginCountdown();
   ASSERT_EQ(studio.phase(), Phase::countdown);
   EXPECT_TRUE(test::within(5, [&] { return !stage.board()->isVisible(); })) << "the board steps aside";
   EXPECT_TRUE(stage.islandView()->isVisible());
 
-  engine.cancelCountdown();
+  engine.recording().cancelCountdown();
   EXPECT_TRUE(test::within(5, [&] { return stage.board()->isVisible(); }));
   EXPECT_FALSE(stage.islandView()->isVisible());
 

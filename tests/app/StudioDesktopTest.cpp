@@ -64,7 +64,7 @@ class StudioDesktop : public testing::Test {
 };
 
 TEST_F(StudioDesktop, ctrlShift9FromAnotherClientOpensCountsRecordsStopsAndEscapeCancels) {
-  engine->setCountdownStep(1000);
+  engine->recording().setCountdownStep(1000);
   xdotool({"key", "ctrl+shift+9"});
   ASSERT_TRUE(reaches(Phase::framing, 10)) << "opened";
   xdotool({"key", "ctrl+shift+9"});
@@ -75,7 +75,7 @@ TEST_F(StudioDesktop, ctrlShift9FromAnotherClientOpensCountsRecordsStopsAndEscap
   ASSERT_TRUE(reaches(Phase::framing, 5)) << "Escape cancelled the countdown";
   EXPECT_TRUE(HotKey::grab(*other, Qt::Key_Escape, {}, [] {})) << "and gave Escape back";
 
-  engine->setCountdownStep(50);
+  engine->recording().setCountdownStep(50);
   xdotool({"key", "ctrl+shift+9"});
   ASSERT_TRUE(reaches(Phase::recording));
   within(1.2, [] { return false; });
@@ -103,8 +103,8 @@ TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZoo
   EXPECT_DOUBLE_EQ(engine->home().x, frame.x + frame.width);
   engine->endDrag();
 
-  engine->setCountdownStep(50);
-  engine->beginCountdown();
+  engine->recording().setCountdownStep(50);
+  engine->recording().beginCountdown();
   ASSERT_TRUE(reaches(Phase::recording));
   const Rect live = engine->live();
   // A click on one of Vorn's windows over the area works the studio: no zoom there.
@@ -129,7 +129,7 @@ TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZoo
   ASSERT_TRUE(within(5, [&] { return engine->renderLoop()->inputs.get().clickTime > 0; }));
   EXPECT_EQ(engine->renderLoop()->inputs.get().clickPoint, (Point{double(x), double(y)}));
   within(0.8, [] { return false; });  // long enough to be kept
-  engine->stopRecording();
+  engine->recording().stop();
   ASSERT_TRUE(reaches(Phase::review));
 }
 

@@ -39,7 +39,7 @@ class ControlDeckTest : public testing::Test {
       p.fps = 30;
       p.reels = false;
     });
-    engine.setCountdownStep(10000);  // the countdown stays put while the test looks
+    engine.recording().setCountdownStep(10000);  // the countdown stays put while the test looks
     engine.open();
     window.resize(300, 220);
     deck = new ControlDeck(studio, engine, &window);

@@ -54,7 +54,7 @@ class EngineTest : public testing::Test {
       p.reels = true;
     });
     engine = std::make_unique<Engine>(studio, &reels, BackendChoice::choose()->forEngine(), StudioWindows{});
-    engine->setCountdownStep(50);
+    engine->recording().setCountdownStep(50);
     engine->open();
     ASSERT_EQ(studio.phase(), Phase::framing);
     ASSERT_TRUE(within(20, [&] { return !studio.micName().isEmpty(); })) << "devices listed";
@@ -67,13 +67,13 @@ class EngineTest : public testing::Test {
 
   // Counts down and waits until the take is being written.
   void record() {
-    engine->beginCountdown();
+    engine->recording().beginCountdown();
     ASSERT_EQ(studio.phase(), Phase::countdown);
     ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::recording; }));
   }
 
   void stopAndFinish() {
-    engine->stopRecording();
+    engine->recording().stop();
     ASSERT_EQ(studio.phase(), Phase::finishing);
     ASSERT_TRUE(within(30, [&] { return studio.phase() != Phase::finishing; }));
   }
@@ -86,17 +86,17 @@ class EngineTest : public testing::Test {
 TEST_F(EngineTest, aTakeGoesFromCountdownThroughRecordingToReviewAndIsPlayable) {
   std::vector<int> counted;
   QObject::connect(&studio, &Studio::countdownChanged, [&] { counted.push_back(studio.countdown()); });
-  engine->beginCountdown();
+  engine->recording().beginCountdown();
   EXPECT_TRUE(reels.held()) << "reel jobs wait while the user records";
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::recording; }));
   EXPECT_EQ(counted, (std::vector<int>{2, 1})) << "3 was set when the countdown began";
   EXPECT_TRUE(studio.recordingHasMic());
-  EXPECT_TRUE(engine->recorder());
+  EXPECT_TRUE(engine->recording().recorder());
 
-  engine->togglePause();
+  engine->recording().togglePause();
   EXPECT_TRUE(studio.isPaused());
   pump(0.5);
-  engine->togglePause();
+  engine->recording().togglePause();
   EXPECT_FALSE(studio.isPaused());
   EXPECT_GT(studio.pausedTotal(), 0.4);
   pump(1.2);
@@ -135,9 +135,9 @@ TEST_F(EngineTest, aQuickCloseAndOpenLeavesTheScreenCaptured) {
 
 TEST_F(EngineTest, aCancelledCountdownNeverStartsATake) {
   const QStringList before = takesOnDisk();
-  engine->beginCountdown();
+  engine->recording().beginCountdown();
   pump(0.06);
-  engine->cancelCountdown();
+  engine->recording().cancelCountdown();
   EXPECT_EQ(studio.phase(), Phase::framing);
   EXPECT_FALSE(reels.held());
   pump(0.5);  // well past the end of the short countdown
@@ -168,7 +168,7 @@ TEST_F(EngineTest, aTakeUnderSevenTenthsOfASecondGoesToTheTrash) {
 TEST_F(EngineTest, restartThrowsTheTakeAwayAndCountsDownAgain) {
   const int before = takesOnDisk().size();
   record();
-  engine->restartTake();
+  engine->recording().restart();
   EXPECT_EQ(studio.phase(), Phase::countdown);
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::recording; }));
   pump(1.5);  // well past the shortest take, even when a busy machine delays the first frame
@@ -187,8 +187,8 @@ TEST_F(EngineTest, theStudiosKeysActByPhase) {
   EXPECT_TRUE(studio.isPaused());
   EXPECT_FALSE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier)) << "Escape never stops a take";
   EXPECT_FALSE(engine->handleKey(Qt::Key_W, Qt::ControlModifier));
-  engine->restartTake();
-  engine->cancelCountdown();
+  engine->recording().restart();
+  engine->recording().cancelCountdown();
   EXPECT_FALSE(engine->handleKey(Qt::Key_Escape, Qt::NoModifier));
   EXPECT_EQ(studio.phase(), Phase::framing) << "Escape never closes the studio";
 
@@ -223,7 +223,7 @@ TEST_F(EngineTest, aLongTakeWithSoundIsQueuedForAReelAndRetakeTrashesTakeAndJob)
   ASSERT_TRUE(reels.job(take).has_value()) << "8 s with sound and reels on: a reel is queued";
 
   const QStringList before = trashed();
-  engine->retake();
+  engine->recording().retake();
   EXPECT_EQ(studio.phase(), Phase::framing);
   EXPECT_FALSE(studio.take());
   EXPECT_FALSE(reels.job(take).has_value());
@@ -241,7 +241,7 @@ TEST_F(EngineTest, aLongTakeWithSoundIsQueuedForAReelAndRetakeTrashesTakeAndJob)
 
 TEST_F(EngineTest, closingWhileRecordingSavesTheTake) {
   record();
-  const QString path = engine->recorder()->path();
+  const QString path = engine->recording().recorder()->path();
   // A second of it written (two half-second fragments), however busy the machine.
   const QString fragment = QFileInfo(path).dir().filePath(".recording-" + QFileInfo(path).fileName());
   ASSERT_TRUE(within(30, [&] {

@@ -93,7 +93,7 @@ class MonitorWindowTest : public testing::Test {
     engine = std::make_unique<Engine>(studio, &reels, platform->forEngine(), std::move(windows));
     monitor->attach(*engine);
     island->attach(*engine);
-    engine->setCountdownStep(1000);
+    engine->recording().setCountdownStep(1000);
     xdotool({"mousemove", "300", "500"});  // the frame opens on the left: the monitor goes right
     engine->open();
     engine->setHome({200, 100, 400, 711});
@@ -190,13 +190,13 @@ TEST_F(MonitorWindowTest, outcomesThatWouldPassUnseenEachGetAToast) {
   ASSERT_TRUE(within(10, [&] { return listed; }));
   ASSERT_TRUE(studio.mics().empty()) << "this sound server has no microphone";
   studio.updatePrefs([](Prefs& p) { p.micOn = true; p.reels = true; p.cameraOn = false; });
-  engine->setCountdownStep(50);
-  engine->beginCountdown();
+  engine->recording().setCountdownStep(50);
+  engine->recording().beginCountdown();
   EXPECT_TRUE(toasted("No microphone: recording without sound."));
 
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
   ASSERT_TRUE(within(30, [&] { return studio.elapsed(mediaTime()) > 8.2; })) << "long enough for a reel";
-  engine->stopRecording();
+  engine->recording().stop();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   EXPECT_TRUE(toasted("No reel: this take has no voice."));
 
@@ -280,7 +280,7 @@ TEST_F(MonitorWindowTest, theHandlesOnThePhoneRearrangeTheLayout) {
 }
 
 TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
-  engine->setCountdownStep(50);
+  engine->recording().setCountdownStep(50);
   studio.updatePrefs([](Prefs& p) {
     p.cameraOn = false;  // every pixel of the take is the screen
     p.follow = true;
@@ -290,14 +290,14 @@ TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
   engine->setHome({double(m.x() - 100), 60, 540, 960});
   engine->setCompact(true);
   xdotool({"mousemove", "10", "1070"});
-  engine->beginCountdown();
+  engine->recording().beginCountdown();
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
   settle(0.6);
   // The pointer goes to rest on the monitor, as if to press Stop: Follow holds the view.
   const QPoint onMonitor = monitor->geometry().center();
   xdotool({"mousemove", std::to_string(onMonitor.x()), std::to_string(onMonitor.y())});
   settle(1.2);
-  engine->stopRecording();
+  engine->recording().stop();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   EXPECT_FALSE(studio.compact()) << "a finished take is seen at full size";
 
@@ -323,7 +323,7 @@ TEST_F(MonitorWindowTest, theIslandHangsFromTheTopForTheTakeAndNeverAppearsInIt)
   engine->setHome({700, 0, 540, 960});  // right over the island and its prompter
   settle(0.5);
   xdotool({"mousemove", "10", "1070"});
-  engine->beginCountdown();
+  engine->recording().beginCountdown();
   ASSERT_TRUE(island->shown());
   EXPECT_TRUE(within(2, [&] { return island->view()->isVisible(); }));
   const QRect placed = island->view()->window()->geometry();
@@ -331,16 +331,16 @@ TEST_F(MonitorWindowTest, theIslandHangsFromTheTopForTheTakeAndNeverAppearsInIt)
     EXPECT_EQ(placed, QRect(960 - 320, 0, 640, 320)) << "centred on the top edge";
   else
     EXPECT_FALSE(placed.intersects(QRect(700, 0, 540, 960))) << "beside the frame it would cover";
-  engine->cancelCountdown();
+  engine->recording().cancelCountdown();
   EXPECT_FALSE(island->shown());
   EXPECT_TRUE(within(2, [&] { return !island->view()->window()->isVisible(); })) << "faded out";
 
-  engine->setCountdownStep(50);
-  engine->beginCountdown();
+  engine->recording().setCountdownStep(50);
+  engine->recording().beginCountdown();
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
   EXPECT_TRUE(within(3, [&] { return island->view()->lookAt(mediaTime()).prompter; }));
   settle(1.5);
-  engine->stopRecording();
+  engine->recording().stop();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   EXPECT_FALSE(island->shown());
 

@@ -21,7 +21,7 @@ class FramingBoardTest : public testing::Test {
       p.fps = 30;
       p.reels = false;
     });
-    engine.setCountdownStep(10000);
+    engine.recording().setCountdownStep(10000);
     engine.open();
     board.attach(engine);
     board.resize(992, 652);  // a 960 × 540 picture of the 1920 × 1080 screen: half its points

@@ -64,7 +64,7 @@ class ViewfinderTest : public testing::Test {
     windows.viewfinder = std::move(owned);
     engine = std::make_unique<Engine>(studio, &reels, platform->forEngine(), std::move(windows));
     viewfinder->attach(*engine);
-    engine->setCountdownStep(50);
+    engine->recording().setCountdownStep(50);
   }
   void TearDown() override {
     if (!engine) return;  // set-up failed before it
@@ -121,13 +121,13 @@ TEST_F(ViewfinderTest, dimsAroundTheHoleByPhaseAndNeverReachesTheTake) {
   EXPECT_TRUE(viewfinder->framePanel()->mask().isEmpty()) << "and the frame whole again";
 
   xdotool({"mousemove", "1800", "1050"});  // no pointer in the take
-  engine->beginCountdown();
+  engine->recording().beginCountdown();
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
   EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(300, 650), 0.74); })) << "recording dims by 0.26";
   EXPECT_TRUE(dimmedTo(pixel(825, 650), 1.0));
   // Long enough to be kept: a take under 0.7 s goes to the trash and the studio back to framing.
   ASSERT_TRUE(within(10, [&] { return studio.elapsed(mediaTime()) > 1.0; }));
-  engine->stopRecording();
+  engine->recording().stop();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   EXPECT_TRUE(within(5, [&] { return dimmedTo(pixel(825, 650), 0.58); })) << "review dims everything";
 
@@ -241,10 +241,10 @@ TEST_F(ViewfinderTest, atTwiceTheScaleTheDimTheFrameTheBandAndTheTakeKeepToTheSc
   xdotool({"mouseup", "1", "mousemove", "1800", "1000"});
   EXPECT_TRUE(within(3, [&] { return std::abs(engine->home().x - 340) < 1; })) << "the band 10 points out drags it";
 
-  engine->beginCountdown();
+  engine->recording().beginCountdown();
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
   ASSERT_TRUE(within(10, [&] { return studio.elapsed(mediaTime()) > 1.0; }));
-  engine->stopRecording();
+  engine->recording().stop();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 0.3);
   ASSERT_FALSE(frame.isNull());

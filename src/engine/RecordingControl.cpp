@@ -1,26 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The engine's recording control: countdown, start, pause, stop, finishing, review, retake,
-// and the choice of camera and microphone.
-#include "engine/Engine.h"
+#include "engine/RecordingControl.h"
 
 #include "base/Background.h"
 #include "base/Clock.h"
 #include "base/Log.h"
 #include "base/Trash.h"
-#include "capture/CameraAccess.h"
-#include "capture/CameraSource.h"
-#include "engine/Clause.h"
-#include "engine/RenderLoop.h"
 #include "model/Studio.h"
 #include "model/Takes.h"
 #include "record/AudioFlattener.h"
 #include "record/Recorder.h"
 #include "record/TakeFiles.h"
 #include "reels/ReelMaker.h"
-#include "model/Geometry.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
 #include <QTimer>
 
 #include <limits>
@@ -30,7 +25,8 @@ namespace {
 
 constexpr double kShortestTake = 0.7;
 constexpr double kShortestReelTake = 8.0;
-constexpr int kToastMs = 2400;
+// How long closing waits for sound still on its way: quitting takes well under a second.
+constexpr double kClosingSoundWait = 0.3;
 
 // Drops a recorder that will never be begun; its files go with it, off the GUI thread.
 void discardInBackground(QObject* context, std::shared_ptr<Recorder> recorder) {
@@ -42,24 +38,32 @@ void discardInBackground(QObject* context, std::shared_ptr<Recorder> recorder) {
   }, [](Outcome<bool>) {});
 }
 
-// PulseAudio names Bluetooth inputs after BlueZ.
-bool isBluetooth(const DeviceInfo& mic) { return mic.id.startsWith(QStringLiteral("bluez_")); }
-
 }  // namespace
 
-void Engine::beginCountdown() {
+RecordingControl::RecordingControl(Studio& studio, ReelMaker* reels, const DesktopServices& desktop,
+                                   IslandPanel& island, Session session)
+    : studio_(studio), reels_(reels), desktop_(desktop), island_(island), session_(std::move(session)) {}
+
+RecordingControl::~RecordingControl() { audioTarget_.set(nullptr); }
+
+void RecordingControl::appendAudio(const AudioRef& buffer, bool system) {
+  if (auto recorder = audioTarget_.get()) recorder->appendAudio(buffer, buffer->pts, system);
+}
+
+void RecordingControl::beginCountdown() {
   if (studio_.phase() != Phase::framing) return;
   const Prefs& prefs = studio_.prefs();
   if (prefs.layout != Layout::me && !studio_.screenAccess()) return;
-  saveHome();
-  takeHasMic_ = prefs.micOn && micAuthorized_ && activeMic_ && !cameraSource_->silent.get();
+  session_.framed();
+  takeHasMic_ = prefs.micOn && session_.micReady();
   if (prefs.micOn && !takeHasMic_)
-    flash(studio_.mics().empty() ? QStringLiteral("No microphone: recording without sound.")
-                                 : QStringLiteral("Recording without sound: Vorn can't use the microphone"));
+    session_.toast(studio_.mics().empty()
+                       ? QStringLiteral("No microphone: recording without sound.")
+                       : QStringLiteral("Recording without sound: Vorn can't use the microphone"));
   studio_.setPhase(Phase::countdown);
   studio_.setCountdown(3);
   if (reels_) reels_->pause();
-  windows_.island->show();
+  island_.show();
   if (desktop_.grabKey)
     escKey_ = desktop_.grabKey(Qt::Key_Escape, Qt::NoModifier, [this] { cancelCountdown(); });
   const unsigned run = ++countdownRun_;
@@ -68,7 +72,7 @@ void Engine::beginCountdown() {
   countdownStep(3, run);
 }
 
-void Engine::countdownStep(int remaining, unsigned run) {
+void RecordingControl::countdownStep(int remaining, unsigned run) {
   if (run != countdownRun_ || studio_.phase() != Phase::countdown) return;
   if (remaining == 0) {
     countdownOver_ = true;
@@ -81,7 +85,7 @@ void Engine::countdownStep(int remaining, unsigned run) {
 }
 
 // Opening the take file and probing the encoders take a while: done during the countdown.
-void Engine::prepareRecorder() {
+void RecordingControl::prepareRecorder() {
   recorder_.reset();
   recorderPrepared_ = false;
   const Prefs& prefs = studio_.prefs();
@@ -112,7 +116,7 @@ void Engine::prepareRecorder() {
       });
 }
 
-void Engine::startRecording() {
+void RecordingControl::startRecording() {
   if (studio_.phase() != Phase::countdown || !countdownOver_) return;
   escKey_.reset();
   if (!recorderPrepared_) return;  // comes back here once the take file is ready
@@ -121,10 +125,10 @@ void Engine::startRecording() {
     return;
   }
   studio_.setRecordingHasMic(takeHasMic_);
-  QPointer<Engine> self(this);
+  QPointer<RecordingControl> self(this);
   recorder_->setFailureHandler([self](const QString& sentence) {
     QMetaObject::invokeMethod(QCoreApplication::instance(), [self, sentence] {
-      if (self) self->recorderFailed(sentence);
+      if (self) self->fail(sentence);
     }, Qt::QueuedConnection);
   });
   std::shared_ptr<Recorder> recorder = recorder_;
@@ -137,37 +141,38 @@ void Engine::startRecording() {
                  if (run != countdownRun_ || studio_.phase() != Phase::countdown) return;
                  if (!outcome.value.value_or(false))
                    return abandonStart(QStringLiteral("The take could not be started."));
-                 loop_->recorder.set(recorder_);
+                 session_.feedFrames(recorder_);
                  studio_.setRecordStart(mediaTime());
                  studio_.setPausedAt(std::nullopt);
                  studio_.setPausedTotal(0);
                  studio_.setPhase(Phase::recording);
-                 publishInputs();
+                 session_.phaseChanged();
                });
 }
 
-void Engine::abandonStart(const QString& reason) {
-  audioTarget_.set(nullptr);
-  discardInBackground(this, std::exchange(recorder_, nullptr));
-  escKey_.reset();
-  studio_.setPhase(Phase::framing);
-  windows_.island->fadeOut();
-  if (reels_) reels_->resume();
+void RecordingControl::abandonStart(const QString& reason) {
+  backToFraming();
   Q_EMIT recordingFailed(reason);
-  flash(QStringLiteral("Couldn't start recording"));
+  session_.toast(QStringLiteral("Couldn't start recording"));
 }
 
-void Engine::cancelCountdown() {
+void RecordingControl::cancelCountdown() {
   if (studio_.phase() != Phase::countdown) return;
+  backToFraming();
+}
+
+void RecordingControl::backToFraming() {
   ++countdownRun_;
   escKey_.reset();
+  session_.feedFrames(nullptr);
+  audioTarget_.set(nullptr);
   discardInBackground(this, std::exchange(recorder_, nullptr));
   studio_.setPhase(Phase::framing);
-  windows_.island->fadeOut();
+  island_.fadeOut();
   if (reels_) reels_->resume();
 }
 
-void Engine::togglePause() {
+void RecordingControl::togglePause() {
   if (studio_.phase() != Phase::recording || !recorder_) return;
   const double now = mediaTime();
   if (const auto pausedAt = studio_.pausedAt()) {
@@ -178,18 +183,19 @@ void Engine::togglePause() {
     studio_.setPausedAt(now);
     recorder_->pause(now);
   }
-  publishInputs();
+  session_.phaseChanged();
 }
 
-void Engine::leaveRecording() {
-  loop_->recorder.set(nullptr);
+void RecordingControl::stop() { finishTake(std::numeric_limits<double>::infinity()); }
+
+void RecordingControl::closeSession() {
+  if (studio_.phase() == Phase::recording) finishTake(kClosingSoundWait);
+  cancelCountdown();
 }
 
-void Engine::stopRecording() { finishTake(std::numeric_limits<double>::infinity()); }
-
-void Engine::finishTake(double soundWait) {
+void RecordingControl::finishTake(double soundWait) {
   if (studio_.phase() != Phase::recording) return;
-  leaveRecording();
+  session_.feedFrames(nullptr);
   studio_.setPhase(Phase::finishing);
   std::shared_ptr<Recorder> recorder = std::exchange(recorder_, nullptr);
   const bool hasMic = takeHasMic_;
@@ -219,84 +225,75 @@ void Engine::finishTake(double soundWait) {
       });
 }
 
-void Engine::finished(const FinishedTake& result, bool hasMic) {
+void RecordingControl::finished(const FinishedTake& result, bool hasMic) {
   --finishing_;
   lastDropped_ = result.dropped;
-  windows_.island->fadeOut();
+  island_.fadeOut();
   if (reels_) reels_->resume();
   if (!result.unfinishedAt.isEmpty()) {
     const QString sentence =
         QStringLiteral("The take couldn't be finished: it is kept at %1.").arg(result.unfinishedAt);
     logError(sentence.toStdString());
     Q_EMIT recordingFailed(sentence);
-    flash(sentence);
+    session_.toast(sentence);
   }
-  if (studio_.phase() == Phase::finishing) {
-    const double duration = result.duration;
-    if (duration <= 0 || (duration < kShortestTake && !takeOptions_.keepShort)) {
-      // Only a short take of ours goes to the trash; a file under the name is someone else's.
-      if (duration > 0) moveToTrash(result.path);
-      if (!takeOptions_.keepShort && result.unfinishedAt.isEmpty())
-        flash(QStringLiteral("Too short, discarded"));
-      studio_.setPhase(Phase::framing);
-    } else {
-      const Take take{QUrl::fromLocalFile(result.path), duration};
-      studio_.setTake(take);
-      studio_.setPhase(Phase::review);
-      setCompact(false);  // a finished take is always seen at full size
-      windows_.monitor->bringToFront();
-      const Prefs& prefs = studio_.prefs();
-      if (reels_ && ReelMaker::isAvailable() && prefs.reels.value_or(true) && duration >= kShortestReelTake) {
-        if (hasMic) reels_->make(take, prefs.brief.value_or(QString()));
-        else flash(QStringLiteral("No reel: this take has no voice."));
-      }
-    }
-  }
+  if (studio_.phase() == Phase::finishing) handOver(result, hasMic);
   Q_EMIT takeFinished();
 }
 
-void Engine::recorderFailed(const QString& sentence) {
+// A take long enough goes to the review and, with a voice, to the reel queue; a short one
+// (ours) goes to the trash.
+void RecordingControl::handOver(const FinishedTake& result, bool hasMic) {
+  const double duration = result.duration;
+  if (duration <= 0 || (duration < kShortestTake && !takeOptions_.keepShort)) {
+    // Only a short take of ours goes to the trash; a file under the name is someone else's.
+    if (duration > 0) moveToTrash(result.path);
+    if (!takeOptions_.keepShort && result.unfinishedAt.isEmpty())
+      session_.toast(QStringLiteral("Too short, discarded"));
+    studio_.setPhase(Phase::framing);
+    return;
+  }
+  const Take take{QUrl::fromLocalFile(result.path), duration};
+  studio_.setTake(take);
+  studio_.setPhase(Phase::review);
+  session_.showReview();
+  const Prefs& prefs = studio_.prefs();
+  if (reels_ && ReelMaker::isAvailable() && prefs.reels.value_or(true) && duration >= kShortestReelTake) {
+    if (hasMic) reels_->make(take, prefs.brief.value_or(QString()));
+    else session_.toast(QStringLiteral("No reel: this take has no voice."));
+  }
+}
+
+void RecordingControl::fail(const QString& sentence) {
   logError(sentence.toStdString());
   Q_EMIT recordingFailed(sentence);
-  flash(sentence);
-  stopRecording();  // keeps what was written
+  session_.toast(sentence);
+  stop();  // keeps what was written
 }
 
-void Engine::screenLost(const QString& why) {
-  if (studio_.phase() != Phase::recording) return;
-  recorderFailed(QStringLiteral("The screen can't be captured any more, so the take was stopped there: %1.")
-                     .arg(asClause(why)));
-}
-
-void Engine::restartTake() {
+void RecordingControl::restart() {
   if (studio_.phase() == Phase::countdown) return cancelCountdown();
   if (studio_.phase() != Phase::recording) return;
-  leaveRecording();
-  audioTarget_.set(nullptr);
-  discardInBackground(this, std::exchange(recorder_, nullptr));
-  studio_.setPhase(Phase::framing);
-  windows_.island->fadeOut();
-  if (reels_) reels_->resume();
+  backToFraming();
   beginCountdown();
 }
 
-void Engine::retake() {
+void RecordingControl::retake() {
   if (const std::optional<Take> take = studio_.take()) {
     if (reels_) reels_->discard(*take);
     if (QFile::exists(take->url.toLocalFile()) && moveToTrash(take->url.toLocalFile()))
-      flash(QStringLiteral("Moved to Trash"));
+      session_.toast(QStringLiteral("Moved to Trash"));
   }
-  toFraming();
+  studio_.setTake(std::nullopt);
+  studio_.setPhase(Phase::framing);
 }
 
-void Engine::review(const Take& take) {
-  if (studio_.phase() == Phase::idle) open();
-  studio_.setTake(take);
-  studio_.setPhase(Phase::review);
-  windows_.monitor->bringToFront();
+void RecordingControl::waitForFinishing() {
+  while (finishing_ > 0)
+    QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
 }
 
-void Engine::recoverInterruptedTakes() {
+void RecordingControl::recoverInterruptedTakes() {
   inBackground(this, [] {
     const QString folder = Takes::folderPath();
     if (!QFileInfo(folder).isDir()) return std::vector<QString>{};
@@ -307,95 +304,10 @@ void Engine::recoverInterruptedTakes() {
     if (!outcome.value) return logError("take recovery failed: " + outcome.error);
     const std::vector<QString>& recovered = *outcome.value;
     if (recovered.size() == 1)
-      flash(QStringLiteral("Recovered the interrupted take “%1”.").arg(QFileInfo(recovered[0]).fileName()));
+      session_.toast(QStringLiteral("Recovered the interrupted take “%1”.").arg(QFileInfo(recovered[0]).fileName()));
     else if (recovered.size() > 1)
-      flash(QStringLiteral("Recovered %1 interrupted takes.").arg(recovered.size()));
+      session_.toast(QStringLiteral("Recovered %1 interrupted takes.").arg(recovered.size()));
   });
-}
-
-void Engine::flash(const QString& text) {
-  studio_.setToast(text);
-  QTimer::singleShot(kToastMs, this, [this, text] {
-    if (studio_.toast() == text) studio_.setToast(std::nullopt);
-  });
-}
-
-void Engine::closeAndWait() {
-  close();
-  while (finishing_ > 0)
-    QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
-}
-
-// ---- Inputs and devices.
-
-void Engine::refreshDevices() {
-  struct Devices {
-    std::vector<DeviceInfo> cameras, mics;
-    std::optional<DeviceInfo> defaultMic;
-    std::optional<QString> cameraProblem;
-  };
-  inBackground(this, [source = cameraSource_.get()] {
-    // Asked for by name, the sample camera is all the camera needed.
-    std::optional<QString> problem = source->offersSampleCamera() ? std::nullopt : cameraProblem();
-    return Devices{source->cameras(), source->mics(), source->defaultMic(), std::move(problem)};
-  }, [this](Outcome<Devices> outcome) {
-    if (!outcome.value) return logError("device list failed: " + outcome.error);
-    studio_.setCameraProblem(outcome.value->cameraProblem);
-    studio_.setCameras(outcome.value->cameras);
-    studio_.setMics(outcome.value->mics);
-    defaultMic_ = outcome.value->defaultMic;
-    if (studio_.phase() != Phase::idle) configureInputs();
-    Q_EMIT inputsConfigured();
-  });
-}
-
-void Engine::configureInputs() {
-  const Prefs& prefs = studio_.prefs();
-  const Slots slots = Geometry::slots(prefs);
-  std::optional<DeviceInfo> camera;
-  if (prefs.cameraOn && slots.camera) {
-    for (const DeviceInfo& c : studio_.cameras())
-      if (prefs.cameraID && c.id == *prefs.cameraID) camera = c;
-    if (!camera && !studio_.cameras().empty()) camera = studio_.cameras().front();
-  }
-  std::optional<DeviceInfo> mic;
-  if (prefs.micOn) {
-    const auto usable = [this](const DeviceInfo& m) { return !mutedMics_.contains(m.id); };
-    for (const DeviceInfo& m : studio_.mics())
-      if (prefs.micID && m.id == *prefs.micID && usable(m)) mic = m;
-    if (!mic && defaultMic_ && usable(*defaultMic_)) mic = defaultMic_;
-    for (const DeviceInfo& m : studio_.mics())
-      if (!mic && usable(m)) mic = m;
-  }
-  studio_.setActiveCamera(camera ? camera->name : QString());
-  studio_.setMicName(mic ? mic->name : QString());
-  activeMic_ = mic;
-  const QString cameraKey = camera ? camera->id : QStringLiteral("-");
-  const QString micKey = mic ? mic->id : QStringLiteral("-");
-  if (cameraKey == cameraKey_ && micKey == micKey_) return;
-  cameraKey_ = cameraKey;
-  micKey_ = micKey;
-  cameraSource_->configure(camera, mic);
-}
-
-void Engine::replaceSilentMic() {
-  const Prefs& prefs = studio_.prefs();
-  if (!prefs.micOn || !micAuthorized_ || !activeMic_ || !isBluetooth(*activeMic_) ||
-      !cameraSource_->silent.get())
-    return;
-  const DeviceInfo silent = *activeMic_;
-  logError((silent.name + " sends only silence; setting it aside until a device reconnects").toStdString());
-  mutedMics_.insert(silent.id);
-  configureInputs();
-  if (activeMic_ && activeMic_->id != silent.id)
-    flash(silent.name + QStringLiteral(" isn't sending sound. Using ") + activeMic_->name);
-}
-
-// No permission prompt stands between Vorn and PulseAudio: the microphone is always allowed.
-void Engine::resolveMicAccess() {
-  micAuthorized_ = true;
-  studio_.setMicAccess(true);
-  configureInputs();
 }
 
 }  // namespace vorn
