@@ -241,7 +241,7 @@ int main(int argc, char** argv) {
     Engine engine(studio, &reels, platform->forEngine(), std::move(windows));
     monitor.attach(engine);
     island.attach(engine);
-    engine.open();
+    engine.openAndWait();
     within(5, [&] { return monitor.phone()->frame() != nullptr; });
     benchPaint(monitor);
     benchGlass(engine, monitor);

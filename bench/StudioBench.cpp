@@ -127,7 +127,7 @@ int main(int argc, char** argv) {
     QObject::connect(&engine, &Engine::firstFrame, [&] { first = true; });
 
     const auto opened = std::chrono::steady_clock::now();
-    engine.open();
+    engine.openAndWait();
     const double openCall = millisecondsSince(opened);
     within(10, [&] { return first; });
     std::printf("open() call: %.1f ms, open to first composed preview: %.1f ms\n", openCall,

@@ -205,21 +205,22 @@ int runRecordCommand(int argc, char** argv) {
     if (studio.phase() != Phase::finishing) QCoreApplication::quit();
   });
 
-  engine.open(size_t(options.display.value_or(0)));
-  if (studio.phase() != Phase::framing) {
-    complain(platform->noDisplay());
-    return 1;
-  }
-  if (const QString refused = frameArea(options, engine); !refused.isEmpty()) {
+  // The frame is placed, and the countdown waited for, once the session is open: its first
+  // frame and its inputs may come at once.
+  int refusal = 0;
+  QObject::connect(&engine, &Engine::opened, &app, [&](bool ok) {
+    const QString refused = ok ? frameArea(options, engine) : platform->noDisplay();
+    if (refused.isEmpty()) return beginWhenReady(engine, studio);
     complain(refused);
-    engine.closeAndWait();
-    return 1;
-  }
-  beginWhenReady(engine, studio);
+    refusal = 1;
+    QCoreApplication::quit();
+  }, Qt::SingleShotConnection);
+  engine.open(size_t(options.display.value_or(0)));
   QCoreApplication::exec();
   meter.finish();
   const std::optional<Take> take = studio.take();  // closing the session lets go of it
   engine.closeAndWait();
+  if (refusal) return refusal;
 
   // A failure was said where it happened ("Vorn: …"), once.
   if (!take) {

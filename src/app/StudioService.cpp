@@ -55,6 +55,9 @@ void StudioService::attach(Engine& engine, Studio& studio) {
     if (studio_->phase() == vorn::Phase::idle) firstFrame_ = inputsConfigured_ = recordWhenReady_ = false;
     announcePhase();
   });
+  connect(&engine, &Engine::opened, this, [this](bool ok) {
+    if (!ok) recordWhenReady_ = false;
+  });
   connect(&engine, &Engine::firstFrame, this, [this] {
     firstFrame_ = true;
     sessionReady();
@@ -82,10 +85,11 @@ void StudioService::Toggle() {
 void StudioService::Record() {
   if (!engine_) return;
   if (studio_->phase() == vorn::Phase::review) engine_->primaryAction();  // back to framing
-  if (studio_->phase() == vorn::Phase::idle) engine_->open();
-  if (studio_->phase() != vorn::Phase::framing) return;
+  const vorn::Phase phase = studio_->phase();
+  if (phase != vorn::Phase::idle && phase != vorn::Phase::framing) return;
   recordWhenReady_ = true;
-  sessionReady();
+  if (phase == vorn::Phase::idle) engine_->open();  // records once the session is ready
+  else sessionReady();
 }
 
 void StudioService::Stop() {

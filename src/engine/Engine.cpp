@@ -16,6 +16,7 @@
 #include "model/Geometry.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QPointer>
 #include <QThreadPool>
 
@@ -126,13 +127,38 @@ void Engine::deviceLost(DeviceKind kind, const DeviceInfo& device) {
 // ---- Session.
 
 void Engine::open(std::optional<size_t> screenIndex) {
-  if (studio_.phase() != Phase::idle) return;
-  displays_ = screenSource_->displays();
-  const std::vector<DisplayInfo>& displays = displays_;
+  if (studio_.phase() != Phase::idle || opening_) return;
+  opening_ = true;
+  const unsigned run = ++openRun_;
+  ScreenSource* source = screenSource_.get();
+  QPointer<Engine> self(this);
+  // On the queue that starts and stops the capture: after a stop still under way.
+  screenLife_->async([source, self, run, screenIndex] {
+    std::vector<DisplayInfo> displays = source->displays();
+    std::optional<std::string> why = displays.empty() ? source->unavailable() : std::nullopt;
+    QMetaObject::invokeMethod(QCoreApplication::instance(), [=] {
+      if (self && run == self->openRun_) self->openOn(displays, why, screenIndex);
+    }, Qt::QueuedConnection);
+  });
+}
+
+bool Engine::openAndWait(std::optional<size_t> screenIndex) {
+  QEventLoop wait;
+  connect(this, &Engine::opened, &wait, &QEventLoop::quit);
+  open(screenIndex);
+  if (opening_) wait.exec();
+  return studio_.phase() != Phase::idle;
+}
+
+void Engine::openOn(const std::vector<DisplayInfo>& displays, const std::optional<std::string>& unavailable,
+                    std::optional<size_t> screenIndex) {
+  opening_ = false;
+  displays_ = displays;
   if (displays.empty()) {
-    const std::optional<std::string> why = screenSource_->unavailable();
-    logError("capture failed: " + why.value_or("no display to capture"));
-    flash(why ? QString::fromStdString(*why) : QStringLiteral("No screen to record"));
+    reviewOnOpen_.reset();
+    logError("capture failed: " + unavailable.value_or("no display to capture"));
+    flash(unavailable ? QString::fromStdString(*unavailable) : QStringLiteral("No screen to record"));
+    Q_EMIT opened(false);
     return;
   }
   std::optional<size_t> chosen = screenIndex && *screenIndex < displays.size()
@@ -154,9 +180,14 @@ void Engine::open(std::optional<size_t> screenIndex) {
   installEventMonitors();
   startScreenCapture();
   windows_.monitor->bringToFront();
+  if (const std::optional<Take> take = std::exchange(reviewOnOpen_, std::nullopt)) review(*take);
+  Q_EMIT opened(true);
 }
 
 void Engine::close() {
+  ++openRun_;
+  reviewOnOpen_.reset();
+  if (std::exchange(opening_, false)) Q_EMIT opened(false);
   if (studio_.phase() == Phase::idle) return;
   recording_->closeSession();
   saveHome();
@@ -358,7 +389,10 @@ void Engine::screenLost(const QString& why) {
 }
 
 void Engine::review(const Take& take) {
-  if (studio_.phase() == Phase::idle) open();
+  if (studio_.phase() == Phase::idle) {
+    reviewOnOpen_ = take;
+    return open();
+  }
   studio_.setTake(take);
   studio_.setPhase(Phase::review);
   windows_.monitor->bringToFront();

@@ -47,7 +47,12 @@ class Engine : public QObject {
   // ---- Session.
   // Opens on `screenIndex` (into the RandR monitors) or, by default, on VORN_SCREEN or the
   // screen under the pointer.
+  // The displays are listed in the background (a connection to the display server, or the
+  // desktop's sharing dialog): the session opens when they come, and `opened` says so.
   void open(std::optional<size_t> screenIndex = std::nullopt);
+  // Opens and runs the event loop until the session is open or could not be: for tests and
+  // benchmarks. True when it is open.
+  bool openAndWait(std::optional<size_t> screenIndex = std::nullopt);
   void close();
   void tick();
   void publishInputs();
@@ -122,6 +127,9 @@ class Engine : public QObject {
   void resetTickGap() { longestGap_ = 0; }
 
  Q_SIGNALS:
+  // The session opened, or did not: no display to capture (the user has been told why), or
+  // closed while opening.
+  void opened(bool ok);
   // The first composed frame of a session reached show().
   void firstFrame();
   // A suggested frame (display points) is being glided to.
@@ -133,6 +141,8 @@ class Engine : public QObject {
   void recordingFailed(const QString& sentence);
 
  private:
+  void openOn(const std::vector<DisplayInfo>& displays, const std::optional<std::string>& unavailable,
+              std::optional<size_t> screenIndex);
   void devicesChanged();
   void deviceLost(DeviceKind kind, const DeviceInfo& device);
   void startLink();
@@ -176,6 +186,10 @@ class Engine : public QObject {
   std::optional<RenderInputs> published_;
   std::optional<DeviceInfo> defaultMic_;
 
+  // A session being opened: a newer open or a close makes an older listing void.
+  unsigned openRun_ = 0;
+  bool opening_ = false;
+  std::optional<Take> reviewOnOpen_;
   DisplayInfo screen_;
   std::vector<DisplayInfo> displays_;
   Rect home_;

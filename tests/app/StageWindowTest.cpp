@@ -36,7 +36,7 @@ TEST(StageWindow, showsTheBoardOrTheIslandByPhase) {
   Engine engine(studio, nullptr, BackendChoice::choose()->forEngine(), stageWindows(stage));
   stage.attach(engine);
   engine.recording().setCountdownStep(10000);
-  engine.open();
+  engine.openAndWait();
   ASSERT_TRUE(QTest::qWaitForWindowExposed(stage.window(), 10000));
   EXPECT_TRUE(stage.board()->isVisible());
   EXPECT_FALSE(stage.islandView()->isVisible());

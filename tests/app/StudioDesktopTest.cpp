@@ -89,7 +89,7 @@ TEST_F(StudioDesktop, ctrlShift9FromAnotherClientOpensCountsRecordsStopsAndEscap
 
 TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZooms) {
   test::ChildProcess window({"xev", "-geometry", "600x400+700+300", "-name", "other"});
-  engine->open();
+  engine->openAndWait();
   ASSERT_TRUE(within(10, [&] {
     return !services.otherWindows().empty();
   })) << "the window is mapped";

@@ -40,7 +40,7 @@ class ControlDeckTest : public testing::Test {
       p.reels = false;
     });
     engine.recording().setCountdownStep(10000);  // the countdown stays put while the test looks
-    engine.open();
+    engine.openAndWait();
     window.resize(300, 220);
     deck = new ControlDeck(studio, engine, &window);
     deck->resize(300, 220);

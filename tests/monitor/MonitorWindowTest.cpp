@@ -95,7 +95,7 @@ class MonitorWindowTest : public testing::Test {
     island->attach(*engine);
     engine->recording().setCountdownStep(1000);
     xdotool({"mousemove", "300", "500"});  // the frame opens on the left: the monitor goes right
-    engine->open();
+    engine->openAndWait();
     engine->setHome({200, 100, 400, 711});
     ASSERT_TRUE(within(10, [&] { return monitor->isVisible() && monitor->phone()->frame(); }));
     settle(0.6);  // the fade

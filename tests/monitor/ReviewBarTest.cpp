@@ -21,9 +21,11 @@ class ReviewBarTest : public testing::Test {
     userSettings().clear();
     bar.attach(engine);
   }
-  // Reviews `take`, whose reel the stand-in engine cuts with `script`.
+  // Reviews `take` (no display here: the session stays closed), whose reel the stand-in
+  // engine cuts with `script`.
   void review(const Take& take) {
-    engine.review(take);
+    studio.setTake(take);
+    studio.setPhase(Phase::review);
     reels.make(take, QString());
   }
 

@@ -22,7 +22,7 @@ class FramingBoardTest : public testing::Test {
       p.reels = false;
     });
     engine.recording().setCountdownStep(10000);
-    engine.open();
+    engine.openAndWait();
     board.attach(engine);
     board.resize(992, 652);  // a 960 × 540 picture of the 1920 × 1080 screen: half its points
     board.open(engine.screen());

@@ -75,7 +75,7 @@ class ViewfinderTest : public testing::Test {
   void open(bool expectCompositor) {
     ASSERT_TRUE(within(5, [&] { return viewfinder->compositing() == expectCompositor; }));
     xdotool({"mousemove", "825", "650"});
-    engine->open();
+    engine->openAndWait();
     engine->setHome(home);
     settle(1.0);  // the fades
   }
@@ -224,7 +224,7 @@ TEST_F(ViewfinderTest, atTwiceTheScaleTheDimTheFrameTheBandAndTheTakeKeepToTheSc
   test::ChildProcess compositor({"xcompmgr"});
   ASSERT_TRUE(within(5, [&] { return viewfinder->compositing(); }));
   xdotool({"mousemove", "1800", "1000"});
-  engine->open();
+  engine->openAndWait();
   ASSERT_TRUE(within(5, [&] { return !engine->screen().rect.isEmpty(); }));
   EXPECT_EQ(engine->screen().rect, (Rect{0, 0, 960, 540}));
   EXPECT_EQ(engine->screen().scale, 2.0);
