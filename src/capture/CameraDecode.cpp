@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "capture/CameraDecode.h"
 
-#include <libyuv.h>
+#include <libyuv/convert_argb.h>
 #include <turbojpeg.h>
 
 namespace vorn {

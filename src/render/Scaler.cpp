@@ -1,116 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "render/Scaler.h"
 
-#include <libyuv/cpu_id.h>
-#include <libyuv/row.h>
-#include <libyuv/scale_row.h>
+#include "render/ScaleKernels.h"
 
 #include <cmath>
 #include <cstring>
-
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
 
 namespace vorn {
 namespace {
 
 constexpr int linePadding = 2;  // pixels of edge copies on each side of line_
-
-using InterpolateRowFn = void (*)(std::uint8_t*, const std::uint8_t*, std::ptrdiff_t, int, int);
-using HalveRowFn = void (*)(const std::uint8_t*, std::ptrdiff_t, std::uint8_t*, int);
-using BoxEveryRowFn = void (*)(const std::uint8_t*, std::ptrdiff_t, int, std::uint8_t*, int);
-
-struct Kernels {
-  InterpolateRowFn interpolateRow = libyuv::InterpolateRow_C;
-  HalveRowFn halveRow = libyuv::ScaleARGBRowDown2Box_C;
-  BoxEveryRowFn boxEvery = libyuv::ScaleARGBRowDownEvenBox_C;
-};
-
-// The fastest row functions this processor runs, chosen once.
-const Kernels& kernels() {
-  static const Kernels chosen = [] {
-    Kernels k;
-#if defined(__x86_64__) || defined(__i386__)
-    if (libyuv::TestCpuFlag(libyuv::kCpuHasSSE2)) {
-      k.halveRow = libyuv::ScaleARGBRowDown2Box_Any_SSE2;
-      k.boxEvery = libyuv::ScaleARGBRowDownEvenBox_Any_SSE2;
-    }
-    if (libyuv::TestCpuFlag(libyuv::kCpuHasSSSE3)) k.interpolateRow = libyuv::InterpolateRow_Any_SSSE3;
-    if (libyuv::TestCpuFlag(libyuv::kCpuHasAVX2)) k.interpolateRow = libyuv::InterpolateRow_Any_AVX2;
-#endif
-    return k;
-  }();
-  return chosen;
-}
-
-// Horizontal linear filtering of `count` pixels: pixel i blends source pixels x >> 16 and the
-// one after it by the fraction (x >> 8) & 255, x advancing by dx. libyuv's SIMD column filter
-// weighs the two pixels 127/128 in all, which darkens every picture by one percent; these keep a
-// flat colour exact.
-void filterColumnsPortable(std::uint8_t* dst, const std::uint8_t* src, int count, int x, int dx) {
-  for (int i = 0; i < count; ++i, x += dx) {
-    const std::uint8_t* left = src + 4 * (x >> 16);
-    const int fraction = (x >> 8) & 255;
-    for (int c = 0; c < 4; ++c) {
-      dst[4 * i + c] = std::uint8_t((left[c] * (256 - fraction) + left[4 + c] * fraction + 128) >> 8);
-    }
-  }
-}
-
-#if defined(__x86_64__)
-// Four pixels at a time: one gather fetches the four source pairs, 16-bit multiply-adds blend
-// them (weights up to 256 do not fit the 8-bit multiply-add).
-__attribute__((target("avx2"))) void filterColumnsAvx2(std::uint8_t* dst, const std::uint8_t* src,
-                                                       int count, int x, int dx) {
-  const __m128i steps = _mm_setr_epi32(0, dx, 2 * dx, 3 * dx);
-  // Within each 128-bit lane, two pairs (8 bytes each: left pixel, right pixel) become
-  // channel-interleaved: b0 b1 g0 g1 r0 r1 a0 a1.
-  const __m256i interleave = _mm256_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15,
-                                              0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);
-  const __m256i firstTwo = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
-  const __m256i lastTwo = _mm256_setr_epi32(2, 2, 2, 2, 3, 3, 3, 3);
-  const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 0, 0, 0, 0);
-  const __m256i half = _mm256_set1_epi32(128);
-  const __m128i fractionMask = _mm_set1_epi32(255);
-  int i = 0;
-  for (; i + 4 <= count; i += 4, x += 4 * dx) {
-    const __m128i positions = _mm_add_epi32(_mm_set1_epi32(x), steps);
-    const __m128i indices = _mm_srai_epi32(positions, 16);
-    const __m256i pairs = _mm256_shuffle_epi8(
-        _mm256_i32gather_epi64(reinterpret_cast<const long long*>(src), indices, 4), interleave);
-    const __m128i fractions = _mm_and_si128(_mm_srai_epi32(positions, 8), fractionMask);
-    // Per pixel the 16-bit pair (256 - f, f).
-    const __m128i weights = _mm_or_si128(_mm_sub_epi32(_mm_set1_epi32(256), fractions),
-                                         _mm_slli_epi32(fractions, 16));
-    const __m256i weights256 = _mm256_castsi128_si256(weights);
-    const __m256i low = _mm256_madd_epi16(_mm256_cvtepu8_epi16(_mm256_castsi256_si128(pairs)),
-                                          _mm256_permutevar8x32_epi32(weights256, firstTwo));
-    const __m256i high = _mm256_madd_epi16(_mm256_cvtepu8_epi16(_mm256_extracti128_si256(pairs, 1)),
-                                           _mm256_permutevar8x32_epi32(weights256, lastTwo));
-    const __m256i words = _mm256_packs_epi32(_mm256_srli_epi32(_mm256_add_epi32(low, half), 8),
-                                             _mm256_srli_epi32(_mm256_add_epi32(high, half), 8));
-    // Lanes now hold pixels (0, 2) and (1, 3); put them back in order.
-    const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words, words), inOrder);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 4 * i), _mm256_castsi256_si128(bytes));
-  }
-  // The compiler leaves the upper halves dirty before a tail call, and every SSE instruction
-  // that runs afterwards, here or in libyuv, would pay for it: a preview frame took 40 % longer.
-  _mm256_zeroupper();
-  filterColumnsPortable(dst + 4 * i, src, count - i, x, dx);
-}
-#endif
-
-void filterColumns(std::uint8_t* dst, const std::uint8_t* src, int count, int x, int dx) {
-#if defined(__x86_64__)
-  static const bool avx2 = libyuv::TestCpuFlag(libyuv::kCpuHasAVX2) != 0;
-  if (avx2) {
-    filterColumnsAvx2(dst, src, count, x, dx);
-    return;
-  }
-#endif
-  filterColumnsPortable(dst, src, count, x, dx);
-}
 
 bool finite(const Rect& r) {
   return std::isfinite(r.x) && std::isfinite(r.y) && std::isfinite(r.width) &&
@@ -205,7 +104,7 @@ void Scaler::buildLevels(const std::uint8_t* origin, int stride, int width, int 
     int outStride = 0;
     std::uint8_t* out = scratch(i % 2, w, h, outStride);
     for (int y = 0; y < h; ++y) {
-      kernels().halveRow(level_ + std::ptrdiff_t(2 * y) * levelStride_, levelStride_,
+      fastestScaleKernels().halveRow(level_ + std::ptrdiff_t(2 * y) * levelStride_, levelStride_,
                          out + std::ptrdiff_t(y) * outStride, w);
     }
     level_ = out;
@@ -227,7 +126,7 @@ bool Scaler::buildSparseLevel(const std::uint8_t* origin, int stride, int width,
   std::uint8_t* out = scratch(0, w, h, outStride);
   const std::uint8_t* first = origin + std::ptrdiff_t(inset) * stride + inset * 4;
   for (int y = 0; y < h; ++y) {
-    kernels().boxEvery(first + std::ptrdiff_t(y) * step * stride, stride, step,
+    fastestScaleKernels().boxEvery(first + std::ptrdiff_t(y) * step * stride, stride, step,
                        out + std::ptrdiff_t(y) * outStride, w);
   }
   level_ = out;
@@ -267,7 +166,7 @@ void Scaler::loadLine(int levelRow, int fraction) {
   if (fraction == 0) {
     std::memcpy(line, top, size_t(levelWidth_) * 4);
   } else {
-    kernels().interpolateRow(line, top, levelStride_, levelWidth_ * 4, fraction);
+    fastestScaleKernels().blendRows(line, top, top + levelStride_, levelWidth_ * 4, fraction);
   }
   for (int i = 1; i <= linePadding; ++i) {
     copyPixel(line - 4 * i, line);
@@ -301,7 +200,7 @@ void Scaler::columns(int x0, int x1, std::uint8_t* out) const {
   if (fraction_ == 0) {
     std::memcpy(out, top, size_t(x1 - x0) * 4);
   } else {
-    kernels().interpolateRow(out, top, bottom_ - top_, (x1 - x0) * 4, fraction_);
+    fastestScaleKernels().blendRows(out, top, bottom_ + 4 * (x0 - clip_.x), (x1 - x0) * 4, fraction_);
   }
 }
 
@@ -327,7 +226,8 @@ void Scaler::filterLine(int x0, int x1, std::uint8_t* out) const {
   if (inside1 > inside0) {
     const int fixed = int(std::lround((u0_ + du_ * inside0) * 65536.0));
     const int step = int(std::lround(du_ * 65536.0));
-    filterColumns(out + 4 * (inside0 - x0), line, inside1 - inside0, fixed, step);
+    fastestScaleKernels().filterColumns(out + 4 * (inside0 - x0), line, inside1 - inside0, fixed,
+                                        step);
   }
   for (int x = std::max(inside1, x0); x < x1; ++x) copyPixel(out + 4 * (x - x0), after);
 }

@@ -14,8 +14,9 @@ namespace vorn {
 // for text: while the picture shrinks to less than half, the needed source pixels are first
 // halved with exact 2 × 2 box averages, then sampled bilinearly, so every source pixel counts
 // and small text does not alias. Edges are clamped (the picture's border pixels extend outwards).
-// The vertical and halving kernels are libyuv's SIMD row functions, driven over our own scratch
-// rows: libyuv's whole-image scalers allocate a row buffer on every call.
+// The pixel loops are our own (ScaleKernels.h), SIMD where the processor has it, run over our
+// own scratch rows: libyuv's whole-image scalers allocate a row buffer on every call, and its
+// row functions are internal to it, with no stable ABI.
 // Scratch memory grows to the largest job seen and is then reused: a steady stream of frames
 // allocates nothing. One thread at a time.
 class Scaler {

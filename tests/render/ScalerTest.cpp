@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <optional>
+#include <string>
 
 #if defined(__x86_64__)
 #include <cpuid.h>
@@ -32,22 +33,35 @@ std::optional<bool> upperHalvesInUse() {
 
 }  // namespace
 
-// Dirty upper halves make every later SSE instruction on the thread slow (libyuv's kernels,
-// the compositor's blending): the vector column filter must leave them clean, also when it
-// ends with a few pixels the portable filter does.
+// Dirty upper halves make every later SSE instruction on the thread slow (the compositor's
+// blending, the backdrop): the vector kernels must leave them clean, also when they end with a
+// few pixels the portable ones do. Widths not a multiple of any vector leave such tails; the
+// sizes take every kernel: blending rows, halving, sparse boxes, filtering columns.
 TEST(Scaler, LeavesTheUpperVectorHalvesClean) {
-  FrameBuffer source(300, 200);
-  std::memset(source.data(), 0x7f, size_t(source.stride()) * size_t(source.height()));
-  FrameBuffer target(203, 150);  // not a multiple of four pixels wide
-  Scaler scaler;
-  ASSERT_TRUE(scaler.prepare(source, {0, 0, 300, 200}, {0, 0, 203, 150}, {0, 0, 203, 150}, false));
   const std::optional<bool> before = upperHalvesInUse();
   if (!before) GTEST_SKIP() << "the processor doesn't report it";
-  if (*before) GTEST_SKIP() << "already in use before the filter ran";
-  for (int y = 0; y < 150; ++y) {
-    scaler.beginRow(y);
-    scaler.columns(0, 203, target.row(y));
-    ASSERT_FALSE(*upperHalvesInUse()) << "row " << y;
+  if (*before) GTEST_SKIP() << "already in use before the scaler ran";
+  FrameBuffer source(300, 200);
+  std::memset(source.data(), 0x7f, size_t(source.stride()) * size_t(source.height()));
+  struct Case {
+    int width, height;
+    Scaler::Reduction reduction;
+  };
+  for (const Case& c : {Case{203, 150, Scaler::Reduction::box},     // shrunk, not halved
+                        Case{61, 43, Scaler::Reduction::box},       // halved twice
+                        Case{61, 43, Scaler::Reduction::sparse},    // sparse boxes
+                        Case{611, 433, Scaler::Reduction::box}}) {  // enlarged
+    const std::string size = std::to_string(c.width) + " × " + std::to_string(c.height);
+    FrameBuffer target(c.width, c.height);
+    Scaler scaler(c.reduction);
+    ASSERT_TRUE(scaler.prepare(source, {0, 0, 300, 200}, {0, 0, double(c.width), double(c.height)},
+                               {0, 0, c.width, c.height}, false));
+    ASSERT_FALSE(*upperHalvesInUse()) << size << ", reducing";
+    for (int y = 0; y < c.height; ++y) {
+      scaler.beginRow(y);
+      scaler.columns(0, c.width, target.row(y));
+      ASSERT_FALSE(*upperHalvesInUse()) << size << ", row " << y;
+    }
+    EXPECT_EQ(target.row(c.height / 2)[c.width / 2 * 4], 0x7f) << size;
   }
-  EXPECT_EQ(target.row(75)[100 * 4], 0x7f);
 }
