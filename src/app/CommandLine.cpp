@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/CommandLine.h"
 
-#include "app/Usage.h"
+#include "base/Usage.h"
 
 #include <QCommandLineParser>
 

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/Options.h"
 
+#include "base/Usage.h"
 #include "cut/Words.h"
+
+#include <QCommandLineParser>
 
 #include <algorithm>
 #include <sstream>
 
 namespace vorn::cut {
 namespace {
-
-bool startsWith(const std::string& text, const std::string& prefix) {
-  return text.rfind(prefix, 0) == 0;
-}
 
 std::array<double, 4> cameraRect(const std::string& text) {
   const CutError wrong("The camera place must be four fractions: --camera=X,Y,W,H.");
@@ -34,20 +33,6 @@ std::array<double, 4> cameraRect(const std::string& text) {
   return rect;
 }
 
-// The value of an option given as "--name=value" or "--name value".
-std::string valueOf(const std::vector<std::string>& arguments, std::size_t& at,
-                    const std::string& name) {
-  const std::string& argument = arguments[at];
-  if (argument.size() > name.size() && argument[name.size()] == '=')
-    return argument.substr(name.size() + 1);
-  if (at + 1 >= arguments.size()) throw CutError("The option " + name + " needs a value.");
-  return arguments[++at];
-}
-
-bool matches(const std::string& argument, const std::string& name) {
-  return argument == name || startsWith(argument, name + "=");
-}
-
 void check(const Options& options) {
   if (options.take.empty()) throw CutError("No take was given: vorncut promo TAKE --out REEL.");
   if (options.out.empty()) throw CutError("No reel path was given: add --out REEL.");
@@ -59,38 +44,63 @@ void check(const Options& options) {
     throw CutError("A face finish needs the camera's place: --camera=X,Y,W,H.");
 }
 
+
+const QString kName = QStringLiteral("vorncut");
+
+// The parser with every option of the reel engine; `options` fills from it.
+struct Parser {
+  QCommandLineParser parser;
+  QCommandLineOption help{{"h", "help"}, "Shows this help."};
+  QCommandLineOption version{{"v", "version"}, "Shows the version."};
+  QCommandLineOption out{"out", "Where the reel goes.", "REEL"};
+  QCommandLineOption jsonLines{"jsonl", "Reports as JSON lines, for the studio."};
+  QCommandLineOption brain{"brain", "Who writes the story: device, or claude (the claude command).", "WHO",
+                           "device"};
+  QCommandLineOption script{"script", "The script the take was read from.", "FILE"};
+  QCommandLineOption theme{"theme", "A one-line brief for the story.", "TEXT"};
+  QCommandLineOption face{"face", "A finish for the face, natural or sculpted, with --camera.", "FINISH"};
+  QCommandLineOption camera{"camera", "Where the camera sits in the frame, in fractions.", "X,Y,W,H"};
+
+  Parser() {
+    parser.setApplicationDescription(
+        "Listens to a take, finds its story and renders a captioned vertical reel, with its cover "
+        "and caption beside it.");
+    parser.addOptions({out, jsonLines, brain, script, theme, face, camera, help, version});
+    parser.addPositionalArgument("promo", "The command: cuts a reel.", "promo");
+    parser.addPositionalArgument("TAKE", "The take to cut.", "TAKE [options]");
+  }
+};
+
+std::string text(const QString& value) { return value.toStdString(); }
+
 }  // namespace
 
 Options parseOptions(const std::vector<std::string>& arguments) {
-  if (arguments.empty() || arguments[0] != "promo")
-    throw CutError("The only command is promo: vorncut promo TAKE --out REEL.");
+  Parser p;
+  QStringList line{kName};
+  for (const std::string& argument : arguments) line << QString::fromStdString(argument);
+  if (!p.parser.parse(line)) throw CutError(text(refusal(p.parser, kName)));
   Options options;
-  for (std::size_t at = 1; at < arguments.size(); ++at) {
-    const std::string& argument = arguments[at];
-    if (argument == "--jsonl")
-      options.jsonLines = true;
-    else if (matches(argument, "--brain"))
-      options.brain = valueOf(arguments, at, "--brain");
-    else if (matches(argument, "--out"))
-      options.out = valueOf(arguments, at, "--out");
-    else if (matches(argument, "--script"))
-      options.scriptFile = valueOf(arguments, at, "--script");
-    else if (startsWith(argument, "--theme="))
-      options.theme = argument.substr(8);
-    else if (startsWith(argument, "--face="))
-      options.face = argument.substr(7);
-    else if (startsWith(argument, "--camera="))
-      options.camera = cameraRect(argument.substr(9));
-    else if (startsWith(argument, "-"))
-      throw CutError("Unknown option " + argument + ".");
-    else if (options.take.empty())
-      options.take = argument;
-    else
-      throw CutError("Only one take can be cut at a time.");
-  }
+  options.help = p.parser.isSet(p.help);
+  options.version = p.parser.isSet(p.version);
+  if (options.help || options.version) return options;
+  const QStringList positional = p.parser.positionalArguments();
+  if (positional.isEmpty() || positional.first() != "promo")
+    throw CutError("The only command is promo: vorncut promo TAKE --out REEL.");
+  if (positional.size() > 2) throw CutError("Only one take can be cut at a time.");
+  if (positional.size() == 2) options.take = text(positional[1]);
+  options.jsonLines = p.parser.isSet(p.jsonLines);
+  options.out = text(p.parser.value(p.out));
+  options.brain = text(p.parser.value(p.brain));
+  options.scriptFile = text(p.parser.value(p.script));
+  options.theme = text(p.parser.value(p.theme));
+  options.face = text(p.parser.value(p.face));
+  if (p.parser.isSet(p.camera)) options.camera = cameraRect(text(p.parser.value(p.camera)));
   check(options);
   return options;
 }
+
+std::string usage() { return text(usageText(Parser().parser, kName)); }
 
 bool wantsJsonLines(const std::vector<std::string>& arguments) {
   return std::find(arguments.begin(), arguments.end(), "--jsonl") != arguments.end();

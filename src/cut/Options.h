@@ -20,10 +20,16 @@ struct Options {
   std::string face;
   std::optional<std::array<double, 4>> camera;
   std::string scriptFile;
+  bool help = false;
+  bool version = false;
 };
 
-// Reads the arguments after the program name; throws CutError naming what is wrong.
+// Reads the arguments after the program name; throws CutError naming what is wrong. With
+// --help or --version nothing else is read.
 Options parseOptions(const std::vector<std::string>& arguments);
+
+// The help text.
+std::string usage();
 
 // Whether the arguments ask for JSON lines, even when they are wrong otherwise.
 bool wantsJsonLines(const std::vector<std::string>& arguments);

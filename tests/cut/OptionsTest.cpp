@@ -46,6 +46,19 @@ TEST(OptionsTest, wrongCommandLinesAreRefusedWithASentence) {
   }
 }
 
+// Values go after "=" or as the next argument alike; help and version need nothing else.
+TEST(OptionsTest, valuesComeEitherWayAndHelpStandsAlone) {
+  const Options options = parseOptions({"promo", "--theme", "a brief", "--brain=claude", "t.mp4", "--out=r.mp4"});
+  EXPECT_EQ(options.theme, "a brief");
+  EXPECT_EQ(options.brain, "claude");
+  EXPECT_EQ(options.take, "t.mp4");
+  EXPECT_EQ(options.out, "r.mp4");
+  EXPECT_TRUE(parseOptions({"--help"}).help);
+  EXPECT_TRUE(parseOptions({"promo", "-v"}).version);
+  EXPECT_NE(usage().find("Usage: vorncut"), std::string::npos);
+  EXPECT_NE(usage().find("--camera <X,Y,W,H>"), std::string::npos);
+}
+
 TEST(OptionsTest, jsonLinesAreSeenEvenOnAWrongLine) {
   EXPECT_TRUE(wantsJsonLines({"promo", "--loud", "--jsonl"}));
   EXPECT_FALSE(wantsJsonLines({"promo", "take.mp4"}));

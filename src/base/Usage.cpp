@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/Usage.h"
+#include "base/Usage.h"
 
 namespace vorn {
 
