@@ -410,6 +410,11 @@ void Engine::closeAndWait() {
   recording_->waitForFinishing();
 }
 
+void Engine::takeStill(QObject* context, double scale, std::function<void(QImage)> done) {
+  inBackground(context, [source = screenSource_.get(), screen = screen_, scale] { return source->screenshot(screen, scale); },
+               [done = std::move(done)](Outcome<QImage> shot) { done(shot.value.value_or(QImage())); });
+}
+
 bool Engine::ownWindowsLeftOut() const { return screenSource_->leavesOutOwnWindows(); }
 
 }  // namespace vorn

@@ -14,6 +14,7 @@
 #include "model/Model.h"
 #include "model/Prefs.h"
 
+#include <QImage>
 #include <QObject>
 #include <QTimer>
 
@@ -114,6 +115,10 @@ class Engine : public QObject {
   // the chips and buttons around it) keeps inside it.
   Rect workArea() const;
   RenderLoop* renderLoop() const { return loop_.get(); }
+  // A picture of the session's screen at `scale`, taken in the background (a whole-screen copy
+  // is slow) and handed to `done` on the GUI thread while `context` lives; a null picture when
+  // the screen can't be read.
+  void takeStill(QObject* context, double scale, std::function<void(QImage)> done);
   ScreenSource& screenSource() { return *screenSource_; }
   // Whether the takes leave Vorn's windows out; if not, they keep out of the capture area.
   bool ownWindowsLeftOut() const;

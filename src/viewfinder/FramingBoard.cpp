@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "viewfinder/FramingBoard.h"
 
-#include "base/Background.h"
-#include "capture/ScreenSource.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
 
@@ -70,16 +68,12 @@ void FramingBoard::refreshStill(double now) {
   stillAt_ = now;
   stillPending_ = true;
   const double scale = screen_->rect.width > 0 ? std::min(1.0, width() / screen_->rect.width) : 1.0;
-  // A whole picture of the screen copied and scaled: off the GUI thread.
-  inBackground(
-      this,
-      [source = &engine_->screenSource(), screen = *screen_, scale] { return source->screenshot(screen, scale); },
-      [this](Outcome<QImage> shot) {
-        stillPending_ = false;
-        if (!shot.value || shot.value->isNull()) return;
-        still_ = std::move(*shot.value);
-        update();
-      });
+  engine_->takeStill(this, scale, [this](QImage shot) {
+    stillPending_ = false;
+    if (shot.isNull()) return;
+    still_ = std::move(shot);
+    update();
+  });
 }
 
 QRectF FramingBoard::pictureRect() const {
