@@ -38,6 +38,10 @@ StatusMenu::StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels)
 
   tray_.setToolTip(QStringLiteral("Vorn"));
   tray_.setContextMenu(&menu_);
+  // Where the desktop draws the menu itself (a status notifier), it is not a window of Vorn's
+  // to the display server: the take is told it is open, so that Follow holds.
+  connect(&menu_, &QMenu::aboutToShow, this, [this] { engine_.setTrayMenuOpen(true); });
+  connect(&menu_, &QMenu::aboutToHide, this, [this] { engine_.setTrayMenuOpen(false); });
   connect(&tray_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
     if (why == QSystemTrayIcon::Trigger) engine_.showStudio();
   });

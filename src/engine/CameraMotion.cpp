@@ -66,11 +66,13 @@ Point CameraMotion::followedCenter(const RenderInputs& inputs,
   Point c = followCenter_;
   // Over Vorn's own windows (the studio, its menus) the pointer is working the studio, not
   // showing anything: the view holds.
-  if (!pointer || pointer->overOwnWindow) return c;
+  // Nor does it show anything on the desktop's panels or in Vorn's tray menu.
+  if (!pointer || pointer->overOwnWindow || inputs.trayMenuOpen) return c;
   const Point m{pointer->position.x - inputs.displayOrigin.x,
                 pointer->position.y - inputs.displayOrigin.y};
   const Rect display{0, 0, inputs.displaySize.width, inputs.displaySize.height};
   if (!display.contains(m)) return c;
+  if (!inputs.workArea.isEmpty() && !inputs.workArea.contains(m)) return c;
 
   const Rect view = Rect::centered(c, cam_.size());
   // A take opens on what was framed, wherever the pointer was when Record was pressed; the

@@ -295,6 +295,8 @@ RenderInputs Engine::currentInputs() const {
   in.displayOrigin = {screen_.rect.x, screen_.rect.y};
   in.clickPoint = clickPoint_;
   in.clickTime = clickTime_;
+  in.workArea = workArea();
+  in.trayMenuOpen = trayMenuOpen_;
   return in;
 }
 

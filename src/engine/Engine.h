@@ -97,6 +97,8 @@ class Engine : public QObject {
   // The rectangle being captured: the render loop's crop while recording and not dragging.
   Rect live() const;
   void handleClick(Point global);
+  // Vorn's tray menu opened or closed.
+  void setTrayMenuOpen(bool open);
   // A key pressed in the studio's key window; true when the studio used it. `inText`: the
   // focus is in a text field, which keeps its keys.
   bool handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText = false);
@@ -202,6 +204,7 @@ class Engine : public QObject {
   Rect dragStart_;                    // the frame when the drag began
   std::shared_ptr<void> dragEscKey_;  // Escape, grabbed while dragging
   std::optional<Rect> homeGlide_;
+  bool trayMenuOpen_ = false;
   Point clickPoint_;
   double clickTime_ = 0;
   std::vector<double> snapXs_, snapYs_;

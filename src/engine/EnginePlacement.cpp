@@ -166,6 +166,11 @@ Rect Engine::live() const {
   return home_;
 }
 
+void Engine::setTrayMenuOpen(bool open) {
+  trayMenuOpen_ = open;
+  publishInputs();
+}
+
 void Engine::handleClick(Point global) {
   if (studio_.phase() != Phase::recording || !studio_.prefs().clickZoom) return;
   if (!screen_.rect.contains(global)) return;
@@ -174,6 +179,7 @@ void Engine::handleClick(Point global) {
   // A click on one of Vorn's windows over the area works the studio, not what is shown.
   if (const std::optional<PointerState> pointer = screenSource_->pointer.get(); pointer && pointer->overOwnWindow)
     return;
+  if (trayMenuOpen_) return;
   clickPoint_ = local;
   clickTime_ = mediaTime();
   publishInputs();

@@ -26,6 +26,11 @@ struct RenderInputs {
   double previewScale = 0.5;
   Point clickPoint;       // display points
   double clickTime = 0;   // media time; a new value means a new click
+  // The display's part that the desktop's panels leave free, display points: a pointer on a
+  // panel (on its way to Vorn's tray icon, say) shows nothing.
+  Rect workArea;
+  // Vorn's tray menu is open: the desktop may draw it, as a window not known to be Vorn's.
+  bool trayMenuOpen = false;
 
   bool operator==(const RenderInputs&) const = default;
 

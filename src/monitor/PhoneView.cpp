@@ -57,6 +57,10 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
     connect(&studio_, signal, this, [this] { updateCard(); });
   for (auto signal : {&Studio::phaseChanged, &Studio::takeChanged})
     connect(&studio_, signal, this, [this] { followReview(); });
+  // A take begun by the key or `vorn --toggle` is a start too: the welcome never covers it.
+  connect(&studio_, &Studio::phaseChanged, this, [this] {
+    if (studio_.phase() == Phase::countdown && !studio_.welcomed()) studio_.setWelcomed(true);
+  });
   updateCard();
 }
 

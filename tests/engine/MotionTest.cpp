@@ -133,6 +133,14 @@ TEST(CameraMotion, followWaitsForThePointerToComeIntoViewAndHoldsOverVornsWindow
   // Onto one of Vorn's windows (to press Stop): the view holds where it was.
   t = run(motion, in, t, 1, at(2400, 700, true));
   EXPECT_EQ(motion.followCenter().x, followed);
+  // Onto the top panel (to Vorn's tray icon), and into the tray menu the panel draws.
+  in.workArea = {0, 30, 2560, 1410};
+  t = run(motion, in, t, 1, at(2510, 10));
+  EXPECT_EQ(motion.followCenter().x, followed);
+  in.trayMenuOpen = true;
+  t = run(motion, in, t, 1, at(2400, 100));
+  EXPECT_EQ(motion.followCenter().x, followed);
+  in.trayMenuOpen = false;
 
   // A new take waits again for the pointer to come into view.
   in.recording = false;

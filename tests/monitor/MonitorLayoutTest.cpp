@@ -186,6 +186,20 @@ TEST(StatusText, elapsedTimeReadsLikeAClock) {
 namespace vorn {
 namespace {
 
+// A first take started by the key or `vorn --toggle`, before "Start": the welcome is over.
+TEST(PhoneCard, aTakeBegunWithoutStartEndsTheWelcome) {
+  Studio studio;
+  studio.setPhase(Phase::framing);
+  MonitorWindow monitor(studio);
+  ASSERT_TRUE(monitor.phone()->findChild<PhoneCard*>());
+  studio.setPhase(Phase::countdown);
+  EXPECT_TRUE(studio.welcomed());
+  studio.setPhase(Phase::framing);
+  const PhoneCard* card = monitor.phone()->findChild<PhoneCard*>();
+  EXPECT_TRUE(!card || !card->isVisibleTo(monitor.phone()));
+  studio.setWelcomed(false);  // the other tests start new
+}
+
 TEST(PhoneCard, oneCardAtATimeWelcomeThenCameraThenMicrophone) {
   Studio studio;
   studio.updatePrefs([](Prefs& p) { p.layout = Layout::screen; p.cameraOn = true; p.micOn = true; });

@@ -2,14 +2,16 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # A manual walkthrough desktop, not part of the tests. Needs: apt-get install xfwm4 xfce4-panel
 # xfce4-settings dbus-x11 xdotool x11-utils. VORN_BIN names the studio (default: ./build/vorn).
-# Xfce 4.18 walkthrough rig: Xvfb :94, private dbus + xfconfd, xfwm4 --compositor=on, xfce4-panel
-# (Debian's default top panel), private PulseAudio with a 440 Hz sine source as the microphone,
-# an ffplay testsrc2 window as content, studio prefs (screen/bleed, Follow on, a script).
-# Usage: bash tools/walkthrough-xfce.sh            -> sets up; then `source /tmp/walk/env.sh`
-#        DPI=144 bash tools/walkthrough-xfce.sh    -> same with Xft/DPI 144
-#        bash tools/walkthrough-xfce.sh stop       -> kills everything listed in /tmp/walk/pids
+# X11 walkthrough rig: Xvfb :94, private dbus, a desktop chosen by WM, private PulseAudio with a
+# 440 Hz sine source as the microphone, an ffplay testsrc2 window as content, studio prefs
+# (screen/bleed, Follow on, a script). WM=xfce (default): xfconfd, xfwm4 --compositor=on and
+# xfce4-panel (Debian's default top panel); WM=openbox-xcompmgr: openbox under xcompmgr;
+# WM=openbox: openbox alone, no compositing manager.
+# Usage: bash tools/walkthrough-x11.sh            -> sets up; then `source /tmp/walk/env.sh`
+#        DPI=144 bash tools/walkthrough-x11.sh    -> same with Xft/DPI 144 (Xfce)
+#        bash tools/walkthrough-x11.sh stop       -> kills everything listed in /tmp/walk/pids
 set -u
-W=/tmp/walk; D=:94; VORN_BIN=${VORN_BIN:-$PWD/build/vorn}
+W=/tmp/walk; D=:94; VORN_BIN=${VORN_BIN:-$PWD/build/vorn}; WM=${WM:-xfce}
 if [ "${1:-}" = stop ]; then
   [ -f $W/vorn.pid ] && kill $(cat $W/vorn.pid) 2>/dev/null
   tac $W/pids 2>/dev/null | while read p; do kill $p 2>/dev/null; done; rm -f $W/pids $W/vorn.pid; exit 0
@@ -24,10 +26,16 @@ for i in $(seq 50); do xdpyinfo >/dev/null 2>&1 && break; sleep 0.2; done
 out=$(dbus-daemon --session --fork --print-address=1 --print-pid=1)
 export DBUS_SESSION_BUS_ADDRESS=$(echo "$out" | head -1); echo "$out" | tail -1 >> $W/pids
 [ -n "${DPI:-}" ] && xfconf-query -c xsettings -p /Xft/DPI -n -t int -s $DPI
-xfsettingsd --no-daemon >/dev/null 2>&1 & echo $! >> $W/pids   # xsettings manager (if installed)
-xfwm4 --compositor=on >$W/xfwm4.log 2>&1 & echo $! >> $W/pids
-sleep 1.5
-xfce4-panel >$W/panel.log 2>&1 & echo $! >> $W/pids
+if [ "$WM" = xfce ]; then
+  xfsettingsd --no-daemon >/dev/null 2>&1 & echo $! >> $W/pids   # xsettings manager (if installed)
+  xfwm4 --compositor=on >$W/xfwm4.log 2>&1 & echo $! >> $W/pids
+  sleep 1.5
+  xfce4-panel >$W/panel.log 2>&1 & echo $! >> $W/pids
+else
+  [ "$WM" = openbox-xcompmgr ] && { xcompmgr >/dev/null 2>&1 & echo $! >> $W/pids; }
+  openbox >$W/openbox.log 2>&1 & echo $! >> $W/pids
+  sleep 1
+fi
 pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no -L module-native-protocol-unix \
   -L "module-null-sink sink_name=speakers" -L "module-sine-source source_name=tone frequency=440" >/dev/null 2>&1 & echo $! >> $W/pids
 for i in $(seq 50); do pactl info >/dev/null 2>&1 && break; sleep 0.2; done
