@@ -85,6 +85,10 @@ class Engine : public QObject {
   // Gives the drag up: the frame goes back to where it began.
   void cancelDrag();
   void resize(Point anchor, Point toward);
+  // An arrow key's move of the frame by (dx, dy) points: a whole drag, snapped and saved alike.
+  void moveByKey(double dx, double dy);
+  // The frame may be moved now: while framing, or while a take records in place.
+  bool frameMovable() const;
   void scale(double factor);
   void zoomFrame();
   // Glides the frame over the most eye-catching part of the frontmost window, in the
@@ -159,6 +163,8 @@ class Engine : public QObject {
   double aspect() const;
   Size screenSize() const;
   void glideTo(const Rect& target);
+  // A drag's start without the Escape grab; the snap edges as they are now.
+  void startPlacing();
   // The other applications' windows that meet `screen`, in its points.
   static std::vector<Rect> localWindows(const DesktopServices& desktop, const DisplayInfo& screen);
   void toFraming();
@@ -197,6 +203,11 @@ class Engine : public QObject {
   Rect dragStart_;                    // the frame when the drag began
   std::shared_ptr<void> dragEscKey_;  // Escape, grabbed while dragging
   std::optional<Rect> homeGlide_;
+  struct KeyDrag {
+    Rect pointer;  // where the frame would be without snapping
+    Rect placed;   // where it was put
+  };
+  std::optional<KeyDrag> keyDrag_;  // the last arrow key's move
   Point clickPoint_;
   double clickTime_ = 0;
   std::vector<double> snapXs_, snapYs_;

@@ -4,8 +4,10 @@
 #include "base/Background.h"
 #include "capture/ScreenSource.h"
 #include "engine/Engine.h"
+#include "desktop/ArrowStep.h"
 #include "model/Studio.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -32,6 +34,7 @@ FramingBoard::FramingBoard(Studio& studio, QWidget* parent) : QWidget(parent), s
   setMinimumSize(480, 320);
   resize(960, 540 + kNoteHeight);
   setMouseTracking(true);
+  setFocusPolicy(Qt::StrongFocus);
 }
 
 void FramingBoard::attach(Engine& engine) { engine_ = &engine; }
@@ -127,6 +130,11 @@ void FramingBoard::paintEvent(QPaintEvent*) {
     p.setBrush(Qt::white);
     for (const QPointF corner : {frame.topLeft(), frame.topRight(), frame.bottomLeft(), frame.bottomRight()})
       p.drawEllipse(corner, 5, 5);
+    if (hasFocus()) {  // the arrow keys move it
+      p.setBrush(Qt::NoBrush);
+      p.setPen(QPen(palette().color(QPalette::Highlight), 2, Qt::DashLine));
+      p.drawRect(frame.adjusted(-5, -5, 5, 5));
+    }
   }
   p.setPen(QColor(200, 200, 205));
   p.drawText(QRectF(kMargin, height() - kNoteHeight - kMargin / 2, width() - 2 * kMargin, kNoteHeight),
@@ -162,6 +170,24 @@ void FramingBoard::mouseMoveEvent(QMouseEvent* event) {
                    drag_->home.width, drag_->home.height});
   }
   update();
+}
+
+void FramingBoard::keyPressEvent(QKeyEvent* event) {
+  const std::optional<Point> step = arrowStep(event->key(), event->modifiers());
+  if (!engine_ || !step || drag_ || !engine_->frameMovable()) return QWidget::keyPressEvent(event);
+  // A step of the board is a step of the screen, whatever the picture's scale.
+  engine_->moveByKey(step->x, step->y);
+  update();
+}
+
+void FramingBoard::focusInEvent(QFocusEvent* event) {
+  update();
+  QWidget::focusInEvent(event);
+}
+
+void FramingBoard::focusOutEvent(QFocusEvent* event) {
+  update();
+  QWidget::focusOutEvent(event);
 }
 
 void FramingBoard::mouseReleaseEvent(QMouseEvent* event) {
