@@ -71,8 +71,18 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
 
   auto* picker = new QHBoxLayout;
   picker->setSpacing(6);
-  for (const auto& [layout, label] : {std::pair{Layout::screen, "Screen"}, {Layout::split, "Split"}, {Layout::me, "Me"}}) {
-    QToolButton* b = toggle(QString::fromLatin1(label), this);
+  const struct {
+    Layout layout;
+    QString label, name, description;
+  } pickable[] = {
+      {Layout::screen, tr("Screen"), tr("Screen layout"), tr("The screen, with the camera in a bubble")},
+      {Layout::split, tr("Split"), tr("Split layout"), tr("The screen and the camera stacked, with a divider between")},
+      {Layout::me, tr("Me"), tr("Me layout"), tr("The camera alone")},
+  };
+  for (const auto& [layout, label, name, description] : pickable) {
+    QToolButton* b = toggle(label, this);
+    b->setAccessibleName(name);
+    b->setAccessibleDescription(description);
     b->setIcon(layoutGlyph(layout));
     b->setIconSize(QSize(11, 19));
     b->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
@@ -96,6 +106,8 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
     studio_.updatePrefs([on](Prefs& p) { p.micOn = on; });
   });
   connect(follow_, &QToolButton::clicked, this, [this](bool on) { studio_.updatePrefs([on](Prefs& p) { p.follow = on; }); });
+  camera_->setAccessibleDescription(tr("Shows the camera in the video"));
+  mic_->setAccessibleDescription(tr("Records your voice with the take"));
   for (QToolButton* b : {camera_, mic_, follow_}) {
     b->setStyleSheet(QString::fromLatin1(kSwitchStyle));
     row->addWidget(b);
@@ -105,6 +117,7 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
   moreButton_ = new QToolButton(this);
   moreButton_->setText(QStringLiteral("More"));
   moreButton_->setToolTip(QStringLiteral("Style, camera, microphone, teleprompter and more"));
+  moreButton_->setAccessibleDescription(moreButton_->toolTip());
   moreButton_->setMenu(more_);
   moreButton_->setPopupMode(QToolButton::InstantPopup);
   moreButton_->setFocusPolicy(Qt::TabFocus);
@@ -165,12 +178,14 @@ void ControlDeck::refresh() {
   follow_->setChecked(prefs.follow);
   follow_->setToolTip(prefs.follow ? QStringLiteral("Follow: the frame glides after your cursor while recording")
                                    : QStringLiteral("Follow is off: the frame stays put"));
+  follow_->setAccessibleDescription(follow_->toolTip());
   const Phase phase = studio_.phase();
   record_->setText(phase == Phase::countdown ? QStringLiteral("Cancel")
                    : phase == Phase::recording ? QStringLiteral("Stop")
                                                : QStringLiteral("Record"));
   record_->setEnabled(phase != Phase::finishing);
   hint_->setText(hint(studio_));
+  record_->setAccessibleDescription(hint_->text());
 }
 
 }  // namespace vorn

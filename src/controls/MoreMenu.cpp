@@ -25,8 +25,9 @@ MoreMenu::MoreMenu(Studio& studio, Engine& engine, QWidget* parent)
 
 template <class T>
 void MoreMenu::addPicker(const QString& title, const std::vector<std::pair<QString, T>>& options, const T& current,
-                         std::function<void(Prefs&, const T&)> set) {
+                         std::function<void(Prefs&, const T&)> set, const QString& whyEmpty) {
   QMenu* menu = addMenu(title);
+  if (options.empty()) return sayWhyEmpty(*menu, whyEmpty);
   auto* group = new QActionGroup(menu);
   for (const auto& [label, value] : options) {
     QAction* action = menu->addAction(label);
@@ -38,6 +39,8 @@ void MoreMenu::addPicker(const QString& title, const std::vector<std::pair<QStri
     });
   }
 }
+
+void MoreMenu::sayWhyEmpty(QMenu& menu, const QString& why) { menu.addAction(why)->setEnabled(false); }
 
 void MoreMenu::addCheck(const QString& label, bool on, std::function<void(Prefs&, bool)> set, const QString& help) {
   QAction* action = addAction(label);
@@ -59,7 +62,8 @@ void MoreMenu::rebuild() {
   std::vector<std::pair<QString, std::optional<QString>>> cameras;
   for (const DeviceInfo& camera : studio_.cameras()) cameras.emplace_back(camera.name, camera.id);
   addPicker<std::optional<QString>>(QStringLiteral("Camera"), cameras, prefs.cameraID,
-                                    [](Prefs& p, const std::optional<QString>& v) { p.cameraID = v; });
+                                    [](Prefs& p, const std::optional<QString>& v) { p.cameraID = v; },
+                                    tr("No camera connected"));
   std::vector<std::pair<QString, std::optional<QString>>> mics{{QStringLiteral("System Default"), std::nullopt}};
   for (const DeviceInfo& mic : studio_.mics()) mics.emplace_back(mic.name, mic.id);
   addPicker<std::optional<QString>>(QStringLiteral("Microphone"), mics, prefs.micID,
@@ -80,13 +84,7 @@ void MoreMenu::rebuild() {
                             "computer writes it on its own."));
   addAction(QStringLiteral("Teleprompter"), this, [this] { studio_.setShowScript(true); });
   addSeparator();
-  QMenu* displays = addMenu(QStringLiteral("Move to Display"));
-  for (const DisplayInfo& display : engine_.displays()) {
-    QAction* action = displays->addAction(QString::fromStdString(display.name));
-    action->setCheckable(true);
-    action->setChecked(display.id == engine_.screen().id);
-    connect(action, &QAction::triggered, this, [this, display] { engine_.moveTo(display); });
-  }
+  addDisplays();
   addAction(QStringLiteral("Show Takes in Files"), this, [] { QDesktopServices::openUrl(Takes::folder()); });
   if (ReelMaker::isAvailable())
     addAction(QStringLiteral("Show Reels in Files"), this,
@@ -94,6 +92,19 @@ void MoreMenu::rebuild() {
   addSeparator();
   addAction(QStringLiteral("Close Vorn"), this, [this] { engine_.close(); });
   addAction(QStringLiteral("Quit Vorn"), this, [] { QCoreApplication::quit(); });
+}
+
+void MoreMenu::addDisplays() {
+  QMenu* menu = addMenu(QStringLiteral("Move to Display"));
+  const std::vector<DisplayInfo>& displays = engine_.displays();
+  if (displays.size() < 2)
+    return sayWhyEmpty(*menu, displays.empty() ? tr("No display found") : tr("Only one display is connected"));
+  for (const DisplayInfo& display : displays) {
+    QAction* action = menu->addAction(QString::fromStdString(display.name));
+    action->setCheckable(true);
+    action->setChecked(display.id == engine_.screen().id);
+    connect(action, &QAction::triggered, this, [this, display] { engine_.moveTo(display); });
+  }
 }
 
 }  // namespace vorn

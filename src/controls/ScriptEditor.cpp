@@ -28,6 +28,8 @@ ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
   help->setWordWrap(true);
   column->addWidget(help);
   text_ = new QPlainTextEdit(studio_.prefs().script, this);
+  text_->setAccessibleName(tr("Script"));
+  text_->setAccessibleDescription(help->text());
   column->addWidget(text_, 1);
   tooLong_ = new QLabel(QStringLiteral("A script holds up to %L1 characters: the rest was left out.")
                             .arg(Prefs::maxScriptLength),
@@ -36,7 +38,8 @@ ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
   tooLong_->hide();
   column->addWidget(tooLong_);
   auto* row = new QHBoxLayout;
-  row->addWidget(new QLabel(QStringLiteral("Pace"), this));
+  auto* paceLabel = new QLabel(QStringLiteral("Pace"), this);
+  row->addWidget(paceLabel);
   // In words a minute, the way a reading voice is measured; saved as the points a second the
   // prompter scrolls.
   pace_ = new QSpinBox(this);
@@ -44,10 +47,15 @@ ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
   pace_->setSingleStep(10);
   pace_->setSuffix(QStringLiteral(" words a minute"));
   pace_->setValue(int(std::lround(PrompterPace::wordsPerMinute(studio_.prefs().prompterSpeed))));
+  paceLabel->setBuddy(pace_);
+  pace_->setAccessibleName(tr("Pace"));
+  pace_->setAccessibleDescription(tr("How fast the script scrolls, in words a minute"));
   row->addWidget(pace_);
   row->addStretch(1);
   auto* clear = new QPushButton(QStringLiteral("Clear"), this);
   auto* done = new QPushButton(QStringLiteral("Done"), this);
+  clear->setAccessibleDescription(tr("Empties the script"));
+  done->setAccessibleDescription(tr("Closes the teleprompter; the script is kept"));
   row->addWidget(clear);
   row->addWidget(done);
   column->addLayout(row);

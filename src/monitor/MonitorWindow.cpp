@@ -52,6 +52,9 @@ MonitorWindow::MonitorWindow(Studio& studio)
   setAttribute(Qt::WA_TranslucentBackground);
   setFocusPolicy(Qt::StrongFocus);
   setToolTip(QStringLiteral("Drag to move"));
+  setAccessibleName(tr("Vorn studio"));
+  setAccessibleDescription(tr("The phone preview and the studio's controls. Space records or stops, P pauses, "
+                              "the arrow keys move the capture frame."));
 
   const TrafficLights::Actions lights{[this] { if (engine_) engine_->close(); },
                                       [this] { if (engine_) engine_->setCompact(!studio_.compact()); },

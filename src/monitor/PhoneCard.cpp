@@ -72,6 +72,7 @@ void PhoneCard::buildWelcome(Studio& studio) {
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(22, 26, 22, 22);
   column->setSpacing(10);
+  setAccessibleName(tr("Welcome"));
   column->addWidget(label(QStringLiteral("Welcome to Vorn"), 22, QFont::Bold, 1, this));
   column->addWidget(detail(label(QStringLiteral("Record your screen for the phone."), 13, QFont::Normal, 0.7, this)));
   column->addSpacing(8);
@@ -94,6 +95,7 @@ void PhoneCard::buildWelcome(Studio& studio) {
   column->addStretch(1);
   auto* start = new QPushButton(QStringLiteral("Start"), this);
   start->setDefault(true);
+  start->setAccessibleDescription(tr("Closes the welcome; frame what to record next"));
   // A click leaves the keyboard with the window: space is the studio's, not this button's.
   start->setFocusPolicy(Qt::TabFocus);
   start->setStyleSheet(QStringLiteral(
@@ -108,6 +110,8 @@ void PhoneCard::buildProblem(const QString& title, const QString& detail) {
   column->setContentsMargins(22, 26, 22, 22);
   column->setSpacing(10);
   column->addStretch(1);
+  setAccessibleName(title);
+  setAccessibleDescription(detail);
   column->addWidget(label(title, 19, QFont::Bold, 1, this));
   QLabel* text = label(detail, 13, QFont::Normal, 0.75, this);
   text->setTextInteractionFlags(Qt::TextSelectableByMouse);  // a command in it can be copied

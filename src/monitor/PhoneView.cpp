@@ -52,7 +52,7 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
   setAccessibleName(QStringLiteral("Phone preview"));
   setAccessibleDescription(QStringLiteral(
       "The video as viewers will see it. Drag the camera bubble to move it, the wheel resizes it; "
-      "drag the divider, double-click it to swap the halves."));
+      "drag the divider, double-click it to swap the halves. Tab selects a handle; the arrow keys move it."));
   for (auto signal : {&Studio::phaseChanged, &Studio::countdownChanged, &Studio::pausedAtChanged,
                       &Studio::prefsChanged, &Studio::toastChanged})
     connect(&studio_, signal, this, qOverload<>(&QWidget::update));

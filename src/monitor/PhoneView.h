@@ -23,6 +23,8 @@ class PhoneCard;
 // window; a handle with the keyboard moves by the arrow keys. Drawn in those points, at a scale
 // where the screen is too short for it. GUI thread only.
 class PhoneView : public QWidget {
+  Q_OBJECT
+
  public:
   static constexpr int bezel = 6;
   static constexpr QSize screenSize{288, 512};

@@ -25,6 +25,7 @@ namespace {
 QPushButton* button(const QString& label, const QString& help, QWidget* parent) {
   auto* b = new QPushButton(label, parent);
   b->setToolTip(help);
+  b->setAccessibleDescription(help);
   b->setFocusPolicy(Qt::TabFocus);
   b->setStyleSheet(QStringLiteral(
       "QPushButton { color: white; background: rgba(255,255,255,28); border: none; border-radius: 12px;"
@@ -92,6 +93,8 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   caption_ = line(12, 0.8, this);
   copyCaption_ = new QLabel(QStringLiteral("<a href=\"copy\" style=\"color: rgb(120,170,255)\">Copy caption</a>"), this);
   copyCaption_->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+  copyCaption_->setAccessibleName(tr("Copy caption"));
+  copyCaption_->setAccessibleDescription(tr("Copies the reel's whole caption"));
   connect(copyCaption_, &QLabel::linkActivated, this, [this] {
     if (const auto j = job()) QGuiApplication::clipboard()->setText(j->caption);
   });
@@ -101,12 +104,15 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   progress_->setRange(0, 1000);
   progress_->setTextVisible(false);
   progress_->setFixedHeight(4);
+  progress_->setAccessibleName(tr("Rendering the reel"));
   for (QWidget* w : std::initializer_list<QWidget*>{title_, stage_, hint_, caption_, copyCaption_, flags_, progress_}) column->addWidget(w);
 
   brief_ = new QLineEdit(this);
   brief_->setPlaceholderText(QStringLiteral("What's this one about?"));
   brief_->setToolTip(QStringLiteral("Optional. A line like \"how I hacked my X100V\" steers the reel Vorn cuts after you stop."));
   brief_->setClearButtonEnabled(true);
+  brief_->setAccessibleName(tr("What the take is about"));
+  brief_->setAccessibleDescription(brief_->toolTip());
   brief_->setStyleSheet(QStringLiteral("QLineEdit { color: white; background: rgba(255,255,255,20); border-radius: 8px; padding: 4px 8px; }"));
   column->addWidget(brief_);
 
@@ -116,10 +122,12 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   primary_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return));
   QPushButton* show = button(QStringLiteral("Show in Files"), QString(), this);
   show->setStyleSheet(show->styleSheet() + QStringLiteral(" QPushButton { padding: 5px 4px; }"));
+  show->setAccessibleDescription(tr("Shows the file in the file manager"));
   copy_ = button(QStringLiteral("Copy"), QStringLiteral("Copy the file, then paste it into an upload box"), this);
   QPushButton* retake = button(QStringLiteral("Retake"), QStringLiteral("Retake (moves this take and its reel to the Trash)"), this);
   done_ = button(QStringLiteral("Done"), QStringLiteral("Done: the reel keeps cutting in the background"), this);
   switch_ = button(QString(), QString(), this);
+  switch_->setAccessibleDescription(tr("Plays the take or its reel in the phone"));
   // Two rows: what to do with the reel, then what to do with the file.
   auto* first = new QHBoxLayout;
   first->setSpacing(6);
@@ -209,6 +217,7 @@ void ReviewBar::present(const std::optional<ReelJob>& j) {
   primary_->setText(ready ? QStringLiteral("Send to Phone") : QStringLiteral("Done"));
   primary_->setToolTip(ready ? QStringLiteral("Send the reel to your phone and copy its caption (Ctrl+Return)")
                              : QStringLiteral("Vorn is cutting your reel. You can close this; it keeps going."));
+  primary_->setAccessibleDescription(primary_->toolTip());
   switch_->setVisible(ready);
   done_->setVisible(ready);  // otherwise the primary button is "Done"
   switch_->setText(engine_ && engine_->reels() && engine_->reels()->showReel() ? QStringLiteral("Show take")

@@ -15,6 +15,7 @@ QToolButton* lightButton(const QString& glyph, const QString& name, const QStrin
   button->setText(glyph);
   button->setAccessibleName(name);
   button->setToolTip(help);
+  button->setAccessibleDescription(help);
   button->setFixedSize(14, 14);
   button->setFocusPolicy(Qt::TabFocus);
   button->setStyleSheet(QStringLiteral("QToolButton { background: %1; border-radius: 7px; border: none; color: "
@@ -49,6 +50,7 @@ void TrafficLights::updateHelp() {
   const QString name = studio_.compact() ? QStringLiteral("Show the phone") : QStringLiteral("Tuck the phone away");
   compact_->setAccessibleName(name);
   compact_->setToolTip(name + QStringLiteral("  Ctrl+M"));
+  compact_->setAccessibleDescription(compact_->toolTip());
 }
 
 }  // namespace vorn

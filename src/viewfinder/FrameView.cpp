@@ -51,7 +51,7 @@ FrameView::FrameView(Engine& engine, Studio& studio, QWidget* parent)
   setMouseTracking(true);
   setAccessibleName(QStringLiteral("Capture frame"));
   setAccessibleDescription(QStringLiteral("The part of the screen that is recorded. Drag its edge to move it, "
-                                          "its corners to resize it."));
+                                          "its corners to resize it; the arrow keys move it from the studio's window."));
 }
 
 double FrameView::chipWidth() {

@@ -35,6 +35,9 @@ FramingBoard::FramingBoard(Studio& studio, QWidget* parent) : QWidget(parent), s
   resize(960, 540 + kNoteHeight);
   setMouseTracking(true);
   setFocusPolicy(Qt::StrongFocus);
+  setAccessibleName(tr("Capture frame"));
+  setAccessibleDescription(tr("A picture of the shared screen with the part that is recorded. Drag the frame to "
+                              "move it, a corner to resize it; the arrow keys move it, Shift for bigger steps."));
 }
 
 void FramingBoard::attach(Engine& engine) { engine_ = &engine; }

@@ -19,6 +19,8 @@ class Studio;
 // the same snapping), in the screen's coordinates; with the keyboard in it, the arrow keys move
 // the frame. Out of the way while a take records.
 class FramingBoard final : public QWidget {
+  Q_OBJECT
+
  public:
   FramingBoard(Studio& studio, QWidget* parent);
   void attach(Engine& engine);
