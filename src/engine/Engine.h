@@ -113,7 +113,10 @@ class Engine : public QObject {
   bool dragging() const { return dragging_; }
   bool snapped() const { return snapped_; }
   const std::optional<Rect>& homeGlide() const { return homeGlide_; }
-  void setHome(const Rect& home) { home_ = home; }
+  void setHome(const Rect& home) {
+    home_ = home;
+    keyDrag_.reset();
+  }
   // The display's part that the desktop's panels leave free, in its points: the frame (and
   // the chips and buttons around it) keeps inside it.
   Rect workArea() const;

@@ -335,7 +335,9 @@ void PhoneView::focusInEvent(QFocusEvent* event) {
 }
 
 void PhoneView::focusOutEvent(QFocusEvent* event) {
-  select(Grab::none);
+  // The window going to the back, or a menu opening, leaves the handle selected for its return.
+  if (event->reason() != Qt::ActiveWindowFocusReason && event->reason() != Qt::PopupFocusReason)
+    select(Grab::none);
   QWidget::focusOutEvent(event);
 }
 
