@@ -13,7 +13,7 @@
 namespace vorn {
 
 QPushButton* miniRecordButton(std::function<void()> record, QWidget* parent) {
-  auto* button = new QPushButton(QStringLiteral("Record  Ctrl+Shift+9"), parent);
+  auto* button = new QPushButton(QCoreApplication::translate("CompactBar", "Record  Ctrl+Shift+9"), parent);
   button->setStyleSheet(QStringLiteral(
       "QPushButton { background: rgb(255,77,66); color: white; border-radius: 12px; padding: 4px 12px;"
       " font-weight: 600; } QPushButton:focus { border: 2px solid white; }"));
@@ -45,8 +45,8 @@ CompactBar::CompactBar(Studio& studio, TrafficLights::Actions lights, std::funct
   recordButton->setFocusPolicy(Qt::TabFocus);
   bottom->addWidget(recordButton, 1);
   auto* phone = new QPushButton(QStringLiteral("▯"), this);
-  phone->setToolTip(QStringLiteral("Show the phone  Ctrl+M"));
-  phone->setAccessibleName(QStringLiteral("Show the phone"));
+  phone->setToolTip(tr("Show the phone  Ctrl+M"));
+  phone->setAccessibleName(tr("Show the phone"));
   phone->setAccessibleDescription(tr("Ctrl+M"));
   phone->setFocusPolicy(Qt::TabFocus);
   phone->setFixedSize(26, 26);

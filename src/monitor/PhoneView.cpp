@@ -49,8 +49,8 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
   setMouseTracking(true);
   // Tab reaches the handles; a click on one gives it the keyboard too.
   setFocusPolicy(Qt::TabFocus);
-  setAccessibleName(QStringLiteral("Phone preview"));
-  setAccessibleDescription(QStringLiteral(
+  setAccessibleName(tr("Phone preview"));
+  setAccessibleDescription(tr(
       "The video as viewers will see it. Drag the camera bubble to move it, the wheel resizes it; "
       "drag the divider, double-click it to swap the halves. Tab selects a handle; the arrow keys move it."));
   for (auto signal : {&Studio::phaseChanged, &Studio::countdownChanged, &Studio::pausedAtChanged,
@@ -195,7 +195,7 @@ void PhoneView::paintStatus(QPainter& p, const QRectF& screen) {
   } else if (phase == Phase::finishing) {
     p.setFont(sizedFont(20, QFont::Medium));
     p.setPen(Qt::white);
-    p.drawText(screen, Qt::AlignCenter, QStringLiteral("Saving"));
+    p.drawText(screen, Qt::AlignCenter, tr("Saving"));
   } else if (phase == Phase::recording && studio_.isPaused()) {
     const QRectF capsule(screen.center().x() - 46, screen.center().y() - 16, 92, 32);
     p.setPen(Qt::NoPen);
@@ -203,7 +203,7 @@ void PhoneView::paintStatus(QPainter& p, const QRectF& screen) {
     p.drawRoundedRect(capsule, 16, 16);
     p.setFont(sizedFont(14, QFont::DemiBold));
     p.setPen(Qt::white);
-    p.drawText(capsule, Qt::AlignCenter, QStringLiteral("Paused"));
+    p.drawText(capsule, Qt::AlignCenter, tr("Paused"));
   }
 }
 
@@ -303,8 +303,8 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
       const Grab over = grabAt(event->position() / scale_);
       if (over != hover_) {
         hover_ = over;
-        setToolTip(over == Grab::bubble    ? QStringLiteral("Drag to move · pinch to resize")
-                   : over == Grab::divider ? QStringLiteral("Double-click to swap")
+        setToolTip(over == Grab::bubble    ? tr("Drag to move · pinch to resize")
+                   : over == Grab::divider ? tr("Double-click to swap")
                                            : QString());
         setCursor(over == Grab::divider ? Qt::SizeVerCursor : over == Grab::bubble ? Qt::OpenHandCursor : Qt::ArrowCursor);
         update();

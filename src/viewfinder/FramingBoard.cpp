@@ -24,7 +24,8 @@ constexpr int kNoteHeight = 40;
 constexpr double kCornerReach = 14;
 constexpr double kStillEvery = 1.0;
 
-const QString kNote = QStringLiteral(
+const char* const kNote = QT_TRANSLATE_NOOP(
+    "FramingBoard",
     "Drag the frame over what to record; drag a corner to resize it.\n"
     "Click zoom is off: on Wayland, Vorn can't see clicks in other windows.");
 
@@ -141,7 +142,7 @@ void FramingBoard::paintEvent(QPaintEvent*) {
   }
   p.setPen(QColor(200, 200, 205));
   p.drawText(QRectF(kMargin, height() - kNoteHeight - kMargin / 2, width() - 2 * kMargin, kNoteHeight),
-             Qt::AlignLeft | Qt::AlignVCenter, kNote);
+             Qt::AlignLeft | Qt::AlignVCenter, tr(kNote));
 }
 
 void FramingBoard::mousePressEvent(QMouseEvent* event) {
