@@ -11,6 +11,7 @@
 #include "platform/x11/X11Overlays.h"
 #include "platform/x11/X11ScreenBackend.h"
 
+#include <QCoreApplication>
 #include <QSettings>
 
 #include <cstdlib>
@@ -69,11 +70,12 @@ std::vector<DisplayInfo> BackendChoice::displays() const {
 QString BackendChoice::noDisplay() const {
   if (!unavailable_.isEmpty()) return unavailable_;
   if (sampleScreen_)
-    return QStringLiteral("No display to capture: VORN_SAMPLE_SCREEN=%1 can't be shown.")
+    return QCoreApplication::translate("BackendChoice", "No display to capture: VORN_SAMPLE_SCREEN=%1 can't be shown.")
         .arg(QString::fromStdString(*sampleScreen_));
   const auto display = named("DISPLAY");
-  if (!display) return QStringLiteral("No display to capture: DISPLAY is not set.");
-  return QStringLiteral("No display to capture at DISPLAY=%1.").arg(QString::fromStdString(*display));
+  if (!display) return QCoreApplication::translate("BackendChoice", "No display to capture: DISPLAY is not set.");
+  return QCoreApplication::translate("BackendChoice", "No display to capture at DISPLAY=%1.")
+      .arg(QString::fromStdString(*display));
 }
 
 void BackendChoice::openDesktop() {

@@ -27,8 +27,8 @@ DesktopNotifier::DesktopNotifier(QObject* parent) : QObject(parent) {
 void DesktopNotifier::notify(const QString& summary, const QString& body, const QString& file) {
   QDBusMessage call = QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("Notify"));
   // "default" is the notification's own click.
-  const QStringList actions{QStringLiteral("default"), QStringLiteral("Show in Files"), kShowInFiles,
-                            QStringLiteral("Show in Files")};
+  const QStringList actions{QStringLiteral("default"), tr("Show in Files"), kShowInFiles,
+                            tr("Show in Files")};
   call << QStringLiteral("Vorn") << uint(0) << QStringLiteral("vorn") << summary << body << actions
        << QVariantMap{{QStringLiteral("desktop-entry"), QStringLiteral("vorn")}} << int(-1);
   auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);

@@ -54,9 +54,10 @@ void recoverCrashedTakes(const std::optional<QString>& out) {
 
 QString describe(const RecordOptions& options) {
   const Prefs& p = options.prefs;
-  const QString length = options.seconds ? QStringLiteral("for %1 s").arg(*options.seconds)
-                                         : QStringLiteral("until Ctrl+C");
-  return QStringLiteral("Recording %1 / %2 at %3 fps %4…")
+  const QString length = options.seconds
+                             ? QCoreApplication::translate("RecordCommand", "for %1 s").arg(*options.seconds)
+                             : QCoreApplication::translate("RecordCommand", "until Ctrl+C");
+  return QCoreApplication::translate("RecordCommand", "Recording %1 / %2 at %3 fps %4…")
       .arg(QString::fromLatin1(rawValue(p.layout).data()),
            QString::fromLatin1(rawValue(p.style).data()))
       .arg(p.fps)
@@ -69,7 +70,9 @@ QString checkDisplay(const RecordOptions& options, const BackendChoice& platform
   if (displays.empty()) return platform.noDisplay();
   const size_t index = size_t(options.display.value_or(0));
   if (index >= displays.size())
-    return QStringLiteral("There is no display %1: this computer has %2.").arg(index).arg(displays.size());
+    return QCoreApplication::translate("RecordCommand", "There is no display %1: this computer has %2.")
+        .arg(index)
+        .arg(displays.size());
   return {};
 }
 
@@ -79,7 +82,7 @@ QString frameArea(const RecordOptions& options, Engine& engine) {
   const Size size{engine.screen().rect.width, engine.screen().rect.height};
   const Rect& area = *options.area;
   if (!Rect{0, 0, size.width, size.height}.contains(area))
-    return QStringLiteral("The area %1,%2,%3,%4 lies outside the %5 × %6 display.")
+    return QCoreApplication::translate("RecordCommand", "The area %1,%2,%3,%4 lies outside the %5 × %6 display.")
         .arg(area.x).arg(area.y).arg(area.width).arg(area.height).arg(size.width).arg(size.height);
   // An area of another shape is fitted to the layout about its centre, as the studio does.
   engine.setHome(HomeFrame::fitAspect(area, HomeFrame::aspect(options.prefs), size));
@@ -189,7 +192,7 @@ int runRecordCommand(int argc, char** argv) {
   });
   QObject::connect(&engine, &Engine::inputsConfigured, &app, [&] {
     if (options.prefs.cameraOn && Geometry::slots(options.prefs).camera && studio.activeCamera().isEmpty())
-      complain(QStringLiteral("No camera found: recording without the camera."));
+      complain(QCoreApplication::translate("RecordCommand", "No camera found: recording without the camera."));
   }, Qt::SingleShotConnection);
   TakeMeter meter(studio, stdout);
   QObject::connect(&studio, &Studio::phaseChanged, &app, [&] {
@@ -224,7 +227,7 @@ int runRecordCommand(int argc, char** argv) {
 
   // A failure was said where it happened ("Vorn: …"), once.
   if (!take) {
-    if (failure.isEmpty()) complain(QStringLiteral("Nothing was recorded."));
+    if (failure.isEmpty()) complain(QCoreApplication::translate("RecordCommand", "Nothing was recorded."));
     return 1;
   }
   say(QStringLiteral("take: %1").arg(take->url.toLocalFile()));

@@ -3,6 +3,7 @@
 
 #include "app/StudioService.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 
@@ -30,11 +31,14 @@ int askRunningStudio(StudioRequest request) {
                                                            StudioService::name, methodFor(request));
   const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kAnswerTimeoutMs);
   if (reply.type() == QDBusMessage::ErrorMessage) {
-    std::fprintf(stderr, "vorn: The running studio didn't answer: %s\n", qPrintable(reply.errorMessage()));
+    std::fprintf(stderr, "vorn: %s\n",
+                 qPrintable(QCoreApplication::translate("RemoteStudio", "The running studio didn't answer: %1")
+                                .arg(reply.errorMessage())));
     return 1;
   }
   if (request == StudioRequest::show)
-    std::printf("Vorn is already running: its studio has been brought forward.\n");
+    std::printf("%s\n", qPrintable(QCoreApplication::translate(
+                           "RemoteStudio", "Vorn is already running: its studio has been brought forward.")));
   return 0;
 }
 

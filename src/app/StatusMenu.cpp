@@ -19,21 +19,21 @@ StatusMenu::StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels)
   show_ = menu_.addAction(QString(), &engine_, &Engine::showStudio);
   record_ = menu_.addAction(QString(), &engine_, &Engine::primaryAction);
   record_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+9")));
-  takes_ = menu_.addAction(QStringLiteral("Show Takes in Files"), this, [] {
+  takes_ = menu_.addAction(tr("Show Takes in Files"), this, [] {
     try {
       QDesktopServices::openUrl(Takes::folder());
     } catch (const std::exception& error) {
       logError(std::string("takes folder: ") + error.what());
     }
   });
-  latestReel_ = menu_.addAction(QStringLiteral("Open Latest Reel"), this, [this] {
+  latestReel_ = menu_.addAction(tr("Open Latest Reel"), this, [this] {
     if (const auto latest = reels_.latest())
       if (const auto job = reels_.job(Take{*latest, 0})) engine_.review(job->take);
   });
   closeSeparator_ = menu_.addSeparator();
-  close_ = menu_.addAction(QStringLiteral("Close Vorn"), &engine_, &Engine::close);
+  close_ = menu_.addAction(tr("Close Vorn"), &engine_, &Engine::close);
   menu_.addSeparator();
-  quit_ = menu_.addAction(QStringLiteral("Quit Vorn"), this, &StatusMenu::quitRequested);
+  quit_ = menu_.addAction(tr("Quit Vorn"), this, &StatusMenu::quitRequested);
   quit_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
 
   tray_.setToolTip(QStringLiteral("Vorn"));
@@ -62,7 +62,7 @@ bool StatusMenu::showInTray() {
 void StatusMenu::offerUpdate(const QString& version, const QUrl& url) {
   if (!update_) update_ = new QAction(&menu_);
   menu_.insertAction(quit_, update_);
-  update_->setText(QStringLiteral("Update to %1…").arg(version));
+  update_->setText(tr("Update to %1…").arg(version));
   disconnect(update_, nullptr, nullptr, nullptr);
   connect(update_, &QAction::triggered, this, [url] { QDesktopServices::openUrl(url); });
 }
@@ -80,8 +80,8 @@ QIcon StatusMenu::icon() const {
 void StatusMenu::refresh() {
   const Phase phase = studio_.phase();
   const bool open = phase != Phase::idle;
-  show_->setText(open ? QStringLiteral("Show Vorn") : QStringLiteral("Open Vorn"));
-  record_->setText(phase == Phase::recording ? QStringLiteral("Stop Recording") : QStringLiteral("Record"));
+  show_->setText(open ? tr("Show Vorn") : tr("Open Vorn"));
+  record_->setText(phase == Phase::recording ? tr("Stop Recording") : tr("Record"));
   record_->setEnabled(phase != Phase::finishing);
   latestReel_->setEnabled(reels_.latest().has_value());
   closeSeparator_->setVisible(open);

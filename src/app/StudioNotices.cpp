@@ -21,8 +21,8 @@ void StudioNotices::takeChanged() {
   if (!take || studio_.phase() != Phase::finishing) return;
   if (studioWindow_.isVisible() && !studioWindow_.isMinimized()) return;
   const QString path = take->url.toLocalFile();
-  notifier_.notify(QStringLiteral("Take saved"),
-                   QStringLiteral("%1 (%2 s)").arg(QFileInfo(path).fileName()).arg(take->duration, 0, 'f', 1), path);
+  notifier_.notify(tr("Take saved"),
+                   tr("%1 (%2 s)").arg(QFileInfo(path).fileName()).arg(take->duration, 0, 'f', 1), path);
 }
 
 void StudioNotices::latestReelChanged() {
@@ -31,7 +31,7 @@ void StudioNotices::latestReelChanged() {
   const auto job = reels_.job(Take{*latest, 0});
   if (!job || !job->video) return;
   const QString path = job->video->toLocalFile();
-  notifier_.notify(QStringLiteral("Your reel is ready"), QFileInfo(path).fileName(), path);
+  notifier_.notify(tr("Your reel is ready"), QFileInfo(path).fileName(), path);
 }
 
 }  // namespace vorn

@@ -28,10 +28,10 @@ TakeMeter::TakeMeter(const Studio& studio, std::FILE* out, QObject* parent)
 }
 
 QString TakeMeter::line(double elapsedSeconds, float level, bool paused, bool micOn) {
-  QString text = QStringLiteral("%1 %2").arg(paused ? "paused" : "recording", elapsedText(elapsedSeconds));
-  if (!micOn) return text + QStringLiteral("  mic off");
-  if (level <= 0) return text + QStringLiteral("  mic [%1] below %2 dB").arg(bar(0)).arg(kLevelFloorDb);
-  return text + QStringLiteral("  mic [%1] %2 dB").arg(bar(level)).arg(int(std::lround(kLevelFloorDb * (1 - level))));
+  QString text = QStringLiteral("%1 %2").arg(paused ? tr("paused") : tr("recording"), elapsedText(elapsedSeconds));
+  if (!micOn) return text + tr("  mic off");
+  if (level <= 0) return text + tr("  mic [%1] below %2 dB").arg(bar(0)).arg(kLevelFloorDb);
+  return text + tr("  mic [%1] %2 dB").arg(bar(level)).arg(int(std::lround(kLevelFloorDb * (1 - level))));
 }
 
 void TakeMeter::start(bool micOn) {

@@ -3,6 +3,8 @@
 
 #include "capture/VideoNodes.h"
 
+#include <QCoreApplication>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -13,7 +15,8 @@ namespace vorn {
 
 std::optional<QString> cameraProblem(const std::string& devices) {
   const std::vector<std::string> nodes = videoNodes(devices);
-  if (nodes.empty()) return QStringLiteral("No camera is connected. Plug one in and Vorn picks it up.");
+  if (nodes.empty())
+    return QCoreApplication::translate("CameraAccess", "No camera is connected. Plug one in and Vorn picks it up.");
   std::optional<std::string> refused;
   for (const std::string& node : nodes) {
     const int fd = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -24,8 +27,9 @@ std::optional<QString> cameraProblem(const std::string& devices) {
     if ((errno == EACCES || errno == EPERM) && !refused) refused = node;
   }
   if (refused)
-    return QStringLiteral("Vorn may not open %1. Add yourself to the video group "
-                          "(sudo usermod -aG video $USER), then log out and back in.")
+    return QCoreApplication::translate("CameraAccess",
+                                       "Vorn may not open %1. Add yourself to the video group "
+                                       "(sudo usermod -aG video $USER), then log out and back in.")
         .arg(QString::fromStdString(*refused));
   return std::nullopt;  // busy or odd devices: the camera source says more when it starts
 }

@@ -71,8 +71,18 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
 
   auto* picker = new QHBoxLayout;
   picker->setSpacing(6);
-  for (const auto& [layout, label] : {std::pair{Layout::screen, "Screen"}, {Layout::split, "Split"}, {Layout::me, "Me"}}) {
-    QToolButton* b = toggle(QString::fromLatin1(label), this);
+  const struct {
+    Layout layout;
+    QString label, name, description;
+  } pickable[] = {
+      {Layout::screen, tr("Screen"), tr("Screen layout"), tr("The screen, with the camera in a bubble")},
+      {Layout::split, tr("Split"), tr("Split layout"), tr("The screen and the camera stacked, with a divider between")},
+      {Layout::me, tr("Me"), tr("Me layout"), tr("The camera alone")},
+  };
+  for (const auto& [layout, label, name, description] : pickable) {
+    QToolButton* b = toggle(label, this);
+    b->setAccessibleName(name);
+    b->setAccessibleDescription(description);
     b->setIcon(layoutGlyph(layout));
     b->setIconSize(QSize(11, 19));
     b->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
@@ -87,15 +97,17 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
 
   auto* row = new QHBoxLayout;
   row->setSpacing(6);
-  camera_ = toggle(QStringLiteral("Camera"), this);
-  mic_ = toggle(QStringLiteral("Mic"), this);
-  follow_ = toggle(QStringLiteral("Follow"), this);
+  camera_ = toggle(tr("Camera"), this);
+  mic_ = toggle(tr("Mic"), this);
+  follow_ = toggle(tr("Follow"), this);
   connect(camera_, &QToolButton::clicked, this, [this](bool on) { studio_.updatePrefs([on](Prefs& p) { p.cameraOn = on; }); });
   connect(mic_, &QToolButton::clicked, this, [this](bool on) {
     if (!studio_.micAccess()) return engine_.resolveMicAccess();
     studio_.updatePrefs([on](Prefs& p) { p.micOn = on; });
   });
   connect(follow_, &QToolButton::clicked, this, [this](bool on) { studio_.updatePrefs([on](Prefs& p) { p.follow = on; }); });
+  camera_->setAccessibleDescription(tr("Shows the camera in the video"));
+  mic_->setAccessibleDescription(tr("Records your voice with the take"));
   for (QToolButton* b : {camera_, mic_, follow_}) {
     b->setStyleSheet(QString::fromLatin1(kSwitchStyle));
     row->addWidget(b);
@@ -103,8 +115,9 @@ ControlDeck::ControlDeck(Studio& studio, Engine& engine, QWidget* parent)
   row->addStretch(1);
   more_ = new MoreMenu(studio_, engine_, this);
   moreButton_ = new QToolButton(this);
-  moreButton_->setText(QStringLiteral("More"));
-  moreButton_->setToolTip(QStringLiteral("Style, camera, microphone, teleprompter and more"));
+  moreButton_->setText(tr("More"));
+  moreButton_->setToolTip(tr("Style, camera, microphone, teleprompter and more"));
+  moreButton_->setAccessibleDescription(moreButton_->toolTip());
   moreButton_->setMenu(more_);
   moreButton_->setPopupMode(QToolButton::InstantPopup);
   moreButton_->setFocusPolicy(Qt::TabFocus);
@@ -139,17 +152,17 @@ ControlDeck::~ControlDeck() = default;
 QString ControlDeck::hint(const Studio& studio) {
   const bool key = studio.recordKeyHeld();
   switch (studio.phase()) {
-    case Phase::countdown: return QStringLiteral("Esc to cancel");
+    case Phase::countdown: return tr("Esc to cancel");
     case Phase::recording:
-      return QStringLiteral("%1 to stop · P to %2")
-          .arg(key ? QStringLiteral("Ctrl+Shift+9") : QStringLiteral("Space"),
-               studio.isPaused() ? QStringLiteral("resume") : QStringLiteral("pause"));
+      return tr("%1 to stop · P to %2")
+          .arg(key ? tr("Ctrl+Shift+9") : tr("Space"),
+               studio.isPaused() ? tr("resume") : tr("pause"));
     case Phase::framing:
       if (!studio.learnedFrame())
-        return key ? QStringLiteral("Drag the frame's edge · Ctrl+Shift+9 to record")
-                   : QStringLiteral("Drag the frame · Space to record");
+        return key ? tr("Drag the frame's edge · Ctrl+Shift+9 to record")
+                   : tr("Drag the frame · Space to record");
       [[fallthrough]];
-    default: return key ? QStringLiteral("Space or Ctrl+Shift+9 to record") : QStringLiteral("Space to record");
+    default: return key ? tr("Space or Ctrl+Shift+9 to record") : tr("Space to record");
   }
 }
 
@@ -159,18 +172,20 @@ void ControlDeck::refresh() {
   camera_->setChecked(prefs.cameraOn);
   // The "me" layout is the camera alone: it can't be shown without it.
   camera_->setEnabled(prefs.layout != Layout::me);
-  camera_->setToolTip(prefs.layout == Layout::me ? QStringLiteral("The camera is part of this layout") : QString());
+  camera_->setToolTip(prefs.layout == Layout::me ? tr("The camera is part of this layout") : QString());
   mic_->setChecked(prefs.micOn && studio_.micAccess());
-  mic_->setToolTip(studio_.micAccess() ? QString() : QStringLiteral("Vorn can't hear you yet. Click to allow the microphone."));
+  mic_->setToolTip(studio_.micAccess() ? QString() : tr("Vorn can't hear you yet. Click to allow the microphone."));
   follow_->setChecked(prefs.follow);
-  follow_->setToolTip(prefs.follow ? QStringLiteral("Follow: the frame glides after your cursor while recording")
-                                   : QStringLiteral("Follow is off: the frame stays put"));
+  follow_->setToolTip(prefs.follow ? tr("Follow: the frame glides after your cursor while recording")
+                                   : tr("Follow is off: the frame stays put"));
+  follow_->setAccessibleDescription(follow_->toolTip());
   const Phase phase = studio_.phase();
-  record_->setText(phase == Phase::countdown ? QStringLiteral("Cancel")
-                   : phase == Phase::recording ? QStringLiteral("Stop")
-                                               : QStringLiteral("Record"));
+  record_->setText(phase == Phase::countdown ? tr("Cancel")
+                   : phase == Phase::recording ? tr("Stop")
+                                               : tr("Record"));
   record_->setEnabled(phase != Phase::finishing);
   hint_->setText(hint(studio_));
+  record_->setAccessibleDescription(hint_->text());
 }
 
 }  // namespace vorn

@@ -18,6 +18,8 @@ class Studio;
 // the record button, the "More" menu and a one-line hint. Each is a thin view over the
 // preferences and the engine; everything works from the keyboard (Tab, Space) as well.
 class ControlDeck : public QWidget {
+  Q_OBJECT
+
  public:
   ControlDeck(Studio& studio, Engine& engine, QWidget* parent);
   ~ControlDeck() override;

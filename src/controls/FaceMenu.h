@@ -10,6 +10,8 @@ class Studio;
 // "Face in Reels": how the reel engine finishes the face (off, natural, sculpted), each with a
 // line of help; while reels are off it only says how to turn them on.
 class FaceMenu : public QMenu {
+  Q_OBJECT
+
  public:
   FaceMenu(Studio& studio, QWidget* parent);
 

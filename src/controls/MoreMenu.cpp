@@ -16,7 +16,7 @@
 namespace vorn {
 
 MoreMenu::MoreMenu(Studio& studio, Engine& engine, QWidget* parent)
-    : QMenu(QStringLiteral("More"), parent), studio_(studio), engine_(engine) {
+    : QMenu(tr("More"), parent), studio_(studio), engine_(engine) {
   setToolTipsVisible(true);
   darkenMenu(*this);
   connect(this, &QMenu::aboutToShow, this, [this] { rebuild(); });
@@ -25,8 +25,9 @@ MoreMenu::MoreMenu(Studio& studio, Engine& engine, QWidget* parent)
 
 template <class T>
 void MoreMenu::addPicker(const QString& title, const std::vector<std::pair<QString, T>>& options, const T& current,
-                         std::function<void(Prefs&, const T&)> set) {
+                         std::function<void(Prefs&, const T&)> set, const QString& whyEmpty) {
   QMenu* menu = addMenu(title);
+  if (options.empty()) return sayWhyEmpty(*menu, whyEmpty);
   auto* group = new QActionGroup(menu);
   for (const auto& [label, value] : options) {
     QAction* action = menu->addAction(label);
@@ -39,6 +40,8 @@ void MoreMenu::addPicker(const QString& title, const std::vector<std::pair<QStri
   }
 }
 
+void MoreMenu::sayWhyEmpty(QMenu& menu, const QString& why) { menu.addAction(why)->setEnabled(false); }
+
 void MoreMenu::addCheck(const QString& label, bool on, std::function<void(Prefs&, bool)> set, const QString& help) {
   QAction* action = addAction(label);
   action->setCheckable(true);
@@ -50,50 +53,58 @@ void MoreMenu::addCheck(const QString& label, bool on, std::function<void(Prefs&
 void MoreMenu::rebuild() {
   clear();
   const Prefs prefs = studio_.prefs();
-  addPicker<FrameStyle>(QStringLiteral("Style"), {{QStringLiteral("Edge to edge"), FrameStyle::bleed}, {QStringLiteral("Floating"), FrameStyle::floating}},
+  addPicker<FrameStyle>(tr("Style"), {{tr("Edge to edge"), FrameStyle::bleed}, {tr("Floating"), FrameStyle::floating}},
                         prefs.style, [](Prefs& p, const FrameStyle& v) { p.style = v; });
-  addPicker<Platform>(QStringLiteral("Safe Zones"),
-                      {{QStringLiteral("Instagram Reels"), Platform::reels}, {QStringLiteral("TikTok"), Platform::tiktok},
-                       {QStringLiteral("YouTube Shorts"), Platform::shorts}, {QStringLiteral("None"), Platform::none}},
+  addPicker<Platform>(tr("Safe Zones"),
+                      {{tr("Instagram Reels"), Platform::reels}, {tr("TikTok"), Platform::tiktok},
+                       {tr("YouTube Shorts"), Platform::shorts}, {tr("None"), Platform::none}},
                       prefs.platform, [](Prefs& p, const Platform& v) { p.platform = v; });
   std::vector<std::pair<QString, std::optional<QString>>> cameras;
   for (const DeviceInfo& camera : studio_.cameras()) cameras.emplace_back(camera.name, camera.id);
-  addPicker<std::optional<QString>>(QStringLiteral("Camera"), cameras, prefs.cameraID,
-                                    [](Prefs& p, const std::optional<QString>& v) { p.cameraID = v; });
-  std::vector<std::pair<QString, std::optional<QString>>> mics{{QStringLiteral("System Default"), std::nullopt}};
+  addPicker<std::optional<QString>>(tr("Camera"), cameras, prefs.cameraID,
+                                    [](Prefs& p, const std::optional<QString>& v) { p.cameraID = v; },
+                                    tr("No camera connected"));
+  std::vector<std::pair<QString, std::optional<QString>>> mics{{tr("System Default"), std::nullopt}};
   for (const DeviceInfo& mic : studio_.mics()) mics.emplace_back(mic.name, mic.id);
-  addPicker<std::optional<QString>>(QStringLiteral("Microphone"), mics, prefs.micID,
+  addPicker<std::optional<QString>>(tr("Microphone"), mics, prefs.micID,
                                     [](Prefs& p, const std::optional<QString>& v) { p.micID = v; });
-  addPicker<int>(QStringLiteral("Frame Rate"), {{QStringLiteral("30 fps"), 30}, {QStringLiteral("60 fps"), 60}}, prefs.fps,
+  addPicker<int>(tr("Frame Rate"), {{tr("30 fps"), 30}, {tr("60 fps"), 60}}, prefs.fps,
                  [](Prefs& p, const int& v) { p.fps = v; });
   addSeparator();
-  addCheck(QStringLiteral("Zoom In on Clicks"), prefs.clickZoom, [](Prefs& p, bool on) { p.clickZoom = on; });
-  addCheck(QStringLiteral("Record System Audio"), prefs.systemAudio, [](Prefs& p, bool on) { p.systemAudio = on; });
-  addCheck(QStringLiteral("Mirror Camera"), prefs.mirror, [](Prefs& p, bool on) { p.mirror = on; });
+  addCheck(tr("Zoom In on Clicks"), prefs.clickZoom, [](Prefs& p, bool on) { p.clickZoom = on; });
+  addCheck(tr("Record System Audio"), prefs.systemAudio, [](Prefs& p, bool on) { p.systemAudio = on; });
+  addCheck(tr("Mirror Camera"), prefs.mirror, [](Prefs& p, bool on) { p.mirror = on; });
   addSeparator();
   if (ReelMaker::isAvailable())
-    addCheck(QStringLiteral("Make a Reel After Each Take"), prefs.reels.value_or(true), [](Prefs& p, bool on) { p.reels = on; });
+    addCheck(tr("Make a Reel After Each Take"), prefs.reels.value_or(true), [](Prefs& p, bool on) { p.reels = on; });
   addMenu(new FaceMenu(studio_, this));
   if (ReelMaker::claudeInstalled())
-    addCheck(QStringLiteral("Write Stories with Claude"), prefs.claude.value_or(false), [](Prefs& p, bool on) { p.claude = on; },
-             QStringLiteral("Sends the take's transcript to your Claude account for a sharper story. Off, this "
-                            "computer writes it on its own."));
-  addAction(QStringLiteral("Teleprompter"), this, [this] { studio_.setShowScript(true); });
+    addCheck(tr("Write Stories with Claude"), prefs.claude.value_or(false), [](Prefs& p, bool on) { p.claude = on; },
+             tr("Sends the take's transcript to your Claude account for a sharper story. Off, this "
+                "computer writes it on its own."));
+  addAction(tr("Teleprompter"), this, [this] { studio_.setShowScript(true); });
   addSeparator();
-  QMenu* displays = addMenu(QStringLiteral("Move to Display"));
-  for (const DisplayInfo& display : engine_.displays()) {
-    QAction* action = displays->addAction(QString::fromStdString(display.name));
+  addDisplays();
+  addAction(tr("Show Takes in Files"), this, [] { QDesktopServices::openUrl(Takes::folder()); });
+  if (ReelMaker::isAvailable())
+    addAction(tr("Show Reels in Files"), this,
+              [] { QDesktopServices::openUrl(QUrl::fromLocalFile(ReelMaker::folder())); });
+  addSeparator();
+  addAction(tr("Close Vorn"), this, [this] { engine_.close(); });
+  addAction(tr("Quit Vorn"), this, [] { QCoreApplication::quit(); });
+}
+
+void MoreMenu::addDisplays() {
+  QMenu* menu = addMenu(tr("Move to Display"));
+  const std::vector<DisplayInfo>& displays = engine_.displays();
+  if (displays.size() < 2)
+    return sayWhyEmpty(*menu, displays.empty() ? tr("No display found") : tr("Only one display is connected"));
+  for (const DisplayInfo& display : displays) {
+    QAction* action = menu->addAction(QString::fromStdString(display.name));
     action->setCheckable(true);
     action->setChecked(display.id == engine_.screen().id);
     connect(action, &QAction::triggered, this, [this, display] { engine_.moveTo(display); });
   }
-  addAction(QStringLiteral("Show Takes in Files"), this, [] { QDesktopServices::openUrl(Takes::folder()); });
-  if (ReelMaker::isAvailable())
-    addAction(QStringLiteral("Show Reels in Files"), this,
-              [] { QDesktopServices::openUrl(QUrl::fromLocalFile(ReelMaker::folder())); });
-  addSeparator();
-  addAction(QStringLiteral("Close Vorn"), this, [this] { engine_.close(); });
-  addAction(QStringLiteral("Quit Vorn"), this, [] { QCoreApplication::quit(); });
 }
 
 }  // namespace vorn

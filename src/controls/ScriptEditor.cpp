@@ -19,35 +19,43 @@ namespace vorn {
 
 ScriptEditor::ScriptEditor(Studio& studio, QWidget* owner)
     : QWidget(owner, Qt::Tool | Qt::WindowStaysOnTopHint), studio_(studio) {
-  setWindowTitle(QStringLiteral("Teleprompter"));
+  setWindowTitle(tr("Teleprompter"));
   resize(420, 360);
   auto* column = new QVBoxLayout(this);
-  auto* help = new QLabel(QStringLiteral("While you record, your script scrolls just below the camera, so you're "
-                                         "looking at the lens as you read."),
+  auto* help = new QLabel(tr("While you record, your script scrolls just below the camera, so you're "
+                             "looking at the lens as you read."),
                           this);
   help->setWordWrap(true);
   column->addWidget(help);
   text_ = new QPlainTextEdit(studio_.prefs().script, this);
+  text_->setAccessibleName(tr("Script"));
+  text_->setAccessibleDescription(help->text());
   column->addWidget(text_, 1);
-  tooLong_ = new QLabel(QStringLiteral("A script holds up to %L1 characters: the rest was left out.")
+  tooLong_ = new QLabel(tr("A script holds up to %L1 characters: the rest was left out.")
                             .arg(Prefs::maxScriptLength),
                         this);
   tooLong_->setWordWrap(true);
   tooLong_->hide();
   column->addWidget(tooLong_);
   auto* row = new QHBoxLayout;
-  row->addWidget(new QLabel(QStringLiteral("Pace"), this));
+  auto* paceLabel = new QLabel(tr("Pace"), this);
+  row->addWidget(paceLabel);
   // In words a minute, the way a reading voice is measured; saved as the points a second the
   // prompter scrolls.
   pace_ = new QSpinBox(this);
   pace_->setRange(int(PrompterPace::slowest), int(PrompterPace::fastest));
   pace_->setSingleStep(10);
-  pace_->setSuffix(QStringLiteral(" words a minute"));
+  pace_->setSuffix(tr(" words a minute"));
   pace_->setValue(int(std::lround(PrompterPace::wordsPerMinute(studio_.prefs().prompterSpeed))));
+  paceLabel->setBuddy(pace_);
+  pace_->setAccessibleName(tr("Pace"));
+  pace_->setAccessibleDescription(tr("How fast the script scrolls, in words a minute"));
   row->addWidget(pace_);
   row->addStretch(1);
-  auto* clear = new QPushButton(QStringLiteral("Clear"), this);
-  auto* done = new QPushButton(QStringLiteral("Done"), this);
+  auto* clear = new QPushButton(tr("Clear"), this);
+  auto* done = new QPushButton(tr("Done"), this);
+  clear->setAccessibleDescription(tr("Empties the script"));
+  done->setAccessibleDescription(tr("Closes the teleprompter; the script is kept"));
   row->addWidget(clear);
   row->addWidget(done);
   column->addLayout(row);

@@ -14,6 +14,8 @@ class Studio;
 // The teleprompter's script and pace, in a small window of its own that opens while the
 // studio's `showScript` is on. Keys typed here are the script's, never the studio's.
 class ScriptEditor : public QWidget {
+  Q_OBJECT
+
  public:
   ScriptEditor(Studio& studio, QWidget* owner);
   QPlainTextEdit* text() const { return text_; }

@@ -70,7 +70,7 @@ Engine::Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindow
   };
   screenSource_->onFailing = [this](const std::string& why) {
     QMetaObject::invokeMethod(this, [this, why] {
-      flash(QStringLiteral("The screen isn't updating: %1.").arg(asClause(QString::fromStdString(why))));
+      flash(tr("The screen isn't updating: %1.").arg(asClause(QString::fromStdString(why))));
     }, Qt::QueuedConnection);
   };
   recording_ = std::make_unique<RecordingControl>(studio_, reels_, desktop_, *windows_.island, recordingSession());
@@ -121,7 +121,7 @@ void Engine::deviceLost(DeviceKind kind, const DeviceInfo& device) {
   const QString name = device.name.isEmpty() ? device.id : device.name;
   logError(std::string(kind == DeviceKind::mic ? "microphone" : "camera") + " lost: " +
            name.toStdString());
-  flash(name + QStringLiteral(" was disconnected"));
+  flash(tr("%1 was disconnected").arg(name));
 }
 
 // ---- Session.
@@ -157,7 +157,7 @@ void Engine::openOn(const std::vector<DisplayInfo>& displays, const std::optiona
   if (displays.empty()) {
     reviewOnOpen_.reset();
     logError("capture failed: " + unavailable.value_or("no display to capture"));
-    flash(unavailable ? QString::fromStdString(*unavailable) : QStringLiteral("No screen to record"));
+    flash(unavailable ? QString::fromStdString(*unavailable) : tr("No screen to record"));
     Q_EMIT opened(false);
     return;
   }
@@ -246,8 +246,8 @@ void Engine::startScreenCapture() {
 
 void Engine::screenCaptureFailed(const std::string& why) {
   logError("capture failed: " + why);
-  Q_EMIT recordingFailed(QStringLiteral("The screen can't be captured: %1").arg(QString::fromStdString(why)));
-  flash(QStringLiteral("Vorn can't capture the screen"));
+  Q_EMIT recordingFailed(tr("The screen can't be captured: %1").arg(QString::fromStdString(why)));
+  flash(tr("Vorn can't capture the screen"));
 }
 
 void Engine::tick() {
@@ -386,7 +386,7 @@ RecordingControl::Session Engine::recordingSession() {
 
 void Engine::screenLost(const QString& why) {
   if (studio_.phase() != Phase::recording) return;
-  recording_->fail(QStringLiteral("The screen can't be captured any more, so the take was stopped there: %1.")
+  recording_->fail(tr("The screen can't be captured any more, so the take was stopped there: %1.")
                        .arg(asClause(why)));
 }
 

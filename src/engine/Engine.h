@@ -86,6 +86,10 @@ class Engine : public QObject {
   // Gives the drag up: the frame goes back to where it began.
   void cancelDrag();
   void resize(Point anchor, Point toward);
+  // An arrow key's move of the frame by (dx, dy) points: a whole drag, snapped and saved alike.
+  void moveByKey(double dx, double dy);
+  // The frame may be moved now: while framing, or while a take records in place.
+  bool frameMovable() const;
   void scale(double factor);
   void zoomFrame();
   // Glides the frame over the most eye-catching part of the frontmost window, in the
@@ -112,7 +116,10 @@ class Engine : public QObject {
   bool dragging() const { return dragging_; }
   bool snapped() const { return snapped_; }
   const std::optional<Rect>& homeGlide() const { return homeGlide_; }
-  void setHome(const Rect& home) { home_ = home; }
+  void setHome(const Rect& home) {
+    home_ = home;
+    keyDrag_.reset();
+  }
   // The display's part that the desktop's panels leave free, in its points: the frame (and
   // the chips and buttons around it) keeps inside it.
   Rect workArea() const;
@@ -166,6 +173,8 @@ class Engine : public QObject {
   double aspect() const;
   Size screenSize() const;
   void glideTo(const Rect& target);
+  // A drag's start without the Escape grab; the snap edges as they are now.
+  void startPlacing();
   // The other applications' windows that meet `screen`, in its points.
   static std::vector<Rect> localWindows(const DesktopServices& desktop, const DisplayInfo& screen);
   void toFraming();
@@ -205,6 +214,11 @@ class Engine : public QObject {
   std::shared_ptr<void> dragEscKey_;  // Escape, grabbed while dragging
   std::optional<Rect> homeGlide_;
   bool trayMenuOpen_ = false;
+  struct KeyDrag {
+    Rect pointer;  // where the frame would be without snapping
+    Rect placed;   // where it was put
+  };
+  std::optional<KeyDrag> keyDrag_;  // the last arrow key's move
   Point clickPoint_;
   double clickTime_ = 0;
   std::vector<double> snapXs_, snapYs_;

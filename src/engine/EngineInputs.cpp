@@ -77,7 +77,7 @@ void Engine::replaceSilentMic() {
   mutedMics_.insert(silent.id);
   configureInputs();
   if (activeMic_ && activeMic_->id != silent.id)
-    flash(silent.name + QStringLiteral(" isn't sending sound. Using ") + activeMic_->name);
+    flash(tr("%1 isn't sending sound. Using %2").arg(silent.name, activeMic_->name));
 }
 
 // No permission prompt stands between Vorn and PulseAudio: the microphone is always allowed.

@@ -7,6 +7,7 @@
 #include "base/Clock.h"
 #include "base/Log.h"
 #include "capture/ScreenSource.h"
+#include "desktop/ArrowStep.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
 #include "engine/Suggest.h"
@@ -42,16 +43,39 @@ void Engine::saveHome() {
 void Engine::saveHomeSoon() { saveTimer_.start(); }
 
 void Engine::beginDrag() {
+  startPlacing();
+  // Escape puts the frame back where the drag began, wherever the keyboard is.
+  if (desktop_.grabKey)
+    dragEscKey_ = desktop_.grabKey(Qt::Key_Escape, Qt::NoModifier, [this] { cancelDrag(); });
+}
+
+void Engine::startPlacing() {
   dragging_ = true;
   snapped_ = false;
   homeGlide_.reset();
   dragStart_ = home_;
-  // Escape puts the frame back where the drag began, wherever the keyboard is.
-  if (desktop_.grabKey)
-    dragEscKey_ = desktop_.grabKey(Qt::Key_Escape, Qt::NoModifier, [this] { cancelDrag(); });
+  keyDrag_.reset();
   const HomeFrame::SnapEdges edges = HomeFrame::snapEdges(screenSize(), localWindows(desktop_, screen_));
   snapXs_ = edges.xs;
   snapYs_ = edges.ys;
+}
+
+bool Engine::frameMovable() const {
+  const Phase phase = studio_.phase();
+  return phase == Phase::framing || (phase == Phase::recording && !studio_.prefs().follow);
+}
+
+// Each press is a whole drag, saved like one. Where the pointer would be carries over from
+// press to press while nothing else moved the frame, so small steps leave a snap line as a
+// pointer does instead of being pulled back onto it.
+void Engine::moveByKey(double dx, double dy) {
+  if (!frameMovable() || dragging_) return;
+  const Rect from = keyDrag_ && keyDrag_->placed == home_ ? keyDrag_->pointer : home_;
+  const Rect pointer = HomeFrame::clampedInto({from.x + dx, from.y + dy, from.width, from.height}, screenSize());
+  startPlacing();
+  drag(pointer);
+  endDrag();
+  keyDrag_ = KeyDrag{pointer, home_};
 }
 
 void Engine::drag(const Rect& to) {
@@ -189,6 +213,11 @@ bool Engine::handleKey(int qtKey, Qt::KeyboardModifiers modifiers, bool inText) 
   if (inText) return false;
   const Phase phase = studio_.phase();
   const bool control = modifiers.testFlag(Qt::ControlModifier);
+  if (const std::optional<Point> step = arrowStep(qtKey, modifiers)) {
+    if (!frameMovable()) return false;
+    moveByKey(step->x, step->y);
+    return true;
+  }
   switch (qtKey) {
     case Qt::Key_W:
       if (!control || (phase != Phase::framing && phase != Phase::review)) return false;

@@ -58,8 +58,8 @@ void RecordingControl::beginCountdown() {
   takeHasMic_ = prefs.micOn && session_.micReady();
   if (prefs.micOn && !takeHasMic_)
     session_.toast(studio_.mics().empty()
-                       ? QStringLiteral("No microphone: recording without sound.")
-                       : QStringLiteral("Recording without sound: Vorn can't use the microphone"));
+                       ? tr("No microphone: recording without sound.")
+                       : tr("Recording without sound: Vorn can't use the microphone"));
   studio_.setPhase(Phase::countdown);
   studio_.setCountdown(3);
   if (reels_) reels_->pause();
@@ -140,7 +140,7 @@ void RecordingControl::startRecording() {
                [this, run](Outcome<bool> outcome) {
                  if (run != countdownRun_ || studio_.phase() != Phase::countdown) return;
                  if (!outcome.value.value_or(false))
-                   return abandonStart(QStringLiteral("The take could not be started."));
+                   return abandonStart(tr("The take could not be started."));
                  session_.feedFrames(recorder_);
                  studio_.setRecordStart(mediaTime());
                  studio_.setPausedAt(std::nullopt);
@@ -153,7 +153,7 @@ void RecordingControl::startRecording() {
 void RecordingControl::abandonStart(const QString& reason) {
   backToFraming();
   Q_EMIT recordingFailed(reason);
-  session_.toast(QStringLiteral("Couldn't start recording"));
+  session_.toast(tr("Couldn't start recording"));
 }
 
 void RecordingControl::cancelCountdown() {
@@ -232,7 +232,7 @@ void RecordingControl::finished(const FinishedTake& result, bool hasMic) {
   if (reels_) reels_->resume();
   if (!result.unfinishedAt.isEmpty()) {
     const QString sentence =
-        QStringLiteral("The take couldn't be finished: it is kept at %1.").arg(result.unfinishedAt);
+        tr("The take couldn't be finished: it is kept at %1.").arg(result.unfinishedAt);
     logError(sentence.toStdString());
     Q_EMIT recordingFailed(sentence);
     session_.toast(sentence);
@@ -249,7 +249,7 @@ void RecordingControl::handOver(const FinishedTake& result, bool hasMic) {
     // Only a short take of ours goes to the trash; a file under the name is someone else's.
     if (duration > 0) moveToTrash(result.path);
     if (!takeOptions_.keepShort && result.unfinishedAt.isEmpty())
-      session_.toast(QStringLiteral("Too short, discarded"));
+      session_.toast(tr("Too short, discarded"));
     studio_.setPhase(Phase::framing);
     return;
   }
@@ -260,7 +260,7 @@ void RecordingControl::handOver(const FinishedTake& result, bool hasMic) {
   const Prefs& prefs = studio_.prefs();
   if (reels_ && ReelMaker::isAvailable() && prefs.reels.value_or(true) && duration >= kShortestReelTake) {
     if (hasMic) reels_->make(take, prefs.brief.value_or(QString()));
-    else session_.toast(QStringLiteral("No reel: this take has no voice."));
+    else session_.toast(tr("No reel: this take has no voice."));
   }
 }
 
@@ -282,7 +282,7 @@ void RecordingControl::retake() {
   if (const std::optional<Take> take = studio_.take()) {
     if (reels_) reels_->discard(*take);
     if (QFile::exists(take->url.toLocalFile()) && moveToTrash(take->url.toLocalFile()))
-      session_.toast(QStringLiteral("Moved to Trash"));
+      session_.toast(tr("Moved to Trash"));
   }
   studio_.setTake(std::nullopt);
   studio_.setPhase(Phase::framing);
@@ -304,9 +304,9 @@ void RecordingControl::recoverInterruptedTakes() {
     if (!outcome.value) return logError("take recovery failed: " + outcome.error);
     const std::vector<QString>& recovered = *outcome.value;
     if (recovered.size() == 1)
-      session_.toast(QStringLiteral("Recovered the interrupted take “%1”.").arg(QFileInfo(recovered[0]).fileName()));
+      session_.toast(tr("Recovered the interrupted take “%1”.").arg(QFileInfo(recovered[0]).fileName()));
     else if (recovered.size() > 1)
-      session_.toast(QStringLiteral("Recovered %1 interrupted takes.").arg(recovered.size()));
+      session_.toast(tr("Recovered %1 interrupted takes.").arg(recovered.size()));
   });
 }
 

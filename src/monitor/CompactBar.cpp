@@ -5,6 +5,7 @@
 #include "model/Studio.h"
 #include "monitor/StatusText.h"
 
+#include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -12,10 +13,13 @@
 namespace vorn {
 
 QPushButton* miniRecordButton(std::function<void()> record, QWidget* parent) {
-  auto* button = new QPushButton(QStringLiteral("Record  Ctrl+Shift+9"), parent);
+  auto* button = new QPushButton(QCoreApplication::translate("CompactBar", "Record  Ctrl+Shift+9"), parent);
   button->setStyleSheet(QStringLiteral(
       "QPushButton { background: rgb(255,77,66); color: white; border-radius: 12px; padding: 4px 12px;"
       " font-weight: 600; } QPushButton:focus { border: 2px solid white; }"));
+  // The shortcut is part of the label; the name is the action alone.
+  button->setAccessibleName(QCoreApplication::translate("CompactBar", "Record"));
+  button->setAccessibleDescription(QCoreApplication::translate("CompactBar", "Counts in, then records; Ctrl+Shift+9"));
   QObject::connect(button, &QPushButton::clicked, parent, std::move(record));
   return button;
 }
@@ -32,6 +36,7 @@ CompactBar::CompactBar(Studio& studio, TrafficLights::Actions lights, std::funct
   top->addSpacing(8);
   status_ = new QLabel(this);
   status_->setStyleSheet(QStringLiteral("color: white; font-weight: 600;"));
+  status_->setAccessibleName(tr("Status"));
   top->addWidget(status_, 1);
   rows->addLayout(top);
   auto* bottom = new QHBoxLayout;
@@ -40,8 +45,9 @@ CompactBar::CompactBar(Studio& studio, TrafficLights::Actions lights, std::funct
   recordButton->setFocusPolicy(Qt::TabFocus);
   bottom->addWidget(recordButton, 1);
   auto* phone = new QPushButton(QStringLiteral("▯"), this);
-  phone->setToolTip(QStringLiteral("Show the phone  Ctrl+M"));
-  phone->setAccessibleName(QStringLiteral("Show the phone"));
+  phone->setToolTip(tr("Show the phone  Ctrl+M"));
+  phone->setAccessibleName(tr("Show the phone"));
+  phone->setAccessibleDescription(tr("Ctrl+M"));
   phone->setFocusPolicy(Qt::TabFocus);
   phone->setFixedSize(26, 26);
   phone->setStyleSheet(QStringLiteral("QPushButton { color: white; background: rgba(255,255,255,30); border-radius: 13px; }"

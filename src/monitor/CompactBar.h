@@ -15,6 +15,8 @@ class Studio;
 // The monitor tucked away: the window buttons, the take's status, a record button and a way
 // back to the phone.
 class CompactBar : public QWidget {
+  Q_OBJECT
+
  public:
   CompactBar(Studio& studio, TrafficLights::Actions lights, std::function<void()> record, QWidget* parent);
   void refresh();

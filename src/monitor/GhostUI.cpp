@@ -5,6 +5,7 @@
 #include "monitor/GhostGlyphs.h"
 #include "model/Geometry.h"
 
+#include <QCoreApplication>
 #include <QLinearGradient>
 
 namespace vorn {
@@ -75,50 +76,56 @@ void bottomScrim(QPainter& p, double bottomInset) {
 }
 
 void reels(QPainter& p) {
-  line(p, QStringLiteral("Reels"), kRowLeft + 50, 120, 900, 46, 1, QFont::Bold);
+  line(p, QCoreApplication::translate("GhostUI", "Reels"), kRowLeft + 50, 120, 900, 46, 1, QFont::Bold);
   glyph(p, Glyph::camera, {kRowLeft + 50 + 900 - 30, 120}, 50);
   columnButton(p, Glyph::heart, 1245, 58, QStringLiteral("24.1K"));
   columnButton(p, Glyph::bubble, 1400, 54, QStringLiteral("312"));
   columnButton(p, Glyph::paperplane, 1555, 52, QStringLiteral("1,208"));
   glyph(p, Glyph::ellipsis, {kColumn, 1690}, 44);
   avatar(p, {88, 1650}, 72);
-  line(p, QStringLiteral("yourname"), 140, 1650, 220, 31);
-  pill(p, QStringLiteral("Follow"), QRectF(330, 1650 - 24, 120, 48), 26, true);
-  line(p, QStringLiteral("Your caption, the first line or two…"), kRowLeft, 1745, 800, 29, 1, QFont::Normal);
-  line(p, QStringLiteral("♫  yourname · Original audio"), kRowLeft, 1815, 800, 26, 0.85, QFont::Normal);
+  line(p, QCoreApplication::translate("GhostUI", "yourname"), 140, 1650, 220, 31);
+  pill(p, QCoreApplication::translate("GhostUI", "Follow"), QRectF(330, 1650 - 24, 120, 48), 26, true);
+  line(p, QCoreApplication::translate("GhostUI", "Your caption, the first line or two…"),
+       kRowLeft, 1745, 800, 29, 1, QFont::Normal);
+  line(p, QCoreApplication::translate("GhostUI", "♫  yourname · Original audio"),
+       kRowLeft, 1815, 800, 26, 0.85, QFont::Normal);
 }
 
 // The header's two tabs stand either side of the phone's camera island (up to 360 wide in the
 // middle while recording), inside the platform's top margin.
 void tiktok(QPainter& p) {
-  text(p, QStringLiteral("Following"), QRectF(70, 66, 280, 50), 34, 0.7, Qt::AlignRight | Qt::AlignVCenter);
-  text(p, QStringLiteral("For You"), QRectF(730, 66, 280, 50), 34, 1, Qt::AlignLeft | Qt::AlignVCenter, QFont::Bold);
+  text(p, QCoreApplication::translate("GhostUI", "Following"),
+       QRectF(70, 66, 280, 50), 34, 0.7, Qt::AlignRight | Qt::AlignVCenter);
+  text(p, QCoreApplication::translate("GhostUI", "For You"),
+       QRectF(730, 66, 280, 50), 34, 1, Qt::AlignLeft | Qt::AlignVCenter, QFont::Bold);
   p.fillRect(QRectF(760, 118, 60, 5), white());
   glyph(p, Glyph::magnifier, {kColumn, 91}, 44);
   avatar(p, {kColumn, 1060}, 92);
   columnButton(p, Glyph::heartFill, 1215, 66, QStringLiteral("48.2K"));
   columnButton(p, Glyph::bubbleFill, 1375, 60, QStringLiteral("1,024"));
   columnButton(p, Glyph::bookmark, 1530, 56, QStringLiteral("5,114"));
-  columnButton(p, Glyph::share, 1685, 58, QStringLiteral("Share"));
+  columnButton(p, Glyph::share, 1685, 58, QCoreApplication::translate("GhostUI", "Share"));
   glyph(p, Glyph::disc, {kColumn, 1830}, 70, 0.35);
-  line(p, QStringLiteral("yourname"), kRowLeft, 1690, 900, 31, 1, QFont::Bold);
-  line(p, QStringLiteral("Your caption, with a few #hashtags…"), kRowLeft, 1755, 800, 29, 1, QFont::Normal);
-  line(p, QStringLiteral("♫  original sound – yourname"), kRowLeft, 1825, 800, 26, 0.85, QFont::Normal);
+  line(p, QCoreApplication::translate("GhostUI", "yourname"), kRowLeft, 1690, 900, 31, 1, QFont::Bold);
+  line(p, QCoreApplication::translate("GhostUI", "Your caption, with a few #hashtags…"),
+       kRowLeft, 1755, 800, 29, 1, QFont::Normal);
+  line(p, QCoreApplication::translate("GhostUI", "♫  original sound – yourname"),
+       kRowLeft, 1825, 800, 26, 0.85, QFont::Normal);
 }
 
 void shorts(QPainter& p) {
   glyph(p, Glyph::magnifier, {kColumn - 110, 125}, 46);
   glyph(p, Glyph::ellipsis, {kColumn, 125}, 42);
   columnButton(p, Glyph::thumbUp, 1080, 56, QStringLiteral("12K"));
-  columnButton(p, Glyph::thumbDown, 1240, 56, QStringLiteral("Dislike"));
+  columnButton(p, Glyph::thumbDown, 1240, 56, QCoreApplication::translate("GhostUI", "Dislike"));
   columnButton(p, Glyph::textBubble, 1400, 54, QStringLiteral("318"));
-  columnButton(p, Glyph::turnArrow, 1560, 54, QStringLiteral("Share"));
-  columnButton(p, Glyph::remix, 1715, 50, QStringLiteral("Remix"));
+  columnButton(p, Glyph::turnArrow, 1560, 54, QCoreApplication::translate("GhostUI", "Share"));
+  columnButton(p, Glyph::remix, 1715, 50, QCoreApplication::translate("GhostUI", "Remix"));
   glyph(p, Glyph::disc, {kColumn, 1850}, 60, 0.35);
   avatar(p, {70, 1700}, 60);
-  line(p, QStringLiteral("@yourname"), 115, 1700, 260, 30);
-  pill(p, QStringLiteral("Subscribe"), QRectF(330, 1700 - 26, 160, 52), 26, false);
-  line(p, QStringLiteral("Your title goes here"), kRowLeft, 1790, 800, 30);
+  line(p, QCoreApplication::translate("GhostUI", "@yourname"), 115, 1700, 260, 30);
+  pill(p, QCoreApplication::translate("GhostUI", "Subscribe"), QRectF(330, 1700 - 26, 160, 52), 26, false);
+  line(p, QCoreApplication::translate("GhostUI", "Your title goes here"), kRowLeft, 1790, 800, 30);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "model/Studio.h"
 #include "monitor/StatusText.h"
 
+#include <QCoreApplication>
 #include <QPainter>
 #include <QPainterPath>
 #include <QToolButton>
@@ -18,11 +19,12 @@ constexpr double kPillHeight = 30, kPillWide = 196, kPillNarrow = 184, kButton =
 constexpr double kWeights[] = {0.45, 0.8, 1.0, 0.7, 0.5};
 const QColor kGreen(52, 199, 89);
 
-QToolButton* roundButton(const QString& glyph, const QString& label, QWidget* parent) {
+QToolButton* roundButton(const QString& glyph, const QString& label, const QString& description, QWidget* parent) {
   auto* b = new QToolButton(parent);
   b->setText(glyph);
   b->setToolTip(label);
   b->setAccessibleName(label);
+  b->setAccessibleDescription(description);
   b->setFixedSize(int(kButton), int(kButton));
   b->setFocusPolicy(Qt::NoFocus);  // the island never takes the keyboard from the recorded app
   b->setStyleSheet(QStringLiteral("QToolButton { background: rgba(20,20,22,230); color: white; border: none;"
@@ -33,8 +35,8 @@ QToolButton* roundButton(const QString& glyph, const QString& label, QWidget* pa
 
 QString islandStatus(const Studio& studio, double now) {
   switch (studio.phase()) {
-    case Phase::finishing: return QStringLiteral("Saving");
-    case Phase::countdown: return QStringLiteral("Rolling in %1").arg(studio.countdown());
+    case Phase::finishing: return QCoreApplication::translate("IslandView", "Saving");
+    case Phase::countdown: return QCoreApplication::translate("IslandView", "Rolling in %1").arg(studio.countdown());
     default: return elapsedText(studio.elapsed(now));
   }
 }
@@ -53,11 +55,12 @@ std::array<double, 5> levelBarHeights(double level, bool active) {
 IslandView::IslandView(Studio& studio, QWidget* parent) : QWidget(parent), studio_(studio) {
   setFixedSize(size);
   setAttribute(Qt::WA_TranslucentBackground);
-  restart_ = roundButton(QStringLiteral("↺"), QStringLiteral("Start over"), this);
-  pause_ = roundButton(QStringLiteral("❚❚"), QStringLiteral("Pause"), this);
-  stop_ = roundButton(QStringLiteral("■"), QStringLiteral("Stop"), this);
-  up_ = roundButton(QStringLiteral("⌃"), QStringLiteral("Back a line"), this);
-  down_ = roundButton(QStringLiteral("⌄"), QStringLiteral("On a line"), this);
+  restart_ = roundButton(QStringLiteral("↺"), tr("Start over"),
+                         tr("Starts the take again from the countdown"), this);
+  pause_ = roundButton(QStringLiteral("❚❚"), tr("Pause"), tr("Pauses or resumes the take; P"), this);
+  stop_ = roundButton(QStringLiteral("■"), tr("Stop"), tr("Ends the take and saves it"), this);
+  up_ = roundButton(QStringLiteral("⌃"), tr("Back a line"), tr("Scrolls the script back a line"), this);
+  down_ = roundButton(QStringLiteral("⌄"), tr("On a line"), tr("Scrolls the script on a line"), this);
   for (QToolButton* b : {up_, down_}) b->setFixedSize(22, 22);
   connect(restart_, &QToolButton::clicked, this, [this] { if (engine_) engine_->recording().restart(); });
   connect(pause_, &QToolButton::clicked, this, [this] { if (engine_) engine_->recording().togglePause(); });
@@ -123,7 +126,8 @@ void IslandView::placeControls() {
   pause_->move(int(pill.right() + 10), y);
   stop_->move(int(pill.right() + 18 + kButton), y);
   pause_->setText(look_.paused ? QStringLiteral("▶") : QStringLiteral("❚❚"));
-  pause_->setToolTip(look_.paused ? QStringLiteral("Resume") : QStringLiteral("Pause"));
+  pause_->setToolTip(look_.paused ? tr("Resume") : tr("Pause"));
+  pause_->setAccessibleName(pause_->toolTip());
   for (QToolButton* b : {restart_, pause_, stop_}) b->setVisible(look_.controls);
   const QRectF area = prompterRect();
   up_->move(int(area.right() - 32), int(area.top() + 10));

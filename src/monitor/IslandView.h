@@ -34,6 +34,8 @@ std::array<double, 5> levelBarHeights(double level, bool active);
 // The island's content, 640 × 320 points hung from the top centre of the screen: the status
 // pill with the microphone's level, the take's controls, and the teleprompter below.
 class IslandView : public QWidget {
+  Q_OBJECT
+
  public:
   static constexpr QSize size{640, 320};
 

@@ -11,11 +11,13 @@
 
 #include <optional>
 
+#include <QCoreApplication>
+
 namespace vorn {
 
 IslandWindow::IslandWindow(Studio& studio, OverlayBackend* overlays) : studio_(studio) {
   panel_ = std::make_unique<OverlayPanel>(overlays, OverlayPanel::islandLevel);
-  panel_->setWindowTitle(QStringLiteral("Vorn island"));
+  panel_->setWindowTitle(QCoreApplication::translate("IslandWindow", "Vorn island"));
   OverlayPanel::keepUndimmed(panel_.get());
   panel_->resize(IslandView::size);
   view_ = new IslandView(studio_, panel_.get());

@@ -51,7 +51,10 @@ MonitorWindow::MonitorWindow(Studio& studio)
   placed_ = savedPlace();
   setAttribute(Qt::WA_TranslucentBackground);
   setFocusPolicy(Qt::StrongFocus);
-  setToolTip(QStringLiteral("Drag to move"));
+  setToolTip(tr("Drag to move"));
+  setAccessibleName(tr("Vorn studio"));
+  setAccessibleDescription(tr("The phone preview and the studio's controls. Space records or stops, P pauses, "
+                              "the arrow keys move the capture frame."));
 
   const TrafficLights::Actions lights{[this] { if (engine_) engine_->close(); },
                                       [this] { if (engine_) engine_->setCompact(!studio_.compact()); },

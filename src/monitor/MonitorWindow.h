@@ -25,6 +25,8 @@ class Studio;
 // It is the studio's one window that takes the keyboard: the studio's shortcuts arrive here.
 // GUI thread only.
 class MonitorWindow : public QWidget, public MonitorPanel {
+  Q_OBJECT
+
  public:
   explicit MonitorWindow(Studio& studio);
   ~MonitorWindow() override;

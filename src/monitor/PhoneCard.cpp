@@ -22,16 +22,20 @@ struct Step {
 };
 
 constexpr Step kSteps[] = {
-    {"▢", "Frame it", "Drag the frame's edge over what you want to show."},
-    {"▯", "See it", "This phone shows exactly what viewers will see."},
-    {"●", "Roll", "Press Ctrl+Shift+9 to record, again to stop."},
+    {"▢", QT_TRANSLATE_NOOP("PhoneCard", "Frame it"),
+     QT_TRANSLATE_NOOP("PhoneCard", "Drag the frame's edge over what you want to show.")},
+    {"▯", QT_TRANSLATE_NOOP("PhoneCard", "See it"),
+     QT_TRANSLATE_NOOP("PhoneCard", "This phone shows exactly what viewers will see.")},
+    {"●", QT_TRANSLATE_NOOP("PhoneCard", "Roll"),
+     QT_TRANSLATE_NOOP("PhoneCard", "Press Ctrl+Shift+9 to record, again to stop.")},
 };
 
 // Where the desktop keeps keys to itself (Wayland), a key of the user's own runs the toggle.
-constexpr const char* kRollWithoutKey =
+constexpr const char* kRollWithoutKey = QT_TRANSLATE_NOOP(
+    "PhoneCard",
     "Press Space here to record, again to stop. For a key that works anywhere, bind the command "
     "vorn --toggle in your desktop's keyboard settings (GNOME: Settings → Keyboard → Custom "
-    "Shortcuts; sway: bindsym).";
+    "Shortcuts; sway: bindsym).");
 
 QLabel* label(const QString& text, int pixels, QFont::Weight weight, double opacity, QWidget* parent) {
   auto* l = new QLabel(text, parent);
@@ -58,12 +62,12 @@ PhoneCard::PhoneCard(Kind kind, Studio& studio, QWidget* parent) : QFrame(parent
   setStyleSheet(QStringLiteral("#phoneCard { background: rgba(18,18,20,235); border-radius: 22px; }"));
   switch (kind) {
     case Kind::welcome: buildWelcome(studio); break;
-    case Kind::camera: buildProblem(QStringLiteral("Let Vorn use your camera"), studio.cameraProblem().value_or(QString())); break;
+    case Kind::camera: buildProblem(tr("Let Vorn use your camera"), studio.cameraProblem().value_or(QString())); break;
     case Kind::microphone:
-      buildProblem(QStringLiteral("Vorn can't hear you yet"),
-                          QStringLiteral("%1 sends only silence. Check that it isn't muted in the sound settings, "
+      buildProblem(tr("Vorn can't hear you yet"),
+                          tr("%1 sends only silence. Check that it isn't muted in the sound settings, "
                                          "or choose another microphone under More.")
-                              .arg(studio.micName().isEmpty() ? QStringLiteral("The microphone") : studio.micName()));
+                              .arg(studio.micName().isEmpty() ? tr("The microphone") : studio.micName()));
       break;
   }
 }
@@ -72,8 +76,9 @@ void PhoneCard::buildWelcome(Studio& studio) {
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(22, 26, 22, 22);
   column->setSpacing(10);
-  column->addWidget(label(QStringLiteral("Welcome to Vorn"), 22, QFont::Bold, 1, this));
-  column->addWidget(detail(label(QStringLiteral("Record your screen for the phone."), 13, QFont::Normal, 0.7, this)));
+  setAccessibleName(tr("Welcome"));
+  column->addWidget(label(tr("Welcome to Vorn"), 22, QFont::Bold, 1, this));
+  column->addWidget(detail(label(tr("Record your screen for the phone."), 13, QFont::Normal, 0.7, this)));
   column->addSpacing(8);
   for (const Step& step : kSteps) {
     auto* row = new QHBoxLayout;
@@ -84,16 +89,17 @@ void PhoneCard::buildWelcome(Studio& studio) {
     row->addWidget(mark);
     auto* words = new QVBoxLayout;
     words->setSpacing(2);
-    words->addWidget(label(QString::fromUtf8(step.title), 14, QFont::DemiBold, 1, this));
+    words->addWidget(label(tr(step.title), 14, QFont::DemiBold, 1, this));
     const bool roll = &step == &kSteps[std::size(kSteps) - 1];
     const char* sentence = roll && !studio.recordKeyHeld() ? kRollWithoutKey : step.sentence;
-    words->addWidget(detail(label(QString::fromUtf8(sentence), 12, QFont::Normal, 0.7, this)));
+    words->addWidget(detail(label(tr(sentence), 12, QFont::Normal, 0.7, this)));
     row->addLayout(words, 1);
     column->addLayout(row);
   }
   column->addStretch(1);
-  auto* start = new QPushButton(QStringLiteral("Start"), this);
+  auto* start = new QPushButton(tr("Start"), this);
   start->setDefault(true);
+  start->setAccessibleDescription(tr("Closes the welcome; frame what to record next"));
   // A click leaves the keyboard with the window: space is the studio's, not this button's.
   start->setFocusPolicy(Qt::TabFocus);
   start->setStyleSheet(QStringLiteral(
@@ -108,6 +114,8 @@ void PhoneCard::buildProblem(const QString& title, const QString& detail) {
   column->setContentsMargins(22, 26, 22, 22);
   column->setSpacing(10);
   column->addStretch(1);
+  setAccessibleName(title);
+  setAccessibleDescription(detail);
   column->addWidget(label(title, 19, QFont::Bold, 1, this));
   QLabel* text = label(detail, 13, QFont::Normal, 0.75, this);
   text->setTextInteractionFlags(Qt::TextSelectableByMouse);  // a command in it can be copied

@@ -13,6 +13,8 @@ class Studio;
 // "Start", which retires it for good), or why the camera can't be used, or that the
 // microphone sends no sound.
 class PhoneCard : public QFrame {
+  Q_OBJECT
+
  public:
   enum class Kind { welcome, camera, microphone };
 

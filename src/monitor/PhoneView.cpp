@@ -2,6 +2,7 @@
 #include "monitor/PhoneView.h"
 
 #include "base/Clock.h"
+#include "desktop/ArrowStep.h"
 #include "model/Studio.h"
 #include "monitor/DragStart.h"
 #include "monitor/GhostUI.h"
@@ -12,6 +13,7 @@
 #include <QConicalGradient>
 #include <QContextMenuEvent>
 #include <QDrag>
+#include <QKeyEvent>
 #include <QMimeData>
 #include <QUrl>
 #include <QMenu>
@@ -45,10 +47,12 @@ PhoneView::PhoneView(Studio& studio, QWidget* parent)
   setFixedSize(bodySize);
   setAttribute(Qt::WA_TranslucentBackground);
   setMouseTracking(true);
-  setAccessibleName(QStringLiteral("Phone preview"));
-  setAccessibleDescription(QStringLiteral(
+  // Tab reaches the handles; a click on one gives it the keyboard too.
+  setFocusPolicy(Qt::TabFocus);
+  setAccessibleName(tr("Phone preview"));
+  setAccessibleDescription(tr(
       "The video as viewers will see it. Drag the camera bubble to move it, the wheel resizes it; "
-      "drag the divider, double-click it to swap the halves."));
+      "drag the divider, double-click it to swap the halves. Tab selects a handle; the arrow keys move it."));
   for (auto signal : {&Studio::phaseChanged, &Studio::countdownChanged, &Studio::pausedAtChanged,
                       &Studio::prefsChanged, &Studio::toastChanged})
     connect(&studio_, signal, this, qOverload<>(&QWidget::update));
@@ -195,7 +199,7 @@ void PhoneView::paintStatus(QPainter& p, const QRectF& screen) {
   } else if (phase == Phase::finishing) {
     p.setFont(sizedFont(20, QFont::Medium));
     p.setPen(Qt::white);
-    p.drawText(screen, Qt::AlignCenter, QStringLiteral("Saving"));
+    p.drawText(screen, Qt::AlignCenter, tr("Saving"));
   } else if (phase == Phase::recording && studio_.isPaused()) {
     const QRectF capsule(screen.center().x() - 46, screen.center().y() - 16, 92, 32);
     p.setPen(Qt::NoPen);
@@ -203,13 +207,13 @@ void PhoneView::paintStatus(QPainter& p, const QRectF& screen) {
     p.drawRoundedRect(capsule, 16, 16);
     p.setFont(sizedFont(14, QFont::DemiBold));
     p.setPen(Qt::white);
-    p.drawText(capsule, Qt::AlignCenter, QStringLiteral("Paused"));
+    p.drawText(capsule, Qt::AlignCenter, tr("Paused"));
   }
 }
 
 void PhoneView::paintHandles(QPainter& p, const LayoutHandles::Places& places) {
   const QPointF origin = screenRect().topLeft();
-  if (places.bubble && (hover_ == Grab::bubble || grab_ == Grab::bubble)) {
+  if (places.bubble && (hover_ == Grab::bubble || grab_ == Grab::bubble || selected_ == Grab::bubble)) {
     p.setPen(QPen(QColor::fromRgbF(1, 1, 1, 0.7f), 1));
     p.setBrush(Qt::NoBrush);
     p.drawEllipse(places.bubble->translated(origin));
@@ -221,6 +225,11 @@ void PhoneView::paintHandles(QPainter& p, const LayoutHandles::Places& places) {
     p.drawRoundedRect(grip.translated(0, 1), 2.5, 2.5);
     p.setBrush(QColor::fromRgbF(1, 1, 1, 0.95f));
     p.drawRoundedRect(grip, 2.5, 2.5);
+    if (selected_ == Grab::divider) {
+      p.setPen(QPen(QColor::fromRgbF(1, 1, 1, 0.7f), 1));
+      p.setBrush(Qt::NoBrush);
+      p.drawRoundedRect(grip.adjusted(-4, -4, 4, 4), 6.5, 6.5);
+    }
   }
 }
 
@@ -245,6 +254,8 @@ void PhoneView::contextMenuEvent(QContextMenuEvent* event) {
 void PhoneView::mousePressEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton) return;
   grab_ = grabAt(event->position() / scale_);
+  select(grab_ == Grab::window ? Grab::none : grab_);
+  if (selected_ != Grab::none) setFocus(Qt::MouseFocusReason);
   pressAt_ = event->position();
   fieldsAtPress_ = studio_.prefs();
   bubbleStart_ = {fieldsAtPress_.bubbleX, fieldsAtPress_.bubbleY};
@@ -296,8 +307,8 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
       const Grab over = grabAt(event->position() / scale_);
       if (over != hover_) {
         hover_ = over;
-        setToolTip(over == Grab::bubble    ? QStringLiteral("Drag to move · pinch to resize")
-                   : over == Grab::divider ? QStringLiteral("Double-click to swap")
+        setToolTip(over == Grab::bubble    ? tr("Drag to move · pinch to resize")
+                   : over == Grab::divider ? tr("Double-click to swap")
                                            : QString());
         setCursor(over == Grab::divider ? Qt::SizeVerCursor : over == Grab::bubble ? Qt::OpenHandCursor : Qt::ArrowCursor);
         update();
@@ -308,6 +319,50 @@ void PhoneView::mouseMoveEvent(QMouseEvent* event) {
 
 void PhoneView::mouseReleaseEvent(QMouseEvent*) {
   grab_ = Grab::none;
+  studio_.savePrefs();
+}
+
+// ---- The keyboard: the selected handle moves by arrow steps, each saved like a drag's end.
+// Other keys, and arrows with no handle selected, go on to the window (the studio's keys).
+
+void PhoneView::select(Grab handle) {
+  if (handle == selected_) return;
+  selected_ = handle;
+  update();
+}
+
+void PhoneView::focusInEvent(QFocusEvent* event) {
+  const LayoutHandles::Places handles = places();
+  if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason)
+    select(handles.bubble ? Grab::bubble : handles.dividerY ? Grab::divider : Grab::none);
+  QWidget::focusInEvent(event);
+}
+
+void PhoneView::focusOutEvent(QFocusEvent* event) {
+  // The window going to the back, or a menu opening, leaves the handle selected for its return.
+  if (event->reason() != Qt::ActiveWindowFocusReason && event->reason() != Qt::PopupFocusReason)
+    select(Grab::none);
+  QWidget::focusOutEvent(event);
+}
+
+void PhoneView::keyPressEvent(QKeyEvent* event) {
+  const std::optional<Point> step = arrowStep(event->key(), event->modifiers());
+  const LayoutHandles::Places handles = places();
+  if (step && selected_ == Grab::bubble && handles.bubble) {
+    const Prefs& prefs = studio_.prefs();
+    const QPointF c = LayoutHandles::movedBubble({prefs.bubbleX, prefs.bubbleY}, {step->x, step->y},
+                                                 prefs.bubbleSize, QSizeF(screenSize));
+    studio_.adjustPrefs([&](Prefs& p) {
+      p.bubbleX = c.x();
+      p.bubbleY = c.y();
+    });
+  } else if (step && selected_ == Grab::divider && handles.dividerY) {
+    // The divider moves up and down only; sideways keys stop here rather than move the frame.
+    const double ratio = LayoutHandles::movedDivider(studio_.prefs(), step->y, screenSize.height());
+    studio_.adjustPrefs([&](Prefs& p) { p.splitRatio = ratio; });
+  } else {
+    return QWidget::keyPressEvent(event);
+  }
   studio_.savePrefs();
 }
 

@@ -20,9 +20,11 @@ class PhoneCard;
 // The phone: its body, and on its 288 × 512 screen, back to front, the composed frame, the
 // platform's interface, the island, the status of the take, the handles that rearrange the
 // layout, a card when one is due, and the toast. Dragging the phone off the handles moves the
-// window. Drawn in those points, at a scale where the screen is too short for it. GUI thread
-// only.
+// window; a handle with the keyboard moves by the arrow keys. Drawn in those points, at a scale
+// where the screen is too short for it. GUI thread only.
 class PhoneView : public QWidget {
+  Q_OBJECT
+
  public:
   static constexpr int bezel = 6;
   static constexpr QSize screenSize{288, 512};
@@ -58,6 +60,9 @@ class PhoneView : public QWidget {
   void mouseDoubleClickEvent(QMouseEvent* event) override;
   void wheelEvent(QWheelEvent* event) override;
   void contextMenuEvent(QContextMenuEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void focusInEvent(QFocusEvent* event) override;
+  void focusOutEvent(QFocusEvent* event) override;
 
  private:
   enum class Grab { none, bubble, divider, window };
@@ -67,6 +72,8 @@ class PhoneView : public QWidget {
   void placeCard();
   LayoutHandles::Places places() const;
   Grab grabAt(QPointF at) const;
+  // The handle the arrow keys move (none: they go on to the window).
+  void select(Grab handle);
   void paintBody(QPainter& p);
   void paintScreen(QPainter& p);
   void paintStatus(QPainter& p, const QRectF& screen);
@@ -86,6 +93,7 @@ class PhoneView : public QWidget {
   double scale_ = 1;
   Grab grab_ = Grab::none;
   Grab hover_ = Grab::none;
+  Grab selected_ = Grab::none;
   QPointF pressAt_;  // on the widget
   QPointF bubbleStart_;
   LayoutFields fieldsAtPress_;

@@ -25,6 +25,7 @@ namespace {
 QPushButton* button(const QString& label, const QString& help, QWidget* parent) {
   auto* b = new QPushButton(label, parent);
   b->setToolTip(help);
+  b->setAccessibleDescription(help);
   b->setFocusPolicy(Qt::TabFocus);
   b->setStyleSheet(QStringLiteral(
       "QPushButton { color: white; background: rgba(255,255,255,28); border: none; border-radius: 12px;"
@@ -62,24 +63,24 @@ QString firstLines(const QString& text, const QFont& font, int width, int lines)
 
 QString ReviewBar::stageText(const ReelStage& stage) {
   switch (stage.kind) {
-    case ReelStage::Case::waiting: return QStringLiteral("Waiting for the last reel to finish");
-    case ReelStage::Case::listening: return QStringLiteral("Listening to your take");
-    case ReelStage::Case::story: return QStringLiteral("Finding the story");
-    case ReelStage::Case::rendering: return QStringLiteral("Scoring and rendering");
-    case ReelStage::Case::ready: return QStringLiteral("Ready");
+    case ReelStage::Case::waiting: return tr("Waiting for the last reel to finish");
+    case ReelStage::Case::listening: return tr("Listening to your take");
+    case ReelStage::Case::story: return tr("Finding the story");
+    case ReelStage::Case::rendering: return tr("Scoring and rendering");
+    case ReelStage::Case::ready: return tr("Ready");
     case ReelStage::Case::failed: return stage.message;
   }
   return {};
 }
 
 ReviewBar::Header ReviewBar::header(const std::optional<ReelJob>& job) {
-  if (!job) return {QStringLiteral("Your take"), {}, {}, {}};
-  if (job->stage.kind != ReelStage::Case::ready) return {QStringLiteral("Making your reel"), stageText(job->stage), {}, {}};
+  if (!job) return {tr("Your take"), {}, {}, {}};
+  if (job->stage.kind != ReelStage::Case::ready) return {tr("Making your reel"), stageText(job->stage), {}, {}};
   QString detail = elapsedText(job->duration) + QStringLiteral("  ·  %1 × %2").arg(int(Geometry::canvasWidth)).arg(int(Geometry::canvasHeight));
-  if (job->brain == QLatin1String("claude")) detail += QStringLiteral("  ·  story by Claude");
+  if (job->brain == QLatin1String("claude")) detail += tr("  ·  story by Claude");
   const QString headline = job->headline.join(QLatin1Char(' '));
   return {headline.isEmpty() ? stageText(job->stage) : headline, detail,
-          QStringLiteral("Drag the phone anywhere to share it"), job->caption};
+          tr("Drag the phone anywhere to share it"), job->caption};
 }
 
 ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_(studio) {
@@ -90,8 +91,10 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   stage_ = line(12, 0.7, this);
   hint_ = line(12, 0.55, this);
   caption_ = line(12, 0.8, this);
-  copyCaption_ = new QLabel(QStringLiteral("<a href=\"copy\" style=\"color: rgb(120,170,255)\">Copy caption</a>"), this);
+  copyCaption_ = new QLabel(tr("<a href=\"copy\" style=\"color: rgb(120,170,255)\">Copy caption</a>"), this);
   copyCaption_->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+  copyCaption_->setAccessibleName(tr("Copy caption"));
+  copyCaption_->setAccessibleDescription(tr("Copies the reel's whole caption"));
   connect(copyCaption_, &QLabel::linkActivated, this, [this] {
     if (const auto j = job()) QGuiApplication::clipboard()->setText(j->caption);
   });
@@ -101,12 +104,15 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   progress_->setRange(0, 1000);
   progress_->setTextVisible(false);
   progress_->setFixedHeight(4);
+  progress_->setAccessibleName(tr("Rendering the reel"));
   for (QWidget* w : std::initializer_list<QWidget*>{title_, stage_, hint_, caption_, copyCaption_, flags_, progress_}) column->addWidget(w);
 
   brief_ = new QLineEdit(this);
-  brief_->setPlaceholderText(QStringLiteral("What's this one about?"));
-  brief_->setToolTip(QStringLiteral("Optional. A line like \"how I hacked my X100V\" steers the reel Vorn cuts after you stop."));
+  brief_->setPlaceholderText(tr("What's this one about?"));
+  brief_->setToolTip(tr("Optional. A line like \"how I hacked my X100V\" steers the reel Vorn cuts after you stop."));
   brief_->setClearButtonEnabled(true);
+  brief_->setAccessibleName(tr("What the take is about"));
+  brief_->setAccessibleDescription(brief_->toolTip());
   brief_->setStyleSheet(QStringLiteral("QLineEdit { color: white; background: rgba(255,255,255,20); border-radius: 8px; padding: 4px 8px; }"));
   column->addWidget(brief_);
 
@@ -114,12 +120,14 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   grid->setSpacing(6);
   primary_ = button(QString(), QString(), this);
   primary_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return));
-  QPushButton* show = button(QStringLiteral("Show in Files"), QString(), this);
+  QPushButton* show = button(tr("Show in Files"), QString(), this);
   show->setStyleSheet(show->styleSheet() + QStringLiteral(" QPushButton { padding: 5px 4px; }"));
-  copy_ = button(QStringLiteral("Copy"), QStringLiteral("Copy the file, then paste it into an upload box"), this);
-  QPushButton* retake = button(QStringLiteral("Retake"), QStringLiteral("Retake (moves this take and its reel to the Trash)"), this);
-  done_ = button(QStringLiteral("Done"), QStringLiteral("Done: the reel keeps cutting in the background"), this);
+  show->setAccessibleDescription(tr("Shows the file in the file manager"));
+  copy_ = button(tr("Copy"), tr("Copy the file, then paste it into an upload box"), this);
+  QPushButton* retake = button(tr("Retake"), tr("Retake (moves this take and its reel to the Trash)"), this);
+  done_ = button(tr("Done"), tr("Done: the reel keeps cutting in the background"), this);
   switch_ = button(QString(), QString(), this);
+  switch_->setAccessibleDescription(tr("Plays the take or its reel in the phone"));
   // Two rows: what to do with the reel, then what to do with the file.
   auto* first = new QHBoxLayout;
   first->setSpacing(6);
@@ -137,13 +145,13 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   connect(show, &QPushButton::clicked, this, [this] {
     if (const QString file = item(); !file.isEmpty())
       TakeActions::showInFiles(file, this, [this] {
-        if (engine_) engine_->flash(QStringLiteral("No file manager is available."));
+        if (engine_) engine_->flash(tr("No file manager is available."));
       });
   });
   connect(copy_, &QPushButton::clicked, this, [this] {
     if (const QString file = item(); !file.isEmpty()) {
       TakeActions::copyFile(file);
-      copy_->setText(QStringLiteral("Copied"));
+      copy_->setText(tr("Copied"));
     }
   });
   connect(retake, &QPushButton::clicked, this, [this] { if (engine_) engine_->recording().retake(); });
@@ -156,7 +164,7 @@ ReviewBar::ReviewBar(Studio& studio, QWidget* parent) : QWidget(parent), studio_
   });
   connect(brief_, &QLineEdit::returnPressed, brief_, &QLineEdit::clearFocus);
   connect(&studio_, &Studio::takeChanged, this, [this] {
-    copy_->setText(QStringLiteral("Copy"));
+    copy_->setText(tr("Copy"));
     refresh();
   });
   refresh();
@@ -206,13 +214,14 @@ void ReviewBar::present(const std::optional<ReelJob>& j) {
   progress_->setVisible(rendering);
   if (rendering) progress_->setValue(int(std::clamp(j->stage.progress, 0.0, 1.0) * 1000));
   const bool ready = j && j->stage.kind == ReelStage::Case::ready && j->video;
-  primary_->setText(ready ? QStringLiteral("Send to Phone") : QStringLiteral("Done"));
-  primary_->setToolTip(ready ? QStringLiteral("Send the reel to your phone and copy its caption (Ctrl+Return)")
-                             : QStringLiteral("Vorn is cutting your reel. You can close this; it keeps going."));
+  primary_->setText(ready ? tr("Send to Phone") : tr("Done"));
+  primary_->setToolTip(ready ? tr("Send the reel to your phone and copy its caption (Ctrl+Return)")
+                             : tr("Vorn is cutting your reel. You can close this; it keeps going."));
+  primary_->setAccessibleDescription(primary_->toolTip());
   switch_->setVisible(ready);
   done_->setVisible(ready);  // otherwise the primary button is "Done"
-  switch_->setText(engine_ && engine_->reels() && engine_->reels()->showReel() ? QStringLiteral("Show take")
-                                                                               : QStringLiteral("Show reel"));
+  switch_->setText(engine_ && engine_->reels() && engine_->reels()->showReel() ? tr("Show take")
+                                                                               : tr("Show reel"));
   if (const QString brief = studio_.prefs().brief.value_or(QString()); brief != brief_->text()) brief_->setText(brief);
 }
 

@@ -21,6 +21,8 @@ class Studio;
 // one, and what can be done with the take or its reel (send, show in Files, copy, retake,
 // done, reel or take).
 class ReviewBar : public QWidget {
+  Q_OBJECT
+
  public:
   // The stage line for a job: the fixed sentence of each stage, the failure's own message.
   static QString stageText(const ReelStage& stage);

@@ -5,6 +5,8 @@
 
 #include <cmath>
 
+#include <QCoreApplication>
+
 namespace vorn {
 
 QString elapsedText(double seconds) {
@@ -16,10 +18,11 @@ QString elapsedText(double seconds) {
 
 QString compactStatus(const Studio& studio, double now) {
   switch (studio.phase()) {
-    case Phase::countdown: return QStringLiteral("in %1").arg(studio.countdown());
-    case Phase::finishing: return QStringLiteral("Saving");
-    case Phase::recording: return studio.isPaused() ? QStringLiteral("Paused") : elapsedText(studio.elapsed(now));
-    default: return QStringLiteral("Ready");
+    case Phase::countdown: return QCoreApplication::translate("StatusText", "in %1").arg(studio.countdown());
+    case Phase::finishing: return QCoreApplication::translate("StatusText", "Saving");
+    case Phase::recording:
+      return studio.isPaused() ? QCoreApplication::translate("StatusText", "Paused") : elapsedText(studio.elapsed(now));
+    default: return QCoreApplication::translate("StatusText", "Ready");
   }
 }
 

@@ -15,6 +15,7 @@ QToolButton* lightButton(const QString& glyph, const QString& name, const QStrin
   button->setText(glyph);
   button->setAccessibleName(name);
   button->setToolTip(help);
+  button->setAccessibleDescription(help);
   button->setFixedSize(14, 14);
   button->setFocusPolicy(Qt::TabFocus);
   button->setStyleSheet(QStringLiteral("QToolButton { background: %1; border-radius: 7px; border: none; color: "
@@ -30,12 +31,12 @@ TrafficLights::TrafficLights(Studio& studio, Actions actions, QWidget* parent) :
   auto* row = new QHBoxLayout(this);
   row->setContentsMargins(0, 0, 0, 0);
   row->setSpacing(8);
-  QToolButton* close = lightButton(QStringLiteral("×"), QStringLiteral("Close Vorn"),
-                                   QStringLiteral("Close Vorn  Ctrl+W\nCtrl+Shift+9 or the tray icon brings it back"),
+  QToolButton* close = lightButton(QStringLiteral("×"), tr("Close Vorn"),
+                                   tr("Close Vorn  Ctrl+W\nCtrl+Shift+9 or the tray icon brings it back"),
                                    QColor(255, 95, 87), this);
   compact_ = lightButton(QStringLiteral("−"), QString(), QString(), QColor(254, 188, 46), this);
-  QToolButton* zoom = lightButton(QStringLiteral("+"), QStringLiteral("Size the frame for a phone"),
-                                  QStringLiteral("Size the frame so its text reads well on a phone"),
+  QToolButton* zoom = lightButton(QStringLiteral("+"), tr("Size the frame for a phone"),
+                                  tr("Size the frame so its text reads well on a phone"),
                                   QColor(40, 200, 64), this);
   connect(close, &QToolButton::clicked, this, actions.close);
   connect(compact_, &QToolButton::clicked, this, actions.compact);
@@ -46,9 +47,10 @@ TrafficLights::TrafficLights(Studio& studio, Actions actions, QWidget* parent) :
 }
 
 void TrafficLights::updateHelp() {
-  const QString name = studio_.compact() ? QStringLiteral("Show the phone") : QStringLiteral("Tuck the phone away");
+  const QString name = studio_.compact() ? tr("Show the phone") : tr("Tuck the phone away");
   compact_->setAccessibleName(name);
-  compact_->setToolTip(name + QStringLiteral("  Ctrl+M"));
+  compact_->setToolTip(name + tr("  Ctrl+M"));
+  compact_->setAccessibleDescription(compact_->toolTip());
 }
 
 }  // namespace vorn

@@ -14,6 +14,8 @@ class Studio;
 // The monitor's three round window buttons: close the studio, tuck the phone away (or show
 // it), and size the frame for readable text.
 class TrafficLights : public QWidget {
+  Q_OBJECT
+
  public:
   struct Actions {
     std::function<void()> close, compact, zoom;

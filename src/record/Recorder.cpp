@@ -8,6 +8,7 @@
 #include "record/TakeWriter.h"
 #include "record/VideoEncoder.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QDir>
 #include <QFileInfo>
@@ -320,13 +321,15 @@ void Recorder::stopAfterFailure() {
   writer_->close();
   savedDuration_ = lastSlot_ >= 0 ? saveTake() : 0;
   if (lastSlot_ < 0) discardFiles();
-  const QString why = diskFull ? QStringLiteral("The disk is full: the take was stopped")
-                               : QStringLiteral("The take stopped because it couldn't be written (%1)")
-                                     .arg(QString::fromStdString(reason));
+  const QString why =
+      diskFull ? QCoreApplication::translate("Recorder", "The disk is full: the take was stopped")
+               : QCoreApplication::translate("Recorder", "The take stopped because it couldn't be written (%1)")
+                     .arg(QString::fromStdString(reason));
   const QString sentence =
-      savedDuration_ > 0        ? why + QStringLiteral(" and saved up to that point.")
-      : !unfinishedAt_.isEmpty() ? why + QStringLiteral(" and is kept unfinished at %1.").arg(unfinishedAt_)
-                                 : why + QStringLiteral("; nothing of it could be saved.");
+      savedDuration_ > 0 ? why + QCoreApplication::translate("Recorder", " and saved up to that point.")
+      : !unfinishedAt_.isEmpty()
+          ? why + QCoreApplication::translate("Recorder", " and is kept unfinished at %1.").arg(unfinishedAt_)
+          : why + QCoreApplication::translate("Recorder", "; nothing of it could be saved.");
   failure_.set(sentence);
   // Said once: by whoever handles the failure, else here.
   if (failureHandler_)

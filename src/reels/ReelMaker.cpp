@@ -24,9 +24,9 @@ namespace {
 
 constexpr int kToastMilliseconds = 2400;
 
-const QString kDidNotStart = QStringLiteral("The reel engine didn't start.");
-const QString kStopped = QStringLiteral("The reel engine stopped.");
-const QString kCouldNotMake = QStringLiteral("Couldn't make a reel from this take.");
+const char* const kDidNotStart = QT_TRANSLATE_NOOP("ReelMaker", "The reel engine didn't start.");
+const char* const kStopped = QT_TRANSLATE_NOOP("ReelMaker", "The reel engine stopped.");
+const char* const kCouldNotMake = QT_TRANSLATE_NOOP("ReelMaker", "Couldn't make a reel from this take.");
 
 // The camera rectangle as fractions of the output frame.
 std::optional<Rect> cameraFractions(const Prefs& prefs) {
@@ -89,9 +89,8 @@ void ReelMaker::send(const Take& take) {
   const QPointer<ReelMaker> self(this);
   PhoneShare::send(found->video->toLocalFile(), this, [self](bool sent) {
     if (!self) return;
-    self->flash(sent ? QStringLiteral("Caption copied. Paste it in Instagram.")
-                     : QStringLiteral("No phone is connected. Caption copied; drag the phone "
-                                      "to share."));
+    self->flash(sent ? tr("Caption copied. Paste it in Instagram.")
+                     : tr("No phone is connected. Caption copied; drag the phone to share."));
   });
 }
 
@@ -159,7 +158,7 @@ void ReelMaker::next() {
   if (launch(*program, url, job)) {
     setStage(url, Stage::listening());
   } else {
-    setStage(url, Stage::failed(kDidNotStart));
+    setStage(url, Stage::failed(tr(kDidNotStart)));
     next();
   }
 }
@@ -215,7 +214,7 @@ void ReelMaker::handle(const QJsonObject& message, const QUrl& url) {
   // A reel is only ever one the engine was asked to write, in the reels folder.
   if (effect == ReelMessage::Effect::done && !isReel(job.video)) {
     job.video.reset();
-    job.stage = Stage::failed(kCouldNotMake);
+    job.stage = Stage::failed(tr(kCouldNotMake));
   }
   setJob(url, job);
   if (effect != ReelMessage::Effect::done || !job.video) return;
@@ -245,7 +244,7 @@ void ReelMaker::finishIfDone() {
   setSuspended(false);
   const auto found = jobs_.find(url);
   if (found != jobs_.end() && !found->second.stage.isFinished())
-    setStage(url, Stage::failed(killed ? kStopped : kCouldNotMake));
+    setStage(url, Stage::failed(tr(killed ? kStopped : kCouldNotMake)));
   next();
 }
 
@@ -258,7 +257,7 @@ void ReelMaker::endSilentRun() {
   retire(std::move(running_->process));
   setRunning(nullptr);
   setSuspended(false);
-  setStage(url, Stage::failed(kCouldNotMake));
+  setStage(url, Stage::failed(tr(kCouldNotMake)));
   next();
 }
 
@@ -291,9 +290,9 @@ void ReelMaker::releaseRetired() {
 
 void ReelMaker::announceReady(const QUrl& url) {
   if (studio_.phase() != Phase::review) {
-    flash(QStringLiteral("Your reel is ready"));
+    flash(tr("Your reel is ready"));
   } else if (!studio_.take() || studio_.take()->url != url) {
-    flash(QStringLiteral("Your earlier reel is ready. Open it from the menu bar."));
+    flash(tr("Your earlier reel is ready. Open it from the menu bar."));
   }
 }
 

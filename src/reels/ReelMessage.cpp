@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "reels/ReelMessage.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 
 namespace vorn::ReelMessage {
 namespace {
 
-const QString kCouldNotMake = QStringLiteral("Couldn't make a reel from this take.");
+QString couldNotMake() { return QCoreApplication::translate("ReelMaker", "Couldn't make a reel from this take."); }
 
 // The value as a string, or nothing when it is absent or of another JSON type.
 std::optional<QString> stringOf(const QJsonObject& message, const char* key) {
@@ -63,11 +64,11 @@ void applyDone(ReelJob& job, const QJsonObject& message) {
 }  // namespace
 
 QString plain(const std::optional<QString>& message) {
-  if (!message) return kCouldNotMake;
+  if (!message) return couldNotMake();
   if (message->contains(QLatin1String("no speech")) ||
       message->contains(QLatin1String("no usable speech")))
-    return QStringLiteral("No voice in this take, so there's no story to cut.");
-  return kCouldNotMake;
+    return QCoreApplication::translate("ReelMaker", "No voice in this take, so there's no story to cut.");
+  return couldNotMake();
 }
 
 Effect apply(ReelJob& job, const QJsonObject& message) {

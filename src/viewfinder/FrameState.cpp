@@ -8,6 +8,8 @@
 
 #include <cmath>
 
+#include <QCoreApplication>
+
 namespace vorn::FrameReadout {
 namespace {
 
@@ -28,10 +30,12 @@ Verdict verdict(double points) {
 }
 
 QString readability(double points) {
-  static const char* const names[] = {"Crisp", "Readable", "Too small"};
-  return QStringLiteral("Text %1 pt on phone  ·  %2")
+  static const char* const names[] = {QT_TRANSLATE_NOOP("FrameView", "Crisp"),
+                                      QT_TRANSLATE_NOOP("FrameView", "Readable"),
+                                      QT_TRANSLATE_NOOP("FrameView", "Too small")};
+  return QCoreApplication::translate("FrameView", "Text %1 pt on phone  ·  %2")
       .arg(long(points))
-      .arg(QString::fromLatin1(names[int(verdict(points))]));
+      .arg(QCoreApplication::translate("FrameView", names[int(verdict(points))]));
 }
 
 double pulse(double pulseUntil, double now) {

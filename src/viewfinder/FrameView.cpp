@@ -49,9 +49,9 @@ FrameView::FrameView(Engine& engine, Studio& studio, QWidget* parent)
     : QWidget(parent), engine_(engine), studio_(studio) {
   setAttribute(Qt::WA_TranslucentBackground);
   setMouseTracking(true);
-  setAccessibleName(QStringLiteral("Capture frame"));
-  setAccessibleDescription(QStringLiteral("The part of the screen that is recorded. Drag its edge to move it, "
-                                          "its corners to resize it."));
+  setAccessibleName(tr("Capture frame"));
+  setAccessibleDescription(tr("The part of the screen that is recorded. Drag its edge to move it, "
+                              "its corners to resize it; the arrow keys move it from the studio's window."));
 }
 
 double FrameView::chipWidth() {
@@ -192,7 +192,7 @@ void FrameView::paintGuides(QPainter& p, const QRectF& r, const QColor&) {
     label.setLetterSpacing(QFont::AbsoluteSpacing, 1.6);
     p.setFont(label);
     p.setPen(QColor(255, 255, 255, 107));
-    p.drawText(QPointF(r.left() + 12, lower + 8 + 9), QStringLiteral("CAPTIONS"));
+    p.drawText(QPointF(r.left() + 12, lower + 8 + 9), tr("CAPTIONS"));
   }
   if (state_.ideal && std::abs(*state_.ideal - 1) > 0.04) {
     const double w = r.width() * *state_.ideal, h = r.height() * *state_.ideal;

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include <QCoreApplication>
+
 namespace vorn {
 
 std::optional<int> FrameZones::corner(QPointF p) const {
@@ -35,19 +37,25 @@ FrameZones::Zone FrameZones::zone(QPointF p) const {
 }
 
 std::optional<FrameHint> FrameZones::hint(const Zone& zone) {
+  const auto translated = [](const char* symbol, const char* text) {
+    return FrameHint{QString::fromLatin1(symbol), QCoreApplication::translate("FrameView", text)};
+  };
   switch (zone.kind) {
-    case Kind::corner: return FrameHint{"arrow.up.left.and.arrow.down.right", "Drag to resize"};
-    case Kind::spark: return FrameHint{"sparkles", "Find the action and frame it"};
-    case Kind::hide: return FrameHint{"xmark", "Close  ·  Ctrl+Shift+9 brings it back"};
+    case Kind::corner:
+      return translated("arrow.up.left.and.arrow.down.right", QT_TRANSLATE_NOOP("FrameView", "Drag to resize"));
+    case Kind::spark: return translated("sparkles", QT_TRANSLATE_NOOP("FrameView", "Find the action and frame it"));
+    case Kind::hide: return translated("xmark", QT_TRANSLATE_NOOP("FrameView", "Close  ·  Ctrl+Shift+9 brings it back"));
     case Kind::body:
-      return FrameHint{"arrow.up.and.down.and.arrow.left.and.right", "Drag to move  ·  double-click to fit"};
+      return translated("arrow.up.and.down.and.arrow.left.and.right",
+                  QT_TRANSLATE_NOOP("FrameView", "Drag to move  ·  double-click to fit"));
     case Kind::outside: return std::nullopt;
   }
   return std::nullopt;
 }
 
 FrameHint FrameZones::firstRunHint() {
-  return {"arrow.up.and.down.and.arrow.left.and.right", "Drag the frame's edge to move it"};
+  return {QStringLiteral("arrow.up.and.down.and.arrow.left.and.right"),
+          QCoreApplication::translate("FrameView", "Drag the frame's edge to move it")};
 }
 
 std::vector<QString> FrameZones::chipTexts() {

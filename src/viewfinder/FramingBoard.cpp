@@ -2,8 +2,10 @@
 #include "viewfinder/FramingBoard.h"
 
 #include "engine/Engine.h"
+#include "desktop/ArrowStep.h"
 #include "model/Studio.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -20,7 +22,8 @@ constexpr int kNoteHeight = 40;
 constexpr double kCornerReach = 14;
 constexpr double kStillEvery = 1.0;
 
-const QString kNote = QStringLiteral(
+const char* const kNote = QT_TRANSLATE_NOOP(
+    "FramingBoard",
     "Drag the frame over what to record; drag a corner to resize it.\n"
     "Click zoom is off: on Wayland, Vorn can't see clicks in other windows.");
 
@@ -30,6 +33,10 @@ FramingBoard::FramingBoard(Studio& studio, QWidget* parent) : QWidget(parent), s
   setMinimumSize(480, 320);
   resize(960, 540 + kNoteHeight);
   setMouseTracking(true);
+  setFocusPolicy(Qt::StrongFocus);
+  setAccessibleName(tr("Capture frame"));
+  setAccessibleDescription(tr("A picture of the shared screen with the part that is recorded. Drag the frame to "
+                              "move it, a corner to resize it; the arrow keys move it, Shift for bigger steps."));
 }
 
 void FramingBoard::attach(Engine& engine) { engine_ = &engine; }
@@ -121,10 +128,15 @@ void FramingBoard::paintEvent(QPaintEvent*) {
     p.setBrush(Qt::white);
     for (const QPointF corner : {frame.topLeft(), frame.topRight(), frame.bottomLeft(), frame.bottomRight()})
       p.drawEllipse(corner, 5, 5);
+    if (hasFocus()) {  // the arrow keys move it
+      p.setBrush(Qt::NoBrush);
+      p.setPen(QPen(palette().color(QPalette::Highlight), 2, Qt::DashLine));
+      p.drawRect(frame.adjusted(-5, -5, 5, 5));
+    }
   }
   p.setPen(QColor(200, 200, 205));
   p.drawText(QRectF(kMargin, height() - kNoteHeight - kMargin / 2, width() - 2 * kMargin, kNoteHeight),
-             Qt::AlignLeft | Qt::AlignVCenter, kNote);
+             Qt::AlignLeft | Qt::AlignVCenter, tr(kNote));
 }
 
 void FramingBoard::mousePressEvent(QMouseEvent* event) {
@@ -156,6 +168,24 @@ void FramingBoard::mouseMoveEvent(QMouseEvent* event) {
                    drag_->home.width, drag_->home.height});
   }
   update();
+}
+
+void FramingBoard::keyPressEvent(QKeyEvent* event) {
+  const std::optional<Point> step = arrowStep(event->key(), event->modifiers());
+  if (!engine_ || !step || drag_ || !engine_->frameMovable()) return QWidget::keyPressEvent(event);
+  // A step of the board is a step of the screen, whatever the picture's scale.
+  engine_->moveByKey(step->x, step->y);
+  update();
+}
+
+void FramingBoard::focusInEvent(QFocusEvent* event) {
+  update();
+  QWidget::focusInEvent(event);
+}
+
+void FramingBoard::focusOutEvent(QFocusEvent* event) {
+  update();
+  QWidget::focusOutEvent(event);
 }
 
 void FramingBoard::mouseReleaseEvent(QMouseEvent* event) {

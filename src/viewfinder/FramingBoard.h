@@ -16,8 +16,11 @@ class Studio;
 // Where windows cannot place themselves over the screen (Wayland), the frame is placed inside
 // Vorn's own window instead: a picture of the shared screen, refreshed each second, with the
 // capture frame on it, moved and resized like the on-screen frame (the engine's own moves, so
-// the same snapping), in the screen's coordinates. Out of the way while a take records.
+// the same snapping), in the screen's coordinates; with the keyboard in it, the arrow keys move
+// the frame. Out of the way while a take records.
 class FramingBoard final : public QWidget {
+  Q_OBJECT
+
  public:
   FramingBoard(Studio& studio, QWidget* parent);
   void attach(Engine& engine);
@@ -39,6 +42,9 @@ class FramingBoard final : public QWidget {
   void mousePressEvent(QMouseEvent* event) override;
   void mouseMoveEvent(QMouseEvent* event) override;
   void mouseReleaseEvent(QMouseEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void focusInEvent(QFocusEvent* event) override;
+  void focusOutEvent(QFocusEvent* event) override;
 
  private:
   struct Drag {

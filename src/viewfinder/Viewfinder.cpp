@@ -11,6 +11,7 @@
 
 #include <QApplication>
 #include <QBitmap>
+#include <QCoreApplication>
 #include <QCursor>
 
 #include <algorithm>
@@ -37,8 +38,8 @@ void Viewfinder::attach(Engine& engine) {
   dimView_ = new DimView(*dimPanel_);
   framePanel_ = std::make_unique<OverlayPanel>(overlays_, OverlayPanel::frameLevel);
   frameView_ = new FrameView(engine, studio_, framePanel_.get());
-  dimPanel_->setWindowTitle(QStringLiteral("Vorn viewfinder"));
-  framePanel_->setWindowTitle(QStringLiteral("Vorn frame"));
+  dimPanel_->setWindowTitle(QCoreApplication::translate("Viewfinder", "Vorn viewfinder"));
+  framePanel_->setWindowTitle(QCoreApplication::translate("Viewfinder", "Vorn frame"));
   for (OverlayPanel* panel : {dimPanel_.get(), framePanel_.get()}) {
     panel->setWindowOpacity(0);
     panel->winId();

@@ -9,6 +9,9 @@
 
 #include "support/Eventually.h"
 
+#include <QAbstractButton>
+#include <QAbstractSpinBox>
+#include <QAccessible>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -112,6 +115,40 @@ TEST_F(ControlDeckTest, theMoreMenuSetsWhatTheDeckHasNoButtonFor) {
   EXPECT_EQ(find(more, "Write Stories with Claude") != nullptr, ReelMaker::claudeInstalled());
   find(more, "Close Vorn")->trigger();
   EXPECT_EQ(studio.phase(), Phase::idle);
+}
+
+// A submenu with nothing in it says why in one entry that can't be chosen.
+TEST_F(ControlDeckTest, anEmptySubmenuSaysWhyInsteadOfOpeningEmpty) {
+  MoreMenu& more = *deck->moreMenu();
+  studio.setCameras({});
+  more.rebuild();
+  ASSERT_EQ(engine.displays().size(), 1u) << "the test display is the only one";
+  for (const auto& [submenu, why] : {std::pair{"Camera", "No camera connected"},
+                                     {"Move to Display", "Only one display is connected"}}) {
+    QAction* entry = find(more, QString::fromUtf8(submenu));
+    ASSERT_TRUE(entry && entry->menu()) << submenu;
+    const QList<QAction*> inside = entry->menu()->actions();
+    ASSERT_EQ(inside.size(), 1) << submenu;
+    EXPECT_EQ(inside.front()->text(), why);
+    EXPECT_FALSE(inside.front()->isEnabled());
+  }
+}
+
+// What a screen reader says for each control: a name, and what it does.
+TEST_F(ControlDeckTest, everyControlHasANameAndADescription) {
+  QList<QWidget*> controls;  // the deck's and its teleprompter editor's
+  for (QWidget* w : deck->findChildren<QWidget*>())
+    if (qobject_cast<QAbstractButton*>(w) || qobject_cast<QAbstractSpinBox*>(w) || qobject_cast<QPlainTextEdit*>(w))
+      controls.push_back(w);
+  ASSERT_GE(controls.size(), 11);
+  for (QWidget* control : controls) {
+    QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(control);
+    ASSERT_TRUE(spoken);
+    EXPECT_FALSE(spoken->text(QAccessible::Name).isEmpty()) << control->metaObject()->className();
+    EXPECT_FALSE(control->accessibleDescription().isEmpty()) << spoken->text(QAccessible::Name).toStdString();
+  }
+  EXPECT_EQ(QAccessible::queryAccessibleInterface(deck->findChildren<QToolButton*>().front())->text(QAccessible::Name),
+            "Screen layout");
 }
 
 TEST_F(ControlDeckTest, theTeleprompterEditorSetsThePaceInWordsAMinute) {

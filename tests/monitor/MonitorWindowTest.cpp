@@ -279,6 +279,47 @@ TEST_F(MonitorWindowTest, theHandlesOnThePhoneRearrangeTheLayout) {
   EXPECT_EQ(studio.prefs().splitRatio, 0.5);
 }
 
+// The arrow keys move what has the keyboard: the capture frame from the window itself, a handle
+// on the phone once Tab or a click selects it. A step, or ten with Shift, saved at each press;
+// the studio's keys still pass through.
+TEST_F(MonitorWindowTest, theArrowKeysMoveTheFrameOrTheSelectedHandle) {
+  ASSERT_TRUE(within(5, [&] { return activeWindow() == std::to_string(monitor->winId()); }));
+  const Rect home = engine->home();
+  QTest::keyClick(monitor, Qt::Key_Right);
+  QTest::keyClick(monitor, Qt::Key_Up, Qt::ShiftModifier);
+  EXPECT_EQ(engine->home(), (Rect{home.x + 1, home.y - 10, home.width, home.height}));
+
+  PhoneView* phone = monitor->phone();
+  for (int tabs = 0; tabs < 20 && QApplication::focusWidget() != phone; ++tabs)
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+  ASSERT_EQ(QApplication::focusWidget(), phone) << "Tab reaches the phone's handle";
+  const Prefs before = studio.prefs();
+  QTest::keyClick(phone, Qt::Key_Right);
+  QTest::keyClick(phone, Qt::Key_Down, Qt::ShiftModifier);
+  EXPECT_NEAR(studio.prefs().bubbleX, before.bubbleX + 1.0 / 288, 1e-9);
+  EXPECT_NEAR(studio.prefs().bubbleY, before.bubbleY + 10.0 / 512, 1e-9);
+  EXPECT_EQ(Studio().prefs().bubbleY, studio.prefs().bubbleY) << "saved at the press";
+  EXPECT_EQ(engine->home().x, home.x + 1) << "the frame stays";
+  QTest::keyClick(phone, Qt::Key_Space);
+  EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::countdown; })) << "Space still records";
+  QTest::keyClick(phone, Qt::Key_Escape);
+  EXPECT_TRUE(within(3, [&] { return studio.phase() == Phase::framing; })) << "Escape still cancels";
+
+  studio.updatePrefs([](Prefs& p) { p.layout = Layout::split; p.cameraOnTop = false; p.splitRatio = 0.5; });
+  settle(0.2);
+  const Rect split = engine->home();  // refitted to the layout
+  monitor->setFocus();
+  const QPoint divider = onScreen(144, 256);
+  xdotool({"mousemove", std::to_string(divider.x()), std::to_string(divider.y()), "click", "1"});
+  ASSERT_TRUE(within(3, [&] { return QApplication::focusWidget() == phone; })) << "a click selects the divider";
+  QTest::keyClick(phone, Qt::Key_Down);
+  EXPECT_NEAR(studio.prefs().splitRatio, 0.5 + 1.0 / 512, 1e-9);
+  QTest::keyClick(phone, Qt::Key_Up, Qt::ShiftModifier);
+  EXPECT_NEAR(studio.prefs().splitRatio, 0.5 - 9.0 / 512, 1e-9);
+  QTest::keyClick(phone, Qt::Key_Left);
+  EXPECT_EQ(engine->home(), split) << "sideways keys on the divider leave the frame be";
+}
+
 TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
   engine->recording().setCountdownStep(50);
   studio.updatePrefs([](Prefs& p) {

@@ -5,7 +5,10 @@
 #include "monitor/ReviewBar.h"
 #include "reels/FakeEngine.h"
 
+#include <QAbstractButton>
+#include <QAccessible>
 #include <QDir>
+#include <QLineEdit>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -77,6 +80,22 @@ TEST_F(ReviewBarTest, aFailedReelShowsItsFixedSentenceAndLeavesTheTake) {
   EXPECT_EQ(bar.item(), take.url.toLocalFile());
   bar.primary()->click();
   EXPECT_EQ(studio.phase(), Phase::framing) << "done leaves the review";
+}
+
+// What a screen reader says for each control of the bar: a name, and what it does.
+TEST_F(ReviewBarTest, everyControlHasANameAndADescription) {
+  QList<QWidget*> controls;
+  for (QWidget* w : bar.findChildren<QWidget*>())
+    if (qobject_cast<QAbstractButton*>(w) || qobject_cast<QLineEdit*>(w) || w->focusPolicy() != Qt::NoFocus)
+      controls.push_back(w);
+  ASSERT_GE(controls.size(), 7);
+  for (QWidget* control : controls) {
+    if (control->parentWidget() != &bar) continue;  // a line edit's own clear button
+    QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(control);
+    ASSERT_TRUE(spoken);
+    EXPECT_FALSE(spoken->text(QAccessible::Name).isEmpty()) << control->metaObject()->className();
+    EXPECT_FALSE(control->accessibleDescription().isEmpty()) << spoken->text(QAccessible::Name).toStdString();
+  }
 }
 
 TEST(ReviewBarText, everyStageHasItsSentence) {

@@ -6,6 +6,11 @@
 #include "model/Studio.h"
 #include "viewfinder/FramingBoard.h"
 
+#include "support/Eventually.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+
 #include <QtTest/QTest>
 #include <gtest/gtest.h>
 
@@ -68,6 +73,46 @@ TEST_F(FramingBoardTest, dragsAndResizesTheFrameInTheScreensPoints) {
   const Rect unchanged = engine.home();
   QTest::mouseClick(&board, Qt::LeftButton, {}, QPoint(4, 4));  // outside the picture
   EXPECT_EQ(engine.home(), unchanged);
+}
+
+// With the keyboard on the board the arrows move the frame in the screen's points, a step or,
+// with Shift, ten, through the drag's own snapping; each press is saved as a drag's end is. The
+// studio's own keys pass on.
+TEST_F(FramingBoardTest, theArrowKeysMoveTheFrameAsADragDoes) {
+  studio.updatePrefs([](Prefs& p) { p.style = FrameStyle::bleed; });  // the frame's aspect: 360 × 640
+  engine.setHome({600, 200, 360, 640});
+  QTest::keyClick(&board, Qt::Key_Left);
+  EXPECT_EQ(engine.home(), (Rect{599, 200, 360, 640}));
+  QTest::keyClick(&board, Qt::Key_Down, Qt::ShiftModifier);
+  EXPECT_EQ(engine.home(), (Rect{599, 210, 360, 640}));
+  EXPECT_FALSE(engine.dragging());
+  const std::vector<double> saved{599 / 1920.0, 210 / 1080.0, 360 / 1920.0, 640 / 1080.0};
+  EXPECT_TRUE(test::within(3, [&] { return studio.prefs().home == saved; })) << "saved once it rests";
+
+  engine.setHome({12, 200, 360, 640});
+  QTest::keyClick(&board, Qt::Key_Left);
+  QTest::keyClick(&board, Qt::Key_Left);
+  EXPECT_EQ(engine.home().x, 10);
+  QTest::keyClick(&board, Qt::Key_Left);
+  EXPECT_EQ(engine.home().x, 0) << "within reach of the screen's edge it snaps there";
+  engine.setHome({0, 200, 360, 640});
+  for (int press = 0; press < 9; ++press) QTest::keyClick(&board, Qt::Key_Right);
+  EXPECT_EQ(engine.home().x, 0) << "held by the edge as a pointer would be";
+  QTest::keyClick(&board, Qt::Key_Right);
+  EXPECT_EQ(engine.home().x, 10) << "and let go ten points out";
+  QTest::keyClick(&board, Qt::Key_Left, Qt::ShiftModifier);
+  QTest::keyClick(&board, Qt::Key_Left, Qt::ShiftModifier);
+  EXPECT_EQ(engine.home().x, 0) << "never off the screen";
+
+  for (const Qt::Key key : {Qt::Key_Space, Qt::Key_P, Qt::Key_Escape}) {
+    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+    QApplication::sendEvent(&board, &press);
+    EXPECT_FALSE(press.isAccepted()) << "key " << key << " is the studio's";
+  }
+  studio.setPhase(Phase::countdown);
+  const Rect still = engine.home();
+  QTest::keyClick(&board, Qt::Key_Right);
+  EXPECT_EQ(engine.home(), still) << "only while the frame may be dragged";
 }
 
 // Out of the way while a take records; back for the review.
