@@ -67,7 +67,7 @@ struct Parser {
         "and caption beside it.");
     parser.addOptions({out, jsonLines, brain, script, theme, face, camera, help, version});
     parser.addPositionalArgument("promo", "The command: cuts a reel.", "promo");
-    parser.addPositionalArgument("TAKE", "The take to cut.", "TAKE [options]");
+    parser.addPositionalArgument("TAKE", "The take to cut.", "TAKE --out REEL");
   }
 };
 
@@ -100,7 +100,11 @@ Options parseOptions(const std::vector<std::string>& arguments) {
   return options;
 }
 
-std::string usage() { return text(usageText(Parser().parser, kName)); }
+std::string usage() {
+  // The command first, as it is typed: "vorncut promo TAKE --out REEL [options]".
+  QString help = usageText(Parser().parser, kName);
+  return text(help.replace(kName + " [options] promo TAKE --out REEL", kName + " promo TAKE --out REEL [options]"));
+}
 
 bool wantsJsonLines(const std::vector<std::string>& arguments) {
   return std::find(arguments.begin(), arguments.end(), "--jsonl") != arguments.end();
