@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/BackendChoice.h"
 
+#include "capture/PlatformText.h"
 #include "capture/SampleScreenBackend.h"
 #include "desktop/OverlayBackend.h"
 #include "platform/portal/PortalScreenBackend.h"
@@ -63,7 +64,7 @@ std::unique_ptr<ScreenBackend> BackendChoice::makeScreenBackend() const {
 std::vector<DisplayInfo> BackendChoice::displays() const {
   const std::unique_ptr<ScreenBackend> backend = makeScreenBackend();
   std::vector<DisplayInfo> found = backend->displays();
-  if (const auto why = backend->unavailable(); found.empty() && why) unavailable_ = QString::fromStdString(*why);
+  if (const auto why = backend->unavailable(); found.empty() && why) unavailable_ = platformText(*why);
   return found;
 }
 

@@ -4,6 +4,7 @@
 #include "base/Usage.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 
 #include <cmath>
 
@@ -30,22 +31,22 @@ std::optional<Rect> parseArea(const QString& text) {
 
 struct RecordParser {
   QCommandLineParser parser;
-  QCommandLineOption help{{"h", "help"}, "Shows this help."};
-  QCommandLineOption seconds{"seconds", "Stops after N seconds (otherwise at Ctrl+C).", "N"};
-  QCommandLineOption layout{"layout", "The layout: screen, split or me.", "LAYOUT"};
-  QCommandLineOption style{"style", "The frame style: bleed or floating.", "STYLE"};
-  QCommandLineOption fps{"fps", "The frame rate: 30 or 60.", "FPS"};
-  QCommandLineOption area{"area", "The capture area in display points.", "X,Y,W,H"};
-  QCommandLineOption display{"display", "The display to record, counted from 0.", "N"};
-  QCommandLineOption noCamera{"no-camera", "Records without the camera."};
-  QCommandLineOption noMic{"no-mic", "Records without the microphone."};
-  QCommandLineOption systemAudio{"system-audio", "Records the system's sound as well."};
-  QCommandLineOption out{"out", "Writes the take to FILE instead of the takes folder.", "FILE"};
+  QCommandLineOption help{{"h", "help"}, QCoreApplication::translate("vorn record", "Shows this help.")};
+  QCommandLineOption seconds{"seconds", QCoreApplication::translate("vorn record", "Stops after N seconds (otherwise at Ctrl+C)."), "N"};
+  QCommandLineOption layout{"layout", QCoreApplication::translate("vorn record", "The layout: screen, split or me."), "LAYOUT"};
+  QCommandLineOption style{"style", QCoreApplication::translate("vorn record", "The frame style: bleed or floating."), "STYLE"};
+  QCommandLineOption fps{"fps", QCoreApplication::translate("vorn record", "The frame rate: 30 or 60."), "FPS"};
+  QCommandLineOption area{"area", QCoreApplication::translate("vorn record", "The capture area in display points."), "X,Y,W,H"};
+  QCommandLineOption display{"display", QCoreApplication::translate("vorn record", "The display to record, counted from 0."), "N"};
+  QCommandLineOption noCamera{"no-camera", QCoreApplication::translate("vorn record", "Records without the camera.")};
+  QCommandLineOption noMic{"no-mic", QCoreApplication::translate("vorn record", "Records without the microphone.")};
+  QCommandLineOption systemAudio{"system-audio", QCoreApplication::translate("vorn record", "Records the system's sound as well.")};
+  QCommandLineOption out{"out", QCoreApplication::translate("vorn record", "Writes the take to FILE instead of the takes folder."), "FILE"};
 
   RecordParser() {
     parser.setApplicationDescription(
-        "Records a take without the studio's windows and prints its path, its duration and "
-        "the count of dropped frames. Options not given come from the studio's settings.");
+        QCoreApplication::translate("vorn record", "Records a take without the studio's windows and prints its path, its duration and "
+        "the count of dropped frames. Options not given come from the studio's settings."));
     parser.addOptions({help, seconds, layout, style, fps, area, display, noCamera, noMic, systemAudio, out});
   }
 };
@@ -57,36 +58,36 @@ QString readValues(const RecordParser& p, RecordOptions& o) {
     bool ok = false;
     const double seconds = parser.value(p.seconds).toDouble(&ok);
     if (!ok || !(seconds > 0) || seconds > kLongestTake)
-      return QStringLiteral("The number of seconds must be a positive number up to 86400 (a day).");
+      return QCoreApplication::translate("vorn record", "The number of seconds must be a positive number up to 86400 (a day).");
     o.seconds = seconds;
   }
   if (parser.isSet(p.layout)) {
     const auto layout = fromRawValue<Layout>(parser.value(p.layout).toStdString());
-    if (!layout) return QStringLiteral("The layout must be screen, split or me.");
+    if (!layout) return QCoreApplication::translate("vorn record", "The layout must be screen, split or me.");
     o.prefs.layout = *layout;
   }
   if (parser.isSet(p.style)) {
     const auto style = fromRawValue<FrameStyle>(parser.value(p.style).toStdString());
-    if (!style) return QStringLiteral("The style must be bleed or floating.");
+    if (!style) return QCoreApplication::translate("vorn record", "The style must be bleed or floating.");
     o.prefs.style = *style;
   }
   if (parser.isSet(p.fps)) {
     const QString fps = parser.value(p.fps);
-    if (fps != "30" && fps != "60") return QStringLiteral("The frame rate must be 30 or 60.");
+    if (fps != "30" && fps != "60") return QCoreApplication::translate("vorn record", "The frame rate must be 30 or 60.");
     o.prefs.fps = fps.toInt();
   }
   if (parser.isSet(p.area)) {
     o.area = parseArea(parser.value(p.area));
-    if (!o.area) return QStringLiteral("The area must be four numbers X,Y,W,H with a positive size.");
+    if (!o.area) return QCoreApplication::translate("vorn record", "The area must be four numbers X,Y,W,H with a positive size.");
   }
   if (parser.isSet(p.display)) {
     bool ok = false;
     const int display = parser.value(p.display).toInt(&ok);
-    if (!ok || display < 0) return QStringLiteral("The display must be a number from 0.");
+    if (!ok || display < 0) return QCoreApplication::translate("vorn record", "The display must be a number from 0.");
     o.display = display;
   }
   if (parser.isSet(p.out)) {
-    if (parser.value(p.out).isEmpty()) return QStringLiteral("The take's path can't be empty.");
+    if (parser.value(p.out).isEmpty()) return QCoreApplication::translate("vorn record", "The take's path can't be empty.");
     o.out = parser.value(p.out);
   }
   if (parser.isSet(p.noCamera)) o.prefs.cameraOn = false;
@@ -107,7 +108,7 @@ ParsedRecordOptions parseRecordOptions(const QStringList& arguments, const Prefs
     return parsed;
   }
   if (!p.parser.positionalArguments().isEmpty()) {
-    parsed.error = QStringLiteral("Unexpected argument %1 (see vorn record --help).")
+    parsed.error = QCoreApplication::translate("vorn record", "Unexpected argument %1 (see vorn record --help).")
                        .arg(p.parser.positionalArguments().first());
     return parsed;
   }

@@ -8,6 +8,7 @@
 #include "capture/DeviceMonitor.h"
 #include "capture/ScreenSource.h"
 #include "capture/SystemAudioCapture.h"
+#include "capture/PlatformText.h"
 #include "engine/Clause.h"
 #include "engine/HomeFrame.h"
 #include "engine/RenderLoop.h"
@@ -65,12 +66,12 @@ Engine::Engine(Studio& studio, ReelMaker* reels, Backends backends, StudioWindow
   loop_ = std::make_unique<RenderLoop>(*compositor_, *screenSource_, *cameraSource_);
   loop_->onFrame = [this](ConstFrameRef frame) { show(frame); };
   screenSource_->onStopped = [this](const std::string& why) {
-    QMetaObject::invokeMethod(this, [this, why] { screenLost(QString::fromStdString(why)); },
+    QMetaObject::invokeMethod(this, [this, why] { screenLost(platformText(why)); },
                               Qt::QueuedConnection);
   };
   screenSource_->onFailing = [this](const std::string& why) {
     QMetaObject::invokeMethod(this, [this, why] {
-      flash(tr("The screen isn't updating: %1.").arg(asClause(QString::fromStdString(why))));
+      flash(tr("The screen isn't updating: %1.").arg(asClause(platformText(why))));
     }, Qt::QueuedConnection);
   };
   recording_ = std::make_unique<RecordingControl>(studio_, reels_, desktop_, *windows_.island, recordingSession());
@@ -157,7 +158,7 @@ void Engine::openOn(const std::vector<DisplayInfo>& displays, const std::optiona
   if (displays.empty()) {
     reviewOnOpen_.reset();
     logError("capture failed: " + unavailable.value_or("no display to capture"));
-    flash(unavailable ? QString::fromStdString(*unavailable) : tr("No screen to record"));
+    flash(unavailable ? platformText(*unavailable) : tr("No screen to record"));
     Q_EMIT opened(false);
     return;
   }
@@ -246,7 +247,7 @@ void Engine::startScreenCapture() {
 
 void Engine::screenCaptureFailed(const std::string& why) {
   logError("capture failed: " + why);
-  Q_EMIT recordingFailed(tr("The screen can't be captured: %1").arg(QString::fromStdString(why)));
+  Q_EMIT recordingFailed(tr("The screen can't be captured: %1").arg(platformText(why)));
   flash(tr("Vorn can't capture the screen"));
 }
 

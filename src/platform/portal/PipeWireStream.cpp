@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/portal/PipeWireStream.h"
 
+#include <QtGlobal>
+
 #include <pipewire/pipewire.h>
 #include <spa/buffer/meta.h>
 #include <spa/param/video/format-utils.h>
@@ -116,11 +118,11 @@ void PipeWireStream::connect(int fd, uint32_t node) {
   context_ = loop_ ? pw_context_new(pw_thread_loop_get_loop(loop_), nullptr, 0) : nullptr;
   if (!context_ || pw_thread_loop_start(loop_) < 0) {
     close(fd);
-    throw std::runtime_error("PipeWire could not be started to receive the screen.");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "PipeWire could not be started to receive the screen."));
   }
   LoopLock lock(loop_);
   core_ = pw_context_connect_fd(context_, fd, nullptr, 0);
-  if (!core_) throw std::runtime_error("The screen's PipeWire stream could not be reached.");
+  if (!core_) throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen's PipeWire stream could not be reached."));
   pw_core_add_listener(core_, &listeners_->core, &kCoreEvents, this);
   node_ = node;
   registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
@@ -128,7 +130,7 @@ void PipeWireStream::connect(int fd, uint32_t node) {
   stream_ = pw_stream_new(core_, "Vorn screen",
                           pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture",
                                             PW_KEY_MEDIA_ROLE, "Screen", nullptr));
-  if (!stream_) throw std::runtime_error("The screen's PipeWire stream could not be made.");
+  if (!stream_) throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen's PipeWire stream could not be made."));
   pw_stream_add_listener(stream_, &listeners_->stream, &kStreamEvents, this);
 
   uint8_t buffer[1024];
@@ -147,7 +149,7 @@ void PipeWireStream::connect(int fd, uint32_t node) {
   if (pw_stream_connect(stream_, PW_DIRECTION_INPUT, node,
                         pw_stream_flags(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS), params,
                         1) < 0)
-    throw std::runtime_error("The screen's PipeWire stream could not be connected.");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen's PipeWire stream could not be connected."));
 }
 
 PipeWireStream::~PipeWireStream() { teardown(); }
@@ -267,7 +269,7 @@ void PipeWireStream::nodeRemoved(uint32_t id) {
 void PipeWireStream::end() {
   if (stopped_) return;
   stopped_ = true;
-  if (onStopped_) onStopped_("The screen share ended.");
+  if (onStopped_) onStopped_(QT_TRANSLATE_NOOP("Platform", "The screen share ended."));
 }
 
 void PipeWireStream::withPicture(const std::function<void(const StreamPicture*, uint64_t)>& read) const {

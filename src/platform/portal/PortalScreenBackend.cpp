@@ -61,7 +61,7 @@ class PortalGrabber : public Grabber {
     const int width = int(config.sourceRect.width), height = int(config.sourceRect.height);
     if (left < 0 || top < 0 || width <= 0 || height <= 0 || left + width > picture.width ||
         top + height > picture.height || config.width <= 0 || config.height <= 0)
-      return Result::unsupported("The capture area lies outside the shared screen.");
+      return Result::unsupported(QT_TRANSLATE_NOOP("Platform", "The capture area lies outside the shared screen."));
     if (!pool_ || pool_->width() != config.width || pool_->height() != config.height)
       pool_ = std::make_unique<FramePool>(config.width, config.height, 2, 8);
     FrameRef frame = pool_->take();
@@ -113,7 +113,7 @@ std::vector<DisplayInfo> PortalScreenBackend::displays() {
     try {
       session();
     } catch (const SharingRefused&) {
-      problem_ = "Screen sharing was declined: open Vorn again and choose a screen or window to share.";
+      problem_ = QT_TRANSLATE_NOOP("Platform", "Screen sharing was declined: open Vorn again and choose a screen or window to share.");
     } catch (const std::exception& error) {
       problem_ = error.what();
     }
@@ -124,7 +124,7 @@ std::vector<DisplayInfo> PortalScreenBackend::displays() {
 
 std::optional<std::string> PortalScreenBackend::unavailable() const {
   std::lock_guard lock(mutex_);
-  return problem_.empty() ? "No screen is shared with Vorn." : problem_;
+  return problem_.empty() ? QT_TRANSLATE_NOOP("Platform", "No screen is shared with Vorn.") : problem_;
 }
 
 void PortalScreenBackend::start(const DisplayInfo&, const ScreenConfig& config, OwnClient, ScreenSinks sinks) {

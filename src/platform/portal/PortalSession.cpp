@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/portal/PortalSession.h"
 
+#include <QtGlobal>
+
 #include <systemd/sd-bus.h>
 
 #include <chrono>
@@ -27,7 +29,7 @@ class BusError {
   sd_bus_error* get() { return &error_; }
   std::string sentence(std::string_view doing) const {
     if (sd_bus_error_has_name(&error_, SD_BUS_ERROR_SERVICE_UNKNOWN))
-      return "The desktop's screen-sharing service (xdg-desktop-portal) is not running.";
+      return QT_TRANSLATE_NOOP("Platform", "The desktop's screen-sharing service (xdg-desktop-portal) is not running.");
     std::string text = "The screen-sharing portal failed while " + std::string(doing);
     if (error_.message) text += ": " + std::string(error_.message);
     return text + ".";
@@ -159,7 +161,7 @@ PortalSession::Reply PortalSession::request(const char* method, const char* toke
   // Listening before asking: the answer may come before the call returns.
   if (sd_bus_match_signal(bus_, &slot, nullptr, path.c_str(), "org.freedesktop.portal.Request",
                           "Response", onResponse, &reply) < 0)
-    throw std::runtime_error("The screen-sharing portal cannot be listened to.");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen-sharing portal cannot be listened to."));
   struct SlotGuard {
     sd_bus_slot* slot;
     ~SlotGuard() { sd_bus_slot_unref(slot); }
@@ -183,9 +185,9 @@ PortalSession::Reply PortalSession::request(const char* method, const char* toke
   sd_bus_message_unref(answer);
   if (r < 0) throw std::runtime_error(error.sentence("asking for the screen"));
   await(reply);
-  if (reply.code == 1) throw SharingRefused("Screen sharing was declined.");
+  if (reply.code == 1) throw SharingRefused(QT_TRANSLATE_NOOP("Platform", "Screen sharing was declined."));
   if (reply.code != 0 || reply.malformed)
-    throw std::runtime_error("The screen-sharing dialog closed without sharing a screen.");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen-sharing dialog closed without sharing a screen."));
   return reply;
 }
 
@@ -209,11 +211,11 @@ void PortalSession::await(const Reply& reply) {
   const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
   while (!reply.answered) {
     const int r = sd_bus_process(bus_, nullptr);
-    if (r < 0) throw std::runtime_error("The connection to the session bus broke.");
+    if (r < 0) throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The connection to the session bus broke."));
     if (r > 0) continue;
     const auto left = deadline - std::chrono::steady_clock::now();
     if (left <= std::chrono::steady_clock::duration::zero())
-      throw std::runtime_error("The screen-sharing dialog got no answer.");
+      throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen-sharing dialog got no answer."));
     sd_bus_wait(bus_, uint64_t(std::chrono::duration_cast<std::chrono::microseconds>(left).count()));
   }
 }
@@ -221,24 +223,24 @@ void PortalSession::await(const Reply& reply) {
 std::unique_ptr<PortalSession> PortalSession::open(const std::string& restoreToken) {
   std::unique_ptr<PortalSession> session(new PortalSession);
   if (sd_bus_open_user(&session->bus_) < 0)
-    throw std::runtime_error("There is no session bus to reach the screen-sharing portal on.");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "There is no session bus to reach the screen-sharing portal on."));
   const char* unique = nullptr;
   if (sd_bus_get_unique_name(session->bus_, &unique) < 0 || !unique)
-    throw std::runtime_error("There is no session bus to reach the screen-sharing portal on.");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "There is no session bus to reach the screen-sharing portal on."));
   session->sender_ = unique + 1;  // ":1.42" is written "1_42"
   for (char& c : session->sender_)
     if (c == '.') c = '_';
   session->version_ = property(session->bus_, "version");
   if (session->version_ == 0)
-    throw std::runtime_error("The desktop offers no screen-sharing portal (xdg-desktop-portal with a backend for this desktop).");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The desktop offers no screen-sharing portal (xdg-desktop-portal with a backend for this desktop)."));
   session->cursorModes_ = property(session->bus_, "AvailableCursorModes");
 
   session->handle_ = session->request("CreateSession", "vorn_create").sessionHandle;
-  if (session->handle_.empty()) throw std::runtime_error("The screen-sharing portal gave no session.");
+  if (session->handle_.empty()) throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen-sharing portal gave no session."));
   session->request("SelectSources", "vorn_select", session->sourceOptions(restoreToken));
   Reply started = session->request("Start", "vorn_start");
   if (!started.source || started.source->width <= 0 || started.source->height <= 0)
-    throw std::runtime_error("The screen-sharing portal shared no screen.");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The screen-sharing portal shared no screen."));
   session->source_ = *started.source;
   session->restoreToken_ = started.restoreToken;
   return session;

@@ -5,6 +5,8 @@
 
 #include "base/Clock.h"
 
+#include <QtGlobal>
+
 #include <xcb/composite.h>
 #include <xcb/damage.h>
 #include <xcb/shm.h>
@@ -23,11 +25,11 @@ class ShmSegment {
  public:
   ShmSegment(xcb_connection_t* connection, size_t bytes) : connection_(connection) {
     const int id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
-    if (id < 0) throw std::runtime_error("Shared memory for the screen capture is not available.");
+    if (id < 0) throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "Shared memory for the screen capture is not available."));
     void* address = shmat(id, nullptr, 0);
     if (address == reinterpret_cast<void*>(-1)) {
       shmctl(id, IPC_RMID, nullptr);
-      throw std::runtime_error("Shared memory for the screen capture is not available.");
+      throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "Shared memory for the screen capture is not available."));
     }
     data = static_cast<uint8_t*>(address);
     seg = xcb_generate_id(connection);
@@ -37,7 +39,7 @@ class ShmSegment {
     shmctl(id, IPC_RMID, nullptr);
     if (error) {
       shmdt(data);
-      throw std::runtime_error("The X server cannot share memory with Vorn.");
+      throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The X server cannot share memory with Vorn."));
     }
   }
   ~ShmSegment() {
@@ -92,10 +94,10 @@ X11Grabber::X11Grabber(const DisplayInfo& display, OwnClient own,
       display_(displayPixels(display)),
       scale_(display.scale),
       onPointer_(std::move(onPointer)) {
-  if (!session_) throw std::runtime_error("Cannot connect to the X server.");
+  if (!session_) throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "Cannot connect to the X server."));
   xcb_connection_t* connection = session_.connection.get();
   if (!hasExtension(connection, &xcb_shm_id, nullptr))
-    throw std::runtime_error("The X server does not offer shared memory (MIT-SHM).");
+    throw std::runtime_error(QT_TRANSLATE_NOOP("Platform", "The X server does not offer shared memory (MIT-SHM)."));
   const size_t bytes = size_t(display_.width()) * size_t(display_.height()) * 4;
   area_ = std::make_unique<ShmSegment>(connection, bytes);
   scratch_ = std::make_unique<ShmSegment>(connection, bytes);
@@ -158,10 +160,10 @@ QRegion X11Grabber::ownIn(const QRect& source, double now) {
 Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   xcb_connection_t* connection = session_.connection.get();
   if (xcb_connection_has_error(connection))
-    return Result::lostWith("The connection to the X server was lost.");
+    return Result::lostWith(QT_TRANSLATE_NOOP("Platform", "The connection to the X server was lost."));
   const QRect source = sourcePixels(config);
   if (source.isEmpty() || !display_.contains(source) || config.width <= 0 || config.height <= 0)
-    return Result::unsupported("The capture area lies outside the display.");
+    return Result::unsupported(QT_TRANSLATE_NOOP("Platform", "The capture area lies outside the display."));
 
   const double now = mediaTime();
   readEvents(source, now);
@@ -185,7 +187,7 @@ Grabber::Result X11Grabber::grab(const ScreenConfig& config, bool changed) {
   FrameRef frame = clean ? makeFrame(config, source, now) : nullptr;
   if (!frame) {
     dirty_ = true;
-    return Result::skip(read ? "" : "The X server refused to hand over the screen's picture.");
+    return Result::skip(read ? "" : QT_TRANSLATE_NOOP("Platform", "The X server refused to hand over the screen's picture."));
   }
   framePointer_ = pointer_;
   framePointerShown_ = pointerShown_;
