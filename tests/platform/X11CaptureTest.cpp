@@ -105,6 +105,17 @@ class Wallpaper {
   xcb_atom_t atom_ = 0;
 };
 
+// What `xsetroot -solid` does: the root's background colour changes, and nothing else.
+void paintRoot(QColor colour) {
+  xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+  const uint32_t pixel = colour.rgb() & 0xffffffu;
+  xcb_change_window_attributes(c, root, XCB_CW_BACK_PIXEL, &pixel);
+  xcb_clear_area(c, 0, root, 0, 0, 0, 0);
+  std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+  xcb_disconnect(c);
+}
+
 bool sameColour(QRgb a, QColor b) { return (a & 0xffffff) == (b.rgb() & 0xffffff); }
 
 class X11CaptureTest : public testing::Test {
@@ -358,16 +369,22 @@ TEST_F(X11CaptureTest, ThePointerIsSeenOverVornsWindows) {
   EXPECT_TRUE(seenAt({500, 250}, false));
 }
 
+// Still windows cost nothing; drawing in a window or on the root itself (a background set with
+// `xsetroot`) is grabbed at once.
 TEST_F(X11CaptureTest, AnUnchangedAreaIsNotGrabbedAgain) {
   Swatch swatch({0, 0, 400, 400}, QColor(10, 200, 10));
   swatch.showNow();
-  startOn({0, 0, 400, 400});
+  startOn({0, 0, 600, 400});
   const ConstFrameRef first = source.latest.get()->buffer;
   QTest::qWait(300);
-  EXPECT_EQ(source.latest.get()->buffer, first);
+  ASSERT_EQ(source.latest.get()->buffer, first);
+  const QColor orange(240, 140, 20);
+  paintRoot(orange);
+  EXPECT_TRUE(eventually([&] { return sameColour(pixel(*source.latest.get(), 500, 200), orange); }));
+  const ConstFrameRef second = source.latest.get()->buffer;
   Swatch change({100, 100, 50, 50}, QColor(200, 10, 10));
   change.showNow();
-  EXPECT_TRUE(eventually([&] { return source.latest.get()->buffer != first; }));
+  EXPECT_TRUE(eventually([&] { return source.latest.get()->buffer != second; }));
 }
 
 }  // namespace

@@ -135,6 +135,12 @@ void X11Grabber::setUpDamage() {
   XcbReply<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
       connection, xcb_damage_query_version(connection, 1, 1), nullptr));
   hasDamage_ = version != nullptr;
+  if (!hasDamage_) return;
+  // The windows' damage misses what is drawn on the root itself (`xsetroot`, a desktop that
+  // paints its background there). Redirected windows painted onto the root show here too.
+  rootDamage_ = xcb_generate_id(connection);
+  xcb_damage_create(connection, rootDamage_, session_.screen->root,
+                    XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
 }
 
 void X11Grabber::setUpCursor() {
@@ -202,12 +208,15 @@ void X11Grabber::readEvents(const QRect& source, double now) {
     const uint8_t type = event->response_type & 0x7f;
     if (hasDamage_ && type == damageEvent_ + XCB_DAMAGE_NOTIFY) {
       const auto* damage = reinterpret_cast<const xcb_damage_notify_event_t*>(event.get());
+      const QRect drawn(damage->area.x, damage->area.y, damage->area.width, damage->area.height);
+      // Vorn's own windows painted onto the root change nothing the take shows.
+      if (damage->damage == rootDamage_) {
+        if (!(QRegion(drawn & source) - frameOwn_).isEmpty()) dirty_ = true;
+        continue;
+      }
       const X11WindowStack::Window* window = stack_->damaged(damage->damage);
       if (!window) continue;
-      const QRect area = QRect(damage->area.x, damage->area.y, damage->area.width,
-                               damage->area.height)
-                             .translated(window->rect.topLeft());
-      if (area.intersects(source)) dirty_ = true;
+      if (drawn.translated(window->rect.topLeft()).intersects(source)) dirty_ = true;
     } else if (hasCursor_ && type == fixesEvent_ + XCB_XFIXES_CURSOR_NOTIFY) {
       cursorStale_ = true;
       cursorRedraw_ = true;

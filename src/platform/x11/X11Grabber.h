@@ -24,7 +24,8 @@ class ShmSegment;
 // Vorn's own windows are never in a frame: every top-level window is redirected (the Composite
 // extension, automatic mode: the server keeps painting the screen), and where one of Vorn's
 // windows lies over the area, that part is built from the other windows' own pictures in
-// stacking order. Damage on each window skips ticks where nothing was drawn in the area.
+// stacking order. Damage on each window, and on the root, skips ticks where nothing was drawn in
+// the area.
 // Constructed on the caller's thread, then used only by the grab loop's thread.
 class X11Grabber : public Grabber {
  public:
@@ -70,6 +71,7 @@ class X11Grabber : public Grabber {
   bool hasDamage_ = false;
   std::optional<X11WindowStack> stack_;  // set by the constructor
   uint8_t damageEvent_ = 0;
+  uint32_t rootDamage_ = 0;  // drawing on the root itself: its background, a desktop drawn there
   uint8_t fixesEvent_ = 0;
   bool dirty_ = true;  // something was drawn in the area since the last frame
   xcb_atom_t wallpaperAtom_ = XCB_NONE;  // where wallpaper setters leave the root's picture
