@@ -131,6 +131,8 @@ class Engine : public QObject {
   ScreenSource& screenSource() { return *screenSource_; }
   // Whether the takes leave Vorn's windows out; if not, they keep out of the capture area.
   bool ownWindowsLeftOut() const;
+  // Where the studio's monitor stands (global points) while it is shown.
+  std::optional<Rect> monitorShownAt() const { return windows_.monitor->shownAt(); }
   CameraSource& cameraSource() { return *cameraSource_; }
   // Where a take is played back.
   const std::shared_ptr<SoundServer>& soundServer() const { return sound_; }

@@ -6,6 +6,7 @@
 #include "capture/ScreenBackend.h"
 
 #include <memory>
+#include <optional>
 
 namespace vorn {
 
@@ -38,6 +39,8 @@ class MonitorPanel {
   virtual int previewWidth() const { return 540; }
   // Brings the monitor to the front and gives it the keyboard.
   virtual void bringToFront() {}
+  // Where it stands on the display (global points) while it is shown.
+  virtual std::optional<Rect> shownAt() const { return std::nullopt; }
 };
 
 class IslandPanel {

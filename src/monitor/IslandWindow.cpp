@@ -56,7 +56,7 @@ void IslandWindow::fadeOut() {
 }
 
 // No camera housing on these screens: the island hangs from the top of the usable area,
-// centred, unless the take could not leave it out.
+// centred, unless the take could not leave it out or the user put the monitor there.
 void IslandWindow::place() {
   const Rect& screen = engine_->screen().rect;
   const Rect free = workAreaOf(engine_->screen());
@@ -66,13 +66,17 @@ void IslandWindow::place() {
     const Rect home = engine_->home();
     avoid = QRectF(screen.x + home.x, screen.y + home.y, home.width, home.height);
   }
-  const QRect at = IslandPlacement::place(usable, IslandView::size, avoid);
+  std::optional<QRect> monitor;
+  if (const auto m = engine_->monitorShownAt())
+    monitor = QRect(int(m->x), int(m->y), int(m->width), int(m->height));
+  const QRect at = IslandPlacement::place(usable, IslandView::size, avoid, monitor);
   if (at != panel_->geometry()) panel_->setGeometry(at);
 }
 
 void IslandWindow::tick() {
-  // A frame moved during the take takes the island along when it must keep out of it.
-  if (engine_ && !engine_->ownWindowsLeftOut()) place();
+  // A frame moved during the take (where the island must keep out of it), or the monitor
+  // dragged under it, takes the island along.
+  if (engine_) place();
   if (!view_->tick(mediaTime())) return;
   // Only the drawn parts are shown (no black box without a compositor) and take the mouse.
   const QRegion drawn = view_->drawnRegion();

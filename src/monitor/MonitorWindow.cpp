@@ -128,6 +128,17 @@ void MonitorWindow::phaseChanged() {
   if (studio_.phase() == Phase::recording) clock_.start();
   else clock_.stop();
   if (studio_.phase() == Phase::countdown) keepOffFrame();
+  keepAbove(!review);
+}
+
+// Above other windows while framing and recording, where it stands in for the phone; an
+// ordinary window in review, so that what the user opens from it (the file manager, a
+// browser to post the take) comes in front of it.
+void MonitorWindow::keepAbove(bool above) {
+  QWindow* window = windowHandle();
+  if (!window || window->flags().testFlag(Qt::WindowStaysOnTopHint) == above) return;
+  // On the native window: the widget's own flags would hide and re-create it.
+  window->setFlag(Qt::WindowStaysOnTopHint, above);
 }
 
 // Where the takes cannot leave the monitor out, it moves off the frame for the take.
@@ -207,6 +218,12 @@ void MonitorWindow::fadeTo(double opacity, double seconds, std::function<void()>
 }
 
 void MonitorWindow::showFrame(const ConstFrameRef& frame) { phone_->showFrame(frame); }
+
+std::optional<Rect> MonitorWindow::shownAt() const {
+  if (!isVisible()) return std::nullopt;
+  const QRect r = frameGeometry();
+  return Rect{double(r.x()), double(r.y()), double(r.width()), double(r.height())};
+}
 
 int MonitorWindow::previewWidth() const {
   return int(PhoneView::screenSize.width() * phone_->scale() * devicePixelRatioF());

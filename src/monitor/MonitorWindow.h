@@ -39,6 +39,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   void showFrame(const ConstFrameRef& frame) override;
   void changeForm(bool compact, const DisplayInfo& screen) override;
   int previewWidth() const override;
+  std::optional<Rect> shownAt() const override;
   void bringToFront() override;
 
   // Puts the control deck under the phone, in the record button's place (outside review).
@@ -64,6 +65,7 @@ class MonitorWindow : public QWidget, public MonitorPanel {
   void fadeTo(double opacity, double seconds, std::function<void()> then = {});
   void phaseChanged();
   void keepOffFrame();
+  void keepAbove(bool above);
 
   Studio& studio_;
   Engine* engine_ = nullptr;

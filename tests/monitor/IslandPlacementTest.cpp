@@ -45,5 +45,31 @@ TEST(IslandPlacement, hangsFromTheTopCentreUnlessItMustKeepOutOfTheFrame) {
   EXPECT_EQ(IslandPlacement::place(kScreen, kIsland, QRectF(kScreen)), QRect(640, 0, 640, 320));
 }
 
+TEST(IslandPlacement, stepsAsideFromTheMonitorWhereItCanButNeverOntoTheFrame) {
+  const auto clear = [](const QRect& island, const QRect& r) {
+    return !island.intersects(r.adjusted(-IslandPlacement::gap, -IslandPlacement::gap, IslandPlacement::gap,
+                                         IslandPlacement::gap));
+  };
+  // The monitor dragged up under the top centre, a little right of it: beside it on the left.
+  const QRect monitor(900, 40, 420, 900);
+  const QRect aside = IslandPlacement::place(kScreen, kIsland, std::nullopt, monitor);
+  EXPECT_TRUE(clear(aside, monitor));
+  EXPECT_EQ(aside, QRect(900 - 8 - 640, 0, 640, 320));
+
+  // A frame on the left as well, no room beside the monitor: below it, clear of both.
+  const QRectF frame(100, 0, 500, 900);
+  const QRect shortMonitor(1000, 40, 300, 500);
+  const QRect below = IslandPlacement::place(kScreen, kIsland, frame, shortMonitor);
+  EXPECT_TRUE(clear(below, shortMonitor));
+  EXPECT_TRUE(clear(below, frame.toAlignedRect()));
+  EXPECT_EQ(below.top(), 40 + 500 + 8);
+
+  // No room clear of both: the frame wins, the island lies over the monitor.
+  const QRect overMonitor = IslandPlacement::place(kScreen, kIsland, QRectF(700, 0, 500, 900), QRect(kScreen));
+  EXPECT_EQ(overMonitor, QRect(700 + 500 + 8, 0, 640, 320)) << "the nearer side of the frame";
+  // And with no frame to keep out of, the top centre.
+  EXPECT_EQ(IslandPlacement::place(kScreen, kIsland, std::nullopt, QRect(kScreen)), QRect(640, 0, 640, 320));
+}
+
 }  // namespace
 }  // namespace vorn

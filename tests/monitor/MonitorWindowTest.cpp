@@ -117,6 +117,12 @@ class MonitorWindowTest : public testing::Test {
     return nullptr;
   }
   QColor pixel(QPoint at) { return X11ScreenBackend().screenshot(engine->screen()).pixelColor(at); }
+  // Whether the window manager keeps the monitor above other windows.
+  bool monitorAbove() {
+    std::string state;
+    test::runCommand({"xprop", "-id", std::to_string(monitor->winId()), "_NET_WM_STATE"}, &state);
+    return state.find("_NET_WM_STATE_ABOVE") != std::string::npos;
+  }
   std::string activeWindow() {
     std::string active;
     test::runCommand({"xdotool", "getactivewindow"}, &active);
@@ -331,6 +337,7 @@ TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
   engine->setHome({double(m.x() - 100), 60, 540, 960});
   engine->setCompact(true);
   xdotool({"mousemove", "10", "1070"});
+  EXPECT_TRUE(monitorAbove());
   engine->recording().beginCountdown();
   ASSERT_TRUE(within(10, [&] { return studio.phase() == Phase::recording; }));
   settle(0.6);
@@ -341,6 +348,8 @@ TEST_F(MonitorWindowTest, neverAppearsInATakeAndReviewBringsItBackFromCompact) {
   engine->recording().stop();
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   EXPECT_FALSE(studio.compact()) << "a finished take is seen at full size";
+  EXPECT_TRUE(within(5, [&] { return !monitorAbove(); }))
+      << "in review what is opened from the monitor (the file manager) comes in front of it";
 
   // Never the monitor's own pixels (its grey, its red record button), nor a hole where it was:
   // the window below shows through, or the monitor kept off the frame. Only the pointer's
