@@ -50,13 +50,19 @@ StatusMenu::StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels)
   refresh();
 }
 
-bool StatusMenu::showInTray() {
-  if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-    logError("no system tray on this desktop: the studio works without its menu (Ctrl+Shift+9 records)");
-    return false;
+// A studio started with the session may come before the panel that holds the tray: the icon
+// shows whenever a tray appears.
+void StatusMenu::showInTray() {
+  if (QSystemTrayIcon::isSystemTrayAvailable()) {
+    trayWatch_.stop();
+    tray_.show();
+    return;
   }
-  tray_.show();
-  return true;
+  if (trayWatch_.isActive()) return;
+  logError("no system tray on this desktop yet: the studio works without its menu (Ctrl+Shift+9 records)");
+  trayWatch_.setInterval(2000);
+  connect(&trayWatch_, &QTimer::timeout, this, &StatusMenu::showInTray, Qt::UniqueConnection);
+  trayWatch_.start();
 }
 
 void StatusMenu::offerUpdate(const QString& version, const QUrl& url) {

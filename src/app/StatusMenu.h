@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <QObject>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <QUrl>
 
 namespace vorn {
@@ -20,8 +21,8 @@ class StatusMenu : public QObject {
  public:
   StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels);
 
-  // Shows the tray icon; false (with one log line) where the desktop has no tray.
-  bool showInTray();
+  // Shows the tray icon, now or (with one log line) once the desktop has a tray.
+  void showInTray();
   // Offers a newer release: an "Update to VERSION…" item that opens `url`.
   void offerUpdate(const QString& version, const QUrl& url);
   QMenu& menu() { return menu_; }
@@ -40,6 +41,7 @@ class StatusMenu : public QObject {
   ReelMaker& reels_;
   QMenu menu_;
   QSystemTrayIcon tray_;
+  QTimer trayWatch_;
   QAction* show_;
   QAction* record_;
   QAction* takes_;

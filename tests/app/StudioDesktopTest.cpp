@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/BackendChoice.h"
 #include "app/RecordKey.h"
+#include "app/StatusMenu.h"
 #include "capture/ScreenSource.h"
 #include "engine/Engine.h"
 #include "engine/RenderLoop.h"
@@ -16,6 +17,10 @@
 #include <QTest>
 #include <QWidget>
 #include <gtest/gtest.h>
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <cstring>
 
 namespace vorn {
 namespace {
@@ -26,6 +31,46 @@ void xdotool(std::vector<std::string> args) {
   args.insert(args.begin(), "xdotool");
   ASSERT_EQ(test::runCommand(args), 0);
 }
+
+// A panel's system tray (the freedesktop.org system tray protocol): it owns the tray
+// selection and hears icons ask to dock.
+class Tray {
+ public:
+  Tray() : c_(xcb_connect(nullptr, nullptr)) {
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
+    window_ = xcb_generate_id(c_);
+    xcb_create_window(c_, XCB_COPY_FROM_PARENT, window_, screen->root, 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+    xcb_set_selection_owner(c_, window_, atom("_NET_SYSTEM_TRAY_S0"), XCB_CURRENT_TIME);
+    opcode_ = atom("_NET_SYSTEM_TRAY_OPCODE");
+    xcb_flush(c_);
+  }
+  ~Tray() { xcb_disconnect(c_); }
+  // Whether an icon asked to dock since the last call.
+  bool askedToDock() {
+    bool asked = false;
+    while (xcb_generic_event_t* event = xcb_poll_for_event(c_)) {
+      if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
+        const auto* message = reinterpret_cast<xcb_client_message_event_t*>(event);
+        asked |= message->type == opcode_ && message->data.data32[1] == 0;  // SYSTEM_TRAY_REQUEST_DOCK
+      }
+      std::free(event);
+    }
+    return asked;
+  }
+
+ private:
+  xcb_atom_t atom(const char* name) {
+    xcb_intern_atom_reply_t* reply =
+        xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, uint16_t(std::strlen(name)), name), nullptr);
+    const xcb_atom_t atom = reply ? reply->atom : XCB_NONE;
+    std::free(reply);
+    return atom;
+  }
+  xcb_connection_t* c_;
+  xcb_window_t window_ = 0;
+  xcb_atom_t opcode_ = XCB_NONE;
+};
 
 // The studio as `vorn` wires it to the desktop, without its windows.
 class StudioDesktop : public testing::Test {
@@ -131,6 +176,16 @@ TEST_F(StudioDesktop, aDraggedFrameSnapsToARealWindowAndAClickByAnotherClientZoo
   within(0.8, [] { return false; });  // long enough to be kept
   engine->recording().stop();
   ASSERT_TRUE(reaches(Phase::review));
+}
+
+// A studio started with the session may come before the panel: its icon docks once a tray is
+// there.
+TEST_F(StudioDesktop, theTrayIconDocksInATrayThatComesLater) {
+  StatusMenu menu(studio, *engine, reels);
+  menu.showInTray();
+  QTest::qWait(100);
+  Tray tray;
+  EXPECT_TRUE(within(10, [&] { return tray.askedToDock(); }));
 }
 
 }  // namespace
