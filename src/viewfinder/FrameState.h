@@ -34,6 +34,10 @@ struct FrameState {
   std::optional<double> ideal;              // ideal height ÷ current height, while dragging
   std::optional<FrameHint> hint;
   bool gripHot = false;
+  // Without a compositor the band can only take the mouse where it is drawn: it shows while
+  // the pointer is in it, inside the region too unless the take would see it there.
+  bool rail = false;
+  bool railInside = false;
   // While counting down: what the studio's windows hide of the panel, in its points.
   QRegion covered;
   bool operator==(const FrameState&) const = default;

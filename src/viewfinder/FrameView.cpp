@@ -153,6 +153,7 @@ void FrameView::paintEvent(QPaintEvent*) {
   const bool recording = state_.phase == Phase::recording;
   const QColor base = recording && !state_.paused ? kRed : QColor(Qt::white);
 
+  if (state_.rail) paintRail(p, r);
   const double hairline = recording ? 0.7 : (state_.gripHot || state_.dragging) ? 0.6 : 0.3;
   p.setPen(pen(withAlpha(base, hairline), 1));
   p.drawRect(r.adjusted(-0.5, -0.5, 0.5, 0.5));
@@ -202,6 +203,20 @@ void FrameView::paintGuides(QPainter& p, const QRectF& r, const QColor&) {
     p.setBrush(Qt::NoBrush);
     p.drawRoundedRect(QRectF(r.center().x() - w / 2, r.center().y() - h / 2, w, h), 2, 2);
   }
+}
+
+// Opaque: without a compositor anything translucent would be drawn black.
+void FrameView::paintRail(QPainter& p, const QRectF& r) {
+  const double inside = state_.railInside ? FrameZones::edgeInside : 0;
+  QPainterPath band;
+  band.addRect(r.adjusted(-FrameZones::edgeOutside, -FrameZones::edgeOutside, FrameZones::edgeOutside,
+                          FrameZones::edgeOutside));
+  band.addRect(r.adjusted(inside, inside, -inside, -inside));
+  band.setFillRule(Qt::OddEvenFill);
+  p.save();
+  p.setRenderHint(QPainter::Antialiasing, false);  // no half-drawn pixels for the window's shape
+  p.fillPath(band, QColor(44, 44, 48));
+  p.restore();
 }
 
 void FrameView::paintBrackets(QPainter& p, const QRectF& region, const QColor& base) {

@@ -54,6 +54,7 @@ class FrameView : public QWidget {
   void press(QPointF at, QPointF global);
   void paintGuides(QPainter& p, const QRectF& r, const QColor& base);
   void paintBrackets(QPainter& p, const QRectF& r, const QColor& base);
+  void paintRail(QPainter& p, const QRectF& r);
   void paintGrip(QPainter& p, const QRectF& r);
   void paintChip(QPainter& p, const QRectF& r);
   void paintCountdown(QPainter& p, const QRectF& r);

@@ -20,6 +20,8 @@ struct FrameZones {
   static constexpr double margin = 26;     // left, right and below the region
   static constexpr double top = 52;        // above the region
   static constexpr double cornerReach = 28;
+  // The band along the region's edge that grabs the frame: this far outside and inside it.
+  static constexpr double edgeOutside = 24, edgeInside = 8;
   // The strip beside the chip: two 26-point buttons, their gaps and the margin.
   static constexpr double chipExtras = 64 + 4 + 26;
 

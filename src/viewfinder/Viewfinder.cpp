@@ -19,7 +19,6 @@
 namespace vorn {
 namespace {
 
-constexpr double kEdgeOutside = 24, kEdgeInside = 8;
 // The dim stays this far under a studio window's edge: the window's antialiased rim and
 // rounded corners then blend with dimmed pixels, never with an undimmed line around it.
 constexpr int kUndimmedInset = 2;
@@ -102,8 +101,8 @@ bool Viewfinder::grabAllowed() const {
 bool Viewfinder::grabbableAt(QPointF mouse, const QRectF& f) const {
   if (engine_->dragging()) return true;
   if (!grabAllowed()) return false;
-  const QRectF outer = f.adjusted(-kEdgeOutside, -kEdgeOutside, kEdgeOutside, kEdgeOutside);
-  const QRectF inner = f.adjusted(kEdgeInside, kEdgeInside, -kEdgeInside, -kEdgeInside);
+  const QRectF outer = f.adjusted(-FrameZones::edgeOutside, -FrameZones::edgeOutside, FrameZones::edgeOutside, FrameZones::edgeOutside);
+  const QRectF inner = f.adjusted(FrameZones::edgeInside, FrameZones::edgeInside, -FrameZones::edgeInside, -FrameZones::edgeInside);
   if (outer.contains(mouse) && !inner.contains(mouse)) return true;
   return studio_.phase() == Phase::framing &&
          FrameZones::chipStrip(f, chipPlace_, FrameView::chipWidth()).contains(mouse);
@@ -172,8 +171,8 @@ void Viewfinder::updateInput(const QRectF& f) {
   if (!allowed) return framePanel_->setInputRegion({});
   const QPointF origin = framePanel_->geometry().topLeft();
   const QRectF local = f.translated(-origin);
-  const QRect outer = local.adjusted(-kEdgeOutside, -kEdgeOutside, kEdgeOutside, kEdgeOutside).toAlignedRect();
-  const QRect inner = local.adjusted(kEdgeInside, kEdgeInside, -kEdgeInside, -kEdgeInside).toRect();
+  const QRect outer = local.adjusted(-FrameZones::edgeOutside, -FrameZones::edgeOutside, FrameZones::edgeOutside, FrameZones::edgeOutside).toAlignedRect();
+  const QRect inner = local.adjusted(FrameZones::edgeInside, FrameZones::edgeInside, -FrameZones::edgeInside, -FrameZones::edgeInside).toRect();
   std::vector<QRect> band{
       {outer.left(), outer.top(), outer.width(), inner.top() - outer.top()},
       {outer.left(), inner.bottom() + 1, outer.width(), outer.bottom() - inner.bottom()},
@@ -206,6 +205,8 @@ FrameState Viewfinder::stateFor(bool grabbable, QPointF mouse, const QRectF& f) 
   else if (s.phase == Phase::framing && !studio_.learnedFrame())
     s.hint = FrameZones::firstRunHint();
   s.gripHot = s.dragging || s.hint == FrameZones::hint({FrameZones::Kind::body});
+  s.rail = !compositing() && (grabbable || s.dragging);
+  s.railInside = insideFree || s.phase != Phase::recording;
   return s;
 }
 

@@ -44,7 +44,7 @@ bool dimmedTo(const QColor& c, double share) {
 }
 
 class ViewfinderTest : public testing::Test {
- protected:
+ public:
   void SetUp() override {
     studio.updatePrefs([](Prefs& p) {
       p.layout = Layout::screen;
@@ -159,9 +159,11 @@ TEST_F(ViewfinderTest, withoutACompositorNothingIsDimmedAndTheFrameKeepsOnlyItsS
   EXPECT_TRUE(within(5, [&] { return pixel(825, 650) == kGreen; })) << "the frame shaped to its strokes again";
 }
 
-TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplication) {
-  test::ChildProcess compositor({"xcompmgr"});
-  open(true);
+// The band along the frame's edge grabs it, the inside is the application's, and the focus
+// never leaves the application; without a compositor the band shows once the pointer is in it.
+void grabsAtTheEdgeOnly(ViewfinderTest& t, bool compositor) {
+  auto& backdrop = t.backdrop;
+  t.open(compositor);
   xdotool({"windowactivate", "--sync", std::to_string(backdrop.id())});
   std::string active;
   test::runCommand({"xdotool", "getactivewindow"}, &active);
@@ -171,19 +173,36 @@ TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplic
   EXPECT_TRUE(within(3, [&] { return backdrop.presses() == 1; })) << "the inside is click-through";
   xdotool({"mousemove", "610", "650", "click", "1"});
   EXPECT_TRUE(within(3, [&] { return backdrop.presses() == 2; })) << "10 points inside the edge";
-  xdotool({"mousemove", "580", "650", "click", "1"});
+  xdotool({"mousemove", "580", "650"});
+  if (!compositor) {
+    EXPECT_TRUE(within(3, [&] { return t.pixel(580, 650) != kGreen; })) << "the band shows under the pointer";
+  }
+  xdotool({"click", "1"});
   settle(0.4);
   EXPECT_EQ(backdrop.presses(), 2) << "20 points outside the edge grabs the frame";
 
-  xdotool({"mousemove", "590", "700", "mousedown", "1"});
+  xdotool({"mousemove", "590", "700"});
+  xdotool({"mousedown", "1"});
+  ASSERT_TRUE(within(3, [&] { return t.engine->dragging(); }));
   for (int x = 610; x <= 690; x += 20) xdotool({"mousemove", std::to_string(x), "700"});
   xdotool({"mouseup", "1"});
-  EXPECT_TRUE(within(3, [&] { return std::abs(engine->home().x - 700) < 1; })) << "the frame followed the drag";
-  EXPECT_TRUE(within(3, [&] { return !engine->dragging(); })) << "and was let go";
-  EXPECT_TRUE(studio.learnedFrame());
+  EXPECT_TRUE(within(3, [&] { return std::abs(t.engine->home().x - 700) < 1; })) << "the frame followed the drag to " << t.engine->home().x;
+  EXPECT_TRUE(within(3, [&] { return !t.engine->dragging(); })) << "and was let go";
+  EXPECT_TRUE(t.studio.learnedFrame());
   test::runCommand({"xdotool", "getactivewindow"}, &active);
   EXPECT_EQ(std::stoul(active), backdrop.id()) << "the viewfinder never takes the focus";
+  if (!compositor) {
+    xdotool({"mousemove", "300", "300"});
+    EXPECT_TRUE(within(3, [&] { return t.pixel(680, 650) == kGreen; })) << "the band goes with the pointer";
+  }
 }
+
+TEST_F(ViewfinderTest, onlyTheEdgeBandTakesTheMouseAndTheFocusStaysWithTheApplication) {
+  test::ChildProcess compositor({"xcompmgr"});
+  grabsAtTheEdgeOnly(*this, true);
+}
+
+TEST_F(ViewfinderTest, withoutACompositorTheEdgeBandTakesTheMouseAsWell) { grabsAtTheEdgeOnly(*this, false); }
 
 TEST_F(ViewfinderTest, theFrameKeepsOffADesktopPanelAndItsChipFlipsBelowAtTheTop) {
   // A taskbar along the top that reserves 40 points, as desktop panels do.
