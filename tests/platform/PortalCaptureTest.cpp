@@ -2,6 +2,7 @@
 #include "app/BackendChoice.h"
 #include "base/Locked.h"
 #include "capture/ScreenBackend.h"
+#include "model/Takes.h"
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/GnomeSession.h"
@@ -102,7 +103,52 @@ TEST_F(PortalCapture, aDeclinedShareSaysWhatToDoAndIsAskedAgain) {
   EXPECT_EQ(test::whileAnswering([&] { return screen->displays(); }).size(), 1u);
 }
 
+// The studio's phase, as the desktop sees it on the session bus.
+std::string studioPhase() {
+  std::string reply;
+  test::runCommand({"dbus-send", "--session", "--print-reply", "--dest=org.vorn.Vorn", "/org/vorn/Vorn",
+                    "org.freedesktop.DBus.Properties.Get", "string:org.vorn.Vorn", "string:Phase"},
+                   &reply);
+  const size_t open = reply.find('"'), close = reply.rfind('"');
+  return open == std::string::npos || close <= open ? std::string() : reply.substr(open + 1, close - open - 1);
+}
+
+// A user who shared the screen once: the studio opens without asking, records from
+// `vorn --toggle` to `vorn --toggle`, and reviews a take that shows the other application
+// and nothing of the studio's own windows.
+TEST_F(PortalCapture, theStudioRecordsFromToggleToToggleAndReviews) {
+  const auto window = colourWindow();
+  {
+    const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
+    ASSERT_EQ(test::whileAnswering([&] { return platform->displays(); }).size(), 1u);
+  }
+  test::ChildProcess studio({kVorn});
+  ASSERT_TRUE(test::eventually([] { return studioPhase() == "framing"; }, 60)) << studioPhase();
+
+  ASSERT_EQ(test::runCommand({kVorn, "--toggle"}), 0);
+  ASSERT_TRUE(test::eventually([] { return studioPhase() == "recording"; }, 20)) << studioPhase();
+  test::eventually([] { return false; }, 2);  // the take's length
+  ASSERT_EQ(test::runCommand({kVorn, "--toggle"}), 0);
+  ASSERT_TRUE(test::eventually([] { return studioPhase() == "review"; }, 30)) << studioPhase();
+
+  std::vector<std::filesystem::path> takes;
+  for (const auto& entry : std::filesystem::directory_iterator(Takes::folderPath().toStdString()))
+    if (entry.path().extension() == ".mp4" && entry.path().filename().string()[0] != '.') takes.push_back(entry.path());
+  ASSERT_EQ(takes.size(), 1u);
+  const QString take = QString::fromStdString(takes[0].string());
+  EXPECT_GT(test::probeDuration(take), 1.0);
+  const QImage frame = test::frameAt(take, 1.0);
+  ASSERT_EQ(frame.size(), QSize(1080, 1920));
+  // The floating card's inside, above the camera bubble (the pointer may cover a point).
+  int other = 0;
+  for (int y = 260; y <= 1100; y += 120)
+    for (int x = 100; x <= 980; x += 110) other += isTheColour(frame.pixelColor(x, y)) ? 0 : 1;
+  EXPECT_LE(other, 1) << "the other application's window only, nothing of the studio";
+  ASSERT_EQ(test::runCommand({"dbus-send", "--session", "--dest=org.vorn.Vorn", "/org/vorn/Vorn", "org.vorn.Vorn.Quit"}), 0);
+}
+
 // The desktop session ends mid-take: the take stops there, is kept, and one sentence says why.
+// (Last: the session is over after it.)
 TEST_F(PortalCapture, theSessionEndingMidTakeKeepsTheTake) {
   const auto window = colourWindow();
   const std::unique_ptr<BackendChoice> platform = BackendChoice::choose();
