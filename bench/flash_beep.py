@@ -4,50 +4,29 @@
 # server turns white and a 1 kHz beep is played into a null sink whose monitor, remapped as a
 # source, is the microphone. Both come from one clock: the beep is written right after the X
 # server has the white root (`xsetroot` returns after its request is done), into a player
-# (`pacat`, 10 ms buffer) that is fed as it reads. `vorn record` records an empty part of the root; the offset of each flash from
-# its beep is read back from the take. Beside it, `parec` with a 5 ms buffer shows how long the
+# (`pacat`, 10 ms buffer) that is fed as it reads. `vorn record` records an empty part of the
+# root; the offset of each flash from its beep is read back from the take. Beside it, `parec` with a 5 ms buffer shows how long the
 # rig's own sound path takes: a beep reaches a recording client that long after its flash.
 # Then the same for a take of the studio (VORN_AUTORECORD), on a fresh rig.
 #   python3 bench/flash_beep.py [SECONDS] [SPINNERS]    (from the repository, build in ./build)
 import array, fcntl, math, os, subprocess, sys, tempfile, termios, threading, time
 
+from private_servers import start_servers
+
 VORN = os.path.abspath('build/vorn')
+
 RATE = 48000
 PIECE = RATE // 100  # 10 ms
 PERIOD = 2.0
 BEEP = 0.2
 
 
-def wait_for(condition, seconds, what):
-    end = time.monotonic() + seconds
-    while time.monotonic() < end:
-        if condition():
-            return
-        time.sleep(0.05)
-    sys.exit(f'{what} did not start')
-
-
-def start_servers(work):
-    display = ':%d' % (200 + os.getpid() % 500)
-    xvfb = subprocess.Popen(['Xvfb', display, '-screen', '0', '1920x1080x24', '-nolisten', 'tcp'],
-                            stderr=subprocess.DEVNULL)
-    wait_for(lambda: subprocess.run(['xdpyinfo', '-display', display], capture_output=True).returncode == 0,
-             20, 'Xvfb')
-    runtime = os.path.join(work, 'pulse')
-    os.makedirs(runtime)
-    env = dict(os.environ, PULSE_RUNTIME_PATH=runtime, DISPLAY=display, HOME=work,
-               XDG_RUNTIME_DIR=runtime, PULSE_SERVER=f'unix:{runtime}/native')
-    env.pop('WAYLAND_DISPLAY', None)
-    env.pop('XDG_SESSION_TYPE', None)
-    pulse = subprocess.Popen(['pulseaudio', '-n', '--daemonize=no', '--exit-idle-time=-1',
-                              '--use-pid-file=no', '-L', 'module-native-protocol-unix',
-                              '-L', f'module-null-sink sink_name=speakers rate={RATE}',
-                              '-L', 'module-remap-source source_name=beepmic master=speakers.monitor'],
-                             env=env, stderr=subprocess.DEVNULL)
-    wait_for(lambda: subprocess.run(['pactl', 'set-default-source', 'beepmic'], env=env,
-                                    capture_output=True).returncode == 0, 20, 'PulseAudio')
+def start_rig(work):
+    env, servers = start_servers(work, [f'module-null-sink sink_name=speakers rate={RATE}',
+                                        'module-remap-source source_name=beepmic master=speakers.monitor'],
+                                 'beepmic')
     subprocess.run(['xsetroot', '-solid', 'black'], env=env, check=True)
-    return env, [xvfb, pulse]
+    return env, servers
 
 
 def queued(pipe):
@@ -167,7 +146,7 @@ def studio(env, work, seconds):
 
 def measure(name, take_of, seconds, spinners):
     work = tempfile.mkdtemp(prefix='vorn-flash-beep-')
-    env, servers = start_servers(work)
+    env, servers = start_rig(work)
     spin = [subprocess.Popen(['sh', '-c', 'while :; do :; done']) for _ in range(spinners)]
     stop = threading.Event()
     flashed, arrived = [], []

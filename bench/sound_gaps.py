@@ -7,38 +7,12 @@
 #   python3 bench/sound_gaps.py SECONDS [SPINNERS]     (from the repository, build in ./build)
 import math, os, signal, subprocess, sys, tempfile, time
 
+from private_servers import start_servers
+
 VORN = os.path.abspath('build/vorn')
+
 RATE = 48000
 TONE = 440.0
-
-
-def wait_for(condition, seconds, what):
-    end = time.monotonic() + seconds
-    while time.monotonic() < end:
-        if condition():
-            return
-        time.sleep(0.05)
-    sys.exit(f'{what} did not start')
-
-
-def start_servers(work):
-    display = ':%d' % (200 + os.getpid() % 500)
-    xvfb = subprocess.Popen(['Xvfb', display, '-screen', '0', '1920x1080x24', '-nolisten', 'tcp'],
-                            stderr=subprocess.DEVNULL)
-    wait_for(lambda: subprocess.run(['xdpyinfo', '-display', display], capture_output=True).returncode == 0,
-             20, 'Xvfb')
-    runtime = os.path.join(work, 'pulse')
-    os.makedirs(runtime)
-    env = dict(os.environ, PULSE_RUNTIME_PATH=runtime, DISPLAY=display, HOME=work,
-               XDG_RUNTIME_DIR=runtime, PULSE_SERVER=f'unix:{runtime}/native')
-    pulse = subprocess.Popen(['pulseaudio', '-n', '--daemonize=no', '--exit-idle-time=-1',
-                              '--use-pid-file=no', '-L', 'module-native-protocol-unix',
-                              '-L', 'module-null-sink sink_name=speakers',
-                              '-L', f'module-sine-source source_name=tone rate={RATE} frequency={int(TONE)}'],
-                             env=env, stderr=subprocess.DEVNULL)
-    wait_for(lambda: subprocess.run(['pactl', 'set-default-source', 'tone'], env=env,
-                                    capture_output=True).returncode == 0, 20, 'PulseAudio')
-    return env, [xvfb, pulse]
 
 
 def samples_of(path, raw):
@@ -82,7 +56,9 @@ def main():
     seconds = float(sys.argv[1])
     spinners = int(sys.argv[2]) if len(sys.argv) > 2 else 2
     work = tempfile.mkdtemp(prefix='vorn-gaps-')
-    env, servers = start_servers(work)
+    env, servers = start_servers(work, ['module-null-sink sink_name=speakers',
+                                        f'module-sine-source source_name=tone rate={RATE} frequency={int(TONE)}'],
+                                 'tone')
     spin = [subprocess.Popen(['sh', '-c', 'while :; do :; done']) for _ in range(spinners)]
     try:
         take = os.path.join(work, 'take.mp4')
