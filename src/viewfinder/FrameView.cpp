@@ -207,11 +207,9 @@ void FrameView::paintGuides(QPainter& p, const QRectF& r, const QColor&) {
 
 // Opaque: without a compositor anything translucent would be drawn black.
 void FrameView::paintRail(QPainter& p, const QRectF& r) {
-  const double inside = state_.railInside ? FrameZones::edgeInside : 0;
   QPainterPath band;
-  band.addRect(r.adjusted(-FrameZones::edgeOutside, -FrameZones::edgeOutside, FrameZones::edgeOutside,
-                          FrameZones::edgeOutside));
-  band.addRect(r.adjusted(inside, inside, -inside, -inside));
+  band.addRect(FrameZones::bandOuter(r));
+  band.addRect(state_.railInside ? FrameZones::bandInner(r) : r);
   band.setFillRule(Qt::OddEvenFill);
   p.save();
   p.setRenderHint(QPainter::Antialiasing, false);  // no half-drawn pixels for the window's shape

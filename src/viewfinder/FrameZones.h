@@ -22,6 +22,8 @@ struct FrameZones {
   static constexpr double cornerReach = 28;
   // The band along the region's edge that grabs the frame: this far outside and inside it.
   static constexpr double edgeOutside = 24, edgeInside = 8;
+  static QRectF bandOuter(const QRectF& f) { return f.adjusted(-edgeOutside, -edgeOutside, edgeOutside, edgeOutside); }
+  static QRectF bandInner(const QRectF& f) { return f.adjusted(edgeInside, edgeInside, -edgeInside, -edgeInside); }
   // The strip beside the chip: two 26-point buttons, their gaps and the margin.
   static constexpr double chipExtras = 64 + 4 + 26;
 

@@ -101,9 +101,7 @@ bool Viewfinder::grabAllowed() const {
 bool Viewfinder::grabbableAt(QPointF mouse, const QRectF& f) const {
   if (engine_->dragging()) return true;
   if (!grabAllowed()) return false;
-  const QRectF outer = f.adjusted(-FrameZones::edgeOutside, -FrameZones::edgeOutside, FrameZones::edgeOutside, FrameZones::edgeOutside);
-  const QRectF inner = f.adjusted(FrameZones::edgeInside, FrameZones::edgeInside, -FrameZones::edgeInside, -FrameZones::edgeInside);
-  if (outer.contains(mouse) && !inner.contains(mouse)) return true;
+  if (FrameZones::bandOuter(f).contains(mouse) && !FrameZones::bandInner(f).contains(mouse)) return true;
   return studio_.phase() == Phase::framing &&
          FrameZones::chipStrip(f, chipPlace_, FrameView::chipWidth()).contains(mouse);
 }
@@ -171,8 +169,8 @@ void Viewfinder::updateInput(const QRectF& f) {
   if (!allowed) return framePanel_->setInputRegion({});
   const QPointF origin = framePanel_->geometry().topLeft();
   const QRectF local = f.translated(-origin);
-  const QRect outer = local.adjusted(-FrameZones::edgeOutside, -FrameZones::edgeOutside, FrameZones::edgeOutside, FrameZones::edgeOutside).toAlignedRect();
-  const QRect inner = local.adjusted(FrameZones::edgeInside, FrameZones::edgeInside, -FrameZones::edgeInside, -FrameZones::edgeInside).toRect();
+  const QRect outer = FrameZones::bandOuter(local).toAlignedRect();
+  const QRect inner = FrameZones::bandInner(local).toRect();
   std::vector<QRect> band{
       {outer.left(), outer.top(), outer.width(), inner.top() - outer.top()},
       {outer.left(), inner.bottom() + 1, outer.width(), outer.bottom() - inner.bottom()},
