@@ -45,6 +45,8 @@ StatusMenu::StatusMenu(Studio& studio, Engine& engine, ReelMaker& reels)
   connect(&tray_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
     if (why == QSystemTrayIcon::Trigger) engine_.showStudio();
   });
+  trayWatch_.setInterval(2000);
+  connect(&trayWatch_, &QTimer::timeout, this, &StatusMenu::showInTray);
   connect(&studio_, &Studio::phaseChanged, this, &StatusMenu::refresh);
   connect(&reels_, &ReelMaker::latestChanged, this, &StatusMenu::refresh);
   refresh();
@@ -60,8 +62,6 @@ void StatusMenu::showInTray() {
   }
   if (trayWatch_.isActive()) return;
   logError("no system tray on this desktop yet: the studio works without its menu (Ctrl+Shift+9 records)");
-  trayWatch_.setInterval(2000);
-  connect(&trayWatch_, &QTimer::timeout, this, &StatusMenu::showInTray, Qt::UniqueConnection);
   trayWatch_.start();
 }
 
