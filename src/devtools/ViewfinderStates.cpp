@@ -43,6 +43,9 @@ QImage draw(const QImage& desktop, Engine& engine, Studio& studio, const Scene& 
     state.phase = Phase::framing;
     state.points = 11;
     scene.set(state);
+    // As the viewfinder does: without a compositor the edge band shows while it is grabbable.
+    state.rail = !compositor && (state.hover || state.dragging);
+    state.railInside = true;
     view.setState(state);
     const QPoint origin = panel.topLeft().toPoint();
     if (compositor) {
