@@ -8,6 +8,9 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <random>
 #include <filesystem>
 
 namespace vorn::cut {
@@ -34,6 +37,18 @@ std::string grammarFor(const std::vector<std::string>& words) {
   return grammar + ";\n";
 }
 
+// Exact zeros (a noise gate, a synthetic voice) have no log energy: a little dither keeps the
+// features finite, or a known sentence may never reach its last word. The library's own
+// dither draws from one generator for every decoder, so two listening threads heard each
+// run a little differently; this one is seeded by the chunk's place in the take.
+std::vector<std::int16_t> dithered(std::span<const std::int16_t> chunk, double offset) {
+  std::minstd_rand noise(std::uint_fast32_t(std::llround(offset * 1000)) + 1);
+  std::vector<std::int16_t> samples(chunk.begin(), chunk.end());
+  for (std::int16_t& sample : samples)
+    if (noise() % 4 == 0 && sample < INT16_MAX) ++sample;
+  return samples;
+}
+
 }  // namespace
 
 struct SphinxRecogniser::Decoder {
@@ -49,7 +64,8 @@ struct SphinxRecogniser::Decoder {
   std::vector<Word> decode(std::span<const std::int16_t> chunk, double offset) {
     std::vector<Word> words;
     if (ps_start_utt(ps) < 0) return words;
-    ps_process_raw(ps, chunk.data(), chunk.size(), FALSE, TRUE);
+    const std::vector<std::int16_t> samples = dithered(chunk, offset);
+    ps_process_raw(ps, samples.data(), samples.size(), FALSE, TRUE);
     ps_end_utt(ps);
     if (!ps_get_hyp(ps, nullptr)) return words;
     logmath_t* math = ps_get_logmath(ps);
@@ -71,14 +87,12 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   if (!std::filesystem::exists(model + "/en-us/mdef"))
     throw CutError("The speech model isn't installed (pocketsphinx-en-us).");
   err_set_logfp(nullptr);
-  // Exact zeros (a noise gate, a synthetic voice) have no log energy: a little fixed-seed
-  // dither keeps the features finite, or a known sentence may never reach its last word.
   // Silence stays in the features, so a word's frames are its time in the sound.
   decoder_->config =
       cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
                   (model + "/en-us.lm.bin").c_str(), "-dict",
-                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes", "-dither", "yes",
-                  "-seed", "1", "-remove_silence", "no", nullptr);
+                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes",
+                  "-remove_silence", "no", nullptr);
   if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
   if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
   decoder_->languageSearch = ps_get_search(decoder_->ps);
