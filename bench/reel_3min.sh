@@ -4,9 +4,10 @@
 # length, rendering against the reel's length, and peak memory of vorncut.
 #   bash bench/reel_3min.sh [BUILD_DIR]
 # The take: espeak-ng reads 36 sentences at 150 words a minute with 1.2 s pauses into a
-# 1080 × 1920, 30 fps moving test picture (libx264 superfast, AAC 48 kHz, as the studio
-# records); the run is timed without and with the script known. Wall times follow the
-# machine's load; the CPU seconds of each stage less so.
+# 1080 × 1920, 30 fps moving test picture, written as the studio writes a take (libx264
+# superfast, a keyframe every 2 s, no B-frames, fragments; AAC 48 kHz); the run is timed
+# without and with the script known. Wall times follow the machine's load; the CPU seconds of
+# each stage less so.
 set -euo pipefail
 build=$(realpath "${1:-build}")
 work=$(mktemp -d /tmp/vorn-reel-bench-XXXXXX)
@@ -64,8 +65,8 @@ done
 printf '%s\n' "${sentences[@]}" > "$work/script.txt"
 ffmpeg -v error -y -f lavfi -i testsrc2=s=1080x1920:r=30 "${inputs[@]}" \
   -filter_complex "${graph}${joined}concat=n=${#sentences[@]}:v=0:a=1,aresample=48000[a]" \
-  -map 0:v -map "[a]" -shortest -c:v libx264 -preset superfast -crf 23 -pix_fmt yuv420p \
-  -c:a aac -b:a 128k "$work/take.mp4"
+  -map 0:v -map "[a]" -shortest -c:v libx264 -preset superfast -crf 23 -g 60 -bf 0 \
+  -pix_fmt yuv420p -c:a aac -b:a 128k -movflags frag_keyframe+empty_moov+default_base_moof "$work/take.mp4"
 take_seconds=$(ffprobe -v error -show_entries format=duration -of csv=p=0 "$work/take.mp4")
 echo "take: $take_seconds s"
 

@@ -6,8 +6,10 @@ namespace {
 
 // Frames this close to a segment are kept, so the trims find whole frames at each edge.
 constexpr double kMargin = 0.2;
-// A gap between segments longer than this is seeked over rather than decoded.
+// Without an index, a gap between segments longer than this is seeked over rather than decoded.
 constexpr double kSeekGap = 4;
+// With one, a seek pays once the keyframe a segment decodes from is this far ahead.
+constexpr double kLeastSkip = 0.5;
 // Seeking lands this far before a segment (then back to the keyframe before it).
 constexpr double kSeekLead = 0.5;
 
@@ -110,14 +112,24 @@ bool TakeReader::wanted(const AVFrame* frame, Stream stream) {
   return false;
 }
 
-// On to the next segment; far ahead, by seeking there and starting the decoders afresh.
+// On to the next segment; when the keyframe it decodes from lies ahead, by seeking there and
+// starting the decoders afresh. A studio take has a keyframe every two seconds, so most gaps
+// of a dropped sentence or two are jumped rather than decoded.
 void TakeReader::moveOn() {
   ++segment_;
   if (segment_ >= segments_.size()) return;
   const double start = segments_[segment_].start;
-  if (start - std::max(videoAt_, audioAt_) < kSeekGap) return;
-  const auto target = std::int64_t((start - kSeekLead) * AV_TIME_BASE);
-  if (av_seek_frame(input_.get(), -1, target, AVSEEK_FLAG_BACKWARD) < 0) return;
+  const double reached = std::max(videoAt_, audioAt_);
+  AVStream* video = input_->streams[videoIndex_];
+  const auto lead = std::int64_t((start - kSeekLead) / av_q2d(video->time_base));
+  const AVIndexEntry* key = avformat_index_get_entry_from_timestamp(video, lead, AVSEEK_FLAG_BACKWARD);
+  const bool indexed = key && (key->flags & AVINDEX_KEYFRAME);
+  if (indexed ? seconds(key->timestamp, Stream::video) - reached < kLeastSkip
+              : start - reached < kSeekGap)
+    return;
+  if (av_seek_frame(input_.get(), videoIndex_, indexed ? key->timestamp : lead,
+                    AVSEEK_FLAG_BACKWARD) < 0)
+    return;
   avcodec_flush_buffers(video_.get());
   avcodec_flush_buffers(audio_.get());
   decoded_.clear();
