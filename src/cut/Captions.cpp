@@ -80,20 +80,26 @@ std::string lineEvents(const Story& story, std::size_t first, std::size_t last, 
   return events;
 }
 
-// The words a few at a time, each line shown while its words are said.
+bool sure(const Word& word) { return word.confidence >= kSureConfidence; }
+
+// The words heard with confidence a few at a time, each line shown while its words are said.
+// Only those are burned in (a wrong word on screen is worse than none), but every word heard
+// ends the line before it: a caption never stays lit over words it leaves out.
 std::string wordEvents(const Story& story) {
+  const std::vector<Word>& words = story.words;
   std::string events;
-  std::size_t first = 0;
-  while (first < story.words.size()) {
+  for (std::size_t first = 0; first < words.size();) {
+    if (!sure(words[first])) {
+      ++first;
+      continue;
+    }
     std::size_t last = first;
     // A line ends at a pause or a sentence's end, so words said apart are never shown together.
-    while (last + 1 < story.words.size() && last + 1 - first < kWordsPerLine &&
-           !story.words[last].endsSentence &&
-           story.words[last + 1].start - story.words[last].end < kLineBreakPause)
+    while (last + 1 < words.size() && last + 1 - first < kWordsPerLine && sure(words[last + 1]) &&
+           !words[last].endsSentence && words[last + 1].start - words[last].end < kLineBreakPause)
       ++last;
-    const double until = last + 1 < story.words.size()
-                             ? reelTime(story.segments, story.words[last + 1].start)
-                             : story.length() + kLinger;
+    const double until = last + 1 < words.size() ? reelTime(story.segments, words[last + 1].start)
+                                                 : story.length() + kLinger;
     events += lineEvents(story, first, last, until);
     first = last + 1;
   }
@@ -118,11 +124,7 @@ std::string captionScript(const Story& story) {
   for (const std::string& line : story.headline)
     headline += (headline.empty() ? "" : "\\N") + shown(line);
   if (!headline.empty()) script += event("Headline", 0, kHeadlineSeconds, headline);
-  // Only words heard with confidence are burned in: a wrong word on screen is worse than none.
-  Story sure = story;
-  std::erase_if(sure.words, [](const Word& word) { return word.confidence < kSureConfidence; });
-  script += wordEvents(sure);
-  return script;
+  return script + wordEvents(story);
 }
 
 }  // namespace vorn::cut
