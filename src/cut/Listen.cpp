@@ -238,11 +238,17 @@ std::pair<std::size_t, std::vector<Word>> layChunk(const Pcm& pcm, const SoundLe
   return {begin, {}};
 }
 
+// The script laid on the take, and the first tries of its phrases said again at once.
+struct Reading {
+  Laid laid;
+  std::vector<Word> firstTries;
+};
+
 // Lays the script on the chunks: free recognition (`heard`, per chunk) says roughly which
 // words fall in which chunk; every chunk is aligned to that share on both threads; then, in
 // order, each chunk is laid where the reading stands (`layChunk`). When no chunk matches its
 // share, the take does not read the script and nothing is laid.
-Laid toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Recogniser* second,
+Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Recogniser* second,
               const std::vector<Span>& chunks, const std::vector<std::vector<Word>>& heard,
               const Script& script) {
   std::vector<std::string> heardWords;
@@ -266,26 +272,33 @@ Laid toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Reco
         {script.words.begin() + long(begin), script.words.begin() + long(end)});
     if (!fillsSpeech(planned[c], chunks[c], levels, script, begin, end)) planned[c].clear();
   });
-  Laid laid(script.words.size());
+  Reading reading{Laid(script.words.size()), {}};
   if (std::all_of(planned.begin(), planned.end(), [](const auto& words) { return words.empty(); }))
-    return laid;
+    return reading;
   std::size_t begin = 0;
   bool afterTalk = false;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
-    const auto [from, placed] = layChunk(pcm, levels, first, chunks[c], script, begin, shares[c],
-                                         planned[c], c + 1 == chunks.size(), afterTalk);
-    for (std::size_t i = 0; i < placed.size(); ++i) laid[from + i] = placed[i];
+    auto [from, placed] = layChunk(pcm, levels, first, chunks[c], script, begin, shares[c],
+                                   planned[c], c + 1 == chunks.size(), afterTalk);
+    // Script words laid on the quiet after a chunk's speech are the next chunk's: free
+    // recognition gave this one a word too many, and the next is aligned from that word.
+    while (!placed.empty() && liesOnSilence(placed.back(), levels)) placed.pop_back();
+    const auto read = std::find_if(placed.begin(), placed.end(),
+                                   [](const Word& word) { return !word.offScript; });
+    reading.firstTries.insert(reading.firstTries.end(), placed.begin(), read);
+    placed.erase(placed.begin(), read);
+    for (std::size_t i = 0; i < placed.size(); ++i) reading.laid[from + i] = placed[i];
     if (!placed.empty()) begin = from + placed.size();
     afterTalk = placed.empty();
   }
-  return laid;
+  return reading;
 }
 
 // Where no script word was laid, the take said something else: what was heard there stays,
-// marked unsure, so the story keeps the talk but no caption shows a guess.
+// marked unsure, so the story keeps the talk but no caption shows a guess. A first try of a
+// phrase said again stays too, for the story to leave out.
 void keepUnscriptedTalk(std::vector<Word>& words, const std::vector<std::vector<Word>>& heard,
-                        const std::vector<Span>& chunks) {
-  std::vector<Word> talk;
+                        const std::vector<Span>& chunks, std::vector<Word> talk) {
   for (std::size_t c = 0; c < chunks.size(); ++c) {
     const bool scripted = std::any_of(words.begin(), words.end(), [&](const Word& word) {
       const double middle = (word.start + word.end) / 2;
@@ -320,13 +333,14 @@ std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* se
                                const std::vector<Span>& chunks,
                                const std::vector<std::vector<Word>>& heard, const Script& script,
                                const SoundLevels& levels) {
-  Laid laid = toScript(pcm, levels, first, second, chunks, heard, script);
+  Reading reading = toScript(pcm, levels, first, second, chunks, heard, script);
+  Laid& laid = reading.laid;
   if (std::none_of(laid.begin(), laid.end(), [](const auto& word) { return word.has_value(); }))
     return {};
   rate(laid, joined(heard), levels);
   markSentenceEnds(laid, script);
   std::vector<Word> words = withUnsayable(laid, script, pcm.duration());
-  keepUnscriptedTalk(words, heard, chunks);
+  keepUnscriptedTalk(words, heard, chunks, std::move(reading.firstTries));
   return words;
 }
 

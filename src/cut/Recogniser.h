@@ -21,7 +21,9 @@ class Recogniser {
   virtual std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) = 0;
 
   // Forced alignment: the chunk is known to say `expected` in that order; returns those
-  // words with their times, or nothing when they cannot be matched to the sound.
+  // words with their times, or nothing when they cannot be matched to the sound. A first try
+  // at the chunk's opening words said again at once ("I sent the… I sent the whole report")
+  // comes first, its words marked `offScript`.
   virtual std::vector<Word> align(std::span<const std::int16_t> chunk, double offset,
                                   const std::vector<std::string>& expected) = 0;
 

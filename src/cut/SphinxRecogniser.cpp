@@ -21,8 +21,9 @@ const char* const kAlignSearch = "align";
 constexpr double kAlignBeam = 1e-80;
 constexpr double kAlignWordBeam = 1e-60;
 
-// "<s>", "<sil>", "[NOISE]" and the like mark no spoken word.
-bool isFiller(const char* word) { return word[0] == '<' || word[0] == '['; }
+// "<s>", "<sil>", "[NOISE]" and the like mark no spoken word, nor does "(NULL)", the step a
+// grammar takes past an optional part.
+bool isFiller(const char* word) { return word[0] == '<' || word[0] == '[' || word[0] == '('; }
 
 // "read(2)" is the second way of saying "read".
 std::string plainWord(const char* word) {
@@ -31,8 +32,20 @@ std::string plainWord(const char* word) {
   return paren == std::string::npos ? text : text.substr(0, paren);
 }
 
+// A false start is two to this many of the opening words, said again at once.
+constexpr std::size_t kLongestFirstTry = 5;
+
+// The words in order, after an optional first try at the opening ones:
+// "[ i sent [ the [ whole ] ] ] i sent the whole report".
 std::string grammarFor(const std::vector<std::string>& words) {
   std::string grammar = "#JSGF V1.0;\ngrammar align;\npublic <utterance> =";
+  const std::size_t tried = std::min(kLongestFirstTry, words.size() - 1);
+  if (tried >= 2) {
+    grammar += " [ " + words[0] + " " + words[1];
+    for (std::size_t i = 2; i < tried; ++i) grammar += " [ " + words[i];
+    for (std::size_t i = 2; i < tried; ++i) grammar += " ]";
+    grammar += " ]";
+  }
   for (const std::string& word : words) grammar += " " + word;
   return grammar + ";\n";
 }
@@ -117,10 +130,13 @@ std::vector<Word> SphinxRecogniser::align(std::span<const std::int16_t> chunk, d
       ps_set_search(decoder_->ps, kAlignSearch) < 0)
     return {};
   std::vector<Word> words = decoder_->decode(chunk, offset);
-  if (words.size() != expected.size()) return {};
+  if (words.size() < expected.size()) return {};
+  const std::size_t tried = words.size() - expected.size();
   for (std::size_t i = 0; i < words.size(); ++i) {
-    if (words[i].text != expected[i]) return {};
-    words[i].confidence = 1;
+    const bool firstTry = i < tried;
+    if (words[i].text != expected[firstTry ? i : i - tried]) return {};
+    words[i].confidence = firstTry ? 0 : 1;
+    words[i].offScript = firstTry;
   }
   return words;
 }

@@ -43,13 +43,17 @@ double anchorShareAround(const std::vector<bool>& anchors, std::size_t at) {
 
 }  // namespace
 
+bool liesOnSilence(const Word& word, const SoundLevels& levels) {
+  return loudestIn(word, levels) < levels.floorDb + kHeardOverFloorDb;
+}
+
 void rateScriptWords(std::vector<Word>& placed, const std::vector<Word>& heard,
                      const SoundLevels& levels) {
   std::vector<bool> anchors;
   for (const Word& word : placed) anchors.push_back(heardThere(word, heard));
   for (std::size_t i = 0; i < placed.size(); ++i) {
     Word& word = placed[i];
-    if (loudestIn(word, levels) < levels.floorDb + kHeardOverFloorDb)
+    if (liesOnSilence(word, levels))
       word.confidence = kNotHeard;
     else if (anchors[i])
       word.confidence = 1;

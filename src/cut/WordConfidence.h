@@ -16,4 +16,8 @@ namespace vorn::cut {
 void rateScriptWords(std::vector<Word>& placed, const std::vector<Word>& heard,
                      const SoundLevels& levels);
 
+// Whether the sound under a word never rises over the take's steady noise: it was not said
+// there.
+bool liesOnSilence(const Word& word, const SoundLevels& levels);
+
 }  // namespace vorn::cut

@@ -2,6 +2,7 @@
 // Listening with the real recogniser to a take that espeak-ng read from a known script.
 #include "SpokenTake.h"
 
+#include "cut/Clutter.h"
 #include "cut/Listen.h"
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
@@ -194,6 +195,30 @@ TEST_F(ListenTest, aTakeThatStraysFromItsScriptIsSureOnlyOfWhatItReads) {
   EXPECT_GE(sure[0], scriptWords(script[0]).size() * 3 / 4);
   EXPECT_GE(sure[1], scriptWords(script[2]).size() * 3 / 4);
   EXPECT_GT(talk, 0u) << "the other talk is kept";
+}
+
+// A sentence that opens with a false start: the script is laid on the try that goes on, and
+// the first try is kept as talk off the script, for the story to leave out.
+TEST_F(ListenTest, aFalseStartIsNotTheReadingAndTheStoryLeavesItOut) {
+  const std::vector<std::string> said = {"My manager asked me to send the weekly report.",
+                                         "I sent the, I sent the whole report to forty people."};
+  const test::SpokenSound sound = test::spokenSound("false-start", said);
+  const std::string script =
+      "My manager asked me to send the weekly report.\nI sent the whole report to forty people.\n";
+  const Transcript transcript = listenTo(decodeTakeAudio(sound.path), script);
+  std::vector<Word> read, tried;
+  for (const Word& word : transcript.words) (word.offScript ? tried : read).push_back(word);
+  std::vector<std::string> texts;
+  for (const Word& word : read) texts.push_back(word.text);
+  ASSERT_EQ(texts, scriptWords(script));
+  ASSERT_EQ(tried.size(), 3u);
+  const Word& retried = read[scriptWords(said[0]).size()];
+  EXPECT_GT(retried.start, tried.back().end - 1e-9) << "laid on the second try";
+  EXPECT_LT(tried.front().confidence, kSureConfidence);
+  const std::vector<bool> clutter = clutterIn(transcript.words, transcript.levels);
+  for (std::size_t i = 0; i < transcript.words.size(); ++i)
+    EXPECT_EQ(clutter[i], transcript.words[i].offScript) << transcript.words[i].text << " at "
+                                                          << transcript.words[i].start;
 }
 
 TEST_F(ListenTest, silenceHoldsNoUsableSpeech) {
