@@ -22,8 +22,12 @@ constexpr long kFarthestBreak = 12;
 // A chunk's planned share ends on a pause of the script this many words from free
 // recognition's placing, or closer.
 constexpr long kSnapToBreak = 2;
+// Further than that, the pauses either side this many words away or closer are tried too.
+constexpr std::size_t kPlannedReach = 6;
 // Words laid on a chunk span at least this share of its speech.
 constexpr double kLeastSpeechLaid = 0.7;
+// What an alignment's fit loses for each share of the chunk's speech left to noise words.
+constexpr double kUncoveredCost = 1;
 // Talk heard where the take strays from its script is never sure enough to be captioned.
 constexpr double kUnscriptedConfidence = 0.4;
 
@@ -132,15 +136,8 @@ std::vector<std::size_t> candidateEnds(const Script& script, std::size_t begin,
   return ends;
 }
 
-// Whether the script words [begin, end) laid on a chunk take up most of its speech: a few
-// script words can also be matched to talk that does not say them by hiding most of it in
-// the recogniser's noise words. The words it cannot say between them leave their sound to
-// the noise words too.
-bool fillsSpeech(const std::vector<Word>& words, const Span& chunk, const SoundLevels& levels,
-                 const Script& script, std::size_t begin, std::size_t end) {
-  const auto unsayable = std::count_if(
-      script.unsayable.begin(), script.unsayable.end(),
-      [&](const auto& word) { return word.first > begin && word.first < end; });
+// The share of the chunk's speech that lies under the words laid on it.
+double speechCovered(const std::vector<Word>& words, const Span& chunk, const SoundLevels& levels) {
   int speech = 0, covered = 0;
   std::size_t w = 0;
   for (double t = chunk.start; t < chunk.end; t += SoundLevels::kStepSeconds) {
@@ -149,12 +146,45 @@ bool fillsSpeech(const std::vector<Word>& words, const Span& chunk, const SoundL
     while (w < words.size() && words[w].end <= t) ++w;
     if (w < words.size() && words[w].start <= t) ++covered;
   }
+  return speech > 0 ? double(covered) / speech : 1;
+}
+
+// Whether the script words [begin, end) laid on a chunk take up most of its speech: a few
+// script words can also be matched to talk that does not say them by hiding most of it in
+// the recogniser's noise words. The words it cannot say between them leave their sound to
+// the noise words too.
+bool fillsSpeech(double covered, const Script& script, std::size_t begin, std::size_t end) {
+  const auto unsayable = std::count_if(
+      script.unsayable.begin(), script.unsayable.end(),
+      [&](const auto& word) { return word.first > begin && word.first < end; });
   const double said = double(end - begin) / double(end - begin + std::size_t(unsayable));
-  return covered >= kLeastSpeechLaid * said * speech;
+  return covered >= kLeastSpeechLaid * said;
+}
+
+// The alignment of the chunk to the script words from `begin` to one of `ends` that fits its
+// sound best, among those that match it; nothing when none does. A share that ends a few
+// words short or long still matches (the sound left over hides in noise words, or words
+// squeeze in), but fits worse than the one that ends where the reader paused.
+std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recogniser& recogniser,
+                          const Span& chunk, const Script& script, std::size_t begin,
+                          const std::vector<std::size_t>& ends) {
+  std::optional<Alignment> best;
+  for (std::size_t end : ends) {
+    if (end <= begin) continue;
+    Alignment placed = recogniser.align(
+        samplesOf(pcm, chunk), chunk.start,
+        {script.words.begin() + long(begin), script.words.begin() + long(end)});
+    const double covered = speechCovered(placed.words, chunk, levels);
+    if (placed.words.empty() || !fillsSpeech(covered, script, begin, end)) continue;
+    // Speech left to the noise words fits them well: a share a few words short pays for it.
+    placed.fit -= kUncoveredCost * (1 - covered);
+    if (!best || placed.fit > best->fit) best = std::move(placed);
+  }
+  return best ? std::move(best->words) : std::vector<Word>{};
 }
 
 // Aligns the chunk to the script words from `begin` to one of the candidate ends, or only to
-// `nominal` unless `wide` (for the last chunk, first to the script's end); nothing when none
+// `nominal` unless `wide` (for the last chunk, to the script's end too); nothing when none
 // matches the sound.
 std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recogniser& recogniser,
                             const Span& chunk, const Script& script, std::size_t begin,
@@ -162,14 +192,20 @@ std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recognise
   std::vector<std::size_t> ends =
       wide ? candidateEnds(script, begin, nominal) : std::vector<std::size_t>{nominal};
   if (last) ends.insert(ends.begin(), script.words.size());
-  for (std::size_t end : ends) {
-    if (end <= begin) continue;
-    std::vector<Word> placed = recogniser.align(
-        samplesOf(pcm, chunk), chunk.start,
-        {script.words.begin() + long(begin), script.words.begin() + long(end)});
-    if (!placed.empty() && fillsSpeech(placed, chunk, levels, script, begin, end)) return placed;
-  }
-  return {};
+  return bestFit(pcm, levels, recogniser, chunk, script, begin, ends);
+}
+
+// A planned share's end, and when it is no pause of the script, the script's pauses nearest
+// to it either side: free recognition can misplace a share's end by a few words.
+std::vector<std::size_t> plannedEnds(const Script& script, std::size_t begin, std::size_t end) {
+  std::vector<std::size_t> ends = {end};
+  if (std::binary_search(script.breaks.begin(), script.breaks.end(), end)) return ends;
+  const auto after = std::upper_bound(script.breaks.begin(), script.breaks.end(), end);
+  if (after != script.breaks.end() && *after - end <= kPlannedReach) ends.push_back(*after);
+  if (after != script.breaks.begin() && *std::prev(after) > begin &&
+      end - *std::prev(after) <= kPlannedReach)
+    ends.push_back(*std::prev(after));
+  return ends;
 }
 
 std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Recogniser& first, Recogniser* second,
@@ -267,10 +303,8 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
   forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
     const auto [begin, end] = shares[c];
     if (end <= begin) return;
-    planned[c] = recogniser.align(
-        samplesOf(pcm, chunks[c]), chunks[c].start,
-        {script.words.begin() + long(begin), script.words.begin() + long(end)});
-    if (!fillsSpeech(planned[c], chunks[c], levels, script, begin, end)) planned[c].clear();
+    planned[c] = bestFit(pcm, levels, recogniser, chunks[c], script, begin,
+                         plannedEnds(script, begin, end));
   });
   Reading reading{Laid(script.words.size()), {}};
   if (std::all_of(planned.begin(), planned.end(), [](const auto& words) { return words.empty(); }))

@@ -13,6 +13,13 @@ namespace vorn::cut {
 // Speech to timed words, one chunk of the take at a time. A chunk is mono 16-bit 16 kHz
 // sound that starts `offset` seconds into the take; the words come back in take time.
 // Another recogniser (a stronger model the user points to) is one more implementation.
+// Words forced onto a chunk, and how well they fit its sound: the log likelihood of the best
+// path, comparable only between alignments of the same chunk.
+struct Alignment {
+  std::vector<Word> words;
+  double fit = 0;
+};
+
 class Recogniser {
  public:
   virtual ~Recogniser() = default;
@@ -24,8 +31,8 @@ class Recogniser {
   // words with their times, or nothing when they cannot be matched to the sound. A first try
   // at the chunk's opening words said again at once ("I sent the… I sent the whole report")
   // comes first, its words marked `offScript`.
-  virtual std::vector<Word> align(std::span<const std::int16_t> chunk, double offset,
-                                  const std::vector<std::string>& expected) = 0;
+  virtual Alignment align(std::span<const std::int16_t> chunk, double offset,
+                          const std::vector<std::string>& expected) = 0;
 
   // Whether the recogniser can say `word` at all (it is in its pronouncing dictionary).
   virtual bool knows(const std::string& word) = 0;

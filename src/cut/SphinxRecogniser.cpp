@@ -74,13 +74,17 @@ struct SphinxRecogniser::Decoder {
     if (config) cmd_ln_free_r(config);
   }
 
-  std::vector<Word> decode(std::span<const std::int16_t> chunk, double offset) {
+  // The words of the best path; `score` its log likelihood.
+  std::vector<Word> decode(std::span<const std::int16_t> chunk, double offset,
+                           double* score = nullptr) {
     std::vector<Word> words;
     if (ps_start_utt(ps) < 0) return words;
     const std::vector<std::int16_t> samples = dithered(chunk, offset);
     ps_process_raw(ps, samples.data(), samples.size(), FALSE, TRUE);
     ps_end_utt(ps);
-    if (!ps_get_hyp(ps, nullptr)) return words;
+    std::int32_t best = 0;
+    if (!ps_get_hyp(ps, &best)) return words;
+    if (score) *score = logmath_log_to_ln(ps_get_logmath(ps), best);
     logmath_t* math = ps_get_logmath(ps);
     for (ps_seg_t* seg = ps_seg_iter(ps); seg; seg = ps_seg_next(seg)) {
       const char* text = ps_seg_word(seg);
@@ -123,13 +127,15 @@ std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chu
   return decoder_->decode(chunk, offset);
 }
 
-std::vector<Word> SphinxRecogniser::align(std::span<const std::int16_t> chunk, double offset,
-                                          const std::vector<std::string>& expected) {
+Alignment SphinxRecogniser::align(std::span<const std::int16_t> chunk, double offset,
+                                  const std::vector<std::string>& expected) {
   if (expected.empty()) return {};
   if (ps_set_jsgf_string(decoder_->ps, kAlignSearch, grammarFor(expected).c_str()) < 0 ||
       ps_set_search(decoder_->ps, kAlignSearch) < 0)
     return {};
-  std::vector<Word> words = decoder_->decode(chunk, offset);
+  Alignment alignment;
+  std::vector<Word>& words = alignment.words;
+  words = decoder_->decode(chunk, offset, &alignment.fit);
   if (words.size() < expected.size()) return {};
   const std::size_t tried = words.size() - expected.size();
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -138,7 +144,7 @@ std::vector<Word> SphinxRecogniser::align(std::span<const std::int16_t> chunk, d
     words[i].confidence = firstTry ? 0 : 1;
     words[i].offScript = firstTry;
   }
-  return words;
+  return alignment;
 }
 
 bool SphinxRecogniser::knows(const std::string& word) {

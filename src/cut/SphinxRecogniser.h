@@ -15,8 +15,8 @@ class SphinxRecogniser final : public Recogniser {
   ~SphinxRecogniser() override;
 
   std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) override;
-  std::vector<Word> align(std::span<const std::int16_t> chunk, double offset,
-                          const std::vector<std::string>& expected) override;
+  Alignment align(std::span<const std::int16_t> chunk, double offset,
+                  const std::vector<std::string>& expected) override;
   bool knows(const std::string& word) override;
 
  private:
