@@ -11,6 +11,7 @@
 #include "cut/Pauses.h"
 #include "cut/Picture.h"
 #include "cut/ReelFiles.h"
+#include "cut/SoundLevels.h"
 #include "cut/Render.h"
 #include "cut/SphinxRecogniser.h"
 #include "cut/StoryWriter.h"
@@ -38,11 +39,15 @@ std::string readFile(const std::string& path) {
   requireRegularFile(path, "script");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw CutError("The script file can't be read: " + path + ".");
-  // The prompter reads no further: neither does the reel.
-  std::string text(std::size_t(Prefs::maxScriptLength) * 4, '\0');  // UTF-8: 4 bytes at most
+  // The prompter reads no further: neither does the reel. A longer script is refused rather than
+  // cut short, so no reel is laid on half of it unannounced.
+  std::string text(std::size_t(Prefs::maxScriptLength) * 4 + 1, '\0');  // UTF-8: 4 bytes at most
   in.read(text.data(), std::streamsize(text.size()));
   text.resize(std::size_t(in.gcount()));
-  return QString::fromUtf8(text).left(Prefs::maxScriptLength).toStdString();
+  const QString script = QString::fromUtf8(text);
+  if (script.size() > Prefs::maxScriptLength || text.size() > std::size_t(Prefs::maxScriptLength) * 4)
+    throw CutError("The script is longer than the 10,000 characters a reel reads: shorten it.");
+  return script.toStdString();
 }
 
 void writeFile(const std::filesystem::path& path, const std::string& text) {
@@ -52,9 +57,12 @@ void writeFile(const std::filesystem::path& path, const std::string& text) {
     throw CutError("The reel's work files can't be written.");
 }
 
-// The script the user read from: the one given by hand, else the prompter's saved script.
-std::string scriptFor(const Options& options) {
+// The script the user read from: the one given by hand, else the one the studio saved with the
+// reel's job when the take ended, else the prompter's script as saved now.
+std::string scriptFor(const Options& options, const ReelFiles& files) {
   if (!options.scriptFile.empty()) return readFile(options.scriptFile);
+  std::error_code error;
+  if (std::filesystem::is_regular_file(files.script, error)) return readFile(files.script.string());
   return Prefs::load().script.left(Prefs::maxScriptLength).toStdString();
 }
 
@@ -80,18 +88,24 @@ std::string cutList(const Story& story) {
   return text;
 }
 
-// A take without sound, or with silence only, is refused before listening starts.
+// A steady sound this loud or louder is sound, not silence, even when it holds no speech.
+constexpr double kSoundDb = -60;
+
+// A take without sound, or without speech in it, is refused before listening starts.
 Pcm soundOf(const Options& options) {
   Pcm pcm = decodeTakeAudio(options.take);
-  if (findSpeech(pcm).empty())
-    throw CutError("The take is silent: it holds no usable speech to cut.");
-  return pcm;
+  if (!findSpeech(pcm).empty()) return pcm;
+  if (SoundLevels::of(pcm).floorDb >= kSoundDb)
+    throw CutError("The take has sound but no speech in it: there is no talk to cut.");
+  throw CutError("The take is silent: it holds no usable speech to cut.");
 }
 
-Transcript listenTo(const Options& options, const Pcm& pcm, Report& report) {
+Transcript listenTo(const Options& options, const ReelFiles& files, const Pcm& pcm,
+                    Report& report) {
+  const std::string script = scriptFor(options, files);
   report.stage("listening");
   return listen(
-      pcm, [] { return std::make_unique<SphinxRecogniser>(); }, scriptFor(options));
+      pcm, [] { return std::make_unique<SphinxRecogniser>(); }, script);
 }
 
 double render(const Options& options, const Story& story, const Pcm& pcm, const ReelFiles& files,
@@ -121,6 +135,7 @@ int promo(const Options& options, Report& report) {
   try {
     requireRegularFile(options.take, "take");
     const double takeLength = takeDuration(options.take);
+    files.refuseToReplace(options.take);
     files.prepare();
     std::vector<std::string> drafts;
     for (const auto& final : {files.reel, files.cover, files.picture, files.caption}) {
@@ -129,7 +144,7 @@ int promo(const Options& options, Report& report) {
     }
     removeOnTermination(drafts);
     const Pcm pcm = soundOf(options);
-    Transcript transcript = listenTo(options, pcm, report);
+    Transcript transcript = listenTo(options, files, pcm, report);
     transcript.duration = std::min(transcript.duration, takeLength);
     writeFile(files.work / "words.txt", wordList(transcript));
     report.stage("story");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/ReelFiles.h"
 
+#include "base/Av.h"
 #include "base/OwnFiles.h"
 #include "cut/Words.h"
 #include "model/ReelWork.h"
@@ -19,6 +20,21 @@ namespace {
 
 fs::path workFolderOf(const fs::path& reel) {
   return QFile::encodeName(reelWorkFolder(QFile::decodeName(reel.c_str()))).toStdString();
+}
+
+fs::path scriptFileOf(const fs::path& reel) {
+  return QFile::encodeName(reelScriptFile(QFile::decodeName(reel.c_str()))).toStdString();
+}
+
+// The mark a movie carries, empty when it has none or cannot be read.
+std::string markOf(const fs::path& movie) {
+  try {
+    const av::Input input = av::openInput(movie.string());
+    const AVDictionaryEntry* mark = av_dict_get(input->metadata, "comment", nullptr, 0);
+    return mark ? mark->value : "";
+  } catch (const std::runtime_error&) {
+    return "";
+  }
 }
 
 // Copies `from` to the new file `to`, made as OwnFiles makes files.
@@ -46,6 +62,10 @@ std::error_code copyToNew(const fs::path& from, const fs::path& to) {
 
 }  // namespace
 
+std::string reelMarkOf(const fs::path& take) {
+  return "Reel of " + take.filename().string();
+}
+
 ReelFiles::ReelFiles(const fs::path& reelPath) : reel(fs::absolute(reelPath)) {
   const fs::path dir = reel.parent_path();
   const std::string base = reel.stem().string();
@@ -53,6 +73,7 @@ ReelFiles::ReelFiles(const fs::path& reelPath) : reel(fs::absolute(reelPath)) {
   caption = dir / (base + ".caption.txt");
   picture = dir / ("." + reel.filename().string() + ".picture.mp4");
   work = workFolderOf(reel);
+  script = scriptFileOf(reel);
 }
 
 fs::path ReelFiles::draft(const fs::path& final) const {
@@ -101,6 +122,19 @@ void ReelFiles::publish() const {
     }
     if (error) throw CutError("The finished reel couldn't be moved into place.");
   }
+}
+
+void ReelFiles::refuseToReplace(const fs::path& take) const {
+  std::error_code error;
+  for (const fs::path& final : {reel, cover, caption, picture})
+    if (fs::equivalent(final, take, error))
+      throw CutError("The reel would be written over its own take: choose another --out.");
+  // Only a plain file is read for its mark: a FIFO would hold the read forever.
+  const fs::file_status status = fs::symlink_status(reel, error);
+  if (!fs::exists(status) || (fs::is_regular_file(status) && markOf(reel) == reelMarkOf(take)))
+    return;
+  throw CutError("Something other than this take's reel is at " + reel.string() +
+                 ": choose another --out.");
 }
 
 void ReelFiles::discard() const noexcept {

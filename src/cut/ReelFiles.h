@@ -16,6 +16,7 @@ struct ReelFiles {
   std::filesystem::path caption;  // "NAME.caption.txt"
   std::filesystem::path picture;  // ".NAME.mp4.picture.mp4"
   std::filesystem::path work;     // reelWorkFolder(reel)
+  std::filesystem::path script;   // reelScriptFile(reel): the studio's, read only
 
   explicit ReelFiles(const std::filesystem::path& reelPath);
 
@@ -32,6 +33,12 @@ struct ReelFiles {
   void publish() const;
   // Removes every draft, copy and the work folder after a failed run.
   void discard() const noexcept;
+  // Throws CutError when the reel would replace `take` itself, or a file at the reel's name
+  // that is not an earlier reel of `take`.
+  void refuseToReplace(const std::filesystem::path& take) const;
 };
+
+// What a reel says it was cut from (its "comment"), so a later run knows the file as its own.
+std::string reelMarkOf(const std::filesystem::path& take);
 
 }  // namespace vorn::cut

@@ -41,8 +41,10 @@ av::Output openFile(const std::string& path) {
 
 }  // namespace
 
-ReelWriter::ReelWriter(const std::string& path, AVRational videoTimeBase, AVRational audioTimeBase)
+ReelWriter::ReelWriter(const std::string& path, const std::string& mark, AVRational videoTimeBase,
+                       AVRational audioTimeBase)
     : output_(openFile(path)) {
+  av_dict_set(&output_->metadata, "comment", mark.c_str(), 0);
   video_ = openEncoder("libx264", output_.get(), [&](AVCodecContext* c) {
     c->width = ReelGraph::kWidth;
     c->height = ReelGraph::kHeight;

@@ -10,8 +10,10 @@ namespace vorn::cut {
 // Encodes the reel's frames as H.264 (BT.709) and AAC into an MP4 whose moov comes first.
 class ReelWriter {
  public:
-  // Opens the encoders and the file at `path`; throws CutError when it cannot be written.
-  ReelWriter(const std::string& path, AVRational videoTimeBase, AVRational audioTimeBase);
+  // Opens the encoders and the file at `path`, marked with `mark` (its comment); throws
+  // CutError when it cannot be written.
+  ReelWriter(const std::string& path, const std::string& mark, AVRational videoTimeBase,
+             AVRational audioTimeBase);
 
   // Encodes one frame; null flushes that stream's encoder.
   void writeVideo(AVFrame* frame);

@@ -3,6 +3,7 @@
 
 #include "cut/Cover.h"
 #include "cut/PictureGrid.h"
+#include "cut/ReelFiles.h"
 #include "cut/ReelGraph.h"
 #include "cut/ReelWriter.h"
 #include "cut/TakeReader.h"
@@ -119,7 +120,7 @@ double renderReel(const RenderJob& job) {
   if (onGrid.segments.empty()) throw CutError("The story has nothing to cut.");
   TakeReader reader(onGrid.take, onGrid.segments);
   ReelGraph graph(reader, onGrid.segments, onGrid.finish, onGrid.captions, onGrid.gainDb);
-  ReelWriter writer(onGrid.reel, av_buffersink_get_time_base(graph.video()),
+  ReelWriter writer(onGrid.reel, reelMarkOf(onGrid.take), av_buffersink_get_time_base(graph.video()),
                     av_buffersink_get_time_base(graph.audio()));
   return Pump(reader, graph, writer, onGrid).run();
 }

@@ -73,9 +73,15 @@ void drain(AVCodecContext* decoder, AVFrame* frame, SwrContext* resampler, Pcm& 
 
 }  // namespace
 
+int voiceStream(const AVFormatContext* input) {
+  for (unsigned i = 0; i < input->nb_streams; ++i)
+    if (input->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) return int(i);
+  return -1;
+}
+
 Pcm decodeTakeAudio(const std::string& path) {
   av::Input input = open(path);
-  const int index = av_find_best_stream(input.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+  const int index = voiceStream(input.get());
   if (index < 0) throw CutError("The take has no sound, so there is no speech to cut.");
   av::CodecContext decoder = openDecoder(input->streams[index]);
   Resample resampler = makeResampler(decoder.get());

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/TakeReader.h"
 
+#include "cut/TakeAudio.h"
+
 namespace vorn::cut {
 namespace {
 
@@ -21,8 +23,11 @@ av::CodecContext openDecoder(const AVStream* stream) {
   }
 }
 
+// The picture, and the voice the reel's sound is made of.
 int streamOf(AVFormatContext* input, AVMediaType type) {
-  const int index = av_find_best_stream(input, type, -1, -1, nullptr, 0);
+  const int index = type == AVMEDIA_TYPE_AUDIO
+                        ? voiceStream(input)
+                        : av_find_best_stream(input, type, -1, -1, nullptr, 0);
   if (index < 0)
     throw CutError(type == AVMEDIA_TYPE_VIDEO
                        ? "The take has no picture to cut."

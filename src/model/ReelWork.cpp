@@ -15,4 +15,6 @@ QString reelWorkFolder(const QString& reel) {
          QString::fromLatin1(digest.left(12));
 }
 
+QString reelScriptFile(const QString& reel) { return reelWorkFolder(reel) + QStringLiteral(".script.txt"); }
+
 }  // namespace vorn

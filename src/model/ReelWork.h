@@ -11,4 +11,9 @@ namespace vorn {
 // digest of its path, so that reels of one name in two folders never share one.
 QString reelWorkFolder(const QString& reel);
 
+// The prompter's script as it stood when the take of the reel at `reel` ended, saved beside its
+// work folder: the reel is cut with it however the script is edited before the run begins. An
+// empty file means there was none.
+QString reelScriptFile(const QString& reel);
+
 }  // namespace vorn

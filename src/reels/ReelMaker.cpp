@@ -2,6 +2,7 @@
 #include "reels/ReelMaker.h"
 
 #include "base/Log.h"
+#include "base/OwnFiles.h"
 #include "base/Trash.h"
 #include "model/ReelWork.h"
 #include "model/Studio.h"
@@ -36,6 +37,22 @@ std::optional<Rect> cameraFractions(const Prefs& prefs) {
               camera->width / Geometry::canvasWidth, camera->height / Geometry::canvasHeight};
 }
 
+// The prompter's script saved with the job as the take ends, so a run that begins later (after
+// the next take, with the script edited meanwhile) still reads the one this take was read
+// from. Without it the engine reads the script saved at the time.
+void saveScript(const QString& reel, const QString& script) {
+  const QString path = reelScriptFile(reel);
+  const QString dir = QFileInfo(path).path();
+  if (QDir().mkpath(dir))
+    QFile::setPermissions(dir, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+  QFile::remove(path);
+  const QByteArray text = script.left(Prefs::maxScriptLength).toUtf8();
+  QFile out;
+  if (!OwnFiles::create(out, QFile::encodeName(path).toStdString()) ||
+      out.write(text) != text.size() || !out.flush())
+    logError("the take's script couldn't be saved for its reel: " + path.toStdString());
+}
+
 }  // namespace
 
 ReelMaker& ReelMaker::shared() {
@@ -65,6 +82,7 @@ void ReelMaker::make(const Take& take, const QString& theme) {
   job.theme = cleanTheme(theme);
   job.camera = cameraFractions(prefs);
   job.face = prefs.face && job.camera ? *prefs.face : FaceLook::off;
+  saveScript(reelPath(take.url), prefs.script);
   setJob(take.url, job);
   std::vector<QUrl> queue = queue_;
   queue.push_back(take.url);
@@ -109,10 +127,12 @@ void ReelMaker::discard(const Take& take) {
   if (jobs_.erase(url) > 0) Q_EMIT jobsChanged();
   if (latest_ == url) setLatest(std::nullopt);
   const QPointer<ReelMaker> self(this);
-  trash_.async([paths = files(reel), work = reelWorkFolder(reel), self, url] {
+  trash_.async([paths = files(reel), work = reelWorkFolder(reel), script = reelScriptFile(reel),
+                 self, url] {
     for (const QString& path : paths)
       if (QFileInfo::exists(path)) moveToTrash(path);
     QDir(work).removeRecursively();
+    QFile::remove(script);
     if (ReelMaker* maker = self.data())
       QMetaObject::invokeMethod(maker, [self, url] { if (self) Q_EMIT self->trashed(url); },
                                 Qt::QueuedConnection);

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The studio's own reel maker running the real reel engine on a take it read from the
-// prompter's saved script, in a layout with the camera and a face finish asked for.
+// prompter's script, in a layout with the camera and a face finish asked for.
 #include "SpokenTake.h"
 
+#include "cut/ScriptWords.h"
 #include "model/Prefs.h"
 #include "model/ReelWork.h"
 #include "model/Settings.h"
@@ -13,6 +14,8 @@
 #include <QFileInfo>
 #include <QTest>
 #include <gtest/gtest.h>
+
+#include <fstream>
 
 namespace vorn {
 namespace {
@@ -31,6 +34,9 @@ TEST(ReelMakerRunTest, theRealEngineTakesAJobToReadyWithAPlayableReel) {
   const Take take{QUrl::fromLocalFile(QString::fromStdString(test::spokenTake().path)),
                   test::spokenTake().duration};
   maker.make(take, QStringLiteral("  -- good light  "));
+  // The script is edited before the run begins: the job keeps the one the take was read from.
+  prefs.script = QStringLiteral("A different script for the next take.");
+  prefs.save();
   ASSERT_TRUE(maker.job(take));
   EXPECT_EQ(maker.job(take)->face, FaceLook::sculpted);
   EXPECT_TRUE(maker.job(take)->camera) << "so --face and --camera are passed";
@@ -48,8 +54,19 @@ TEST(ReelMakerRunTest, theRealEngineTakesAJobToReadyWithAPlayableReel) {
   EXPECT_EQ(test::probeStreams(job.video->toLocalFile()).size(), 2u);
   for (const QString& file : ReelMaker::files(job.video->toLocalFile()))
     EXPECT_TRUE(QFileInfo::exists(file)) << file.toStdString();
-  EXPECT_TRUE(QFileInfo::exists(reelWorkFolder(job.video->toLocalFile()) + "/words.txt"));
+  std::ifstream heard((reelWorkFolder(job.video->toLocalFile()) + "/words.txt").toStdString());
+  std::vector<std::string> words;
+  for (std::string start, end, confidence, word; heard >> start >> end >> confidence >> word;)
+    words.push_back(word);
+  EXPECT_EQ(words, cut::scriptWords(test::spokenTake().script)) << "laid on the take's own script";
   EXPECT_EQ(toasts, QStringList({QStringLiteral("Your reel is ready")}));
+  const QString script = reelScriptFile(job.video->toLocalFile());
+  EXPECT_TRUE(QFileInfo::exists(script));
+  bool trashed = false;
+  QObject::connect(&maker, &ReelMaker::trashed, [&] { trashed = true; });
+  maker.discard(take);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return trashed; }, 10000));
+  EXPECT_FALSE(QFileInfo::exists(script)) << "it goes with the reel";
   qunsetenv("VORN_CUT_PATH");
 }
 

@@ -3,6 +3,7 @@
 // probed back, its companion files, and one "error" for each kind of bad input.
 #include "SpokenTake.h"
 
+#include "base/Av.h"
 #include "model/ReelWork.h"
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
@@ -172,6 +173,10 @@ TEST_F(ReelTest, theReelIsAPortraitH264AacMovieShorterThanTheTakeWithItsMoovFirs
   const std::vector<std::string> boxes = test::topLevelBoxes(QString::fromStdString(reel()));
   const auto moov = std::find(boxes.begin(), boxes.end(), "moov");
   EXPECT_LT(moov, std::find(boxes.begin(), boxes.end(), "mdat"));
+  const av::Input movie = av::openInput(reel());
+  const AVDictionaryEntry* mark = av_dict_get(movie->metadata, "comment", nullptr, 0);
+  ASSERT_TRUE(mark) << "a later run knows the reel as its own by its mark";
+  EXPECT_EQ(std::string(mark->value), "Reel of " + fs::path(spokenTake().path).filename().string());
 }
 
 TEST_F(ReelTest, theReelPlaysAtPlatformLoudnessWithItsPeaksUnderTheCeiling) {
@@ -328,9 +333,41 @@ TEST(ReelErrorTest, anythingButARegularFileIsRefused) {
     unsetenv("XDG_CONFIG_HOME");
 }
 
+// A take of picture alone, of silence, or of a steady tone: each says what it lacks.
 TEST(ReelErrorTest, aTakeWithoutSoundOrWithSilenceHasNoSpeech) {
   expectOneError({"promo", test::silentTake("mute", 2, false)}, "no speech");
   expectOneError({"promo", test::silentTake("silent", 2, true)}, "no usable speech");
+  const std::string tone = scratch() + "/tone.mp4";
+  test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
+                    "color=c=black:s=320x568:r=30:d=3", "-f", "lavfi", "-i",
+                    "sine=f=1000:r=48000:d=3", "-c:v", "libx264", "-preset", "ultrafast",
+                    "-c:a", "aac", "-shortest", tone});
+  expectOneError({"promo", tone}, "sound but no speech");
+}
+
+// The reel never replaces its take, nor a file of the user's that happens to have its name.
+TEST(ReelErrorTest, aReelThatWouldReplaceItsTakeOrAnotherFileIsRefused) {
+  const std::string take = scratch() + "/own.mp4";
+  fs::copy_file(spokenTake().path, take, fs::copy_options::overwrite_existing);
+  const std::string before = slurp(take);
+  const std::string letter = scratch() + "/letter.mp4";
+  std::ofstream(letter) << "a file of the user's";
+  for (const std::string& out : {take, letter}) {
+    std::string text;
+    EXPECT_NE(runVorncut({"promo", take, "--jsonl", "--out", out}, &text), 0);
+    const std::vector<QJsonObject> list = messages(text);
+    ASSERT_EQ(list.size(), 1u) << text;
+    EXPECT_NE(list[0]["message"].toString().indexOf("choose another --out"), -1) << text;
+  }
+  EXPECT_EQ(slurp(take), before);
+  EXPECT_EQ(slurp(letter), "a file of the user's");
+}
+
+// A script longer than the prompter reads is refused, not laid in part.
+TEST(ReelErrorTest, aScriptTooLongIsRefused) {
+  const std::string script = scratch() + "/long-script.txt";
+  std::ofstream(script) << std::string(10'001, 'a');
+  expectOneError({"promo", spokenTake().path, "--script", script}, "longer than the 10,000");
 }
 
 TEST(ReelErrorTest, anUnwritableReelOrAWrongCommandLineIsOneError) {

@@ -2,6 +2,7 @@
 // Reading a take only around the segments a reel keeps, jumping over long gaps.
 #include "SpokenTake.h"
 
+#include "cut/TakeAudio.h"
 #include "cut/TakeReader.h"
 #include "support/ChildProcess.h"
 
@@ -55,6 +56,24 @@ TEST(TakeReaderTest, onlyFramesAroundTheSegmentsComeInRisingOrder) {
     EXPECT_LE(sounds[i].start, segments[i].start) << "segment " << i;
     EXPECT_GE(sounds[i].end, segments[i].end - 0.03) << "segment " << i;
   }
+}
+
+// A take with the system audio beside the microphone, as the studio writes it: the reel listens
+// to the voice (the first sound track, here silent) and keeps it, though the system audio's
+// track (a loud tone, at a higher bit rate) would pass for the "best" sound.
+TEST(TakeReaderTest, theVoiceIsTheTakesFirstSoundTrack) {
+  const std::string path = test::scratch() + "/two-tracks.mp4";
+  test::runCommand({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
+                    "testsrc=s=320x568:r=30:d=3", "-f", "lavfi", "-i",
+                    "anullsrc=r=48000:cl=mono:d=3", "-f", "lavfi", "-i",
+                    "sine=f=440:r=48000:d=3", "-map", "0:v", "-map", "1:a", "-map", "2:a",
+                    "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac", "-b:a:0", "128k",
+                    "-b:a:1", "160k", "-ac:a:1", "2", path});
+  const Pcm voice = decodeTakeAudio(path);
+  ASSERT_GT(voice.duration(), 2.5);
+  EXPECT_LT(*std::max_element(voice.samples.begin(), voice.samples.end()), 100) << "not the tone";
+  TakeReader reader(path, {{0, 3}});
+  EXPECT_EQ(reader.audio()->ch_layout.nb_channels, 1);
 }
 
 TEST(TakeReaderTest, aTakeWithoutPictureOrSoundIsRefused) {
