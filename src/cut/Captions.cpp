@@ -30,7 +30,7 @@ const char* const kHeader =
     "BackColour, Bold, Italic, Underline, StrikeOut, ScaleX, ScaleY, Spacing, Angle, "
     "BorderStyle, Outline, Shadow, Alignment, MarginL, MarginR, MarginV, Encoding\n"
     "Style: Words,DejaVu Sans,86,&H00FFFFFF,&H00FFFFFF,&H00000000,&H80000000,-1,0,0,0,100,100,"
-    "0,0,1,7,2,5,120,120,0,1\n"
+    "0,0,1,7,2,5,120,180,0,1\n"
     "Style: Headline,DejaVu Sans,72,&H00FFFFFF,&H00FFFFFF,&H00000000,&HA0000000,-1,0,0,0,100,"
     "100,0,0,3,18,0,8,120,120,300,1\n"
     "\n"
@@ -40,8 +40,38 @@ const char* const kHeader =
 // The word being said, in gold; ASS colours are blue-green-red.
 const char* const kHighlight = "{\\c&H0000D7FF&}";
 const char* const kPlain = "{\\c&H00FFFFFF&}";
-// Centre of the caption line: below the face, above every platform's bottom bar.
-const char* const kWordsPlace = "{\\pos(540,1240)}";
+// The caption lines' centre: between the left margin and the platforms' button column on the
+// right (the style's margins), below the face and above every platform's bottom bar.
+constexpr int kFrameHeight = 1920;
+constexpr int kWordsX = 510;
+constexpr int kWordsY = 1240;
+// Half the height of two caption lines with their outline, and room to the camera's edge.
+constexpr int kWordsHalfHeight = 110;
+constexpr int kCameraClearance = 20;
+// Where caption lines may stand: under the headline, above the bottom bar (the strictest
+// platform's insets).
+constexpr int kHighestWords = 520;
+constexpr int kLowestWords = 1440;
+
+// The caption lines' place: the usual one unless the camera covers it, then just above or
+// below the camera, whichever is nearer; over the camera only when it fills the frame.
+std::string wordsPlace(const CameraPlace& camera) {
+  int y = kWordsY;
+  if (camera) {
+    const double top = (*camera)[1] * kFrameHeight;
+    const double bottom = ((*camera)[1] + (*camera)[3]) * kFrameHeight;
+    const int reach = kWordsHalfHeight + kCameraClearance;
+    if (kWordsY + reach > top && kWordsY - reach < bottom) {
+      const int above = int(top) - reach, below = int(std::ceil(bottom)) + reach;
+      const bool aboveFits = above >= kHighestWords, belowFits = below <= kLowestWords;
+      if (aboveFits && (!belowFits || kWordsY - above <= below - kWordsY))
+        y = above;
+      else if (belowFits)
+        y = below;
+    }
+  }
+  return "{\\pos(" + std::to_string(kWordsX) + "," + std::to_string(y) + ")}";
+}
 
 std::string clock(double seconds) {
   const long centis = std::lround(std::max(seconds, 0.0) * 100);
@@ -63,15 +93,17 @@ std::string event(const char* style, double start, double end, const std::string
          text + "\n";
 }
 
-// One line of words, shown once per word with that word lit, gone by `until` at the latest.
-std::string lineEvents(const Story& story, std::size_t first, std::size_t last, double until) {
+// One line of words at `place`, shown once per word with that word lit, gone by `until` at
+// the latest.
+std::string lineEvents(const Story& story, std::size_t first, std::size_t last, double until,
+                       const std::string& place) {
   std::string events;
   for (std::size_t lit = first; lit <= last; ++lit) {
     const double start = reelTime(story.segments, story.words[lit].start);
     const double end =
         lit < last ? reelTime(story.segments, story.words[lit + 1].start)
                    : std::min(reelTime(story.segments, story.words[lit].end) + kLinger, until);
-    std::string text = kWordsPlace;
+    std::string text = place;
     for (std::size_t i = first; i <= last; ++i)
       text += (i > first ? " " : "") + std::string(i == lit ? kHighlight : kPlain) +
               shown(story.words[i].text);
@@ -85,7 +117,7 @@ bool sure(const Word& word) { return word.confidence >= kSureConfidence; }
 // The words heard with confidence a few at a time, each line shown while its words are said.
 // Only those are burned in (a wrong word on screen is worse than none), but every word heard
 // ends the line before it: a caption never stays lit over words it leaves out.
-std::string wordEvents(const Story& story) {
+std::string wordEvents(const Story& story, const std::string& place) {
   const std::vector<Word>& words = story.words;
   std::string events;
   for (std::size_t first = 0; first < words.size();) {
@@ -100,7 +132,7 @@ std::string wordEvents(const Story& story) {
       ++last;
     const double until = last + 1 < words.size() ? reelTime(story.segments, words[last + 1].start)
                                                  : story.length() + kLinger;
-    events += lineEvents(story, first, last, until);
+    events += lineEvents(story, first, last, until, place);
     first = last + 1;
   }
   return events;
@@ -118,13 +150,13 @@ double reelTime(const std::vector<Span>& segments, double takeTime) {
   return before;
 }
 
-std::string captionScript(const Story& story) {
+std::string captionScript(const Story& story, const CameraPlace& camera) {
   std::string script = kHeader;
   std::string headline;
   for (const std::string& line : story.headline)
     headline += (headline.empty() ? "" : "\\N") + shown(line);
   if (!headline.empty()) script += event("Headline", 0, kHeadlineSeconds, headline);
-  return script + wordEvents(story);
+  return script + wordEvents(story, wordsPlace(camera));
 }
 
 }  // namespace vorn::cut

@@ -3,6 +3,8 @@
 
 #include "cut/Story.h"
 
+#include <array>
+#include <optional>
 #include <string>
 
 namespace vorn::cut {
@@ -11,10 +13,13 @@ namespace vorn::cut {
 // moment in no segment lands at the end of the segment before it.
 double reelTime(const std::vector<Span>& segments, double takeTime);
 
+// The camera's place in the 1080 × 1920 frame as fractions (x, y, width, height).
+using CameraPlace = std::optional<std::array<double, 4>>;
+
 // The reel's captions as an ASS script for libass: the headline at the top for the first
-// seconds, then the spoken words a few at a time in the middle of the frame, the word being
+// seconds, then the spoken words a few at a time below the middle of the frame, the word being
 // said highlighted; words heard without confidence are left out. Everything stays inside the
-// zone no platform's buttons cover.
-std::string captionScript(const Story& story);
+// zone no platform's buttons cover, and the words keep off the camera when its place is known.
+std::string captionScript(const Story& story, const CameraPlace& camera = std::nullopt);
 
 }  // namespace vorn::cut

@@ -112,7 +112,7 @@ double render(const Options& options, const Story& story, const Pcm& pcm, const 
               Report& report) {
   report.stage("rendering");
   const std::filesystem::path captions = files.work / "captions.ass";
-  writeFile(captions, captionScript(story));
+  writeFile(captions, captionScript(story, options.camera));
   RenderJob job{options.take,
                 story.segments,
                 FaceFinish{options.face, options.camera},

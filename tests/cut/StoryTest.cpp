@@ -360,7 +360,7 @@ TEST(CaptionsTest, aWordHeardUnsureIsNeverBurnedInAndTheFlagsSaySo) {
   story.words[1].confidence = 0.2;
   const std::string script = captionScript(story);
   EXPECT_EQ(script.find("MUMBLE"), std::string::npos) << script;
-  EXPECT_NE(script.find("0:00:00.00,0:00:00.40,Words,,0,0,0,,{\\pos(540,1240)}{\\c&H0000D7FF&}GOOD\n"),
+  EXPECT_NE(script.find("0:00:00.00,0:00:00.40,Words,,0,0,0,,{\\pos(510,1240)}{\\c&H0000D7FF&}GOOD\n"),
             std::string::npos)
       << "the caption is gone when the unsure word begins, and shares no line across it\n"
       << script;
@@ -392,9 +392,33 @@ TEST(CaptionsTest, eachWordIsShownLitWhileItIsSaid) {
   EXPECT_NE(script.find("Dialogue: 0,0:00:00.00,0:00:03.00,Headline,,0,0,0,,GOOD LIGHT"),
             std::string::npos);
   EXPECT_NE(
-      script.find("0:00:00.10,0:00:00.60,Words,,0,0,0,,{\\pos(540,1240)}{\\c&H0000D7FF&}GOOD"),
+      script.find("0:00:00.10,0:00:00.60,Words,,0,0,0,,{\\pos(510,1240)}{\\c&H0000D7FF&}GOOD"),
       std::string::npos);
   EXPECT_NE(script.find("{\\c&H0000D7FF&}LIGHT\n"), std::string::npos);
+}
+
+// The words keep clear of the camera: above a bubble low in the frame, below a camera pane on
+// the upper half only when it reaches down to them, over the camera only when it fills the
+// frame; and always left of the platforms' button column.
+TEST(CaptionsTest, theWordsStandClearOfTheCamera) {
+  Story story;
+  story.segments = {{0.9, 2.1}};
+  story.words = {{"good", 1, 1.4}};
+  const auto placeWith = [&](const CameraPlace& camera) {
+    const std::string script = captionScript(story, camera);
+    const std::size_t at = script.find("{\\pos(");
+    return at == std::string::npos ? std::string() : script.substr(at, script.find('}', at) - at + 1);
+  };
+  EXPECT_EQ(placeWith(std::nullopt), "{\\pos(510,1240)}");
+  EXPECT_EQ(placeWith(std::array<double, 4>{0.55, 0.6, 0.35, 0.2}), "{\\pos(510,1022)}")
+      << "a bubble from 1152 to 1536: the words above it";
+  EXPECT_EQ(placeWith(std::array<double, 4>{0, 0, 1, 0.5}), "{\\pos(510,1240)}")
+      << "a pane over the top half is clear of them";
+  EXPECT_EQ(placeWith(std::array<double, 4>{0, 0, 1, 0.6}), "{\\pos(510,1282)}")
+      << "a pane down to 1152: the words below it";
+  EXPECT_EQ(placeWith(std::array<double, 4>{0, 0, 1, 1}), "{\\pos(510,1240)}");
+  EXPECT_NE(captionScript(story).find("5,120,180,0,1\n"), std::string::npos)
+      << "wider margin on the right, where the buttons are";
 }
 
 // Words and headlines may hold anything: none of it breaks the subtitle file.
