@@ -10,8 +10,8 @@ extern "C" {
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <random>
 #include <filesystem>
+#include <random>
 
 namespace vorn::cut {
 namespace {
@@ -84,8 +84,8 @@ struct SphinxRecogniser::Decoder {
     ps_end_utt(ps);
     std::int32_t best = 0;
     if (!ps_get_hyp(ps, &best)) return words;
-    if (score) *score = logmath_log_to_ln(ps_get_logmath(ps), best);
     logmath_t* math = ps_get_logmath(ps);
+    if (score) *score = logmath_log_to_ln(math, best);
     for (ps_seg_t* seg = ps_seg_iter(ps); seg; seg = ps_seg_next(seg)) {
       const char* text = ps_seg_word(seg);
       if (isFiller(text)) continue;
