@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/OwnFiles.h"
 
+#include <QDir>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +22,11 @@ bool create(QFile& file, const std::string& path) {
 }
 
 bool createFolder(const std::string& path) { return ::mkdir(path.c_str(), 0700) == 0; }
+
+void makePrivateFolder(const QString& path) {
+  if (QDir().mkpath(path))
+    QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+}
 
 bool taken(const std::string& path) {
   struct stat info;

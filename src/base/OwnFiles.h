@@ -18,6 +18,8 @@ int create(const std::string& path);
 bool create(QFile& file, const std::string& path);
 // Creates the folder `path` (not its parents); false with errno set (EEXIST when taken).
 bool createFolder(const std::string& path);
+// Makes `path` with its missing parents, if need be, and leaves it the user's alone.
+void makePrivateFolder(const QString& path);
 // Whether anything has that name: a file, a folder, a link (even one pointing nowhere).
 bool taken(const std::string& path);
 

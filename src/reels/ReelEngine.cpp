@@ -3,6 +3,8 @@
 // the command line of one run, the reel's files and the engine's diagnostic log.
 #include "reels/ReelMaker.h"
 
+#include "base/OwnFiles.h"
+
 #include "model/Takes.h"
 
 #include <QCoreApplication>
@@ -103,8 +105,7 @@ QString ReelMaker::logPath() {
 UniqueFd ReelMaker::log() {
   const QString file = logPath();
   // The user's alone, like the state folder XDG asks for around it.
-  const QString dir = QFileInfo(file).path();
-  if (QDir().mkpath(dir)) QFile::setPermissions(dir, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+  OwnFiles::makePrivateFolder(QFileInfo(file).path());
   const QByteArray path = QFile::encodeName(file);
   struct stat status {};
   const bool fresh = ::lstat(path.constData(), &status) != 0 || status.st_size > kLogLimitBytes;

@@ -42,9 +42,7 @@ std::optional<Rect> cameraFractions(const Prefs& prefs) {
 // from. Without it the engine reads the script saved at the time.
 void saveScript(const QString& reel, const QString& script) {
   const QString path = reelScriptFile(reel);
-  const QString dir = QFileInfo(path).path();
-  if (QDir().mkpath(dir))
-    QFile::setPermissions(dir, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+  OwnFiles::makePrivateFolder(QFileInfo(path).path());
   QFile::remove(path);
   const QByteArray text = script.left(Prefs::maxScriptLength).toUtf8();
   QFile out;
