@@ -174,8 +174,9 @@ std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recogniser&
     Alignment placed = recogniser.align(
         samplesOf(pcm, chunk), chunk.start,
         {script.words.begin() + long(begin), script.words.begin() + long(end)});
+    if (placed.words.empty()) continue;
     const double covered = speechCovered(placed.words, chunk, levels);
-    if (placed.words.empty() || !fillsSpeech(covered, script, begin, end)) continue;
+    if (!fillsSpeech(covered, script, begin, end)) continue;
     // Speech left to the noise words fits them well: a share a few words short pays for it.
     placed.fit -= kUncoveredCost * (1 - covered);
     if (!best || placed.fit > best->fit) best = std::move(placed);
