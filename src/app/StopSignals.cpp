@@ -4,6 +4,7 @@
 #include <QSocketNotifier>
 
 #include <csignal>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace vorn {
@@ -20,7 +21,7 @@ void onSignal(int) {
 }  // namespace
 
 void onStopSignals(QObject* context, std::function<void()> stop) {
-  if (gSignalPipe[0] < 0 && ::pipe(gSignalPipe) != 0) return;
+  if (gSignalPipe[0] < 0 && ::pipe2(gSignalPipe, O_CLOEXEC) != 0) return;
   struct sigaction action {};
   action.sa_handler = onSignal;
   sigemptyset(&action.sa_mask);

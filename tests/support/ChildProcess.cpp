@@ -64,8 +64,10 @@ void ChildProcess::stop() {
 }
 
 int runCommand(const std::vector<std::string>& argv, std::string* output) {
+  // Close-on-exec: a command spawned meanwhile from another thread would otherwise hold this
+  // pipe open, and the read below would wait for that command to end too.
   int pipeFds[2];
-  if (pipe(pipeFds) != 0) return -1;
+  if (pipe2(pipeFds, O_CLOEXEC) != 0) return -1;
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
