@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 """How postable vorncut's reels are, against takes whose truth is known.
 
-    python3 bench/reel_quality.py [BUILD_DIR] [--keep] [TAKE...]
+    python3 bench/reel_quality.py [BUILD_DIR] [--keep] [--script-only] [TAKE...]
 
 Each take is a story of about 1.5 minutes that espeak-ng reads (through libespeak-ng, so every
 word's place in the sound is known) with fillers, a false start, an off-topic aside and long
@@ -425,7 +425,7 @@ def show(name, row):
 
 
 def main():
-    args = [a for a in sys.argv[1:] if a != "--keep"]
+    args = [a for a in sys.argv[1:] if not a.startswith("--")]
     build = os.path.realpath(args[0] if args else "build")
     chosen = set(args[1:]) or {take[0] for take in TAKES}
     folder = tempfile.mkdtemp(prefix="vorn-reel-quality-")
@@ -435,7 +435,7 @@ def main():
             made = make_take(folder, name, voice, rate, gain, noise, espeak)
             print(f"{name}: {made['duration']:.1f} s, {len(made['truth'])} words said",
                   flush=True)
-            for script in (False, True):
+            for script in (True,) if "--script-only" in sys.argv else (False, True):
                 label = name + (" script" if script else " free")
                 show(label, run(build, made, folder, label.replace(" ", "-"), script))
     finally:

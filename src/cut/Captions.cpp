@@ -99,9 +99,9 @@ std::string lineEvents(const Story& story, std::size_t first, std::size_t last, 
                        const std::string& place) {
   std::string events;
   for (std::size_t lit = first; lit <= last; ++lit) {
-    const double start = reelTime(story.segments, story.words[lit].start);
+    const double start = reelTime(story.segments, story.words[lit].litFrom());
     const double end =
-        lit < last ? reelTime(story.segments, story.words[lit + 1].start)
+        lit < last ? reelTime(story.segments, story.words[lit + 1].litFrom())
                    : std::min(reelTime(story.segments, story.words[lit].end) + kLinger, until);
     std::string text = place;
     for (std::size_t i = first; i <= last; ++i)
@@ -130,7 +130,7 @@ std::string wordEvents(const Story& story, const std::string& place) {
     while (last + 1 < words.size() && last + 1 - first < kWordsPerLine && sure(words[last + 1]) &&
            !words[last].endsSentence && words[last + 1].start - words[last].end < kLineBreakPause)
       ++last;
-    const double until = last + 1 < words.size() ? reelTime(story.segments, words[last + 1].start)
+    const double until = last + 1 < words.size() ? reelTime(story.segments, words[last + 1].litFrom())
                                                  : story.length() + kLinger;
     events += lineEvents(story, first, last, until, place);
     first = last + 1;

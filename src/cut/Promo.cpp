@@ -105,7 +105,7 @@ Transcript listenTo(const Options& options, const ReelFiles& files, const Pcm& p
   const std::string script = scriptFor(options, files);
   report.stage("listening");
   return listen(
-      pcm, [] { return std::make_unique<SphinxRecogniser>(); }, script);
+      pcm, [](Listening how) { return std::make_unique<SphinxRecogniser>(how); }, script);
 }
 
 double render(const Options& options, const Story& story, const Pcm& pcm, const ReelFiles& files,

@@ -13,8 +13,11 @@ extern "C" {
 namespace vorn::cut {
 namespace {
 
-// Fast enough for a reel in well under its own length on two cores, still crisp for text.
-const char* const kPreset = "superfast";
+// The fastest preset with the loop filter and 8×8 transforms back: as sharp on text as
+// "superfast" at half its CPU, for a file about half as large again (a platform encodes the
+// upload anew anyway).
+const char* const kPreset = "ultrafast";
+const char* const kTools = "deblock=1:8x8dct=1:partitions=i8x8,i4x4";
 const char* const kQuality = "21";
 constexpr int kAudioBitRate = 160000;
 
@@ -57,6 +60,7 @@ ReelWriter::ReelWriter(const std::string& path, const std::string& mark, AVRatio
     c->colorspace = AVCOL_SPC_BT709;
     c->color_range = AVCOL_RANGE_MPEG;
     av_opt_set(c->priv_data, "preset", kPreset, 0);
+    av_opt_set(c->priv_data, "x264-params", kTools, 0);
     av_opt_set(c->priv_data, "crf", kQuality, 0);
   });
   audio_ = openEncoder("aac", output_.get(), [&](AVCodecContext* c) {

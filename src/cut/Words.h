@@ -21,6 +21,11 @@ struct Word {
   bool endsSentence = false;
   // Heard where the take strays from its known script: talk the script doesn't hold.
   bool offScript = false;
+  // Where its sound rises, when its span opens on a little quiet; 0 when not measured.
+  // Captions light the word from here.
+  double onset = 0;
+
+  double litFrom() const { return onset > start ? onset : start; }
 
   bool operator==(const Word&) const = default;
 };

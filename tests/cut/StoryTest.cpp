@@ -343,6 +343,28 @@ TEST(CaptionsTest, takeTimesMapOntoTheReelSegmentsBackToBack) {
   EXPECT_DOUBLE_EQ(reelTime(segments, 9), 3);
 }
 
+// The aligner opens "good" 30 ms before its sound; "light" follows without a gap; "soft"
+// never rises to speech level early on (a whispered opening). Only "good" lights late.
+TEST(CaptionsTest, aWordLightsWhenItsSoundRisesNotOnTheQuietBeforeIt) {
+  Pcm pcm;
+  pcm.samples.resize(std::size_t(4 * Pcm::kRate));
+  for (std::size_t i = std::size_t(1.03 * Pcm::kRate); i < std::size_t(2 * Pcm::kRate); ++i)
+    pcm.samples[i] = std::int16_t(8000 * std::sin(double(i) * 0.2));
+  for (std::size_t i = std::size_t(2.6 * Pcm::kRate); i < std::size_t(3 * Pcm::kRate); ++i)
+    pcm.samples[i] = std::int16_t(8000 * std::sin(double(i) * 0.2));
+  Story story;
+  story.segments = {{0.5, 3.5}};
+  story.words = {{"good", 1, 1.4}, {"light", 1.4, 1.9}, {"soft", 2.5, 3}};
+  placeOnsets(SoundLevels::of(pcm), story.words);
+  EXPECT_NEAR(story.words[0].onset, 1.03, 0.006);
+  EXPECT_DOUBLE_EQ(story.words[1].onset, 1.4);
+  EXPECT_DOUBLE_EQ(story.words[2].onset, 2.5) << "its sound comes too late to be its opening";
+  const std::string script = captionScript(story);
+  EXPECT_NE(script.find("0:00:00.53,0:00:00.90,Words,,0,0,0,,{\\pos(510,1240)}{\\c&H0000D7FF&}GOOD"),
+            std::string::npos)
+      << script;
+}
+
 TEST(CaptionsTest, aCaptionLineNeverRunsAcrossASentencesEnd) {
   Story story;
   story.segments = {{0, 3}};
