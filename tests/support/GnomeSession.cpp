@@ -152,11 +152,21 @@ void MutterInput::moveTo(double x, double y) {
   call("NotifyPointerMotionRelative", "dd", x - (GnomeSession::width - 1), y - (GnomeSession::height - 1));
 }
 
+void MutterInput::moveBy(double dx, double dy) { call("NotifyPointerMotionRelative", "dd", dx, dy); }
+
 void MutterInput::click() {
-  for (int pressed : {1, 0}) {
-    call("NotifyPointerButton", "ib", kLeftButton, pressed);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
+  press();
+  release();
+}
+
+void MutterInput::press() {
+  call("NotifyPointerButton", "ib", kLeftButton, 1);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));  // a person's press
+}
+
+void MutterInput::release() {
+  call("NotifyPointerButton", "ib", kLeftButton, 0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
 void passShareDialog(MutterInput& input) {

@@ -51,7 +51,12 @@ class MutterInput {
   void key(uint32_t keysym);
   // Puts the pointer at (x, y) of the monitor.
   void moveTo(double x, double y);
+  // Moves the pointer by (dx, dy), as a hand does.
+  void moveBy(double dx, double dy);
   void click();
+  // The left button held down and let go, for a drag between the two.
+  void press();
+  void release();
 
  private:
   void call(const char* method, const char* signature, ...);
