@@ -16,6 +16,7 @@
 #include "desktop/ScreenScaleWatch.h"
 #include "model/Studio.h"
 #include "controls/ControlDeck.h"
+#include "desktop/OwnWindowMarker.h"
 #include "controls/FaceMenu.h"
 #include "monitor/IslandWindow.h"
 #include "monitor/PhoneView.h"
@@ -33,6 +34,9 @@
 
 namespace vorn {
 namespace {
+
+// The phone's marks stand clear of its rounded corners, on its edge.
+constexpr int kPhoneMarkInset = 40;
 
 // VORN_AUTORECORD=SECONDS: a development aid that records one take of that length as soon as
 // the first frame is composed, prints where it went and quits.
@@ -100,6 +104,9 @@ int runStudio(int argc, char** argv, StudioRequest request) {
     stage = std::make_unique<StageWindow>(studio);
     windows.viewfinder = stage->takeViewfinder();
     windows.island = stage->takeIsland();
+    // A shared monitor shows them: the capture blanks what their marks enclose.
+    markAsOwnWindow(stage->window());
+    markAsOwnWindow(monitorWindow, kPhoneMarkInset);
   }
   Backends backends = platform->forEngine();
   const DesktopServices services = backends.desktop;

@@ -2,11 +2,14 @@
 #include "platform/portal/PortalScreenBackend.h"
 
 #include "capture/GrabLoop.h"
+#include "capture/OwnWindowMarks.h"
 #include "capture/ScreenPixels.h"
 #include "platform/portal/PipeWireStream.h"
 
 #include <QPainter>
 
+#include <cmath>
+#include <cstring>
 #include <utility>
 
 namespace vorn {
@@ -25,12 +28,31 @@ void swapRedAndBlue(FrameBuffer& frame) {
   }
 }
 
+// What stands in a take for one of Vorn's windows the shared monitor shows.
+constexpr uint8_t kBlankBgra[4] = {68, 64, 64, 255};  // a grey none of Vorn's windows wear
+
+// Blanks in `frame` (the capture area, scaled) the windows of Vorn's found in the picture.
+void blankOwnWindows(FrameBuffer& frame, const ScreenConfig& config, const std::vector<Rect>& windows) {
+  const double sx = config.width / config.sourceRect.width, sy = config.height / config.sourceRect.height;
+  for (const Rect& window : windows) {
+    const Rect inside = window.intersected(config.sourceRect);
+    if (inside.isEmpty()) continue;
+    const int left = std::max(0, int(std::floor((inside.x - config.sourceRect.x) * sx)));
+    const int top = std::max(0, int(std::floor((inside.y - config.sourceRect.y) * sy)));
+    const int right = std::min(frame.width(), int(std::ceil((inside.maxX() - config.sourceRect.x) * sx)));
+    const int bottom = std::min(frame.height(), int(std::ceil((inside.maxY() - config.sourceRect.y) * sy)));
+    for (int y = top; y < bottom; ++y)
+      for (int x = left; x < right; ++x) std::memcpy(frame.row(y) + x * 4, kBlankBgra, 4);
+  }
+}
+
 // Crops and scales the capture area out of the stream's latest picture, with the pointer drawn
-// in where the stream sends it apart.
+// in where the stream sends it apart. On a shared monitor, Vorn's own windows are blanked.
 class PortalGrabber : public Grabber {
  public:
-  PortalGrabber(std::shared_ptr<PipeWireStream> stream, std::function<void(const PointerState&)> onPointer)
-      : stream_(std::move(stream)), onPointer_(std::move(onPointer)) {}
+  PortalGrabber(std::shared_ptr<PipeWireStream> stream, bool blankOwn,
+                std::function<void(const PointerState&)> onPointer)
+      : stream_(std::move(stream)), blankOwn_(blankOwn), onPointer_(std::move(onPointer)) {}
 
   Result grab(const ScreenConfig& config, bool changed) override {
     const std::optional<StreamCursor> cursor = stream_->cursor();
@@ -45,7 +67,12 @@ class PortalGrabber : public Grabber {
         return;
       }
       result = crop(*picture, config);
-      if (result.frame) serial_ = serial;
+      if (!result.frame) return;
+      serial_ = serial;
+      if (blankOwn_)
+        blankOwnWindows(*result.frame, config,
+                        findOwnWindows(picture->data, picture->width, picture->height, picture->stride,
+                                       picture->redFirst));
     });
     if (cursor) {
       drawnAt_ = cursor->position;
@@ -85,6 +112,7 @@ class PortalGrabber : public Grabber {
   }
 
   std::shared_ptr<PipeWireStream> stream_;
+  bool blankOwn_;
   std::function<void(const PointerState&)> onPointer_;
   std::unique_ptr<FramePool> pool_;
   uint64_t serial_ = 0;
@@ -130,19 +158,23 @@ std::optional<std::string> PortalScreenBackend::unavailable() const {
 void PortalScreenBackend::start(const DisplayInfo&, const ScreenConfig& config, OwnClient, ScreenSinks sinks) {
   stopStream();
   std::shared_ptr<PipeWireStream> stream;
+  bool monitor = false;
   {
     std::lock_guard lock(mutex_);
     PortalSession& shared = session();
     stream = std::make_shared<PipeWireStream>(shared.openPipeWireRemote(), shared.source().node, sinks.onStopped);
     stream_ = stream;
+    monitor = !shared.source().window;
   }
   auto onPointer = sinks.onPointer;
-  running_.start(std::make_unique<PortalGrabber>(std::move(stream), std::move(onPointer)), config, std::move(sinks));
+  running_.start(std::make_unique<PortalGrabber>(std::move(stream), monitor, std::move(onPointer)), config,
+                 std::move(sinks));
 }
 
 bool PortalScreenBackend::leavesOutOwnWindows() const {
   std::lock_guard lock(mutex_);
-  // A window alone: nothing of Vorn's can be in it.
+  // A window alone: nothing of Vorn's can be in it. A monitor: Vorn's marked windows are
+  // blanked, but a menu or a dialog of its own would show.
   return shared_ && shared_->window;
 }
 
