@@ -17,7 +17,7 @@ namespace vorn {
 namespace {
 
 constexpr int kMargin = 16;
-constexpr int kNoteHeight = 40;
+constexpr int kNoteHeight = 58;  // three lines
 // How near a corner, in board pixels, a press resizes instead of moving.
 constexpr double kCornerReach = 14;
 constexpr double kStillEvery = 1.0;
@@ -26,6 +26,9 @@ const char* const kNote = QT_TRANSLATE_NOOP(
     "FramingBoard",
     "Drag the frame over what to record; drag a corner to resize it.\n"
     "Click zoom is off: on Wayland, Vorn can't see clicks in other windows.");
+// Where the whole screen is shared, the capture blanks Vorn's windows rather than leave them in.
+const char* const kOwnWindowsNote =
+    QT_TRANSLATE_NOOP("FramingBoard", "Vorn's own windows stay grey in the take: keep them clear of the frame.");
 
 }  // namespace
 
@@ -134,9 +137,11 @@ void FramingBoard::paintEvent(QPaintEvent*) {
       p.drawRect(frame.adjusted(-5, -5, 5, 5));
     }
   }
+  QString note = tr(kNote);
+  if (engine_ && !engine_->ownWindowsLeftOut()) note += QLatin1Char('\n') + tr(kOwnWindowsNote);
   p.setPen(QColor(200, 200, 205));
   p.drawText(QRectF(kMargin, height() - kNoteHeight - kMargin / 2, width() - 2 * kMargin, kNoteHeight),
-             Qt::AlignLeft | Qt::AlignVCenter, tr(kNote));
+             Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap, note);
 }
 
 void FramingBoard::mousePressEvent(QMouseEvent* event) {
