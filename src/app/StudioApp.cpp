@@ -105,8 +105,8 @@ int runStudio(int argc, char** argv, StudioRequest request) {
     windows.viewfinder = stage->takeViewfinder();
     windows.island = stage->takeIsland();
     // A shared monitor shows them: the capture blanks what their marks enclose.
-    markAsOwnWindow(stage->window());
     markAsOwnWindow(monitorWindow, kPhoneMarkInset);
+    markEveryOwnWindow();
   }
   Backends backends = platform->forEngine();
   const DesktopServices services = backends.desktop;

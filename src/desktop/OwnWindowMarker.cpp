@@ -3,6 +3,7 @@
 
 #include "capture/OwnWindowMarks.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QPainter>
 #include <QWidget>
@@ -85,8 +86,31 @@ class Marker : public QObject {
   Mark* second_;
 };
 
+const char* const kMarked = "vornOwnMarks";
+
+// Marks each window as it first shows.
+class MarkEveryWindow : public QObject {
+ protected:
+  bool eventFilter(QObject* object, QEvent* event) override {
+    if (event->type() != QEvent::Show || !object->isWidgetType()) return false;
+    auto* widget = static_cast<QWidget*>(object);
+    if (widget->isWindow() && !widget->property(kMarked).toBool()) markAsOwnWindow(widget);
+    return false;
+  }
+};
+
 }  // namespace
 
-void markAsOwnWindow(QWidget* window, int inset) { new Marker(window, inset); }
+void markAsOwnWindow(QWidget* window, int inset) {
+  window->setProperty(kMarked, true);
+  new Marker(window, inset);
+}
+
+void markEveryOwnWindow() {
+  static MarkEveryWindow* marking = nullptr;
+  if (marking) return;
+  marking = new MarkEveryWindow;
+  qApp->installEventFilter(marking);
+}
 
 }  // namespace vorn

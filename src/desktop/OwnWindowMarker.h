@@ -12,4 +12,8 @@ namespace vorn {
 // where: `inset` from the ends of its top and bottom edges, 3 pixels in from them.
 void markAsOwnWindow(QWidget* window, int inset = 0);
 
+// From now on every top-level window of Vorn's is marked as it first shows (menus, dialogs and
+// tool tips too); a window marked before keeps its own marks.
+void markEveryOwnWindow();
+
 }  // namespace vorn

@@ -80,5 +80,23 @@ TEST(OwnWindowMarks, aMarkedWindowIsFoundWhereverTheScreenShowsIt) {
   EXPECT_EQ(found(other), (std::vector<Rect>{around(10, 20, 500, 320, 1)}));
 }
 
+// Once every window is to be marked, one that shows later (a dialog, a menu) carries marks too.
+TEST(OwnWindowMarks, everyWindowShownAfterwardsIsMarked) {
+  markEveryOwnWindow();
+  QWidget dialog(nullptr, Qt::Popup);
+  dialog.setStyleSheet(QStringLiteral("background: white;"));
+  dialog.resize(200, 120);
+  dialog.show();
+  QCoreApplication::processEvents();
+  QImage screen = noisyScreen();
+  QPainter painter(&screen);
+  painter.drawImage(700, 500, dialog.grab().toImage());
+  painter.end();
+  const QMargins frame = dialog.windowHandle()->frameMargins();
+  EXPECT_EQ(found(screen), (std::vector<Rect>{{700.0 - frame.left(), 500.0 - frame.top(),
+                                               200.0 + frame.left() + frame.right(),
+                                               120.0 + frame.top() + frame.bottom()}}));
+}
+
 }  // namespace
 }  // namespace vorn
