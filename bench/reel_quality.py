@@ -4,6 +4,9 @@
 
     python3 bench/reel_quality.py [BUILD_DIR] [--keep] [--script-only] [TAKE...]
 
+--keep leaves the takes, reels and each take's truth (NAME.truth.json) in a folder it names;
+--script-only skips the runs that listen freely.
+
 Each take is a story of about 1.5 minutes that espeak-ng reads (through libespeak-ng, so every
 word's place in the sound is known) with fillers, a false start, an off-topic aside and long
 pauses; its picture numbers itself, so repeated pictures can be counted. The takes: plain, over a
@@ -433,6 +436,9 @@ def main():
     try:
         for name, voice, rate, gain, noise in (t for t in TAKES if t[0] in chosen):
             made = make_take(folder, name, voice, rate, gain, noise, espeak)
+            # Kept with the take, for looking into a run afterwards.
+            with open(os.path.join(folder, name + ".truth.json"), "w") as truth:
+                json.dump(made, truth)
             print(f"{name}: {made['duration']:.1f} s, {len(made['truth'])} words said",
                   flush=True)
             for script in (True,) if "--script-only" in sys.argv else (False, True):

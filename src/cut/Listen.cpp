@@ -210,18 +210,10 @@ std::vector<std::size_t> plannedEnds(const Script& script, std::size_t begin, st
   return ends;
 }
 
-// The recognisers of one listening, both made before the second thread starts.
-struct Listeners {
-  Listeners(const RecogniserMaker& make, Listening how, std::size_t chunks)
-      : first(make(how)), second(chunks > 1 ? make(how) : nullptr) {}
-  std::unique_ptr<Recogniser> first;
-  std::unique_ptr<Recogniser> second;
-};
-
-std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Listeners& listeners,
+std::vector<std::vector<Word>> transcribeAll(const Pcm& pcm, Recogniser& first, Recogniser* second,
                                              const std::vector<Span>& chunks) {
   std::vector<std::vector<Word>> heard(chunks.size());
-  forEachChunk(chunks, *listeners.first, listeners.second.get(), [&](Recogniser& recogniser, std::size_t c) {
+  forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
     heard[c] = recogniser.transcribe(samplesOf(pcm, chunks[c]), chunks[c].start);
   });
   return heard;
@@ -396,21 +388,16 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   transcript.duration = pcm.duration();
   transcript.levels = SoundLevels::of(pcm);
   const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);
-  const bool scripted = script.find_first_not_of(" \t\r\n") != std::string::npos;
-  const Listening how = scripted ? Listening::quick : Listening::thorough;
-  Listeners listeners(make, how, chunks.size());
-  const auto heard = transcribeAll(pcm, listeners, chunks);
-  const Script expected = sayable(script, *listeners.first);
+  const std::unique_ptr<Recogniser> recogniser = make();
+  // Both recognisers are made here, before the second thread starts.
+  const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
+  const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
+  const Script expected = sayable(script, *recogniser);
   if (!expected.words.empty())
-    transcript.words = followScript(pcm, *listeners.first, listeners.second.get(), chunks,
-                                    heard, expected, transcript.levels);
+    transcript.words = followScript(pcm, *recogniser, second.get(), chunks, heard, expected,
+                                    transcript.levels);
   transcript.fromScript = !transcript.words.empty();
-  if (!transcript.fromScript && how == Listening::quick) {
-    Listeners thorough(make, Listening::thorough, chunks.size());
-    transcript.words = joined(transcribeAll(pcm, thorough, chunks));
-  } else if (!transcript.fromScript) {
-    transcript.words = joined(heard);
-  }
+  if (!transcript.fromScript) transcript.words = joined(heard);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   measureLoudness(pcm, transcript.words);

@@ -23,23 +23,22 @@ struct Transcript {
   SoundLevels levels;
 };
 
-// Makes a recogniser that listens as closely as asked; listening runs two at once.
-using RecogniserMaker = std::function<std::unique_ptr<Recogniser>(Listening)>;
+// Makes a recogniser; listening runs two at once.
+using RecogniserMaker = std::function<std::unique_ptr<Recogniser>()>;
 
 // Sets each word's loudness from the sound it spans.
 void measureLoudness(const Pcm& pcm, std::vector<Word>& words);
 
-// Sets each word's onset: the first 10 ms of its opening stretch at speech level (an aligner
-// often opens a word on the quiet before it).
+// Sets each word's onset: the first 10 ms of its opening stretch near the word's own loudest
+// (an aligner often opens a word on the quiet before it).
 void placeOnsets(const SoundLevels& levels, std::vector<Word>& words);
 
 // Takes a noisy take's steady noise down first (`forListening`), then finds the speech in it,
 // cuts it into chunks at pauses and has recognisers from `make`
 // transcribe them, two chunks at a time. With a non-empty `script`, the script's words are
 // aligned to the chunks that read it instead, each with how sure its place is: a chunk that
-// says something else keeps what was heard there (quickly), marked unsure, and script words
-// the take skips are left out. A take whose chunks match none of the script is listened to
-// again, thoroughly.
+// says something else keeps what was heard there, marked unsure, and script words the take
+// skips are left out. A take whose chunks match none of the script is listened to freely.
 // Throws CutError ("no usable speech") when nothing is heard.
 Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script);
 

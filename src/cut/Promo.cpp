@@ -105,7 +105,7 @@ Transcript listenTo(const Options& options, const ReelFiles& files, const Pcm& p
   const std::string script = scriptFor(options, files);
   report.stage("listening");
   return listen(
-      pcm, [](Listening how) { return std::make_unique<SphinxRecogniser>(how); }, script);
+      pcm, [] { return std::make_unique<SphinxRecogniser>(); }, script);
 }
 
 double render(const Options& options, const Story& story, const Pcm& pcm, const ReelFiles& files,

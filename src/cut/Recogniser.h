@@ -20,10 +20,6 @@ struct Alignment {
   double fit = 0;
 };
 
-// How closely free recognition listens. `quick` leaves out the refining passes: with a script
-// known, the words heard freely only place the script's shares on the sound.
-enum class Listening { thorough, quick };
-
 class Recogniser {
  public:
   virtual ~Recogniser() = default;

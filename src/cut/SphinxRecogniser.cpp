@@ -99,18 +99,17 @@ struct SphinxRecogniser::Decoder {
   }
 };
 
-SphinxRecogniser::SphinxRecogniser(Listening how) : decoder_(std::make_unique<Decoder>()) {
+SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   const std::string model = VORN_SPHINX_MODEL_DIR "/en-us";
   if (!std::filesystem::exists(model + "/en-us/mdef"))
     throw CutError("The speech model isn't installed (pocketsphinx-en-us).");
   err_set_logfp(nullptr);
-  // Silence stays in the features, so a word's frames are its time in the sound. The flat
-  // pass costs a third of the listening and only sharpens free recognition.
-  decoder_->config = cmd_ln_init(
-      nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
-      (model + "/en-us.lm.bin").c_str(), "-dict", (model + "/cmudict-en-us.dict").c_str(),
-      "-bestpath", "yes", "-fwdflat", how == Listening::thorough ? "yes" : "no",
-      "-remove_silence", "no", nullptr);
+  // Silence stays in the features, so a word's frames are its time in the sound.
+  decoder_->config =
+      cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
+                  (model + "/en-us.lm.bin").c_str(), "-dict",
+                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes",
+                  "-remove_silence", "no", nullptr);
   if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
   if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
   decoder_->languageSearch = ps_get_search(decoder_->ps);

@@ -11,7 +11,7 @@ namespace vorn::cut {
 class SphinxRecogniser final : public Recogniser {
  public:
   // Loads the model; throws CutError when it is not installed.
-  explicit SphinxRecogniser(Listening how = Listening::thorough);
+  SphinxRecogniser();
   ~SphinxRecogniser() override;
 
   std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) override;
