@@ -27,7 +27,9 @@ int valueOf(std::uint32_t pixel) {
 
 bool isNibblePixel(std::uint32_t pixel) { return (pixel & 0xf0f0f0) == kBase; }
 
-int checkOf(int x, int y, int width, int height) { return (x * 7 + y * 13 + width * 17 + height * 19) % 4096 ^ 0xa5a; }
+int checkOf(int x, int y, int width, int height) {
+  return (x * 7 + y * 13 + width * 17 + height * 19) % 4096 ^ 0xa5a;
+}
 
 // One pixel of the picture as 0xRRGGBB.
 struct Picture {
@@ -83,8 +85,8 @@ std::vector<Rect> findOwnWindows(const std::uint8_t* pixels, int width, int heig
   for (int y = 0; y < height; y += OwnWindowMark::kRows) {
     const std::uint8_t* row = pixels + std::ptrdiff_t(y) * stride;
     const std::uint8_t* end = row + std::ptrdiff_t(width) * 4;
-    for (const std::uint8_t* at = row; (at = static_cast<const std::uint8_t*>(std::memchr(at, kOpeningGreen, std::size_t(end - at))));
-         ++at) {
+    for (const std::uint8_t* at = row;
+         (at = static_cast<const std::uint8_t*>(std::memchr(at, kOpeningGreen, std::size_t(end - at)))); ++at) {
       if ((at - row) % 4 != 1) continue;
       const int x = int((at - row) / 4);
       if (x > 0 && picture.at(x - 1, y) == picture.at(x, y)) continue;  // inside a scaled mark
