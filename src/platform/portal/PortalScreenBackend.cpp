@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/portal/PortalScreenBackend.h"
 
+#include "base/PixelRect.h"
 #include "capture/GrabLoop.h"
 #include "capture/OwnWindowMarks.h"
 #include "capture/ScreenPixels.h"
@@ -8,7 +9,6 @@
 
 #include <QPainter>
 
-#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -37,12 +37,12 @@ void blankOwnWindows(FrameBuffer& frame, const ScreenConfig& config, const std::
   for (const Rect& window : windows) {
     const Rect inside = window.intersected(config.sourceRect);
     if (inside.isEmpty()) continue;
-    const int left = std::max(0, int(std::floor((inside.x - config.sourceRect.x) * sx)));
-    const int top = std::max(0, int(std::floor((inside.y - config.sourceRect.y) * sy)));
-    const int right = std::min(frame.width(), int(std::ceil((inside.maxX() - config.sourceRect.x) * sx)));
-    const int bottom = std::min(frame.height(), int(std::ceil((inside.maxY() - config.sourceRect.y) * sy)));
-    for (int y = top; y < bottom; ++y)
-      for (int x = left; x < right; ++x) std::memcpy(frame.row(y) + x * 4, kBlankBgra, 4);
+    const PixelRect blank =
+        PixelRect::covering({(inside.x - config.sourceRect.x) * sx, (inside.y - config.sourceRect.y) * sy,
+                             inside.width * sx, inside.height * sy})
+            .intersected({0, 0, frame.width(), frame.height()});
+    for (int y = blank.y; y < blank.bottom(); ++y)
+      for (int x = blank.x; x < blank.right(); ++x) std::memcpy(frame.row(y) + x * 4, kBlankBgra, 4);
   }
 }
 
