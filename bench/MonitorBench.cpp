@@ -11,6 +11,7 @@
 //
 // usage: monitor_bench [PLAYBACK_SECONDS] [PROMPTER_SECONDS]   (defaults 10 and 60)
 
+#include "BenchLoop.h"
 #include "app/BackendChoice.h"
 #include "engine/Engine.h"
 #include "model/Studio.h"
@@ -28,7 +29,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QTimer>
 #include <QWidget>
 
@@ -43,36 +43,13 @@ using namespace vorn;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-// Runs the event loop until `happened`, sleeping between events (a timer wakes it every 2 ms
-// to look) so that the waiting costs the measurements nothing.
-bool within(double seconds, const std::function<bool()>& happened) {
-  QElapsedTimer clock;
-  clock.start();
-  QTimer wake;
-  wake.start(2);
-  while (!happened()) {
-    if (clock.elapsed() > seconds * 1000) return false;
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
-  return true;
-}
-
-double ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+using namespace bench;
 
 double cpuSeconds() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
   return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
          double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-void printSpread(const char* what, std::vector<double> values) {
-  if (values.empty()) return (void)std::printf("%s: no samples\n", what);
-  std::sort(values.begin(), values.end());
-  std::printf("%s, %zu samples: median %.2f ms, p90 %.2f ms, worst %.2f ms\n", what, values.size(),
-              values[values.size() / 2], values[values.size() * 9 / 10], values.back());
 }
 
 void benchPaint(MonitorWindow& monitor) {

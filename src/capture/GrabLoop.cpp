@@ -15,9 +15,17 @@ GrabLoop::GrabLoop(Grabber& grabber, const ScreenConfig& config, ScreenSinks sin
       good_(config),
       thread_([this](std::stop_token stop) { run(stop); }) {
   pthread_setname_np(thread_.native_handle(), "vorn.screen");
+  grabber_.wakeOnChange([this] {
+    {
+      std::lock_guard guard(mutex_);
+      changedSource_ = true;
+    }
+    wake_.notify_all();
+  });
 }
 
 GrabLoop::~GrabLoop() {
+  grabber_.wakeOnChange({});
   thread_.request_stop();
   wake_.notify_all();
   if (thread_.joinable()) thread_.join();
@@ -109,7 +117,8 @@ void GrabLoop::run(std::stop_token stop) {
     // missed while grabbing is skipped.
     deadline = nextTick(std::chrono::steady_clock::now());
     std::unique_lock lock(mutex_);
-    wake_.wait_until(lock, stop, deadline, [] { return false; });
+    wake_.wait_until(lock, stop, deadline, [this] { return changedSource_; });
+    changedSource_ = false;
   }
   failUpdates(applied, "The capture stopped.");
 }

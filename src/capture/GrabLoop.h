@@ -34,6 +34,10 @@ class Grabber {
     static Result lostWith(std::string why) { return {nullptr, std::move(why), true, std::nullopt}; }
     static Result skip(std::string why = {}) { return {nullptr, {}, false, std::move(why)}; }
   };
+  // Hands the grabber a call that makes the loop grab at once rather than at the next tick,
+  // for a source that knows when its picture changed; empty to stop (the loop is going).
+  // Once this returns, the call given before is not made again.
+  virtual void wakeOnChange(std::function<void()> wake) { (void)wake; }
   // Called once per tick. `changed` is true on the first tick and after every configuration
   // change: the grabber must then deliver a frame even if the screen did not change. Returns
   // no frame when the area shows nothing new since the last one. Never throws.
@@ -41,7 +45,8 @@ class Grabber {
 };
 
 // The "vorn.screen" thread of a paced backend: a grab on each tick of the shared 60 Hz grid
-// (a missed tick is skipped, not made up), a configuration change taking effect on the
+// (a missed tick is skipped, not made up), and at once when the grabber's source says its
+// picture changed, so a change is not held back until the next tick; a configuration change taking effect on the
 // next tick, and its completion reported once the first frame of it has been delivered. A
 // configuration the grabber cannot capture fails its update and the last good one returns.
 // Reads that keep failing for `failingSeconds` are told once, until a picture comes again.
@@ -74,9 +79,10 @@ class GrabLoop {
   std::optional<double> failingSince_;
   bool failingTold_ = false;
 
-  std::mutex mutex_;  // guards updates_ and ended_
+  std::mutex mutex_;  // guards updates_, changedSource_ and ended_
   std::condition_variable_any wake_;
   std::vector<Update> updates_;
+  bool changedSource_ = false;  // the source has a new picture: grab without waiting
   bool ended_ = false;  // the capture was lost: updates fail at once
   std::jthread thread_;  // last: joins before the fields it uses go
 };

@@ -242,6 +242,7 @@ bool PipeWireStream::readPicture(pw_buffer* buffer) {
     held_ = buffer;
     picture_ = {SPA_PTROFF(data.data, data.chunk->offset, const uint8_t), stride, width_, height_, redFirst(format_)};
     ++serial_;
+    if (arrived_) arrived_();
   }
   if (previous) pw_stream_queue_buffer(stream_, previous);
   return true;
@@ -275,6 +276,11 @@ void PipeWireStream::end() {
 void PipeWireStream::withPicture(const std::function<void(const StreamPicture*, uint64_t)>& read) const {
   std::lock_guard lock(mutex_);
   read(held_ ? &picture_ : nullptr, serial_);
+}
+
+void PipeWireStream::onPicture(std::function<void()> arrived) {
+  std::lock_guard lock(mutex_);
+  arrived_ = std::move(arrived);
 }
 
 std::optional<StreamCursor> PipeWireStream::cursor() const {

@@ -56,6 +56,9 @@ class PipeWireStream {
   void withPicture(const std::function<void(const StreamPicture* picture, uint64_t serial)>& read) const;
   // The pointer, when the stream sends it beside the pictures.
   std::optional<StreamCursor> cursor() const;
+  // Called on the PipeWire thread, under the stream's lock, as each new picture is held;
+  // empty to stop. Once this returns, the one given before is not called again.
+  void onPicture(std::function<void()> arrived);
 
   // PipeWire's callbacks, on the loop's thread.
   void formatChanged(uint32_t format, int width, int height);
@@ -93,6 +96,7 @@ class PipeWireStream {
   StreamPicture picture_;
   uint64_t serial_ = 0;
   std::optional<StreamCursor> cursor_;
+  std::function<void()> arrived_;
 };
 
 }  // namespace vorn

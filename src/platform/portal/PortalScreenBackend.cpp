@@ -54,6 +54,8 @@ class PortalGrabber : public Grabber {
                 std::function<void(const PointerState&)> onPointer)
       : stream_(std::move(stream)), blankOwn_(blankOwn), onPointer_(std::move(onPointer)) {}
 
+  void wakeOnChange(std::function<void()> wake) override { stream_->onPicture(std::move(wake)); }
+
   Result grab(const ScreenConfig& config, bool changed) override {
     const std::optional<StreamCursor> cursor = stream_->cursor();
     const bool cursorMoved = cursor && (cursor->position != drawnAt_ || cursor->bitmap.cacheKey() != drawnKey_);
