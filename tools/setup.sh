@@ -18,6 +18,8 @@ packages=(
   libpipewire-0.3-dev libspa-0.2-dev libsystemd-dev qt6-wayland
   # a headless GNOME session for the Wayland tests: the shell, PipeWire, the portal
   gnome-shell mutter pipewire wireplumber xdg-desktop-portal xdg-desktop-portal-gnome
+  # KDE's global shortcuts for the Wayland tests: its portal backend and kglobalaccel
+  xdg-desktop-portal-kde
   # audio, camera, pixels, faces
   libpulse-dev libudev-dev libturbojpeg0-dev libyuv-dev
   libopencv-dev

@@ -5,6 +5,7 @@
 #include "capture/SampleScreenBackend.h"
 #include "desktop/OverlayBackend.h"
 #include "platform/portal/PortalScreenBackend.h"
+#include "platform/portal/PortalShortcut.h"
 #include "platform/pulse/PulseSoundServer.h"
 #include "platform/x11/GuiClient.h"
 #include "platform/x11/X11Desktop.h"
@@ -81,11 +82,21 @@ QString BackendChoice::noDisplay() const {
 
 void BackendChoice::openDesktop() {
   // X11's keys, clicks and overlays would reach only X clients on a Wayland desktop.
-  if (wayland_) return;
-  desktop_ = X11Desktop::open();
-  if (desktop_) overlays_ = std::make_unique<X11Overlays>(*desktop_);
-  services_ = x11DesktopServices(desktop_.get());
-  own_ = guiClient();
+  if (!wayland_) {
+    desktop_ = X11Desktop::open();
+    if (desktop_) overlays_ = std::make_unique<X11Overlays>(*desktop_);
+    services_ = x11DesktopServices(desktop_.get());
+    own_ = guiClient();
+  }
+  // There no client may grab a key: the desktop holds Vorn's shortcut where it offers that.
+  // A desktop's shortcuts are lasting chords the user may rebind; a bare key wanted for a
+  // moment (Escape during a countdown) works in Vorn's own windows only.
+  if (waylandSession() && PortalShortcut::offered())
+    services_.grabKey = [](int key, Qt::KeyboardModifiers modifiers,
+                           std::function<void()> pressed) -> std::shared_ptr<void> {
+      if (modifiers == Qt::NoModifier) return nullptr;
+      return PortalShortcut::bind(key, modifiers, std::move(pressed));
+    };
 }
 
 Backends BackendChoice::forEngine() const {

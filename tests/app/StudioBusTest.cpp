@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The studio on a private session bus: one studio per bus, driven by `vorn --toggle` and
-// `vorn --stop` from other processes, and telling the desktop about a take saved out of sight.
+// `vorn --stop` from other processes, or by the desktop's own shortcut on Wayland, and telling
+// the desktop about a take saved out of sight.
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
+#include "support/KdeShortcuts.h"
 #include "support/MovieProbe.h"
 #include "support/TestServices.h"
 
@@ -12,6 +14,7 @@
 #include <QDBusReply>
 #include <QDBusVariant>
 #include <QDir>
+#include <QImage>
 #include <QProcess>
 #include <QUrl>
 #include <gtest/gtest.h>
@@ -160,6 +163,33 @@ TEST_F(StudioBus, toggleFromAnotherProcessCountsDownRecordsAndStopsATake) {
   ASSERT_EQ(saved.size(), 1);
   EXPECT_GT(test::probeDuration(takes.filePath(saved.front())), 0.5);
   EXPECT_EQ(studioPid(), uint(studio.pid())) << "the studio stays after its take";
+}
+
+// Where no client may grab a key, the desktop holds Vorn's shortcut and presses it for Vorn.
+TEST_F(StudioBus, onWaylandTheDesktopsShortcutCountsDownRecordsAndStopsATake) {
+  if (const auto missing = test::KdeShortcuts::missingProgram()) GTEST_SKIP() << "no " << *missing << " here";
+  test::KdeShortcuts desktop;
+  const QDir takes(QDir::homePath() + "/Videos/Vorn");
+  const QStringList before = takes.entryList({"*.mp4"}, QDir::Files);
+  QImage screen(1280, 720, QImage::Format_RGB32);
+  screen.fill(QColor(46, 139, 87));
+  const std::string picture = test::tempHome()->path() + "/screen.png";
+  ASSERT_TRUE(screen.save(QString::fromStdString(picture)));
+  PhaseWatch watch;
+  test::ChildProcess studio({"env", "XDG_SESSION_TYPE=wayland", "VORN_SAMPLE_SCREEN=" + picture, kVorn.toStdString()});
+  ASSERT_TRUE(watch.saw("framing"));
+  ASSERT_TRUE(test::within(30, [&] { return desktop.press("vorn", "toggle"); }))
+      << "the studio's shortcut is filed with the desktop";
+  ASSERT_TRUE(watch.saw("recording")) << watch.phases.join(' ').toStdString();
+  EXPECT_EQ(watch.phases.mid(watch.phases.indexOf("countdown")).first(2), (QStringList{"countdown", "recording"}));
+
+  ASSERT_TRUE(test::within(60, [&] { return aSecondWritten(takes); }));
+  ASSERT_TRUE(desktop.press("vorn", "toggle"));
+  ASSERT_TRUE(watch.saw("review")) << watch.phases.join(' ').toStdString();
+  QStringList saved = takes.entryList({"*.mp4"}, QDir::Files);
+  for (const QString& old : before) saved.removeAll(old);
+  ASSERT_EQ(saved.size(), 1);
+  EXPECT_GT(test::probeDuration(takes.filePath(saved.front())), 0.5);
 }
 
 TEST_F(StudioBus, aTakeSavedWhileTheStudioIsHiddenIsAnnouncedWithShowInFiles) {

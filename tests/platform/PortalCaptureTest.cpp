@@ -61,6 +61,9 @@ TEST_F(PortalCapture, sharesOnceThenRecordsWhatTheDesktopShowsAndWherePointerIs)
   std::vector<DisplayInfo> displays = test::whileAnswering([&] { return platform->displays(); });
   ASSERT_EQ(displays.size(), 1u) << platform->noDisplay().toStdString();
   EXPECT_EQ(displays[0].rect, (Rect{0, 0, test::GnomeSession::width, test::GnomeSession::height}));
+  platform->openDesktop();
+  EXPECT_FALSE(platform->desktopServices().grabKey)
+      << "GNOME 43's portal holds no shortcuts: the studio's texts tell how to bind vorn --toggle";
 
   // The second look, with the kept token: no dialog, nobody answering.
   std::unique_ptr<ScreenBackend> screen = platform->forEngine().screen;

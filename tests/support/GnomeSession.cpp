@@ -76,6 +76,14 @@ GnomeSession::GnomeSession() {
   setenv("XDG_CURRENT_DESKTOP", "GNOME", 1);
   setenv("XDG_SESSION_TYPE", "wayland", 1);
   setenv("WAYLAND_DISPLAY", "wayland-0", 1);
+  // GNOME's backends alone: the portal starts every installed one that offers settings, and
+  // KDE's (installed for other tests) would outlive the session.
+  const std::filesystem::path portals = dir + "/gnome-portals";
+  std::filesystem::create_directories(portals);
+  for (const auto& file : std::filesystem::directory_iterator("/usr/share/xdg-desktop-portal/portals"))
+    if (file.path().filename() != "kde.portal" && !std::filesystem::exists(portals / file.path().filename()))
+      std::filesystem::create_symlink(file.path(), portals / file.path().filename());
+  setenv("XDG_DESKTOP_PORTAL_DIR", portals.c_str(), 1);
   unsetenv("DISPLAY");
   setenv("DBUS_SYSTEM_BUS_ADDRESS", startBus(processes_, "--session", dir + "/system_bus").c_str(), 1);
   setenv("DBUS_SESSION_BUS_ADDRESS", startBus(processes_, "--session", dir + "/bus").c_str(), 1);
