@@ -93,11 +93,13 @@ Pcm denoised(const Pcm& pcm, double floorDb) {
 
 }  // namespace
 
+bool voiceStandsClear(const SoundLevels& levels) {
+  return levels.db.empty() || percentile(levels.db, 0.9) - percentile(levels.db, 0.1) >= kLeastClearDb;
+}
+
 Pcm forListening(const Pcm& pcm, const SoundLevels& levels) {
-  if (levels.db.empty()) return pcm;
-  const double floorDb = percentile(levels.db, 0.1);
-  if (percentile(levels.db, 0.9) - floorDb >= kLeastClearDb) return pcm;
-  return denoised(pcm, floorDb);
+  if (voiceStandsClear(levels)) return pcm;
+  return denoised(pcm, percentile(levels.db, 0.1));
 }
 
 }  // namespace vorn::cut

@@ -14,4 +14,7 @@ namespace vorn::cut {
 // so every time stays the take's. Throws CutError when FFmpeg lacks the filter.
 Pcm forListening(const Pcm& pcm, const SoundLevels& levels);
 
+// Whether the voice stands 25 dB or more above the take's steady noise.
+bool voiceStandsClear(const SoundLevels& levels);
+
 }  // namespace vorn::cut

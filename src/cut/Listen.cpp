@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <span>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -276,10 +277,20 @@ std::pair<std::size_t, std::vector<Word>> layChunk(const Pcm& pcm, const SoundLe
   return {begin, {}};
 }
 
-// The script laid on the take, and the first tries of its phrases said again at once.
+// Whether talk heard between the script words laid from `from` lies where the script has a
+// word the recogniser cannot say: that is the word's sound, not talk.
+bool onUnsayable(const Word& talk, std::span<const Word> laid, std::size_t from, const Script& script) {
+  const auto before = std::size_t(std::count_if(laid.begin(), laid.end(),
+                                                [&](const Word& word) { return word.end <= talk.start; }));
+  return before > 0 && std::any_of(script.unsayable.begin(), script.unsayable.end(),
+                                   [&](const auto& word) { return word.first == from + before; });
+}
+
+// The script laid on the take, and the talk around its words: first tries of its phrases
+// said again at once, fillers said between them.
 struct Reading {
   Laid laid;
-  std::vector<Word> firstTries;
+  std::vector<Word> talk;
 };
 
 // Lays the script on the chunks: free recognition (`heard`, per chunk) says roughly which
@@ -319,10 +330,12 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
     // Script words laid on the quiet after a chunk's speech are the next chunk's: free
     // recognition gave this one a word too many, and the next is aligned from that word.
     while (!placed.empty() && liesOnSilence(placed.back(), levels)) placed.pop_back();
-    const auto read = std::find_if(placed.begin(), placed.end(),
-                                   [](const Word& word) { return !word.offScript; });
-    reading.firstTries.insert(reading.firstTries.end(), placed.begin(), read);
-    placed.erase(placed.begin(), read);
+    // The script's words are laid in order; first tries and fillers are talk.
+    const auto talk = std::stable_partition(placed.begin(), placed.end(),
+                                            [](const Word& word) { return !word.offScript; });
+    for (auto word = talk; word != placed.end(); ++word)
+      if (!onUnsayable(*word, {placed.begin(), talk}, from, script)) reading.talk.push_back(*word);
+    placed.erase(talk, placed.end());
     for (std::size_t i = 0; i < placed.size(); ++i) reading.laid[from + i] = placed[i];
     if (!placed.empty()) begin = from + placed.size();
     afterTalk = placed.empty();
@@ -332,7 +345,7 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
 
 // Where no script word was laid, the take said something else: what was heard there stays,
 // marked unsure, so the story keeps the talk but no caption shows a guess. A first try of a
-// phrase said again stays too, for the story to leave out.
+// phrase said again, and a filler, stay too, for the story to leave out.
 void keepUnscriptedTalk(std::vector<Word>& words, const std::vector<std::vector<Word>>& heard,
                         const std::vector<Span>& chunks, std::vector<Word> talk) {
   for (std::size_t c = 0; c < chunks.size(); ++c) {
@@ -376,14 +389,15 @@ std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* se
   rate(laid, joined(heard), levels);
   markSentenceEnds(laid, script);
   std::vector<Word> words = withUnsayable(laid, script, pcm.duration());
-  keepUnscriptedTalk(words, heard, chunks, std::move(reading.firstTries));
+  keepUnscriptedTalk(words, heard, chunks, std::move(reading.talk));
   return words;
 }
 
 }  // namespace
 
 Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script) {
-  const Pcm pcm = forListening(sound, SoundLevels::of(sound));
+  const SoundLevels recorded = SoundLevels::of(sound);
+  const Pcm pcm = forListening(sound, recorded);
   Transcript transcript;
   transcript.duration = pcm.duration();
   transcript.levels = SoundLevels::of(pcm);
@@ -391,6 +405,8 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   const std::unique_ptr<Recogniser> recogniser = make();
   // Both recognisers are made here, before the second thread starts.
   const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
+  for (Recogniser* each : {recogniser.get(), second.get()})
+    if (each) each->listenForFillers(voiceStandsClear(recorded));
   const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
   const Script expected = sayable(script, *recogniser);
   if (!expected.words.empty())

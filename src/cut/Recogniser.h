@@ -30,9 +30,14 @@ class Recogniser {
   // Forced alignment: the chunk is known to say `expected` in that order; returns those
   // words with their times, or nothing when they cannot be matched to the sound. A first try
   // at the chunk's opening words said again at once ("I sent the… I sent the whole report")
-  // comes first, its words marked `offScript`.
+  // comes first, its words marked `offScript`; so do fillers said between the words ("you
+  // know", "I mean"), in their places, when listened for.
   virtual Alignment align(std::span<const std::int16_t> chunk, double offset,
                           const std::vector<std::string>& expected) = 0;
+
+  // Whether alignments listen for the fillers too: only where the voice stands clear of the
+  // noise, which would otherwise be heard as them.
+  virtual void listenForFillers(bool on) = 0;
 
   // Whether the recogniser can say `word` at all (it is in its pronouncing dictionary).
   virtual bool knows(const std::string& word) = 0;

@@ -12,6 +12,7 @@ extern "C" {
 #include <cstdint>
 #include <filesystem>
 #include <random>
+#include <utility>
 
 namespace vorn::cut {
 namespace {
@@ -35,10 +36,76 @@ std::string plainWord(const char* word) {
 // A false start is two to this many of the opening words, said again at once.
 constexpr std::size_t kLongestFirstTry = 5;
 
-// The words in order, after an optional first try at the opening ones:
-// "[ i sent [ the [ whole ] ] ] i sent the whole report".
-std::string grammarFor(const std::vector<std::string>& words) {
-  std::string grammar = "#JSGF V1.0;\ngrammar align;\npublic <utterance> =";
+// Phrases people say between the words of a script they read (a hesitation of one sound,
+// "uh", would match the weak vowels of the words themselves), each a word of the dictionary
+// of its own ("filler_you_know"), so that an alignment tells it apart from the script.
+const char* const kFillerPrefix = "filler_";
+const std::vector<std::string>& saidFillers() {
+  static const std::vector<std::string> fillers = {"you know", "i mean", "okay so", "sort of"};
+  return fillers;
+}
+
+std::string fillerToken(std::string phrase) {
+  std::replace(phrase.begin(), phrase.end(), ' ', '_');
+  return kFillerPrefix + phrase;
+}
+
+// The filler token's words, sharing its time evenly; not the script's, and never sure.
+std::vector<Word> fillerWords(const Word& token) {
+  std::vector<std::string> parts;
+  std::string part;
+  for (char c : token.text.substr(std::string(kFillerPrefix).size()) + "_") {
+    if (c != '_') {
+      part += c;
+    } else if (!part.empty()) {
+      parts.push_back(std::exchange(part, {}));
+    }
+  }
+  std::vector<Word> words;
+  const double share = (token.end - token.start) / double(std::max<std::size_t>(parts.size(), 1));
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    Word word = token;
+    word.text = parts[i];
+    word.start = token.start + double(i) * share;
+    word.end = word.start + share;
+    word.confidence = 0;
+    word.offScript = true;
+    words.push_back(word);
+  }
+  return words;
+}
+
+// Each filler a word of the dictionary, said as its words are.
+void addFillers(ps_decoder_t* ps) {
+  for (const std::string& phrase : saidFillers()) {
+    std::string phones, part;
+    bool known = true;
+    for (char c : phrase + " ") {
+      if (c != ' ') {
+        part += c;
+        continue;
+      }
+      char* said = ps_lookup_word(ps, part.c_str());
+      known = known && said;
+      if (said) phones += (phones.empty() ? "" : " ") + std::string(said);
+      ckd_free(said);
+      part.clear();
+    }
+    if (known) ps_add_word(ps, fillerToken(phrase).c_str(), phones.c_str(), FALSE);
+  }
+}
+
+// The words in order, after an optional first try at the opening ones, with a filler
+// allowed before each where asked: "[ i sent [ the [ whole ] ] ] [<filler>] i [<filler>] sent …".
+std::string grammarFor(const std::vector<std::string>& words, bool fillers) {
+  std::string grammar = "#JSGF V1.0;\ngrammar align;\n";
+  if (fillers) {
+    grammar += "<filler> =";
+    for (std::size_t i = 0; i < saidFillers().size(); ++i)
+      grammar += (i ? " | " : " ") + fillerToken(saidFillers()[i]);
+    grammar += ";\n";
+  }
+  grammar += "public <utterance> =";
   const std::size_t tried = std::min(kLongestFirstTry, words.size() - 1);
   if (tried >= 2) {
     grammar += " [ " + words[0] + " " + words[1];
@@ -46,7 +113,7 @@ std::string grammarFor(const std::vector<std::string>& words) {
     for (std::size_t i = 2; i < tried; ++i) grammar += " ]";
     grammar += " ]";
   }
-  for (const std::string& word : words) grammar += " " + word;
+  for (const std::string& word : words) grammar += (fillers ? " [ <filler> ] " : " ") + word;
   return grammar + ";\n";
 }
 
@@ -68,10 +135,21 @@ struct SphinxRecogniser::Decoder {
   cmd_ln_t* config = nullptr;
   ps_decoder_t* ps = nullptr;
   std::string languageSearch;
+  double phoneBeam = 0;  // the model's own, for alignments' first search
 
   ~Decoder() {
     if (ps) ps_free(ps);
     if (config) cmd_ln_free_r(config);
+  }
+
+  // The words of the best path through `grammar` searched with `phones` as the phone beam;
+  // nothing when no path reaches its end.
+  std::vector<Word> alignTo(const std::string& grammar, double phones, std::span<const std::int16_t> chunk,
+                            double offset, double* score) {
+    cmd_ln_set_float_r(ps_get_config(ps), "-pbeam", phones);
+    if (ps_set_jsgf_string(ps, kAlignSearch, grammar.c_str()) < 0 || ps_set_search(ps, kAlignSearch) < 0)
+      return {};
+    return decode(chunk, offset, score);
   }
 
   // The words of the best path; `score` its log likelihood.
@@ -113,11 +191,14 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
   if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
   decoder_->languageSearch = ps_get_search(decoder_->ps);
+  // Not updating the language-model search: free recognition never hears the fillers' words.
+  addFillers(decoder_->ps);
   // The language-model search keeps the beams it was made with; alignment searches, made
   // later, get wider ones: a known text may be pruned away on a single odd-sounding word,
   // and a grammar of one sentence is cheap to search widely.
   cmd_ln_set_float_r(ps_get_config(decoder_->ps), "-beam", kAlignBeam);
   cmd_ln_set_float_r(ps_get_config(decoder_->ps), "-wbeam", kAlignWordBeam);
+  decoder_->phoneBeam = cmd_ln_float_r(ps_get_config(decoder_->ps), "-pbeam");
 }
 
 SphinxRecogniser::~SphinxRecogniser() = default;
@@ -130,12 +211,21 @@ std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chu
 Alignment SphinxRecogniser::align(std::span<const std::int16_t> chunk, double offset,
                                   const std::vector<std::string>& expected) {
   if (expected.empty()) return {};
-  if (ps_set_jsgf_string(decoder_->ps, kAlignSearch, grammarFor(expected).c_str()) < 0 ||
-      ps_set_search(decoder_->ps, kAlignSearch) < 0)
-    return {};
+  const std::string grammar = grammarFor(expected, fillers_);
   Alignment alignment;
-  std::vector<Word>& words = alignment.words;
-  words = decoder_->decode(chunk, offset, &alignment.fit);
+  std::vector<Word> heard = decoder_->alignTo(grammar, decoder_->phoneBeam, chunk, offset, &alignment.fit);
+  // One odd-sounding stretch can prune every path to the grammar's end at the phone beam:
+  // then the search goes again with it as wide as the others.
+  if (heard.empty()) heard = decoder_->alignTo(grammar, kAlignBeam, chunk, offset, &alignment.fit);
+  std::vector<Word> words, fillers;
+  for (const Word& word : heard) {
+    if (!word.text.starts_with(kFillerPrefix)) {
+      words.push_back(word);
+      continue;
+    }
+    const std::vector<Word> said = fillerWords(word);
+    fillers.insert(fillers.end(), said.begin(), said.end());
+  }
   if (words.size() < expected.size()) return {};
   const std::size_t tried = words.size() - expected.size();
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -144,6 +234,9 @@ Alignment SphinxRecogniser::align(std::span<const std::int16_t> chunk, double of
     words[i].confidence = firstTry ? 0 : 1;
     words[i].offScript = firstTry;
   }
+  words.insert(words.end(), fillers.begin(), fillers.end());
+  std::stable_sort(words.begin(), words.end(), [](const Word& a, const Word& b) { return a.start < b.start; });
+  alignment.words = std::move(words);
   return alignment;
 }
 

@@ -15,6 +15,7 @@ class SphinxRecogniser final : public Recogniser {
   ~SphinxRecogniser() override;
 
   std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) override;
+  void listenForFillers(bool on) override { fillers_ = on; }
   Alignment align(std::span<const std::int16_t> chunk, double offset,
                   const std::vector<std::string>& expected) override;
   bool knows(const std::string& word) override;
@@ -22,6 +23,7 @@ class SphinxRecogniser final : public Recogniser {
  private:
   struct Decoder;
   std::unique_ptr<Decoder> decoder_;
+  bool fillers_ = false;
 };
 
 }  // namespace vorn::cut

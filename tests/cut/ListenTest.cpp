@@ -199,22 +199,29 @@ TEST_F(ListenTest, aTakeThatStraysFromItsScriptIsSureOnlyOfWhatItReads) {
 
 // A sentence that opens with a false start: the script is laid on the try that goes on, and
 // the first try is kept as talk off the script, for the story to leave out.
-TEST_F(ListenTest, aFalseStartIsNotTheReadingAndTheStoryLeavesItOut) {
+TEST_F(ListenTest, aFalseStartAndAFillerAreNotTheReadingAndTheStoryLeavesThemOut) {
   const std::vector<std::string> said = {"My manager asked me to send the weekly report.",
+                                         "I wrote it late at night, you know, tired and in a hurry.",
                                          "I sent the, I sent the whole report to forty people."};
   const test::SpokenSound sound = test::spokenSound("false-start", said);
   const std::string script =
-      "My manager asked me to send the weekly report.\nI sent the whole report to forty people.\n";
+      "My manager asked me to send the weekly report.\nI wrote it late at night, tired and in a hurry.\n"
+      "I sent the whole report to forty people.\n";
   const Transcript transcript = listenTo(decodeTakeAudio(sound.path), script);
-  std::vector<Word> read, tried;
-  for (const Word& word : transcript.words) (word.offScript ? tried : read).push_back(word);
-  std::vector<std::string> texts;
-  for (const Word& word : read) texts.push_back(word.text);
+  std::vector<Word> read, talk;
+  std::vector<std::string> texts, talked;
+  for (const Word& word : transcript.words) {
+    (word.offScript ? talk : read).push_back(word);
+    (word.offScript ? talked : texts).push_back(word.text);
+  }
   ASSERT_EQ(texts, scriptWords(script));
-  ASSERT_EQ(tried.size(), 3u);
-  const Word& retried = read[scriptWords(said[0]).size()];
-  EXPECT_GT(retried.start, tried.back().end - 1e-9) << "laid on the second try";
-  EXPECT_LT(tried.front().confidence, kSureConfidence);
+  ASSERT_EQ(talked, (std::vector<std::string>{"you", "know", "i", "sent", "the"}));
+  const std::size_t night = scriptWords(said[0]).size() + 5;
+  EXPECT_GT(talk[0].start, read[night].end - 1e-9) << "the filler between the words it came between";
+  EXPECT_LT(talk[1].end, read[night + 1].start + 1e-9);
+  const Word& retried = read[scriptWords(script).size() - scriptWords(said[2]).size() + 3];
+  EXPECT_GT(retried.start, talk.back().end - 1e-9) << "laid on the second try";
+  for (const Word& word : talk) EXPECT_LT(word.confidence, kSureConfidence) << word.text;
   const std::vector<bool> clutter = clutterIn(transcript.words, transcript.levels);
   for (std::size_t i = 0; i < transcript.words.size(); ++i)
     EXPECT_EQ(clutter[i], transcript.words[i].offScript) << transcript.words[i].text << " at "
