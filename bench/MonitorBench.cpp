@@ -12,9 +12,9 @@
 // usage: monitor_bench [PLAYBACK_SECONDS] [PROMPTER_SECONDS]   (defaults 10 and 60)
 
 #include "BenchLoop.h"
+#include "BenchStudio.h"
 #include "app/BackendChoice.h"
 #include "engine/Engine.h"
-#include "model/Studio.h"
 #include "base/Clock.h"
 #include "monitor/IslandView.h"
 #include "monitor/IslandWindow.h"
@@ -180,17 +180,8 @@ int main(int argc, char** argv) {
     QApplication::setOrganizationName(QStringLiteral("Vorn"));
     QApplication::setApplicationName(QStringLiteral("Vorn"));
     Studio studio;
-    studio.updatePrefs([](Prefs& p) {
-      p.fps = 30;
-      p.layout = Layout::screen;
-      p.style = FrameStyle::bleed;
-      p.cameraOn = false;
-      p.micOn = false;
-      p.follow = false;
-      p.reels = false;
-      p.platform = Platform::reels;
-    });
-    studio.setWelcomed(true);
+    bench::screenOnly(studio);
+    studio.updatePrefs([](Prefs& p) { p.platform = Platform::reels; });
     ReelMaker reels(studio);
     StudioWindows windows;
     auto owned = std::make_unique<MonitorWindow>(studio);

@@ -7,9 +7,9 @@
 // colour is printed. Last, `vorn record` records 10 s at 30 fps of the flashing screen and its
 // dropped frames are printed.
 #include "BenchLoop.h"
+#include "BenchStudio.h"
 #include "app/BackendChoice.h"
 #include "engine/Engine.h"
-#include "model/Studio.h"
 #include "monitor/MonitorWindow.h"
 #include "monitor/PhoneView.h"
 #include "reels/ReelMaker.h"
@@ -85,16 +85,7 @@ void benchGlass(const BackendChoice& platform, const std::string& binaries) {
   const std::string log = test::tempHome()->path() + "/glass.log";
   test::ChildProcess window({"env", "QT_QPA_PLATFORM=wayland", binaries + "/tests/colour_window", "glass", log});
   Studio studio;
-  studio.updatePrefs([](Prefs& p) {
-    p.fps = 30;
-    p.layout = Layout::screen;
-    p.style = FrameStyle::bleed;
-    p.cameraOn = false;
-    p.micOn = false;
-    p.follow = false;
-    p.reels = false;
-  });
-  studio.setWelcomed(true);
+  bench::screenOnly(studio);
   ReelMaker reels(studio);
   StudioWindows windows;
   auto owned = std::make_unique<MonitorWindow>(studio);

@@ -91,12 +91,13 @@ GnomeSession::GnomeSession() {
   if (!eventually([&] { return std::filesystem::exists(dir + "/pipewire-0"); }, 20))
     throw std::runtime_error("pipewire did not start");
   processes_.push_back(std::make_unique<ChildProcess>(std::vector<std::string>{"wireplumber"}));
-  processes_.push_back(std::make_unique<ChildProcess>(std::vector<std::string>{
-      "gnome-shell", "--headless", "--wayland", "--no-x11", "--virtual-monitor",
-      std::to_string(width) + "x" + std::to_string(height)}));
-  if (!eventually([] { return nameOwned("org.gnome.Mutter.RemoteDesktop") && nameOwned("org.gnome.Shell"); },
-                  60))
-    throw std::runtime_error("gnome-shell did not start");
+  // Now and then, on a loaded machine, a shell starts that never answers a remote-desktop
+  // call, and every test would wait each call out: such a shell is started again, once.
+  startShell();
+  if (!answersRemoteDesktop()) {
+    processes_.pop_back();
+    startShell();
+  }
   // The shell opens on its overview; a person would leave it first.
   if (eventually(overviewActive, 10)) {
     MutterInput input;
@@ -104,6 +105,24 @@ GnomeSession::GnomeSession() {
       input.key(kEscape);
       eventually([] { return !overviewActive(); }, 2);
     }
+  }
+}
+
+void GnomeSession::startShell() {
+  processes_.push_back(std::make_unique<ChildProcess>(std::vector<std::string>{
+      "gnome-shell", "--headless", "--wayland", "--no-x11", "--virtual-monitor",
+      std::to_string(width) + "x" + std::to_string(height)}));
+  if (!eventually([] { return nameOwned("org.gnome.Mutter.RemoteDesktop") && nameOwned("org.gnome.Shell"); },
+                  60))
+    throw std::runtime_error("gnome-shell did not start");
+}
+
+bool GnomeSession::answersRemoteDesktop() {
+  try {
+    MutterInput probe;
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
   }
 }
 

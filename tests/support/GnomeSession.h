@@ -37,6 +37,8 @@ class GnomeSession {
   void endShell();
 
  private:
+  void startShell();
+  static bool answersRemoteDesktop();
   std::vector<std::unique_ptr<ChildProcess>> processes_;  // started in order, stopped in reverse
 };
 
