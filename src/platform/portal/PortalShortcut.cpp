@@ -121,9 +121,10 @@ std::unique_ptr<PortalShortcut> PortalShortcut::bind(int qtKey, Qt::KeyboardModi
 
 PortalShortcut::~PortalShortcut() {
   if (!created_ || !*created_) return;
+  // Waited for: a session made next under the same name must not meet this one.
   bus().call(QDBusMessage::createMethodCall(kPortal, session_, QStringLiteral("org.freedesktop.portal.Session"),
                                             QStringLiteral("Close")),
-             QDBus::NoBlock);
+             QDBus::Block, kAnswerMs);
 }
 
 bool PortalShortcut::createSession() {
