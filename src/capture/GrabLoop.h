@@ -46,10 +46,11 @@ class Grabber {
 
 // The "vorn.screen" thread of a paced backend: a grab on each tick of the shared 60 Hz grid
 // (a missed tick is skipped, not made up), and at once when the grabber's source says its
-// picture changed, so a change is not held back until the next tick; a configuration change taking effect on the
-// next tick, and its completion reported once the first frame of it has been delivered. A
-// configuration the grabber cannot capture fails its update and the last good one returns.
-// Reads that keep failing for `failingSeconds` are told once, until a picture comes again.
+// picture changed, so a change is not held back until the next tick; a configuration change
+// taking effect on the next tick, and its completion reported once the first frame of it has
+// been delivered. A configuration the grabber cannot capture fails its update and the last
+// good one returns. Reads that keep failing for `failingSeconds` are told once, until a
+// picture comes again.
 class GrabLoop {
  public:
   static constexpr double failingSeconds = 1.0;

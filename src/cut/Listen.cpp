@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <span>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 
 namespace vorn::cut {
 namespace {
@@ -405,8 +405,9 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   const std::unique_ptr<Recogniser> recogniser = make();
   // Both recognisers are made here, before the second thread starts.
   const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
+  const bool clear = voiceStandsClear(recorded);
   for (Recogniser* each : {recogniser.get(), second.get()})
-    if (each) each->listenForFillers(voiceStandsClear(recorded));
+    if (each) each->listenForFillers(clear);
   const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
   const Script expected = sayable(script, *recogniser);
   if (!expected.words.empty())

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/SphinxRecogniser.h"
 
+#include "cut/ScriptWords.h"
+
 extern "C" {
 #include <pocketsphinx.h>
 #include <sphinxbase/ckd_alloc.h>
@@ -12,7 +14,6 @@ extern "C" {
 #include <cstdint>
 #include <filesystem>
 #include <random>
-#include <utility>
 
 namespace vorn::cut {
 namespace {
@@ -52,15 +53,10 @@ std::string fillerToken(std::string phrase) {
 
 // The filler token's words, sharing its time evenly; not the script's, and never sure.
 std::vector<Word> fillerWords(const Word& token) {
-  std::vector<std::string> parts;
-  std::string part;
-  for (char c : token.text.substr(std::string(kFillerPrefix).size()) + "_") {
-    if (c != '_') {
-      part += c;
-    } else if (!part.empty()) {
-      parts.push_back(std::exchange(part, {}));
-    }
-  }
+  const auto phrase = std::find_if(saidFillers().begin(), saidFillers().end(),
+                                   [&](const std::string& said) { return fillerToken(said) == token.text; });
+  const std::vector<std::string> parts =
+      phrase == saidFillers().end() ? std::vector<std::string>{} : scriptWords(*phrase);
   std::vector<Word> words;
   const double share = (token.end - token.start) / double(std::max<std::size_t>(parts.size(), 1));
   for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -78,18 +74,13 @@ std::vector<Word> fillerWords(const Word& token) {
 // Each filler a word of the dictionary, said as its words are.
 void addFillers(ps_decoder_t* ps) {
   for (const std::string& phrase : saidFillers()) {
-    std::string phones, part;
+    std::string phones;
     bool known = true;
-    for (char c : phrase + " ") {
-      if (c != ' ') {
-        part += c;
-        continue;
-      }
+    for (const std::string& part : scriptWords(phrase)) {
       char* said = ps_lookup_word(ps, part.c_str());
       known = known && said;
       if (said) phones += (phones.empty() ? "" : " ") + std::string(said);
       ckd_free(said);
-      part.clear();
     }
     if (known) ps_add_word(ps, fillerToken(phrase).c_str(), phones.c_str(), FALSE);
   }

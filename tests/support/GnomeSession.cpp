@@ -2,6 +2,7 @@
 #include "support/GnomeSession.h"
 
 #include "support/Eventually.h"
+#include "support/TestServices.h"
 
 #include <systemd/sd-bus.h>
 
@@ -28,19 +29,6 @@ std::string startBus(std::vector<std::unique_ptr<ChildProcess>>& processes, cons
   if (!eventually([&] { return std::filesystem::exists(path); }, 20))
     throw std::runtime_error("dbus-daemon did not start");
   return address;
-}
-
-bool nameOwned(const char* name) {
-  sd_bus* bus = nullptr;
-  if (sd_bus_open_user(&bus) < 0) return false;
-  sd_bus_message* reply = nullptr;
-  int owned = 0;
-  if (sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                         "NameHasOwner", nullptr, &reply, "s", name) >= 0)
-    sd_bus_message_read(reply, "b", &owned);
-  sd_bus_message_unref(reply);
-  sd_bus_flush_close_unref(bus);
-  return owned;
 }
 
 bool overviewActive() {
@@ -112,8 +100,10 @@ void GnomeSession::startShell() {
   processes_.push_back(std::make_unique<ChildProcess>(std::vector<std::string>{
       "gnome-shell", "--headless", "--wayland", "--no-x11", "--virtual-monitor",
       std::to_string(width) + "x" + std::to_string(height)}));
-  if (!eventually([] { return nameOwned("org.gnome.Mutter.RemoteDesktop") && nameOwned("org.gnome.Shell"); },
-                  60))
+  const auto up = [] {
+    return ownedOnSessionBus("org.gnome.Mutter.RemoteDesktop") && ownedOnSessionBus("org.gnome.Shell");
+  };
+  if (!eventually(up, 60))
     throw std::runtime_error("gnome-shell did not start");
 }
 

@@ -25,21 +25,10 @@ struct Bus {
   ~Bus() { sd_bus_flush_close_unref(bus); }
 };
 
-bool nameOwned(const char* name) {
-  Bus bus;
-  sd_bus_message* reply = nullptr;
-  int owned = 0;
-  if (sd_bus_call_method(bus.bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                         "NameHasOwner", nullptr, &reply, "s", name) >= 0)
-    sd_bus_message_read(reply, "b", &owned);
-  sd_bus_message_unref(reply);
-  return owned;
-}
-
 void startAndWait(std::vector<std::unique_ptr<ChildProcess>>& processes, std::vector<std::string> argv,
                   const char* name) {
   processes.push_back(std::make_unique<ChildProcess>(argv));
-  if (!eventually([name] { return nameOwned(name); }, 30))
+  if (!eventually([name] { return ownedOnSessionBus(name); }, 30))
     throw std::runtime_error(argv.back() + " did not take " + name + " on the bus");
 }
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <poll.h>
+#include <systemd/sd-bus.h>
 #include <stdexcept>
 #include <thread>
 #include <unistd.h>
@@ -143,6 +144,19 @@ const char* const kBusConfig = R"(<busconfig>
   </policy>
 </busconfig>
 )";
+
+bool ownedOnSessionBus(const char* name) {
+  sd_bus* bus = nullptr;
+  if (sd_bus_open_user(&bus) < 0) return false;
+  sd_bus_message* reply = nullptr;
+  int owned = 0;
+  if (sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                         "NameHasOwner", nullptr, &reply, "s", name) >= 0)
+    sd_bus_message_read(reply, "b", &owned);
+  sd_bus_message_unref(reply);
+  sd_bus_flush_close_unref(bus);
+  return owned;
+}
 
 SessionBus::SessionBus() {
   const std::string config = tempHome()->path() + "/session-bus.conf";

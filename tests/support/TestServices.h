@@ -72,6 +72,9 @@ class SessionBus {
   std::unique_ptr<ChildProcess> process_;
 };
 
+// Whether `name` has an owner on the session bus that DBUS_SESSION_BUS_ADDRESS names.
+bool ownedOnSessionBus(const char* name);
+
 class GnomeSession;
 
 // The services of the running test program (null when the program did not ask for them).
