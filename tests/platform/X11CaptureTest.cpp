@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/Clock.h"
 #include "capture/ScreenSource.h"
 #include "platform/x11/GuiClient.h"
 #include "platform/x11/X11ScreenBackend.h"
@@ -18,6 +19,7 @@
 #include <xcb/xtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <optional>
@@ -296,6 +298,19 @@ TEST_F(X11CaptureTest, OwnWindowsNeverAppearInAFrameAndWhatTheyCoverStaysLive) {
     QApplication::sync();
     backdrop.paint(green);
     EXPECT_TRUE(showsUnderStudio(green));
+    if (compositing) {
+      // A manager too busy to repaint: the screen goes on showing the studio where it was, for
+      // longer than any repaint is waited for, and that place is still built from the windows.
+      ::kill(compositor->pid(), SIGSTOP);
+      studio.move(250, 200);
+      QApplication::sync();
+      const double moved = mediaTime();
+      for (bool blueNow = true; mediaTime() - moved < 3 * X11WindowStack::settleSeconds; blueNow = !blueNow) {
+        backdrop.paint(blueNow ? blue : green);
+        EXPECT_TRUE(showsUnderStudio(blueNow ? blue : green));
+      }
+      ::kill(compositor->pid(), SIGCONT);
+    }
     EXPECT_EQ(magentaFrames, 0);
     own.stop();
   }
@@ -310,7 +325,7 @@ TEST_F(X11CaptureTest, OnlyWhatAShapedWindowOfVornsDrawsCountsAsVorns) {
   const auto ownRegion = [&] {
     while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(session.connection.get())})
       stack.handle(event.get(), 0);
-    return stack.ownRegion(1);  // after the places left behind have faded
+    return stack.ownRegion(X11WindowStack::leftPlaceSeconds);  // the places left behind given up
   };
   Swatch dim(QRect(0, 0, 1920, 1080), Qt::black);
   dim.setMask(QRegion(dim.rect()) - QRect(300, 200, 400, 300));

@@ -211,6 +211,7 @@ void X11Grabber::readEvents(const QRect& source, double now) {
       const QRect drawn(damage->area.x, damage->area.y, damage->area.width, damage->area.height);
       // Vorn's own windows painted onto the root change nothing the take shows.
       if (damage->damage == rootDamage_) {
+        stack_->repainted(drawn);
         if (!(QRegion(drawn & source) - frameOwn_).isEmpty()) dirty_ = true;
         continue;
       }

@@ -125,7 +125,7 @@ QRect X11WindowStack::reshaped(xcb_window_t id, double now) {
   const QRegion after = window->drawn();
   if (!window->mapped) return {};
   // A compositing manager repaints where the window no longer draws a little later.
-  if (const QRegion gone = before - after; !gone.isEmpty()) left_.push_back({gone, now + leftPlaceSeconds});
+  leavePlace(before - after, now);
   return (before ^ after).boundingRect();
 }
 
@@ -155,7 +155,20 @@ const X11WindowStack::Window* X11WindowStack::damaged(uint32_t damage) const {
 }
 
 void X11WindowStack::leave(const Window& window, double now) {
-  if (window.own && window.mapped) left_.push_back({window.drawn(), now + leftPlaceSeconds});
+  if (window.own && window.mapped) leavePlace(window.drawn(), now);
+}
+
+void X11WindowStack::leavePlace(const QRegion& area, double now) {
+  if (!area.isEmpty()) left_.push_back({area, {}, now});
+}
+
+void X11WindowStack::repainted(const QRect& drawn) {
+  for (LeftPlace& place : left_) {
+    place.seenOnce -= drawn;
+    const QRegion first = place.unseen & drawn;
+    place.unseen -= first;
+    place.seenOnce += first;
+  }
 }
 
 void X11WindowStack::erase(xcb_window_t id, double now) {
@@ -258,11 +271,16 @@ QRect X11WindowStack::handle(const xcb_generic_event_t* event, double now) {
 }
 
 QRegion X11WindowStack::ownRegion(double now) {
-  std::erase_if(left_, [&](const LeftPlace& place) { return place.until <= now; });
+  std::erase_if(left_, [&](const LeftPlace& place) {
+    return now - place.since >= leftPlaceSeconds || (place.unseen.isEmpty() && place.seenOnce.isEmpty());
+  });
   QRegion region;
   for (const Window& window : windows_)
     if (window.own && window.mapped) region += window.drawn();
-  for (const LeftPlace& place : left_) region += place.area;
+  for (const LeftPlace& place : left_) {
+    region += place.unseen;
+    if (now - place.since < settleSeconds) region += place.seenOnce;
+  }
   return region;
 }
 

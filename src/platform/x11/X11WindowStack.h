@@ -31,9 +31,13 @@ class X11WindowStack {
     QRegion drawn() const { return shape ? shape->translated(rect.topLeft()) : QRegion(rect); }
   };
 
-  // How long a place one of Vorn's windows left keeps being treated as Vorn's: a compositing
-  // manager repaints the screen there a little later.
-  static constexpr double leftPlaceSeconds = 0.25;
+  // A place one of Vorn's windows left keeps being treated as Vorn's until the screen there has
+  // been repainted since: a compositing manager does so a little later, a loaded one much
+  // later. A first repaint may have been drawn before the manager heard the window go, so it
+  // takes a second one, or one and `settleSeconds`. Where no repaint is ever reported, the
+  // place is given up after `leftPlaceSeconds`.
+  static constexpr double settleSeconds = 0.25;
+  static constexpr double leftPlaceSeconds = 2.0;
 
   // Reads the current stack and starts following it.
   X11WindowStack(xcb_connection_t* connection, xcb_window_t root, OwnClient own,
@@ -46,16 +50,20 @@ class X11WindowStack {
   const Window* damaged(uint32_t damage) const;
 
   const std::vector<Window>& windows() const { return windows_; }
-  // Where Vorn's windows are, or were moments ago.
+  // The screen was drawn on at `drawn` (root pixels), as reported by damage on the root.
+  void repainted(const QRect& drawn);
+  // Where Vorn's windows are, or were and the screen may still show them.
   QRegion ownRegion(double now);
   // Whether the top-level window `id` is Vorn's.
   bool isOwn(xcb_window_t id) const;
 
  private:
   struct LeftPlace {
-    QRegion area;
-    double until;
+    QRegion unseen;      // not repainted since the window left
+    QRegion seenOnce;    // repainted once since
+    double since;
   };
+  void leavePlace(const QRegion& area, double now);
   void scan();
   void describe(std::vector<Window*> windows);
   void track(Window& window);
