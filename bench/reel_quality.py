@@ -142,6 +142,31 @@ def word_spans(samples, words, bounds):
     return spans
 
 
+def said_words(said, events, spans):
+    """Each word of `said` with its character position and span. espeak-ng reports no event for
+    some unstressed words ("at a new job", "had been asking", "an honest"); their sound lies
+    between the word before and the next event, so that word's span is shared between them by
+    their letters."""
+    timed = {pos: span for (_, pos, _), span in zip(events, spans)}
+    groups = []  # per timed word: its span and [(text, pos)] of it and the untimed words after
+    for match in re.finditer(r"\S+", said):
+        text = norm(match.group())
+        if not text:
+            continue
+        if match.start() in timed or not groups:
+            groups.append((timed.get(match.start(), (0, 0)), []))
+        groups[-1][1].append((text, match.start()))
+    out = []
+    for (first, last), members in groups:
+        letters = sum(len(text) for text, _ in members)
+        at = first
+        for text, pos in members:
+            end = at + (last - first) * len(text) // letters
+            out.append((text, pos, at, end))
+            at = end
+    return out
+
+
 def parse_line(line):
     """The said text, its script text, and per said character whether it is off the script."""
     aside = line.startswith("aside:")
@@ -169,11 +194,9 @@ def make_take(folder, name, voice, rate, gain, noise, espeak):
             script_lines.append(script)
         samples, words, bounds = espeak.say(said, voice, rate)
         spans = word_spans(samples, words, bounds)
-        for (start, pos, length), (first, last) in zip(words, spans):
-            text = norm(said[pos:pos + length])
-            if text:
-                truth.append({"text": text, "start": at + first / RATE, "end": at + last / RATE,
-                              "sentence": index, "off": off[pos]})
+        for text, pos, first, last in said_words(said, words, spans):
+            truth.append({"text": text, "start": at + first / RATE, "end": at + last / RATE,
+                          "sentence": index, "off": off[pos]})
         sentences.append({"start": at, "end": at + len(samples) / RATE, "aside": aside})
         pieces.append(samples)
         pause = TAIL if index + 1 == len(STORY) else LONG_GAP if index in LONG_PAUSE_AFTER else GAP
