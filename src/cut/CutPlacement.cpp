@@ -9,8 +9,14 @@ namespace {
 
 // Levels this close count as equally quiet: room noise flickers by about this much.
 constexpr double kSameQuietDb = 1.5;
+// A pause's steady noise stays within this of the take's floor, 10 ms by 10 ms.
+constexpr double kNoiseReachDb = 3;
 // Leaving out less than this between two segments reads as a stutter, not a cut.
 constexpr double kShortestLeftOut = 0.2;
+// A word ending in a stop ("at", "it") is ended by the recogniser at its silent closure, before
+// the burst that releases it: a segment ends at least this long after its last word, or in the
+// later half of a shorter gap, so the burst stays in the reel.
+constexpr double kReleaseSeconds = 0.1;
 
 // The stretch between two words that holds `moment`; a moment inside a word is first moved to
 // that word's start (`opening`) or end, so the gap is the one before or after it.
@@ -26,9 +32,11 @@ Span gapAround(const std::vector<Word>& words, double moment, bool opening, doub
   return gap;
 }
 
-// How loud the 10 ms on either side of `moment` are, the louder of the two.
+// How loud the 10 ms on either side of `moment` are, the louder of the two; anything within
+// reach of the take's steady noise is that noise, as quiet as the rest of a pause.
 double loudnessAt(const SoundLevels& levels, double moment) {
-  return std::max(levels.at(moment - SoundLevels::kStepSeconds), levels.at(moment));
+  const double db = std::max(levels.at(moment - SoundLevels::kStepSeconds), levels.at(moment));
+  return std::max(db, levels.floorDb + kNoiseReachDb);
 }
 
 // The quietest of `candidates`, the nearest to `planned` among equals.
@@ -54,7 +62,8 @@ std::vector<double> stepsOf(const Span& gap) {
 }
 
 double edgeIn(const Transcript& transcript, const PictureGrid& grid, double planned, bool opening) {
-  const Span gap = gapAround(transcript.words, planned, opening, transcript.duration);
+  Span gap = gapAround(transcript.words, planned, opening, transcript.duration);
+  if (!opening) gap.start += std::min(kReleaseSeconds, gap.length() / 2);
   const SoundLevels& levels = transcript.levels;
   std::vector<double> pictures = grid.within(gap.start, gap.end);
   if (!pictures.empty()) return quietestIn(levels, planned, pictures);

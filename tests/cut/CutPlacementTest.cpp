@@ -21,6 +21,7 @@ PictureGrid thirtyFps() {
 SoundLevels levelsWithQuiet(const std::vector<Span>& quiet) {
   SoundLevels levels;
   levels.speechDb = -50;
+  levels.floorDb = -70;
   for (int i = 0; i < 1000; ++i) {
     const double t = i * SoundLevels::kStepSeconds + 0.005;
     const bool silent = std::any_of(quiet.begin(), quiet.end(),
@@ -82,6 +83,34 @@ TEST(CutPlacementTest, amongEquallyQuietPicturesTheEdgeStaysNearestWhereItWasPla
   placeCuts(story, transcript, thirtyFps());
   ASSERT_EQ(story.segments.size(), 1u);
   EXPECT_NEAR(story.segments[0].end, 1.7333, 1e-3);
+}
+
+TEST(CutPlacementTest, aSegmentEndsAfterTheBurstThatReleasesItsLastWordsStop) {
+  // "…at" as recognised ends at 1.6 s, on its silent closure; the /t/ is released at
+  // 1.65–1.70 s, then a breath's quiet before the next word.
+  const Transcript transcript = transcriptOf({{"at", 1.3, 1.6}, {"night", 1.8, 2.3}},
+                                             {{0, 1.3}, {1.6, 1.65}, {1.7, 1.75}, {2.3, 10}});
+  Story story;
+  story.segments = {{1.2, 1.62}};
+  story.words = {transcript.words[0]};
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  EXPECT_GE(story.segments[0].end, 1.7) << "the burst stays";
+  EXPECT_LE(story.segments[0].end, 1.75) << "in the quiet after it, before the next word";
+}
+
+TEST(CutPlacementTest, aPausesNoiseFlickeringDoesNotCarryTheEdgeAcrossIt) {
+  // A hissing pause of 2 s after "one": its 10 ms levels wander 2.5 dB about the floor, lowest
+  // near its far end.
+  Transcript transcript = transcriptOf({{"one", 1.0, 1.6}, {"two", 3.6, 4.0}}, {{1.6, 3.6}});
+  for (int i = 160; i < 360; ++i) transcript.levels.db[std::size_t(i)] += i % 2 ? 0 : 1;
+  for (int i = 330; i < 345; ++i) transcript.levels.db[std::size_t(i)] = -72.5;
+  Story story;
+  story.segments = {{0.9, 1.65}};
+  story.words = {transcript.words[0]};
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  EXPECT_LT(story.segments[0].end, 1.9) << "no dead air kept for a dip in the hiss";
 }
 
 TEST(CutPlacementTest, segmentsThatLeaveOutAFewPicturesOnlyAreJoined) {
