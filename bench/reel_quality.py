@@ -23,6 +23,7 @@ import ctypes
 import glob
 import json
 import math
+import multiprocessing
 import os
 import re
 import shutil
@@ -181,18 +182,27 @@ def parse_line(line):
     return said, script, off, aside
 
 
-def make_take(folder, name, voice, rate, gain, noise, espeak):
+def say_all(lines, voice, rate):
+    """Each line said in a fresh espeak-ng: its output depends on the voices and rates it said
+    before, so a take would come out differently run alone and after the others."""
+    espeak = Espeak()
+    return [espeak.say(line, voice, rate) for line in lines]
+
+
+def make_take(folder, name, voice, rate, gain, noise):
     truth = []  # dicts: text, start, end, sentence, off
     sentences = []  # per line: said start, end, aside
     pieces = []
     at = LEAD
     pieces.append([0] * int(LEAD * RATE))
     script_lines = []
+    with multiprocessing.get_context("fork").Pool(1) as speaker:
+        spoken = speaker.apply(say_all, ([parse_line(line)[0] for line in STORY], voice, rate))
     for index, line in enumerate(STORY):
         said, script, off, aside = parse_line(line)
         if script:
             script_lines.append(script)
-        samples, words, bounds = espeak.say(said, voice, rate)
+        samples, words, bounds = spoken[index]
         spans = word_spans(samples, words, bounds)
         for text, pos, first, last in said_words(said, words, spans):
             truth.append({"text": text, "start": at + first / RATE, "end": at + last / RATE,
@@ -455,10 +465,9 @@ def main():
     build = os.path.realpath(args[0] if args else "build")
     chosen = set(args[1:]) or {take[0] for take in TAKES}
     folder = tempfile.mkdtemp(prefix="vorn-reel-quality-")
-    espeak = Espeak()
     try:
         for name, voice, rate, gain, noise in (t for t in TAKES if t[0] in chosen):
-            made = make_take(folder, name, voice, rate, gain, noise, espeak)
+            made = make_take(folder, name, voice, rate, gain, noise)
             # Kept with the take, for looking into a run afterwards.
             with open(os.path.join(folder, name + ".truth.json"), "w") as truth:
                 json.dump(made, truth)
