@@ -11,6 +11,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -22,6 +23,8 @@ constexpr double kLeastClearDb = 25;
 constexpr double kQuietestFloorDb = -80;
 constexpr double kLoudestFloorDb = -20;
 constexpr int kFrameSamples = 4096;
+// afftdn hands its sound out this much later than it came in, whatever the rate.
+constexpr double kDenoiseLateSeconds = 0.025;
 
 struct GraphFree {
   void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
@@ -97,9 +100,17 @@ bool voiceStandsClear(const SoundLevels& levels) {
   return levels.db.empty() || percentile(levels.db, 0.9) - percentile(levels.db, 0.1) >= kLeastClearDb;
 }
 
-Pcm forListening(const Pcm& pcm, const SoundLevels& levels) {
-  if (voiceStandsClear(levels)) return pcm;
-  return denoised(pcm, percentile(levels.db, 0.1));
+Listening forListening(const Pcm& pcm, const SoundLevels& levels) {
+  if (voiceStandsClear(levels)) return {pcm, 0};
+  return {denoised(pcm, percentile(levels.db, 0.1)), kDenoiseLateSeconds};
+}
+
+Pcm onTime(const Listening& listening) {
+  Pcm pcm = listening.pcm;
+  const auto late = std::min(pcm.samples.size(), std::size_t(std::lround(listening.late * Pcm::kRate)));
+  pcm.samples.erase(pcm.samples.begin(), pcm.samples.begin() + long(late));
+  pcm.samples.resize(listening.pcm.samples.size(), 0);
+  return pcm;
 }
 
 }  // namespace vorn::cut

@@ -397,7 +397,8 @@ std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* se
 
 Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script) {
   const SoundLevels recorded = SoundLevels::of(sound);
-  const Pcm pcm = forListening(sound, recorded);
+  const Listening listening = forListening(sound, recorded);
+  const Pcm& pcm = listening.pcm;
   Transcript transcript;
   transcript.duration = pcm.duration();
   transcript.levels = SoundLevels::of(pcm);
@@ -417,7 +418,17 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   if (!transcript.fromScript) transcript.words = joined(heard);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
-  measureLoudness(pcm, transcript.words);
+  // Heard and laid in the sound as it came, then moved back to the take's times: the same
+  // search over sound moved by a fraction of a frame may take another path.
+  const Pcm said = onTime(listening);
+  if (listening.late > 0) {
+    transcript.levels = SoundLevels::of(said);
+    for (Word& word : transcript.words) {
+      word.start = std::max(0.0, word.start - listening.late);
+      word.end = std::max(word.start, word.end - listening.late);
+    }
+  }
+  measureLoudness(said, transcript.words);
   placeOnsets(transcript.levels, transcript.words);
   return transcript;
 }
