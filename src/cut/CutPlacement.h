@@ -10,9 +10,10 @@ namespace vorn::cut {
 // word goes to the gap before it (a start) or after it (an end), so the word stays whole;
 // within the gap (an end not in its first tenth of a second, where a last stop is released),
 // the edge goes to the picture start where the sound is quietest, the one nearest the planned
-// edge among equals, a pause's steady noise counting as equally quiet throughout. Segments left shorter than two pictures are dropped,
-// ones that meet or leave less than a fifth of a second out between them are joined, and the
-// story keeps only the words its segments still hold.
+// edge among equals, a pause's steady noise counting as equally quiet throughout. Segments
+// left shorter than two pictures are dropped, ones that meet or leave less than a fifth of a
+// second out between them are joined, and the story keeps only the words its segments still
+// hold.
 void placeCuts(Story& story, const Transcript& transcript, const PictureGrid& grid);
 
 }  // namespace vorn::cut

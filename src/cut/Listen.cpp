@@ -397,16 +397,17 @@ std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* se
 
 Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script) {
   const SoundLevels recorded = SoundLevels::of(sound);
+  const bool clear = voiceStandsClear(recorded);
   const Listening listening = forListening(sound, recorded);
   const Pcm& pcm = listening.pcm;
   Transcript transcript;
   transcript.duration = pcm.duration();
-  transcript.levels = SoundLevels::of(pcm);
+  // A clear voice is listened to as recorded: its levels are measured already.
+  transcript.levels = clear ? recorded : SoundLevels::of(pcm);
   const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);
   const std::unique_ptr<Recogniser> recogniser = make();
   // Both recognisers are made here, before the second thread starts.
   const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
-  const bool clear = voiceStandsClear(recorded);
   for (Recogniser* each : {recogniser.get(), second.get()})
     if (each) each->listenForFillers(clear);
   const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
