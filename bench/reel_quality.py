@@ -15,7 +15,8 @@ and with the script (the story without the fillers, the false start and the asid
 
 Per reel: word error of the words heard against what was said (and of the sure words against
 the words read from the script); sentence starts against their
-sound (median, worst); the share of caption moments whose lit word is not the word being said;
+sound (median, worst); the share of the reel's pictures whose lit caption word is not being said while the picture
+is up (and of 20 ms moments, strictly);
 the hook, punchline and aside; cut edges inside a spoken word; repeated pictures; integrated
 loudness and true peak; caption words burned in under the confidence threshold.
 """
@@ -35,6 +36,7 @@ import wave
 
 SURE = 0.6  # kSureConfidence in src/cut/Words.h
 RATE = 22050
+FPS = 30  # the takes' picture rate, and so the reels'
 LEAD, GAP, LONG_GAP, TAIL = 1.0, 1.2, 3.5, 1.5
 
 # The story as said. [Bracketed] words are said but not in the script; a line starting with
@@ -228,7 +230,7 @@ def make_take(folder, name, voice, rate, gain, noise):
     grey = ("geq=lum='if(lt(X,W/2),20+4*mod(N,50),20+4*floor(N/50))':cb=128:cr=128,"
             "scale=540:960:flags=neighbor")
     subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                    f"color=c=black:s=16x16:r=30:d={duration},format=yuv420p,{grey}",
+                    f"color=c=black:s=16x16:r={FPS}:d={duration},format=yuv420p,{grey}",
                     "-i", voice_wav, "-filter_complex", audio + "[mix]aresample=48000[a]",
                     "-map", "0:v", "-map", "[a]", "-c:v", "libx264", "-preset", "ultrafast",
                     "-qp", "0", "-c:a", "aac", "-b:a", "128k", "-shortest", take], check=True)
@@ -323,18 +325,35 @@ def alignment(truth, heard):
 def said_at(truth, moment, linger=0.6, cuts=None):
     """The word being said at a moment of the take, else the one said last if it ended within
     `linger` seconds before, in the reel's time when `cuts` are given (a caption stays up a
-    moment after its sentence, across a cut)."""
+    moment after its sentence, across a cut; a word cut out of the reel was never heard)."""
     last = None
     for word in truth:
         if word["start"] <= moment <= word["end"]:
             return word["text"]
-        if word["end"] < moment:
+        if word["end"] < moment and (not cuts or inside(cuts, word["end"], word["end"])):
             last = word
     if not last:
         return None
     since = (reel_time(cuts, moment) - reel_time(cuts, last["end"]) if cuts
              else moment - last["end"])
     return last["text"] if since <= linger else None
+
+
+def caption_frames_wrong(truth, cuts, captions):
+    """The share of the reel's pictures with a lit caption word that show it while it is not
+    said: a caption can change only from one picture to the next, so a picture is right when
+    its word is said (or just said) at some time while it is up."""
+    shown = lit_words = 0
+    last = max((end for _, end, _ in captions), default=0.0)
+    for frame in range(int(last * FPS) + 1):
+        t = frame / FPS
+        lit = next((word for start, end, word in captions if start <= t < end), None)
+        if lit is None:
+            continue
+        lit_words += 1
+        said = {said_at(truth, take_time(cuts, t + k / FPS / 4), cuts=cuts) for k in range(4)}
+        shown += lit not in said
+    return shown / lit_words if lit_words else 0.0
 
 
 def inside(cuts, start, end, slack=0.02):
@@ -401,8 +420,9 @@ def measure(made, reel, work):
                 near += lit in (said_at(truth, moment - 0.1, cuts=cuts),
                                 said_at(truth, moment + 0.1, cuts=cuts))
             t += 0.02
-    row["caption_wrong"] = wrong / moments if moments else 0.0
+    row["caption_strict"] = wrong / moments if moments else 0.0
     row["caption_far"] = (wrong - near) / moments if moments else 0.0
+    row["caption_wrong"] = caption_frames_wrong(truth, cuts, captions)
     # Burned-in words under the threshold: each lit word found in the words heard.
     unsure = 0
     for start, _, lit in captions:
@@ -451,7 +471,7 @@ def show(name, row):
         return
     print(f"{name:14} WER {row['wer']:5.1%} (read {row['read_wer']:5.1%})  starts {row['start_median'] * 1000:5.0f}/"
           f"{row['start_worst'] * 1000:5.0f} ms (missing {row['start_missing']})  "
-          f"captions wrong {row['caption_wrong']:5.1%} ({row['caption_far']:4.1%} beyond 100 ms)  unsure burned {row['unsure_burned']}/"
+          f"captions wrong {row['caption_wrong']:5.1%} of pictures ({row['caption_strict']:4.1%} of 20 ms, {row['caption_far']:4.1%} beyond 100 ms)  unsure burned {row['unsure_burned']}/"
           f"{row['caption_words']}  hook {'yes' if row['hook'] else 'NO'}  punchline "
           f"{'yes' if row['punchline'] else 'NO'}  aside {'out' if row['aside_out'] else 'IN'}  "
           f"edges in words {row['edges_in_words']}  repeats {row['repeats']} (jumps "
