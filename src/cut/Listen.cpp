@@ -312,11 +312,12 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
   }
   const auto shares = sharesOf(chunkOfEachWord(script.words, heardWords, heardChunk, lengths),
                                chunks.size(), script);
+  const std::vector<Span> searched = withRoomAfter(chunks, pcm.duration());
   std::vector<std::vector<Word>> planned(chunks.size());
   forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
     const auto [begin, end] = shares[c];
     if (end <= begin) return;
-    planned[c] = bestFit(pcm, levels, recogniser, chunks[c], script, begin,
+    planned[c] = bestFit(pcm, levels, recogniser, searched[c], script, begin,
                          plannedEnds(script, begin, end));
   });
   Reading reading{Laid(script.words.size()), {}};
@@ -325,7 +326,7 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
   std::size_t begin = 0;
   bool afterTalk = false;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
-    auto [from, placed] = layChunk(pcm, levels, first, chunks[c], script, begin, shares[c],
+    auto [from, placed] = layChunk(pcm, levels, first, searched[c], script, begin, shares[c],
                                    planned[c], c + 1 == chunks.size(), afterTalk);
     // Script words laid on the quiet after a chunk's speech are the next chunk's: free
     // recognition gave this one a word too many, and the next is aligned from that word.

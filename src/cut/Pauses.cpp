@@ -12,6 +12,7 @@ namespace {
 constexpr double kFrameSeconds = SoundLevels::kStepSeconds;
 constexpr double kShortestSpeech = 0.15;
 constexpr double kChunkMargin = 0.2;
+constexpr double kRoomAfter = 0.2;
 
 std::vector<Span> loudStretches(const std::vector<double>& levels, double limit) {
   std::vector<Span> stretches;
@@ -76,6 +77,14 @@ std::vector<Span> chunksForListening(const std::vector<Span>& speech, double tak
   for (Span& chunk : chunks) {
     chunk.start = std::max(0.0, chunk.start - kChunkMargin);
     chunk.end = std::min(takeLength, chunk.end + kChunkMargin);
+  }
+  return chunks;
+}
+
+std::vector<Span> withRoomAfter(std::vector<Span> chunks, double takeLength) {
+  for (std::size_t c = 0; c < chunks.size(); ++c) {
+    const double next = c + 1 < chunks.size() ? chunks[c + 1].start : takeLength;
+    chunks[c].end = std::max(chunks[c].end, std::min(chunks[c].end + kRoomAfter, (chunks[c].end + next) / 2));
   }
   return chunks;
 }

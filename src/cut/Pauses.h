@@ -18,5 +18,10 @@ std::vector<Span> findSpeech(const Pcm& pcm, double bridge = 0.3);
 // Each chunk keeps a little of the quiet around it.
 std::vector<Span> chunksForListening(const std::vector<Span>& speech, double takeLength,
                                      double pause = 0.5, double longest = 15);
+// The chunks as a search for words known to be said gets them: each reaching up to 0.2 s
+// further into the quiet after it, never past halfway to the next. A last word's soft end
+// can sink under a loud noise, and a search that hears the speech end inside the last word
+// of what it expects finds no way through.
+std::vector<Span> withRoomAfter(std::vector<Span> chunks, double takeLength);
 
 }  // namespace vorn::cut

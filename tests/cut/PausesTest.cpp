@@ -49,5 +49,14 @@ TEST(PausesTest, chunksEndAtPausesAndLongOnesSplitAtTheWidestGap) {
     EXPECT_GE(chunks[i].start, chunks[i - 1].end - 0.4);
 }
 
+TEST(PausesTest, aSearchedChunkReachesIntoTheQuietAfterItButNeverHalfwayToTheNext) {
+  const std::vector<Span> searched = withRoomAfter({{1, 3}, {3.5, 6.4}, {6.6, 9.9}}, 10);
+  ASSERT_EQ(searched.size(), 3u);
+  EXPECT_NEAR(searched[0].end, 3.2, 1e-9);
+  EXPECT_NEAR(searched[1].end, 6.5, 1e-9);
+  EXPECT_NEAR(searched[2].end, 9.95, 1e-9);
+  EXPECT_EQ(searched[1].start, 3.5);
+}
+
 }  // namespace
 }  // namespace vorn::cut
