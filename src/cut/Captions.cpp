@@ -96,13 +96,14 @@ std::string event(const char* style, double start, double end, const std::string
 // One line of words at `place`, shown once per word with that word lit, gone by `until` at
 // the latest.
 std::string lineEvents(const Story& story, std::size_t first, std::size_t last, double until,
-                       const std::string& place) {
+                       const std::string& place, double lead) {
   std::string events;
   for (std::size_t lit = first; lit <= last; ++lit) {
-    const double start = reelTime(story.segments, story.words[lit].litFrom());
+    const double start = std::max(0.0, reelTime(story.segments, story.words[lit].litFrom()) - lead);
     const double end =
-        lit < last ? reelTime(story.segments, story.words[lit + 1].litFrom())
-                   : std::min(reelTime(story.segments, story.words[lit].end) + kLinger, until);
+        (lit < last ? reelTime(story.segments, story.words[lit + 1].litFrom())
+                    : std::min(reelTime(story.segments, story.words[lit].end) + kLinger, until)) -
+        lead;
     std::string text = place;
     for (std::size_t i = first; i <= last; ++i)
       text += (i > first ? " " : "") + std::string(i == lit ? kHighlight : kPlain) +
@@ -117,7 +118,7 @@ bool sure(const Word& word) { return word.confidence >= kSureConfidence; }
 // The words heard with confidence a few at a time, each line shown while its words are said.
 // Only those are burned in (a wrong word on screen is worse than none), but every word heard
 // ends the line before it: a caption never stays lit over words it leaves out.
-std::string wordEvents(const Story& story, const std::string& place) {
+std::string wordEvents(const Story& story, const std::string& place, double lead) {
   const std::vector<Word>& words = story.words;
   std::string events;
   for (std::size_t first = 0; first < words.size();) {
@@ -132,7 +133,7 @@ std::string wordEvents(const Story& story, const std::string& place) {
       ++last;
     const double until = last + 1 < words.size() ? reelTime(story.segments, words[last + 1].litFrom())
                                                  : story.length() + kLinger;
-    events += lineEvents(story, first, last, until, place);
+    events += lineEvents(story, first, last, until, place, lead);
     first = last + 1;
   }
   return events;
@@ -150,13 +151,13 @@ double reelTime(const std::vector<Span>& segments, double takeTime) {
   return before;
 }
 
-std::string captionScript(const Story& story, const CameraPlace& camera) {
+std::string captionScript(const Story& story, const CameraPlace& camera, double pictureSeconds) {
   std::string script = kHeader;
   std::string headline;
   for (const std::string& line : story.headline)
     headline += (headline.empty() ? "" : "\\N") + shown(line);
   if (!headline.empty()) script += event("Headline", 0, kHeadlineSeconds, headline);
-  return script + wordEvents(story, wordsPlace(camera));
+  return script + wordEvents(story, wordsPlace(camera), pictureSeconds / 2);
 }
 
 }  // namespace vorn::cut

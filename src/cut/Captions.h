@@ -20,6 +20,9 @@ using CameraPlace = std::optional<std::array<double, 4>>;
 // seconds, then the spoken words a few at a time below the middle of the frame, the word being
 // said highlighted; words heard without confidence are left out. Everything stays inside the
 // zone no platform's buttons cover, and the words keep off the camera when its place is known.
-std::string captionScript(const Story& story, const CameraPlace& camera = std::nullopt);
+// Burned in, a caption shows from the first picture at or after its start: each word is lit
+// half a picture (`pictureSeconds` apart) early, so it changes on the picture nearest its sound.
+std::string captionScript(const Story& story, const CameraPlace& camera = std::nullopt,
+                          double pictureSeconds = 0);
 
 }  // namespace vorn::cut

@@ -33,6 +33,14 @@ PictureGrid::PictureGrid(std::vector<double> times) : times_(std::move(times)) {
   std::sort(times_.begin(), times_.end());
 }
 
+double PictureGrid::spacing() const {
+  if (times_.size() < 2) return 0;
+  std::vector<double> gaps;
+  for (std::size_t i = 1; i < times_.size(); ++i) gaps.push_back(times_[i] - times_[i - 1]);
+  std::nth_element(gaps.begin(), gaps.begin() + long(gaps.size() / 2), gaps.end());
+  return gaps[gaps.size() / 2];
+}
+
 double PictureGrid::nearest(double seconds) const {
   if (times_.empty()) return seconds;
   const auto after = std::lower_bound(times_.begin(), times_.end(), seconds);

@@ -17,6 +17,8 @@ class PictureGrid {
   explicit PictureGrid(std::vector<double> times);
 
   bool empty() const { return times_.empty(); }
+  // The usual time from one picture to the next (0 for fewer than two pictures).
+  double spacing() const;
   // The picture start nearest to `seconds` (`seconds` itself when the take has no pictures).
   double nearest(double seconds) const;
   // The picture starts from `from` to `to`, both included.

@@ -10,6 +10,7 @@
 #include "cut/Loudness.h"
 #include "cut/Pauses.h"
 #include "cut/Picture.h"
+#include "cut/PictureGrid.h"
 #include "cut/ReelFiles.h"
 #include "cut/SoundLevels.h"
 #include "cut/Render.h"
@@ -108,11 +109,11 @@ Transcript listenTo(const Options& options, const ReelFiles& files, const Pcm& p
       pcm, [] { return std::make_unique<SphinxRecogniser>(); }, script);
 }
 
-double render(const Options& options, const Story& story, const Pcm& pcm, const ReelFiles& files,
-              Report& report) {
+double render(const Options& options, const Story& story, const Pcm& pcm, const PictureGrid& grid,
+              const ReelFiles& files, Report& report) {
   report.stage("rendering");
   const std::filesystem::path captions = files.work / "captions.ass";
-  writeFile(captions, captionScript(story, options.camera));
+  writeFile(captions, captionScript(story, options.camera, grid.spacing()));
   RenderJob job{options.take,
                 story.segments,
                 FaceFinish{options.face, options.camera},
@@ -149,10 +150,11 @@ int promo(const Options& options, Report& report) {
     writeFile(files.work / "words.txt", wordList(transcript));
     report.stage("story");
     Story story = writeStory(options, transcript);
-    placeCuts(story, transcript, PictureGrid(options.take));
+    const PictureGrid grid(options.take);
+    placeCuts(story, transcript, grid);
     writeFile(files.work / "cuts.txt", cutList(story));
     report.story(story);
-    const double length = render(options, story, pcm, files, report);
+    const double length = render(options, story, pcm, grid, files, report);
     files.publish();
     report.done(files.reel.string(), story.caption, length);
     return 0;

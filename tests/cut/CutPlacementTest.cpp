@@ -31,6 +31,12 @@ SoundLevels levelsWithQuiet(const std::vector<Span>& quiet) {
   return levels;
 }
 
+TEST(PictureGridTest, theUsualSpacingOutlastsADroppedPictureAndNeedsTwo) {
+  std::vector<double> times = {0, 1 / 30.0, 2 / 30.0, 4 / 30.0, 5 / 30.0};
+  EXPECT_NEAR(PictureGrid(times).spacing(), 1 / 30.0, 1e-9);
+  EXPECT_EQ(PictureGrid(std::vector<double>{1.0}).spacing(), 0);
+}
+
 bool onPicture(double t) { return std::abs(t * 30 - std::round(t * 30)) < 1e-6; }
 
 Transcript transcriptOf(std::vector<Word> words, std::vector<Span> quiet) {

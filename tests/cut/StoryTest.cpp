@@ -363,6 +363,11 @@ TEST(CaptionsTest, aWordLightsWhenItsSoundRisesNotOnTheQuietBeforeIt) {
   EXPECT_NE(script.find("0:00:00.53,0:00:00.90,Words,,0,0,0,,{\\pos(510,1240)}{\\c&H0000D7FF&}GOOD"),
             std::string::npos)
       << script;
+  // At 25 pictures a second, the picture at 0.52 s is the nearest to its sound, not 0.56 s.
+  const std::string early = captionScript(story, std::nullopt, 0.04);
+  EXPECT_NE(early.find("0:00:00.51,0:00:00.88,Words,,0,0,0,,{\\pos(510,1240)}{\\c&H0000D7FF&}GOOD"),
+            std::string::npos)
+      << early;
 }
 
 TEST(CaptionsTest, aCaptionLineNeverRunsAcrossASentencesEnd) {
