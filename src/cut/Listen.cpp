@@ -394,6 +394,15 @@ std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* se
   return words;
 }
 
+// The words heard without a script. Over a noise the voice does not stand clear of, free
+// recognition is sure of words it mostly mishears: none is sure enough to be published.
+std::vector<Word> heardFreely(const std::vector<std::vector<Word>>& heard, bool clear) {
+  std::vector<Word> words = joined(heard);
+  if (!clear)
+    for (Word& word : words) word.confidence = std::min(word.confidence, kUnscriptedConfidence);
+  return words;
+}
+
 }  // namespace
 
 Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script) {
@@ -417,7 +426,7 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
     transcript.words = followScript(pcm, *recogniser, second.get(), chunks, heard, expected,
                                     transcript.levels);
   transcript.fromScript = !transcript.words.empty();
-  if (!transcript.fromScript) transcript.words = joined(heard);
+  if (!transcript.fromScript) transcript.words = heardFreely(heard, clear);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");
   // Heard and laid in the sound as it came, then moved back to the take's times: the same

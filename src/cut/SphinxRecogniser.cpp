@@ -120,6 +120,17 @@ std::vector<std::int16_t> dithered(std::span<const std::int16_t> chunk, double o
   return samples;
 }
 
+// The recogniser's posteriors for words heard freely run high: in spoken takes of known truth,
+// about half of those between 0.6 and 0.9 were wrong, one in eight from 0.9 up. A word is sure
+// enough to publish from 0.9, and as sure below as its share of that.
+constexpr double kPublishablePosterior = 0.9;
+
+double confidenceOf(double posterior) {
+  if (posterior < kPublishablePosterior) return kSureConfidence * posterior / kPublishablePosterior;
+  return kSureConfidence +
+         (1 - kSureConfidence) * (posterior - kPublishablePosterior) / (1 - kPublishablePosterior);
+}
+
 }  // namespace
 
 struct SphinxRecogniser::Decoder {
@@ -196,7 +207,9 @@ SphinxRecogniser::~SphinxRecogniser() = default;
 
 std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chunk, double offset) {
   ps_set_search(decoder_->ps, decoder_->languageSearch.c_str());
-  return decoder_->decode(chunk, offset);
+  std::vector<Word> words = decoder_->decode(chunk, offset);
+  for (Word& word : words) word.confidence = confidenceOf(word.confidence);
+  return words;
 }
 
 Alignment SphinxRecogniser::align(std::span<const std::int16_t> chunk, double offset,

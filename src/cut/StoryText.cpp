@@ -53,6 +53,7 @@ std::size_t phraseLength(const std::vector<std::string>& words) {
 
 // The phrase in capitals, in two lines of about equal width when it is longer than three words.
 std::vector<std::string> headlineLines(std::vector<std::string> words) {
+  if (words.empty()) return {};
   words.resize(std::min(words.size(), phraseLength(words)));
   for (std::string& word : words)
     std::transform(word.begin(), word.end(), word.begin(),
@@ -154,12 +155,19 @@ std::string sentenceText(const std::vector<Word>& words) {
 
 void writeStoryText(Story& story, const std::vector<Word>& hook, const std::string& theme,
                     const Transcript& transcript, Budget budget) {
+  // The hook's words are published as written only when they are known: the script's own, or
+  // all heard with confidence. A guess in the headline or the post is worse than none.
+  const bool hookKnown = std::all_of(hook.begin(), hook.end(), [&](const Word& word) {
+    return (transcript.fromScript && !word.offScript) || word.confidence >= kSureConfidence;
+  });
   std::vector<std::string> hookWords;
-  for (const Word& word : hook) hookWords.push_back(word.text);
+  if (hookKnown)
+    for (const Word& word : hook) hookWords.push_back(word.text);
   const std::vector<std::string> themeWords = scriptWords(theme);
   story.headline = headlineLines(themeWords.empty() ? hookWords : themeWords);
-  story.caption = sentenceText(hook);
-  for (const std::string& tag : hashtags(story.words, theme)) story.caption += " " + tag;
+  story.caption = hookKnown ? sentenceText(hook) : "";
+  for (const std::string& tag : hashtags(story.words, theme))
+    story.caption += (story.caption.empty() ? "" : " ") + tag;
   story.flags = flagsFor(story, transcript, budget);
   story.brand = "Made with Vorn";
 }

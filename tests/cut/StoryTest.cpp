@@ -294,6 +294,20 @@ TEST(StoryTextTest, theHeadlineIsAWholePhraseNeverCutMidPhrase) {
   for (const char* hanging : {"THE", "YOU", "ABOUT", "AT", "TO"}) EXPECT_NE(last, hanging);
 }
 
+TEST(StoryTextTest, aHookHeardUnsureIsNeitherHeadlineNorPostButAScriptsOwnWordsAre) {
+  Story story;
+  Transcript transcript;
+  transcript.words = wordsOf("good light matters more than gear");
+  transcript.words[2].confidence = 0.3;
+  writeStoryText(story, transcript.words, "", transcript, {});
+  EXPECT_TRUE(story.headline.empty());
+  EXPECT_EQ(story.caption.find("ood"), std::string::npos) << story.caption;
+  transcript.fromScript = true;
+  writeStoryText(story, transcript.words, "", transcript, {});
+  EXPECT_EQ(story.caption.rfind("Good light matters more than gear.", 0), 0u) << story.caption;
+  EXPECT_FALSE(story.headline.empty());
+}
+
 TEST(StoryTextTest, hashtagsAreTheTopicsWordsNotTheMostFrequentSmallWords) {
   Story story;
   story.words = wordsOf(
