@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace vorn::cut {
 namespace {
@@ -61,11 +62,43 @@ std::vector<double> stepsOf(const Span& gap) {
   return steps;
 }
 
+// Voice that rises soon after a quiet moment in the gap after a word, holds for a syllable and
+// falls quiet again before the next word, is the word's own end (a last syllable the
+// recogniser left out, "peo-ple" over a fan): a segment does not end before it. Voice running
+// on into the next word is that word's breath; a flicker of noise is shorter.
+constexpr double kVoiceAfterSeconds = 0.2;
+constexpr int kSyllableSteps = 5;
+// Over a loud noise a last syllable may stay under speech level: voice is anything this far
+// over the noise.
+constexpr double kVoiceOverNoiseDb = 6;
+
+bool tailFollows(const SoundLevels& levels, double moment, const Span& gap) {
+  const auto voice = [&](double t) { return levels.at(t) >= levels.floorDb + kVoiceOverNoiseDb; };
+  const double step = SoundLevels::kStepSeconds;
+  for (double t = moment; t < std::min(gap.end, moment + kVoiceAfterSeconds); t += step) {
+    int held = 0;
+    double end = t;
+    while (end < gap.end && voice(end)) {
+      ++held;
+      end += step;
+    }
+    if (held >= kSyllableSteps) return end < gap.end;
+    t = end;
+  }
+  return false;
+}
+
 double edgeIn(const Transcript& transcript, const PictureGrid& grid, double planned, bool opening) {
   Span gap = gapAround(transcript.words, planned, opening, transcript.duration);
   if (!opening) gap.start += std::min(kReleaseSeconds, gap.length() / 2);
   const SoundLevels& levels = transcript.levels;
   std::vector<double> pictures = grid.within(gap.start, gap.end);
+  if (!opening) {
+    std::vector<double> clear;
+    std::copy_if(pictures.begin(), pictures.end(), std::back_inserter(clear),
+                 [&](double moment) { return !tailFollows(levels, moment, gap); });
+    if (!clear.empty()) pictures = std::move(clear);
+  }
   if (!pictures.empty()) return quietestIn(levels, planned, pictures);
   // No picture starts in a gap this narrow: the nearest one to its quiet.
   const double quiet = quietestIn(levels, planned, stepsOf(gap));

@@ -105,6 +105,20 @@ TEST(CutPlacementTest, aSegmentEndsAfterTheBurstThatReleasesItsLastWordsStop) {
   EXPECT_LE(story.segments[0].end, 1.75) << "in the quiet after it, before the next word";
 }
 
+TEST(CutPlacementTest, aSegmentKeepsALastSyllableTheRecogniserLeftOut) {
+  // "peo-ple" heard as ending at 1.6 s: its second syllable rises again at 1.75–1.9 s, after
+  // a dip, before the pause.
+  const Transcript transcript = transcriptOf({{"people", 1.3, 1.6}, {"the", 3.0, 3.2}},
+                                             {{0, 1.3}, {1.6, 1.75}, {1.9, 3.0}, {3.2, 10}});
+  Story story;
+  story.segments = {{1.2, 1.72}};
+  story.words = {transcript.words[0]};
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  EXPECT_GE(story.segments[0].end, 1.9);
+  EXPECT_LE(story.segments[0].end, 2.0) << "and no more of the pause than that";
+}
+
 TEST(CutPlacementTest, aPausesNoiseFlickeringDoesNotCarryTheEdgeAcrossIt) {
   // A hissing pause of 2 s after "one": its 10 ms levels wander 2.5 dB about the floor, lowest
   // near its far end.
