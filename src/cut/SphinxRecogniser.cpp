@@ -121,7 +121,7 @@ std::vector<std::int16_t> dithered(std::span<const std::int16_t> chunk, double o
 }
 
 // The recogniser's posteriors for words heard freely run high: in spoken takes of known truth,
-// about half of those between 0.6 and 0.9 were wrong, one in eight from 0.9 up. A word is sure
+// about half of those between 0.6 and 0.9 were wrong, a quarter from 0.9 up. A word is sure
 // enough to publish from 0.9, and as sure below as its share of that.
 constexpr double kPublishablePosterior = 0.9;
 
