@@ -99,14 +99,22 @@ std::optional<ReelMaker::Job> ReelMaker::job(const std::optional<Take>& take) co
 void ReelMaker::send(const Take& take) {
   const std::optional<Job> found = job(take);
   if (!found || !found->video) return;
-  QClipboard* clipboard = QGuiApplication::clipboard();
-  clipboard->clear();
-  clipboard->setText(found->caption);
+  // A reel heard too unsurely for a post text has none: the clipboard keeps what it held.
+  const bool captioned = !found->caption.isEmpty();
+  if (captioned) {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(found->caption);
+  }
   const QPointer<ReelMaker> self(this);
-  PhoneShare::send(found->video->toLocalFile(), this, [self](bool sent) {
+  PhoneShare::send(found->video->toLocalFile(), this, [self, captioned](bool sent) {
     if (!self) return;
-    self->flash(sent ? tr("Caption copied. Paste it in Instagram.")
-                     : tr("No phone is connected. Caption copied; drag the phone to share."));
+    if (captioned)
+      self->flash(sent ? tr("Caption copied. Paste it in Instagram.")
+                       : tr("No phone is connected. Caption copied; drag the phone to share."));
+    else
+      self->flash(sent ? tr("Reel sent to the phone.")
+                       : tr("No phone is connected. Drag the phone to share."));
   });
 }
 

@@ -516,6 +516,20 @@ TEST_F(SendTest, withoutAPhoneTheCaptionIsCopiedAndTheFallbackShown) {
             QStringList{"No phone is connected. Caption copied; drag the phone to share."});
 }
 
+TEST_F(SendTest, aReelWithoutAPostTextLeavesTheClipboardAndSaysNothingOfACaption) {
+  if (!QStandardPaths::findExecutable("kdeconnect-cli").isEmpty())
+    GTEST_SKIP() << "kdeconnect-cli is installed system-wide";
+  const Take a = engine.take("A", "printf '{\"event\":\"done\",\"video\":\"%s\"}\\n' \"$7\"\n");
+  maker->make(a, QString());
+  ASSERT_TRUE(settles(a, ReelStage::ready()));
+  toasts.clear();
+  QGuiApplication::clipboard()->setText("old");
+  maker->send(a);
+  EXPECT_TRUE(eventually([&] { return !toasts.isEmpty(); }));
+  EXPECT_EQ(toasts, QStringList{"No phone is connected. Drag the phone to share."});
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), "old");
+}
+
 TEST_F(SendTest, aReachablePhoneGetsTheReel) {
   const QString record = engine.path("shared");
   const QString tool = engine.path("bin/kdeconnect-cli");
