@@ -30,8 +30,9 @@ constexpr std::size_t kPlannedReach = 6;
 constexpr double kLeastSpeechLaid = 0.7;
 // What an alignment's fit loses for each share of the chunk's speech left to noise words.
 constexpr double kUncoveredCost = 1;
-// Talk heard where the take strays from its script is never sure enough to be captioned.
-constexpr double kUnscriptedConfidence = 0.4;
+// Talk heard where the take strays from its script, and anything heard freely over a noise
+// the voice does not stand clear of, is a guess: never sure enough to be captioned.
+constexpr double kGuessConfidence = 0.4;
 
 std::span<const std::int16_t> samplesOf(const Pcm& pcm, const Span& chunk) {
   const auto first = std::min<std::size_t>(chunk.start * Pcm::kRate, pcm.samples.size());
@@ -356,7 +357,7 @@ void keepUnscriptedTalk(std::vector<Word>& words, const std::vector<std::vector<
     });
     if (scripted) continue;
     for (Word word : heard[c]) {
-      word.confidence = std::min(word.confidence, kUnscriptedConfidence);
+      word.confidence = std::min(word.confidence, kGuessConfidence);
       word.offScript = true;
       talk.push_back(word);
     }
@@ -399,7 +400,7 @@ std::vector<Word> followScript(const Pcm& pcm, Recogniser& first, Recogniser* se
 std::vector<Word> heardFreely(const std::vector<std::vector<Word>>& heard, bool clear) {
   std::vector<Word> words = joined(heard);
   if (!clear)
-    for (Word& word : words) word.confidence = std::min(word.confidence, kUnscriptedConfidence);
+    for (Word& word : words) word.confidence = std::min(word.confidence, kGuessConfidence);
   return words;
 }
 
