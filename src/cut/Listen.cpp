@@ -21,6 +21,11 @@ namespace {
 // A chunk's share may end at a pause of the script this many words from where free
 // recognition put its end.
 constexpr long kFarthestBreak = 12;
+// A chunk's share may end at a pause of the script this many words from where its length at
+// the reading pace puts its end.
+constexpr long kPacedReach = 4;
+// Words a second of chunk, until the take has read some of its script: 160 a minute.
+constexpr double kTypicalPace = 2.7;
 // A chunk's planned share ends on a pause of the script this many words from free
 // recognition's placing, or closer.
 constexpr long kSnapToBreak = 2;
@@ -30,6 +35,10 @@ constexpr std::size_t kPlannedReach = 6;
 constexpr double kLeastSpeechLaid = 0.7;
 // What an alignment's fit loses for each share of the chunk's speech left to noise words.
 constexpr double kUncoveredCost = 1;
+// What it loses for a share that ends where the script has no pause: a chunk ends where the
+// reader paused, and over noise, a share a few words short fits about as well (its last
+// word stretched over the rest).
+constexpr double kOffPauseCost = 0.03;
 // Talk heard where the take strays from its script, and anything heard freely over a noise
 // the voice does not stand clear of, is a guess: never sure enough to be captioned.
 constexpr double kGuessConfidence = 0.4;
@@ -119,23 +128,45 @@ void markSentenceEnds(Laid& laid, const Script& script) {
     if (end > 0 && end <= laid.size() && laid[end - 1]) laid[end - 1]->endsSentence = true;
 }
 
+// Where a chunk's share of the script may end: free recognition's placing, and where the
+// chunk's length at the take's reading pace puts it (over noise, free recognition can hear
+// far too few words in a chunk, and its placing says nothing).
+struct Ends {
+  std::size_t nominal;
+  std::size_t paced;
+};
+
+// The script's pauses within `reach` words of `around`, nearest first.
+std::vector<std::size_t> breaksNear(const Script& script, std::size_t around, long reach) {
+  std::vector<std::size_t> near;
+  for (std::size_t at : script.breaks)
+    if (std::labs(long(at) - long(around)) <= reach) near.push_back(at);
+  std::stable_sort(near.begin(), near.end(), [&](std::size_t a, std::size_t b) {
+    return std::labs(long(a) - long(around)) < std::labs(long(b) - long(around));
+  });
+  return near;
+}
+
 // Where the chunk's share of the script may end, likeliest first: where free recognition put
-// it, a word or two either side, then the script's pauses nearest to it.
-std::vector<std::size_t> candidateEnds(const Script& script, std::size_t begin,
-                                       std::size_t nominal) {
+// it, a word or two either side, the script's pauses nearest to it, then those nearest to
+// where the pace puts it; only the first and the pause nearest the pace's unless `wide`.
+std::vector<std::size_t> candidateEnds(const Script& script, std::size_t begin, Ends guess,
+                                       bool wide) {
   std::vector<std::size_t> ends;
   const auto add = [&](long end) {
     if (end > long(begin) && end <= long(script.words.size()) &&
         std::find(ends.begin(), ends.end(), std::size_t(end)) == ends.end())
       ends.push_back(std::size_t(end));
   };
-  for (int shift : {0, -1, 1, -2, 2}) add(long(nominal) + shift);
-  std::vector<std::size_t> breaks = script.breaks;
-  std::stable_sort(breaks.begin(), breaks.end(), [&](std::size_t a, std::size_t b) {
-    return std::labs(long(a) - long(nominal)) < std::labs(long(b) - long(nominal));
-  });
-  for (std::size_t at : breaks)
-    if (std::labs(long(at) - long(nominal)) <= kFarthestBreak) add(long(at));
+  const std::vector<std::size_t> paced = breaksNear(script, guess.paced, kPacedReach);
+  if (!wide) {
+    add(long(guess.nominal));
+    if (!paced.empty()) add(long(paced.front()));
+    return ends;
+  }
+  for (int shift : {0, -1, 1, -2, 2}) add(long(guess.nominal) + shift);
+  for (std::size_t at : breaksNear(script, guess.nominal, kFarthestBreak)) add(long(at));
+  for (std::size_t at : paced) add(long(at));
   return ends;
 }
 
@@ -182,20 +213,22 @@ std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recogniser&
     if (!fillsSpeech(covered, script, begin, end)) continue;
     // Speech left to the noise words fits them well: a share a few words short pays for it.
     placed.fit -= kUncoveredCost * (1 - covered);
+    const bool atPause = end == script.words.size() ||
+                         std::binary_search(script.breaks.begin(), script.breaks.end(), end);
+    if (!atPause) placed.fit -= kOffPauseCost;
     if (!best || placed.fit > best->fit) best = std::move(placed);
   }
   return best ? std::move(best->words) : std::vector<Word>{};
 }
 
-// Aligns the chunk to the script words from `begin` to one of the candidate ends, or only to
-// `nominal` unless `wide` (for the last chunk, to the script's end too); nothing when none
-// matches the sound.
+// Aligns the chunk to the script words from `begin` to one of the candidate ends (for the
+// last chunk, to the script's end too); nothing when none matches the sound.
 std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recogniser& recogniser,
                             const Span& chunk, const Script& script, std::size_t begin,
-                            std::size_t nominal, bool last, bool wide) {
-  std::vector<std::size_t> ends =
-      wide ? candidateEnds(script, begin, nominal) : std::vector<std::size_t>{nominal};
-  if (last) ends.insert(ends.begin(), script.words.size());
+                            Ends guess, bool last, bool wide) {
+  std::vector<std::size_t> ends = candidateEnds(script, begin, guess, wide);
+  if (last && (ends.empty() || ends.front() != script.words.size()))
+    ends.insert(ends.begin(), script.words.size());
   return bestFit(pcm, levels, recogniser, chunk, script, begin, ends);
 }
 
@@ -260,19 +293,21 @@ std::vector<std::pair<std::size_t, std::size_t>> sharesOf(const std::vector<int>
 
 // Where the chunk reads the script and the words it lays there: its planned share when that
 // starts where the reading stands; else the script from there to an end that matches (only
-// the planned end right after talk off the script: a take that strays far would otherwise
-// cost ten alignments a chunk); else its planned share further on (the reader skipped some of
-// the script); else nothing: the chunk is talk off the script.
+// two ends right after talk off the script: a take that strays far would otherwise cost ten
+// alignments a chunk); else its planned share further on (the reader skipped some of the
+// script); else nothing: the chunk is talk off the script. `paced` is about how many script
+// words the chunk's length holds.
 std::pair<std::size_t, std::vector<Word>> layChunk(const Pcm& pcm, const SoundLevels& levels,
                                                    Recogniser& recogniser, const Span& chunk,
                                                    const Script& script,
                                                    std::size_t begin,
                                                    std::pair<std::size_t, std::size_t> share,
                                                    const std::vector<Word>& planned, bool last,
-                                                   bool afterTalk) {
+                                                   bool afterTalk, std::size_t paced) {
   if (begin == share.first && !planned.empty()) return {begin, planned};
-  std::vector<Word> placed = alignFrom(pcm, levels, recogniser, chunk, script, begin,
-                                       std::max(share.second, begin), last, !afterTalk);
+  const Ends guess{std::max(share.second, begin), begin + paced};
+  std::vector<Word> placed =
+      alignFrom(pcm, levels, recogniser, chunk, script, begin, guess, last, !afterTalk);
   if (!placed.empty()) return {begin, std::move(placed)};
   if (share.first > begin && !planned.empty()) return {share.first, planned};
   return {begin, {}};
@@ -287,6 +322,23 @@ bool onUnsayable(const Word& talk, std::span<const Word> laid, std::size_t from,
                                    [&](const auto& word) { return word.first == from + before; });
 }
 
+// How fast the take reads its script, in words a second of the chunks it read them in.
+class ReadingPace {
+ public:
+  void read(std::size_t words, const Span& chunk) {
+    words_ += double(words);
+    seconds_ += chunk.length();
+  }
+  // About how many script words a chunk this long holds.
+  std::size_t wordsIn(const Span& chunk) const {
+    const double pace = seconds_ > 0 ? words_ / seconds_ : kTypicalPace;
+    return std::size_t(std::lround(chunk.length() * pace));
+  }
+
+ private:
+  double words_ = 0, seconds_ = 0;
+};
+
 // The script laid on the take, and the talk around its words: first tries of its phrases
 // said again at once, fillers said between them.
 struct Reading {
@@ -296,8 +348,7 @@ struct Reading {
 
 // Lays the script on the chunks: free recognition (`heard`, per chunk) says roughly which
 // words fall in which chunk; every chunk is aligned to that share on both threads; then, in
-// order, each chunk is laid where the reading stands (`layChunk`). When no chunk matches its
-// share, the take does not read the script and nothing is laid.
+// order, each chunk is laid where the reading stands (`layChunk`).
 Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, Recogniser* second,
               const std::vector<Span>& chunks, const std::vector<std::vector<Word>>& heard,
               const Script& script) {
@@ -322,13 +373,16 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
                          plannedEnds(script, begin, end));
   });
   Reading reading{Laid(script.words.size()), {}};
-  if (std::all_of(planned.begin(), planned.end(), [](const auto& words) { return words.empty(); }))
-    return reading;
   std::size_t begin = 0;
-  bool afterTalk = false;
+  // When no chunk matches its share, the take may not read the script at all, or free
+  // recognition misplaced every share: each chunk tries only two ends until one matches.
+  bool afterTalk =
+      std::all_of(planned.begin(), planned.end(), [](const auto& words) { return words.empty(); });
+  ReadingPace pace;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
     auto [from, placed] = layChunk(pcm, levels, first, searched[c], script, begin, shares[c],
-                                   planned[c], c + 1 == chunks.size(), afterTalk);
+                                   planned[c], c + 1 == chunks.size(), afterTalk,
+                                   pace.wordsIn(chunks[c]));
     // Script words laid on the quiet after a chunk's speech are the next chunk's: free
     // recognition gave this one a word too many, and the next is aligned from that word.
     while (!placed.empty() && liesOnSilence(placed.back(), levels)) placed.pop_back();
@@ -339,7 +393,10 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
       if (!onUnsayable(*word, {placed.begin(), talk}, from, script)) reading.talk.push_back(*word);
     placed.erase(talk, placed.end());
     for (std::size_t i = 0; i < placed.size(); ++i) reading.laid[from + i] = placed[i];
-    if (!placed.empty()) begin = from + placed.size();
+    if (!placed.empty()) {
+      begin = from + placed.size();
+      pace.read(placed.size(), chunks[c]);
+    }
     afterTalk = placed.empty();
   }
   return reading;
@@ -419,14 +476,27 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   const std::unique_ptr<Recogniser> recogniser = make();
   // Both recognisers are made here, before the second thread starts.
   const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
-  for (Recogniser* each : {recogniser.get(), second.get()})
-    if (each) each->listenForFillers(clear);
-  const auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
   const Script expected = sayable(script, *recogniser);
-  if (!expected.words.empty())
+  const bool scripted = !expected.words.empty();
+  const auto setUp = [&](bool roughly) {
+    for (Recogniser* each : {recogniser.get(), second.get()})
+      if (each) {
+        each->listenForFillers(clear);
+        each->transcribeRoughly(roughly);
+      }
+  };
+  setUp(scripted);
+  auto heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
+  if (scripted)
     transcript.words = followScript(pcm, *recogniser, second.get(), chunks, heard, expected,
                                     transcript.levels);
   transcript.fromScript = !transcript.words.empty();
+  if (!transcript.fromScript && scripted) {
+    // The take does not read its script: what is heard is all there is, so it is heard again
+    // with care.
+    setUp(false);
+    heard = transcribeAll(pcm, *recogniser, second.get(), chunks);
+  }
   if (!transcript.fromScript) transcript.words = heardFreely(heard, clear);
   if (transcript.words.empty())
     throw CutError("The take holds no usable speech: nothing in it could be heard as words.");

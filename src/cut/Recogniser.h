@@ -39,6 +39,10 @@ class Recogniser {
   // noise, which would otherwise be heard as them.
   virtual void listenForFillers(bool on) = 0;
 
+  // Whether free recognition may be rough: with a script known, it only plans which chunk
+  // reads which of the script's words, and a quicker search places them about as well.
+  virtual void transcribeRoughly(bool on) = 0;
+
   // Whether the recogniser can say `word` at all (it is in its pronouncing dictionary).
   virtual bool knows(const std::string& word) = 0;
 };

@@ -22,6 +22,10 @@ constexpr double kFrameSeconds = 0.01;  // the model's 100 frames per second
 const char* const kAlignSearch = "align";
 constexpr double kAlignBeam = 1e-80;
 constexpr double kAlignWordBeam = 1e-60;
+// The rough language search: one pass, and at most this many phone models alive a frame
+// (the model's default is ten times as many).
+const char* const kRoughSearch = "rough";
+constexpr long kRoughModelsPerFrame = 3000;
 
 // "<s>", "<sil>", "[NOISE]" and the like mark no spoken word, nor does "(NULL)", the step a
 // grammar takes past an optional part.
@@ -138,10 +142,24 @@ struct SphinxRecogniser::Decoder {
   ps_decoder_t* ps = nullptr;
   std::string languageSearch;
   double phoneBeam = 0;  // the model's own, for alignments' first search
+  bool roughSearchMade = false;
 
   ~Decoder() {
     if (ps) ps_free(ps);
     if (config) cmd_ln_free_r(config);
+  }
+
+  // The language search again, on the same model, made quicker. A search reads the settings
+  // when it is made: these are changed for its making only.
+  void makeRoughSearch() {
+    cmd_ln_t* config = ps_get_config(ps);
+    const long models = cmd_ln_int_r(config, "-maxhmmpf");
+    const long flat = cmd_ln_int_r(config, "-fwdflat");
+    cmd_ln_set_int_r(config, "-maxhmmpf", kRoughModelsPerFrame);
+    cmd_ln_set_boolean_r(config, "-fwdflat", false);
+    roughSearchMade = ps_set_lm(ps, kRoughSearch, ps_get_lm(ps, languageSearch.c_str())) >= 0;
+    cmd_ln_set_int_r(config, "-maxhmmpf", models);
+    cmd_ln_set_int_r(config, "-fwdflat", flat);
   }
 
   // The words of the best path through `grammar` searched with `phones` as the phone beam;
@@ -195,6 +213,7 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   decoder_->languageSearch = ps_get_search(decoder_->ps);
   // Not updating the language-model search: free recognition never hears the fillers' words.
   addFillers(decoder_->ps);
+  decoder_->makeRoughSearch();
   // The language-model search keeps the beams it was made with; alignment searches, made
   // later, get wider ones: a known text may be pruned away on a single odd-sounding word,
   // and a grammar of one sentence is cheap to search widely.
@@ -206,7 +225,8 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
 SphinxRecogniser::~SphinxRecogniser() = default;
 
 std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chunk, double offset) {
-  ps_set_search(decoder_->ps, decoder_->languageSearch.c_str());
+  const bool rough = roughly_ && decoder_->roughSearchMade;
+  ps_set_search(decoder_->ps, rough ? kRoughSearch : decoder_->languageSearch.c_str());
   std::vector<Word> words = decoder_->decode(chunk, offset);
   for (Word& word : words) word.confidence = confidenceOf(word.confidence);
   return words;

@@ -16,6 +16,7 @@ class SphinxRecogniser final : public Recogniser {
 
   std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) override;
   void listenForFillers(bool on) override { fillers_ = on; }
+  void transcribeRoughly(bool on) override { roughly_ = on; }
   Alignment align(std::span<const std::int16_t> chunk, double offset,
                   const std::vector<std::string>& expected) override;
   bool knows(const std::string& word) override;
@@ -24,6 +25,7 @@ class SphinxRecogniser final : public Recogniser {
   struct Decoder;
   std::unique_ptr<Decoder> decoder_;
   bool fillers_ = false;
+  bool roughly_ = false;
 };
 
 }  // namespace vorn::cut

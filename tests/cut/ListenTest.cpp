@@ -170,6 +170,46 @@ bool within(const Word& word, const Span& spoken) {
   return word.start >= spoken.start - kSlack && word.end <= spoken.end + kSlack;
 }
 
+// Free recognition lost after the opening sentence, as over a noise it mishears: the real
+// recogniser's alignment, with nothing heard freely in a chunk starting after `lostFrom`.
+class LostAfterTheOpening : public Recogniser {
+ public:
+  explicit LostAfterTheOpening(double lostFrom) : lostFrom_(lostFrom) {}
+  std::vector<Word> transcribe(std::span<const std::int16_t> chunk, double offset) override {
+    return offset < lostFrom_ ? real_.transcribe(chunk, offset) : std::vector<Word>{};
+  }
+  Alignment align(std::span<const std::int16_t> chunk, double offset,
+                  const std::vector<std::string>& expected) override {
+    return real_.align(chunk, offset, expected);
+  }
+  void listenForFillers(bool on) override { real_.listenForFillers(on); }
+  void transcribeRoughly(bool on) override { real_.transcribeRoughly(on); }
+  bool knows(const std::string& word) override { return real_.knows(word); }
+
+ private:
+  SphinxRecogniser real_;
+  double lostFrom_;
+};
+
+// Every word heard freely falls in the opening chunk, so the plan gives it the whole script,
+// whose first pause lies far from its end: each chunk's length at the reading pace still says
+// where its share ends, and every sentence is laid where it was said.
+TEST_F(ListenTest, aScriptIsLaidInPlaceThoughFreeRecognitionHeardOnlyTheOpening) {
+  const std::vector<std::string> sentences = {
+      "The worst email I ever sent got me promoted.",
+      "My manager asked me to send the weekly report to the whole team at the end of the day.",
+      "Within a month everybody on the team got a raise."};
+  const test::SpokenSound sound = test::spokenSound("lost", sentences);
+  std::string script;
+  for (const std::string& sentence : sentences) script += sentence + "\n";
+  const test::SpokenTake take{sound.path, script, sentences, sound.spoken, sound.duration};
+  const double lostFrom = sound.spoken[0].end;
+  expectScriptInPlace(
+      listen(decodeTakeAudio(take.path),
+             [lostFrom] { return std::make_unique<LostAfterTheOpening>(lostFrom); }, script),
+      take);
+}
+
 // The take reads the script's first sentence, talks of something else, then reads the last:
 // the skipped sentence is laid nowhere, and the other talk is kept but never sure enough to
 // be captioned.
