@@ -19,6 +19,27 @@ std::size_t halfway(const std::vector<Span>& chunks) {
   return std::max<std::size_t>(split, 1);
 }
 
+// Runs `mine` here and `theirs` on a second thread; the first exception is rethrown once
+// both have stopped.
+void onTwoThreads(const std::function<void()>& mine, const std::function<void()>& theirs) {
+  std::exception_ptr failure;
+  std::thread helper([&] {
+    try {
+      theirs();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  });
+  try {
+    mine();
+  } catch (...) {
+    helper.join();
+    throw;
+  }
+  helper.join();
+  if (failure) std::rethrow_exception(failure);
+}
+
 }  // namespace
 
 void forEachChunk(const std::vector<Span>& chunks, Recogniser& first, Recogniser* second,
@@ -27,22 +48,17 @@ void forEachChunk(const std::vector<Span>& chunks, Recogniser& first, Recogniser
   const auto run = [&](Recogniser& recogniser, std::size_t from, std::size_t to) {
     for (std::size_t c = from; c < to; ++c) work(recogniser, c);
   };
-  std::exception_ptr failure;
-  std::thread helper([&] {
-    try {
-      if (second) run(*second, split, chunks.size());
-    } catch (...) {
-      failure = std::current_exception();
-    }
-  });
-  try {
-    run(first, 0, split);
-  } catch (...) {
-    helper.join();
-    throw;
-  }
-  helper.join();
-  if (failure) std::rethrow_exception(failure);
+  if (!second) return run(first, 0, chunks.size());
+  onTwoThreads([&] { run(first, 0, split); }, [&] { run(*second, split, chunks.size()); });
+}
+
+void forEachAlternately(std::size_t count, Recogniser& first, Recogniser* second,
+                        const std::function<void(Recogniser&, std::size_t)>& work) {
+  const auto run = [&](Recogniser& recogniser, std::size_t from, std::size_t step) {
+    for (std::size_t i = from; i < count; i += step) work(recogniser, i);
+  };
+  if (!second || count < 2) return run(first, 0, 1);
+  onTwoThreads([&] { run(first, 0, 2); }, [&] { run(*second, 1, 2); });
 }
 
 }  // namespace vorn::cut

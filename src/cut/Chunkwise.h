@@ -15,4 +15,10 @@ namespace vorn::cut {
 void forEachChunk(const std::vector<Span>& chunks, Recogniser& first, Recogniser* second,
                   const std::function<void(Recogniser&, std::size_t)>& work);
 
+// Runs `work(recogniser, i)` for every i below `count` the same way: the even ones on this
+// thread with `first`, the odd ones with `second`. Which decoder hears what never depends on
+// timing: a decoder's noise estimate carries over from one utterance to the next.
+void forEachAlternately(std::size_t count, Recogniser& first, Recogniser* second,
+                        const std::function<void(Recogniser&, std::size_t)>& work);
+
 }  // namespace vorn::cut

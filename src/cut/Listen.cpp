@@ -195,26 +195,37 @@ bool fillsSpeech(double covered, const Script& script, std::size_t begin, std::s
   return covered >= kLeastSpeechLaid * said;
 }
 
+// The recognisers alignments run on: with a second, on two threads.
+struct Recognisers {
+  Recogniser& first;
+  Recogniser* second = nullptr;
+};
+
 // The alignment of the chunk to the script words from `begin` to one of `ends` that fits its
 // sound best, among those that match it; nothing when none does. A share that ends a few
 // words short or long still matches (the sound left over hides in noise words, or words
 // squeeze in), but fits worse than the one that ends where the reader paused.
-std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recogniser& recogniser,
+std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recognisers recognisers,
                           const Span& chunk, const Script& script, std::size_t begin,
                           const std::vector<std::size_t>& ends) {
+  std::vector<Alignment> tried(ends.size());
+  forEachAlternately(ends.size(), recognisers.first, recognisers.second,
+                     [&](Recogniser& recogniser, std::size_t i) {
+                       if (ends[i] <= begin) return;
+                       tried[i] = recogniser.align(samplesOf(pcm, chunk), chunk.start,
+                                                   {script.words.begin() + long(begin),
+                                                    script.words.begin() + long(ends[i])});
+                     });
   std::optional<Alignment> best;
-  for (std::size_t end : ends) {
-    if (end <= begin) continue;
-    Alignment placed = recogniser.align(
-        samplesOf(pcm, chunk), chunk.start,
-        {script.words.begin() + long(begin), script.words.begin() + long(end)});
+  for (std::size_t i = 0; i < ends.size(); ++i) {
+    Alignment& placed = tried[i];
     if (placed.words.empty()) continue;
     const double covered = speechCovered(placed.words, chunk, levels);
-    if (!fillsSpeech(covered, script, begin, end)) continue;
+    if (!fillsSpeech(covered, script, begin, ends[i])) continue;
     // Speech left to the noise words fits them well: a share a few words short pays for it.
     placed.fit -= kUncoveredCost * (1 - covered);
-    const bool atPause = end == script.words.size() ||
-                         std::binary_search(script.breaks.begin(), script.breaks.end(), end);
+    const bool atPause = ends[i] == script.words.size() ||
+                         std::binary_search(script.breaks.begin(), script.breaks.end(), ends[i]);
     if (!atPause) placed.fit -= kOffPauseCost;
     if (!best || placed.fit > best->fit) best = std::move(placed);
   }
@@ -223,13 +234,13 @@ std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recogniser&
 
 // Aligns the chunk to the script words from `begin` to one of the candidate ends (for the
 // last chunk, to the script's end too); nothing when none matches the sound.
-std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recogniser& recogniser,
+std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recognisers recognisers,
                             const Span& chunk, const Script& script, std::size_t begin,
                             Ends guess, bool last, bool wide) {
   std::vector<std::size_t> ends = candidateEnds(script, begin, guess, wide);
   if (last && (ends.empty() || ends.front() != script.words.size()))
     ends.insert(ends.begin(), script.words.size());
-  return bestFit(pcm, levels, recogniser, chunk, script, begin, ends);
+  return bestFit(pcm, levels, recognisers, chunk, script, begin, ends);
 }
 
 // A planned share's end, and when it is no pause of the script, the script's pauses nearest
@@ -298,7 +309,7 @@ std::vector<std::pair<std::size_t, std::size_t>> sharesOf(const std::vector<int>
 // script); else nothing: the chunk is talk off the script. `paced` is about how many script
 // words the chunk's length holds.
 std::pair<std::size_t, std::vector<Word>> layChunk(const Pcm& pcm, const SoundLevels& levels,
-                                                   Recogniser& recogniser, const Span& chunk,
+                                                   Recognisers recognisers, const Span& chunk,
                                                    const Script& script,
                                                    std::size_t begin,
                                                    std::pair<std::size_t, std::size_t> share,
@@ -307,7 +318,7 @@ std::pair<std::size_t, std::vector<Word>> layChunk(const Pcm& pcm, const SoundLe
   if (begin == share.first && !planned.empty()) return {begin, planned};
   const Ends guess{std::max(share.second, begin), begin + paced};
   std::vector<Word> placed =
-      alignFrom(pcm, levels, recogniser, chunk, script, begin, guess, last, !afterTalk);
+      alignFrom(pcm, levels, recognisers, chunk, script, begin, guess, last, !afterTalk);
   if (!placed.empty()) return {begin, std::move(placed)};
   if (share.first > begin && !planned.empty()) return {share.first, planned};
   return {begin, {}};
@@ -369,7 +380,7 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
   forEachChunk(chunks, first, second, [&](Recogniser& recogniser, std::size_t c) {
     const auto [begin, end] = shares[c];
     if (end <= begin) return;
-    planned[c] = bestFit(pcm, levels, recogniser, searched[c], script, begin,
+    planned[c] = bestFit(pcm, levels, {recogniser}, searched[c], script, begin,
                          plannedEnds(script, begin, end));
   });
   Reading reading{Laid(script.words.size()), {}};
@@ -380,9 +391,9 @@ Reading toScript(const Pcm& pcm, const SoundLevels& levels, Recogniser& first, R
       std::all_of(planned.begin(), planned.end(), [](const auto& words) { return words.empty(); });
   ReadingPace pace;
   for (std::size_t c = 0; c < chunks.size(); ++c) {
-    auto [from, placed] = layChunk(pcm, levels, first, searched[c], script, begin, shares[c],
-                                   planned[c], c + 1 == chunks.size(), afterTalk,
-                                   pace.wordsIn(chunks[c]));
+    auto [from, placed] =
+        layChunk(pcm, levels, {first, second}, searched[c], script, begin, shares[c], planned[c],
+                 c + 1 == chunks.size(), afterTalk, pace.wordsIn(chunks[c]));
     // Script words laid on the quiet after a chunk's speech are the next chunk's: free
     // recognition gave this one a word too many, and the next is aligned from that word.
     while (!placed.empty() && liesOnSilence(placed.back(), levels)) placed.pop_back();
