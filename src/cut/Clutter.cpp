@@ -74,10 +74,13 @@ void markRetakes(const std::vector<Word>& words, const SoundLevels& levels,
 
 }  // namespace
 
-std::vector<bool> clutterIn(const std::vector<Word>& words, const SoundLevels& levels) {
+std::vector<bool> clutterIn(const Transcript& transcript) {
+  const std::vector<Word>& words = transcript.words;
   std::vector<bool> cut(words.size(), false);
-  markFillers(words, levels, cut);
-  markRetakes(words, levels, cut);
+  // Over a noise the voice does not stand clear of, alignments do not listen for fillers and
+  // the sound falls "quiet" inside words: a filler heard there is a guess.
+  if (transcript.clear) markFillers(words, transcript.levels, cut);
+  markRetakes(words, transcript.levels, cut);
   return cut;
 }
 

@@ -90,6 +90,10 @@ bool tailFollows(const SoundLevels& levels, double moment, const Span& gap) {
 
 double edgeIn(const Transcript& transcript, const PictureGrid& grid, double planned, bool opening) {
   Span gap = gapAround(transcript.words, planned, opening, transcript.duration);
+  if (!opening && !transcript.clear) {
+    const double intoPause = std::min(gap.start + kUnderNoiseTailSeconds, (gap.start + gap.end) / 2);
+    planned = std::max(planned, intoPause);
+  }
   if (!opening) gap.start += std::min(kReleaseSeconds, gap.length() / 2);
   const SoundLevels& levels = transcript.levels;
   std::vector<double> pictures = grid.within(gap.start, gap.end);

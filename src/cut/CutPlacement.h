@@ -13,7 +13,12 @@ namespace vorn::cut {
 // edge among equals, a pause's steady noise counting as equally quiet throughout. Segments
 // left shorter than two pictures are dropped, ones that meet or leave less than a fifth of a
 // second out between them are joined, and the story keeps only the words its segments still
-// hold.
+// hold. Over a noise the voice does not stand clear of, an end goes `kUnderNoiseTailSeconds`
+// into the pause after its last word (or halfway through a shorter one): a word's fading end
+// lies under the noise there, free recognition ends words early or misses a last one, and the
+// whole pause sounds alike.
 void placeCuts(Story& story, const Transcript& transcript, const PictureGrid& grid);
+
+inline constexpr double kUnderNoiseTailSeconds = 0.5;
 
 }  // namespace vorn::cut

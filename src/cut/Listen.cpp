@@ -481,6 +481,7 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   const Pcm& pcm = listening.pcm;
   Transcript transcript;
   transcript.duration = pcm.duration();
+  transcript.clear = clear;
   // A clear voice is listened to as recorded: its levels are measured already.
   transcript.levels = clear ? recorded : SoundLevels::of(pcm);
   const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);

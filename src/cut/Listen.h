@@ -21,6 +21,9 @@ struct Transcript {
   bool fromScript = false;
   // The sound's loudness, for cutting in its quiet; empty when not measured.
   SoundLevels levels;
+  // Whether the voice stands clear of the take's noise. Over a noise it does not, where a
+  // word's sound fades out and what a filler heard freely was are guesses.
+  bool clear = true;
 };
 
 // Makes a recogniser; listening runs two at once.

@@ -124,7 +124,7 @@ Outline outlineOf(const Transcript& transcript) {
   outline.sentences = splitSentences(transcript.words, transcript.levels);
   if (outline.sentences.empty())
     throw CutError("The take holds no usable speech to build a story on.");
-  outline.clutter = clutterIn(transcript.words, transcript.levels);
+  outline.clutter = clutterIn(transcript);
   const std::vector<Topics> topics = topicsOf(outline, transcript.words);
   const std::vector<bool> offScript = offScriptIn(outline, transcript.words);
   outline.hook = hookOf(topics, offScript);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/Story.h"
 
+#include "cut/CutPlacement.h"
 #include "cut/Outline.h"
 #include "cut/StoryText.h"
 
@@ -30,9 +31,11 @@ std::vector<std::vector<std::size_t>> unitsOf(const std::vector<Sentence>& sente
   return units;
 }
 
-double costOf(const std::vector<Sentence>& sentences, const std::vector<std::size_t>& unit) {
+// A unit's length in the reel, with the room its cuts take either side (`tail` after it).
+double costOf(const std::vector<Sentence>& sentences, const std::vector<std::size_t>& unit,
+              double tail) {
   double cost = 0;
-  for (std::size_t s : unit) cost += sentences[s].length() + 2 * kPadding;
+  for (std::size_t s : unit) cost += sentences[s].length() + kPadding + tail;
   return cost;
 }
 
@@ -61,9 +64,10 @@ std::optional<std::size_t> leadInOf(const Outline& outline,
 }
 
 // The units of the hook and the punchline, then the punchline's lead-in when it fits, then by
-// score the later units that still fit, asides left out; in take order.
+// score the later units that still fit, asides left out; in take order. `tail` is the room a
+// cut takes after a unit.
 std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>& words,
-                                double longest) {
+                                double longest, double tail) {
   const std::vector<Sentence>& sentences = outline.sentences;
   const auto units = unitsOf(sentences, words);
   const auto holds = [&](const std::vector<std::size_t>& unit, std::size_t s) {
@@ -75,7 +79,7 @@ std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>&
     if (unit.back() < outline.hook) continue;
     if (!holds(unit, outline.hook) && !holds(unit, outline.punchline)) continue;
     chosen.insert(chosen.end(), unit.begin(), unit.end());
-    used += costOf(sentences, unit);
+    used += costOf(sentences, unit, tail);
   }
   for (std::size_t u = 0; u < units.size(); ++u)
     if (units[u].front() > outline.hook && !holds(units[u], outline.punchline) &&
@@ -89,7 +93,7 @@ std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>&
     later.insert(later.begin(), *leadIn);
   }
   for (std::size_t u : later) {
-    const double cost = costOf(sentences, units[u]);
+    const double cost = costOf(sentences, units[u], tail);
     if (used + cost > longest) continue;
     chosen.insert(chosen.end(), units[u].begin(), units[u].end());
     used += cost;
@@ -160,7 +164,9 @@ Story deviceStory(const Transcript& transcript, const std::string& theme, Budget
   Outline outline = outlineOf(transcript);
   scoreSentences(outline.sentences, transcript.words, theme);
   const double longest = std::min(budget.longest, transcript.duration);
-  const std::vector<std::size_t> chosen = choose(outline, transcript.words, longest);
+  // Over a noise, cuts end further into the pauses after sentences: the budget keeps room.
+  const double tail = transcript.clear ? kPadding : kUnderNoiseTailSeconds;
+  const std::vector<std::size_t> chosen = choose(outline, transcript.words, longest, tail);
   Story story;
   keepRuns(story, transcript,
            wordRuns(transcript, outline.sentences, chosen, outline.clutter));

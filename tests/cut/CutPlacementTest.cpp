@@ -91,6 +91,25 @@ TEST(CutPlacementTest, amongEquallyQuietPicturesTheEdgeStaysNearestWhereItWasPla
   EXPECT_NEAR(story.segments[0].end, 1.7333, 1e-3);
 }
 
+// Over a loud fan a word's fading end lies under the noise and the pause after it sounds
+// alike throughout: the segment ends half a second into the pause, or halfway through a
+// shorter one.
+TEST(CutPlacementTest, overANoiseTheVoiceDoesNotStandClearOfASegmentEndsIntoThePause) {
+  const auto endAfterOne = [](double next) {
+    Transcript transcript =
+        transcriptOf({{"one", 1.0, 1.6}, {"two", next, next + 0.5}}, {{1.6, next}});
+    transcript.clear = false;
+    Story story;
+    story.segments = {{1.0, 1.72}};
+    story.words = {transcript.words[0]};
+    placeCuts(story, transcript, thirtyFps());
+    EXPECT_EQ(story.segments.size(), 1u);
+    return story.segments.empty() ? 0.0 : story.segments[0].end;
+  };
+  EXPECT_NEAR(endAfterOne(3.0), 2.1, 1e-3);
+  EXPECT_NEAR(endAfterOne(1.9), 1.75, 0.02);
+}
+
 TEST(CutPlacementTest, aSegmentEndsAfterTheBurstThatReleasesItsLastWordsStop) {
   // "…at" as recognised ends at 1.6 s, on its silent closure; the /t/ is released at
   // 1.65–1.70 s, then a breath's quiet before the next word.

@@ -270,7 +270,7 @@ TEST_F(ListenTest, aFalseStartAndAFillerAreNotTheReadingAndTheStoryLeavesThemOut
   const Word& retried = read[scriptWords(script).size() - scriptWords(said[2]).size() + 3];
   EXPECT_GT(retried.start, talk.back().end - 1e-9) << "laid on the second try";
   for (const Word& word : talk) EXPECT_LT(word.confidence, kSureConfidence) << word.text;
-  const std::vector<bool> clutter = clutterIn(transcript.words, transcript.levels);
+  const std::vector<bool> clutter = clutterIn(transcript);
   for (std::size_t i = 0; i < transcript.words.size(); ++i)
     EXPECT_EQ(clutter[i], transcript.words[i].offScript) << transcript.words[i].text << " at "
                                                           << transcript.words[i].start;
