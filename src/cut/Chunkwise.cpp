@@ -44,11 +44,11 @@ void onTwoThreads(const std::function<void()>& mine, const std::function<void()>
 
 void forEachChunk(const std::vector<Span>& chunks, Recogniser& first, Recogniser* second,
                   const std::function<void(Recogniser&, std::size_t)>& work) {
-  const std::size_t split = second ? halfway(chunks) : chunks.size();
   const auto run = [&](Recogniser& recogniser, std::size_t from, std::size_t to) {
     for (std::size_t c = from; c < to; ++c) work(recogniser, c);
   };
   if (!second) return run(first, 0, chunks.size());
+  const std::size_t split = halfway(chunks);
   onTwoThreads([&] { run(first, 0, split); }, [&] { run(*second, split, chunks.size()); });
 }
 

@@ -91,8 +91,8 @@ bool tailFollows(const SoundLevels& levels, double moment, const Span& gap) {
 double edgeIn(const Transcript& transcript, const PictureGrid& grid, double planned, bool opening) {
   Span gap = gapAround(transcript.words, planned, opening, transcript.duration);
   if (!opening && !transcript.clear) {
-    const double intoPause = std::min(gap.start + kUnderNoiseTailSeconds, (gap.start + gap.end) / 2);
-    planned = std::max(planned, intoPause);
+    const double middle = (gap.start + gap.end) / 2;
+    planned = std::max(planned, std::min(gap.start + kUnderNoiseTailSeconds, middle));
   }
   if (!opening) gap.start += std::min(kReleaseSeconds, gap.length() / 2);
   const SoundLevels& levels = transcript.levels;

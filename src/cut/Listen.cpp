@@ -128,6 +128,11 @@ void markSentenceEnds(Laid& laid, const Script& script) {
     if (end > 0 && end <= laid.size() && laid[end - 1]) laid[end - 1]->endsSentence = true;
 }
 
+// Whether the script has a pause after its first `at` words.
+bool pausesAt(const Script& script, std::size_t at) {
+  return std::binary_search(script.breaks.begin(), script.breaks.end(), at);
+}
+
 // Where a chunk's share of the script may end: free recognition's placing, and where the
 // chunk's length at the take's reading pace puts it (over noise, free recognition can hear
 // far too few words in a chunk, and its placing says nothing).
@@ -224,9 +229,7 @@ std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recognisers
     if (!fillsSpeech(covered, script, begin, ends[i])) continue;
     // Speech left to the noise words fits them well: a share a few words short pays for it.
     placed.fit -= kUncoveredCost * (1 - covered);
-    const bool atPause = ends[i] == script.words.size() ||
-                         std::binary_search(script.breaks.begin(), script.breaks.end(), ends[i]);
-    if (!atPause) placed.fit -= kOffPauseCost;
+    if (ends[i] < script.words.size() && !pausesAt(script, ends[i])) placed.fit -= kOffPauseCost;
     if (!best || placed.fit > best->fit) best = std::move(placed);
   }
   return best ? std::move(best->words) : std::vector<Word>{};
@@ -247,7 +250,7 @@ std::vector<Word> alignFrom(const Pcm& pcm, const SoundLevels& levels, Recognise
 // to it either side: free recognition can misplace a share's end by a few words.
 std::vector<std::size_t> plannedEnds(const Script& script, std::size_t begin, std::size_t end) {
   std::vector<std::size_t> ends = {end};
-  if (std::binary_search(script.breaks.begin(), script.breaks.end(), end)) return ends;
+  if (pausesAt(script, end)) return ends;
   const auto after = std::upper_bound(script.breaks.begin(), script.breaks.end(), end);
   if (after != script.breaks.end() && *after - end <= kPlannedReach) ends.push_back(*after);
   if (after != script.breaks.begin() && *std::prev(after) > begin &&

@@ -47,6 +47,16 @@ Transcript transcriptOf(std::vector<Word> words, std::vector<Span> quiet) {
   return transcript;
 }
 
+// The segments, once placed, of a story that keeps `planned` around the transcript's first
+// word.
+std::vector<Span> placedAroundFirstWord(const Transcript& transcript, Span planned) {
+  Story story;
+  story.segments = {planned};
+  story.words = {transcript.words[0]};
+  placeCuts(story, transcript, thirtyFps());
+  return story.segments;
+}
+
 TEST(CutPlacementTest, anEdgeInsideAWordMovesOutSoTheWordStaysWhole) {
   const Transcript transcript =
       transcriptOf({{"one", 1.0, 1.6}, {"two", 1.8, 2.5}, {"three", 2.9, 3.6}, {"four", 4.0, 4.4}},
@@ -71,24 +81,18 @@ TEST(CutPlacementTest, anEdgeGoesToTheQuietestPartOfTheGapNotJustBetweenTheWordT
   // it but for 2.2–2.3 s.
   const Transcript transcript =
       transcriptOf({{"one", 1.0, 1.6}, {"two", 2.4, 3.0}}, {{0, 1.0}, {2.2, 2.3}, {3.0, 10}});
-  Story story;
-  story.segments = {{0.9, 1.72}};
-  story.words = {transcript.words[0]};
-  placeCuts(story, transcript, thirtyFps());
-  ASSERT_EQ(story.segments.size(), 1u);
-  EXPECT_GE(story.segments[0].end, 2.2);
-  EXPECT_LE(story.segments[0].end, 2.3 + 1e-9);
-  EXPECT_TRUE(onPicture(story.segments[0].end));
+  const std::vector<Span> placed = placedAroundFirstWord(transcript, {0.9, 1.72});
+  ASSERT_EQ(placed.size(), 1u);
+  EXPECT_GE(placed[0].end, 2.2);
+  EXPECT_LE(placed[0].end, 2.3 + 1e-9);
+  EXPECT_TRUE(onPicture(placed[0].end));
 }
 
 TEST(CutPlacementTest, amongEquallyQuietPicturesTheEdgeStaysNearestWhereItWasPlanned) {
   const Transcript transcript = transcriptOf({{"one", 1.0, 1.6}, {"two", 3.0, 3.5}}, {{1.6, 3.0}});
-  Story story;
-  story.segments = {{1.0, 1.72}};
-  story.words = {transcript.words[0]};
-  placeCuts(story, transcript, thirtyFps());
-  ASSERT_EQ(story.segments.size(), 1u);
-  EXPECT_NEAR(story.segments[0].end, 1.7333, 1e-3);
+  const std::vector<Span> placed = placedAroundFirstWord(transcript, {1.0, 1.72});
+  ASSERT_EQ(placed.size(), 1u);
+  EXPECT_NEAR(placed[0].end, 1.7333, 1e-3);
 }
 
 // Over a loud fan a word's fading end lies under the noise and the pause after it sounds
@@ -99,12 +103,9 @@ TEST(CutPlacementTest, overANoiseTheVoiceDoesNotStandClearOfASegmentEndsIntoTheP
     Transcript transcript =
         transcriptOf({{"one", 1.0, 1.6}, {"two", next, next + 0.5}}, {{1.6, next}});
     transcript.clear = false;
-    Story story;
-    story.segments = {{1.0, 1.72}};
-    story.words = {transcript.words[0]};
-    placeCuts(story, transcript, thirtyFps());
-    EXPECT_EQ(story.segments.size(), 1u);
-    return story.segments.empty() ? 0.0 : story.segments[0].end;
+    const std::vector<Span> placed = placedAroundFirstWord(transcript, {1.0, 1.72});
+    EXPECT_EQ(placed.size(), 1u);
+    return placed.empty() ? 0.0 : placed[0].end;
   };
   EXPECT_NEAR(endAfterOne(3.0), 2.1, 1e-3);
   EXPECT_NEAR(endAfterOne(1.9), 1.75, 0.02);
@@ -115,13 +116,10 @@ TEST(CutPlacementTest, aSegmentEndsAfterTheBurstThatReleasesItsLastWordsStop) {
   // 1.65–1.70 s, then a breath's quiet before the next word.
   const Transcript transcript = transcriptOf({{"at", 1.3, 1.6}, {"night", 1.8, 2.3}},
                                              {{0, 1.3}, {1.6, 1.65}, {1.7, 1.75}, {2.3, 10}});
-  Story story;
-  story.segments = {{1.2, 1.62}};
-  story.words = {transcript.words[0]};
-  placeCuts(story, transcript, thirtyFps());
-  ASSERT_EQ(story.segments.size(), 1u);
-  EXPECT_GE(story.segments[0].end, 1.7) << "the burst stays";
-  EXPECT_LE(story.segments[0].end, 1.75) << "in the quiet after it, before the next word";
+  const std::vector<Span> placed = placedAroundFirstWord(transcript, {1.2, 1.62});
+  ASSERT_EQ(placed.size(), 1u);
+  EXPECT_GE(placed[0].end, 1.7) << "the burst stays";
+  EXPECT_LE(placed[0].end, 1.75) << "in the quiet after it, before the next word";
 }
 
 TEST(CutPlacementTest, aSegmentKeepsALastSyllableTheRecogniserLeftOut) {
@@ -129,13 +127,10 @@ TEST(CutPlacementTest, aSegmentKeepsALastSyllableTheRecogniserLeftOut) {
   // a dip, before the pause.
   const Transcript transcript = transcriptOf({{"people", 1.3, 1.6}, {"the", 3.0, 3.2}},
                                              {{0, 1.3}, {1.6, 1.75}, {1.9, 3.0}, {3.2, 10}});
-  Story story;
-  story.segments = {{1.2, 1.72}};
-  story.words = {transcript.words[0]};
-  placeCuts(story, transcript, thirtyFps());
-  ASSERT_EQ(story.segments.size(), 1u);
-  EXPECT_GE(story.segments[0].end, 1.9);
-  EXPECT_LE(story.segments[0].end, 2.0) << "and no more of the pause than that";
+  const std::vector<Span> placed = placedAroundFirstWord(transcript, {1.2, 1.72});
+  ASSERT_EQ(placed.size(), 1u);
+  EXPECT_GE(placed[0].end, 1.9);
+  EXPECT_LE(placed[0].end, 2.0) << "and no more of the pause than that";
 }
 
 TEST(CutPlacementTest, aPausesNoiseFlickeringDoesNotCarryTheEdgeAcrossIt) {
@@ -144,12 +139,9 @@ TEST(CutPlacementTest, aPausesNoiseFlickeringDoesNotCarryTheEdgeAcrossIt) {
   Transcript transcript = transcriptOf({{"one", 1.0, 1.6}, {"two", 3.6, 4.0}}, {{1.6, 3.6}});
   for (int i = 160; i < 360; ++i) transcript.levels.db[std::size_t(i)] += i % 2 ? 0 : 1;
   for (int i = 330; i < 345; ++i) transcript.levels.db[std::size_t(i)] = -72.5;
-  Story story;
-  story.segments = {{0.9, 1.65}};
-  story.words = {transcript.words[0]};
-  placeCuts(story, transcript, thirtyFps());
-  ASSERT_EQ(story.segments.size(), 1u);
-  EXPECT_LT(story.segments[0].end, 1.9) << "no dead air kept for a dip in the hiss";
+  const std::vector<Span> placed = placedAroundFirstWord(transcript, {0.9, 1.65});
+  ASSERT_EQ(placed.size(), 1u);
+  EXPECT_LT(placed[0].end, 1.9) << "no dead air kept for a dip in the hiss";
 }
 
 TEST(CutPlacementTest, segmentsThatLeaveOutAFewPicturesOnlyAreJoined) {
