@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cut/ClaudeStory.h"
 
+#include "cut/CutPlacement.h"
 #include "cut/Outline.h"
 #include "cut/StoryText.h"
 
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 namespace vorn::cut {
 namespace {
@@ -120,16 +122,24 @@ void keepStoryLines(std::vector<bool>& held, const Outline& outline) {
   }
 }
 
-WordRuns runsOf(const std::vector<bool>& held) {
-  WordRuns runs;
-  for (std::size_t i = 0; i < held.size(); ++i) {
-    if (!held[i]) continue;
-    if (!runs.empty() && runs.back().second + 1 == i)
-      runs.back().second = i;
-    else
-      runs.push_back({i, i});
+// The reel's length once its cuts are placed: over a noise the voice does not stand clear
+// of, each segment ends further into the pause after it.
+double placedLength(const Story& story, const Transcript& transcript) {
+  const double room = transcript.clear ? 0 : kUnderNoiseTailSeconds;
+  return story.length() + room * static_cast<double>(story.segments.size());
+}
+
+// The weakest sentence claude kept that the story can do without: neither hook nor punchline.
+std::optional<std::size_t> weakestHeld(const std::vector<bool>& held, const Outline& outline) {
+  std::optional<std::size_t> weakest;
+  for (std::size_t s = 0; s < outline.sentences.size(); ++s) {
+    const Sentence& sentence = outline.sentences[s];
+    const bool kept = std::any_of(held.begin() + sentence.first, held.begin() + sentence.last + 1,
+                                  [](bool h) { return h; });
+    if (!kept || s == outline.hook || s == outline.punchline) continue;
+    if (!weakest || sentence.score < outline.sentences[*weakest].score) weakest = s;
   }
-  return runs;
+  return weakest;
 }
 
 std::string markOf(const Outline& outline, std::size_t s) {
@@ -166,12 +176,23 @@ Story claudeStory(const std::string& answer, const Transcript& transcript, Budge
   const QJsonObject object = parseObject(answer);
   std::vector<bool> held =
       heldIn(transcript.words, segmentsOf(object["segments"], transcript.duration, budget));
+  Outline outline = outlineOf(transcript);
+  scoreSentences(outline.sentences, transcript.words, "");
   // claude may pass over the lines the story stands on, or keep one that wanders off.
-  keepStoryLines(held, outlineOf(transcript));
+  keepStoryLines(held, outline);
   Story story;
-  keepRuns(story, transcript, runsOf(held));
-  if (story.length() > std::min(budget.longest, transcript.duration) + kTolerance)
-    throw CutError("claude's segments leave no room for the hook and the punchline.");
+  keepRuns(story, transcript, heldRuns(transcript, held));
+  // claude counts the words' time; the room the cuts take may not fit, so the weakest
+  // sentences go until it does.
+  const double longest = std::min(budget.longest, transcript.duration) + kTolerance;
+  while (placedLength(story, transcript) > longest) {
+    const std::optional<std::size_t> weakest = weakestHeld(held, outline);
+    if (!weakest)
+      throw CutError("claude's segments leave no room for the hook and the punchline.");
+    const Sentence& sentence = outline.sentences[*weakest];
+    std::fill(held.begin() + sentence.first, held.begin() + sentence.last + 1, false);
+    keepRuns(story, transcript, heldRuns(transcript, held));
+  }
   story.headline = headlineOf(object["headline"]);
   story.caption = captionOf(object["caption"]);
   story.brand = "Made with Vorn";

@@ -102,25 +102,16 @@ std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>&
   return chosen;
 }
 
-// Runs of kept words: clutter dropped, split where the speaker pauses long.
+// Runs of kept words, sentence by sentence: clutter dropped.
 WordRuns wordRuns(const Transcript& transcript, const std::vector<Sentence>& sentences,
                   const std::vector<std::size_t>& chosen, const std::vector<bool>& clutter) {
-  const std::vector<Word>& words = transcript.words;
   WordRuns runs;
   for (std::size_t index : chosen) {
-    bool open = false;
-    for (std::size_t i = sentences[index].first; i <= sentences[index].last; ++i) {
-      if (clutter[i]) {
-        open = false;
-        continue;
-      }
-      if (open && !pausesBetween(words[runs.back().second], words[i], transcript.levels,
-                                 kLongPause))
-        runs.back().second = i;
-      else
-        runs.push_back({i, i});
-      open = true;
-    }
+    std::vector<bool> held(transcript.words.size(), false);
+    for (std::size_t i = sentences[index].first; i <= sentences[index].last; ++i)
+      held[i] = !clutter[i];
+    const WordRuns sentence = heldRuns(transcript, held);
+    runs.insert(runs.end(), sentence.begin(), sentence.end());
   }
   return runs;
 }
@@ -131,6 +122,21 @@ double Story::length() const {
   double total = 0;
   for (const Span& segment : segments) total += segment.length();
   return total;
+}
+
+WordRuns heldRuns(const Transcript& transcript, const std::vector<bool>& held) {
+  const std::vector<Word>& words = transcript.words;
+  WordRuns runs;
+  for (std::size_t i = 0; i < held.size(); ++i) {
+    if (!held[i]) continue;
+    const bool joins = !runs.empty() && runs.back().second + 1 == i &&
+                       !pausesBetween(words[i - 1], words[i], transcript.levels, kLongPause);
+    if (joins)
+      runs.back().second = i;
+    else
+      runs.push_back({i, i});
+  }
+  return runs;
 }
 
 void keepRuns(Story& story, const Transcript& transcript, const WordRuns& runs) {

@@ -37,6 +37,10 @@ Story deviceStory(const Transcript& transcript, const std::string& theme, Budget
 // Runs of words, as first and last index into a transcript's words.
 using WordRuns = std::vector<std::pair<std::size_t, std::size_t>>;
 
+// Runs of the held words (`held` per word of the transcript), split where the speaker pauses
+// long: a reel leaves such a pause out.
+WordRuns heldRuns(const Transcript& transcript, const std::vector<bool>& held);
+
 // Sets the story's segments and kept words to the runs of the transcript's words.
 void keepRuns(Story& story, const Transcript& transcript, const WordRuns& runs);
 

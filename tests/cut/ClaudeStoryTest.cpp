@@ -2,6 +2,7 @@
 // The story claude writes: its answer checked strictly, and the device's story whenever
 // claude is missing, fails, hangs or answers wrongly. A shell script stands in for claude.
 #include "cut/ClaudeStory.h"
+#include "cut/CutPlacement.h"
 #include "cut/StoryWriter.h"
 #include "support/Eventually.h"
 
@@ -79,6 +80,44 @@ TEST(ClaudeStoryTest, theHookAndThePunchlineAreKeptAndAnAsideLeftOutWhateverTheA
                   withAnAside(), Budget{2, 5}),
                CutError)
       << "no room left for the hook and the punchline";
+}
+
+// Over a noise the voice does not stand clear of, each cut ends further into its pause than
+// claude can know: the weakest sentences make room, never the hook or the punchline.
+TEST(ClaudeStoryTest, aNoisyTakesReelStaysWithinTheBudgetOnceItsCutsArePlaced) {
+  const std::vector<std::string> vocabulary = {"light", "camera", "face", "people", "watch",
+                                               "video", "three", "reasons", "story", "sound"};
+  std::vector<std::vector<std::string>> sentences(22);
+  for (std::size_t s = 0; s < sentences.size(); ++s)
+    for (std::size_t w = 0; w < 6; ++w)
+      sentences[s].push_back(vocabulary[(s * 7 + w) % vocabulary.size()]);
+  Transcript transcript = said(sentences);
+  transcript.clear = false;
+  transcript.levels.floorDb = -40;
+  transcript.levels.speechDb = -34;
+  for (double t = 0.005; t < transcript.duration; t += SoundLevels::kStepSeconds) {
+    const bool voiced = std::any_of(transcript.words.begin(), transcript.words.end(),
+                                    [&](const Word& word) { return word.start < t && t < word.end; });
+    transcript.levels.db.push_back(voiced ? -20 : -40);
+  }
+  // Nineteen sentences of 2.95 s each, 58 s of words.
+  std::string segments;
+  for (std::size_t s = 0; s < 19; ++s) {
+    const double start = 1 + 4.5 * static_cast<double>(s);
+    segments += (s ? "," : "") + QStringLiteral(R"({"start":%1,"end":%2})")
+                                     .arg(start - 0.05)
+                                     .arg(start + 3)
+                                     .toStdString();
+  }
+  Story story = claudeStory(
+      R"({"segments":[)" + segments + R"(],"headline":["A"],"caption":"c"})", transcript, Budget{});
+  std::vector<double> pictures;
+  for (int i = 0; i < transcript.duration * 30; ++i) pictures.push_back(i / 30.0);
+  placeCuts(story, transcript, PictureGrid(pictures));
+  EXPECT_LE(story.length(), 60);
+  EXPECT_GE(story.length(), 50) << "and the budget is still used";
+  EXPECT_EQ(story.words.front().start, 1) << "the hook stays";
+  EXPECT_EQ(story.words.back().end, transcript.words.back().end) << "the punchline stays";
 }
 
 TEST(ClaudeStoryTest, wrongAnswersAreRefused) {
