@@ -19,8 +19,8 @@ std::size_t halfway(const std::vector<Span>& chunks) {
   return std::max<std::size_t>(split, 1);
 }
 
-// Runs `mine` here and `theirs` on a second thread; the first exception is rethrown once
-// both have stopped.
+}  // namespace
+
 void onTwoThreads(const std::function<void()>& mine, const std::function<void()>& theirs) {
   std::exception_ptr failure;
   std::thread helper([&] {
@@ -39,8 +39,6 @@ void onTwoThreads(const std::function<void()>& mine, const std::function<void()>
   helper.join();
   if (failure) std::rethrow_exception(failure);
 }
-
-}  // namespace
 
 void forEachChunk(const std::vector<Span>& chunks, Recogniser& first, Recogniser* second,
                   const std::function<void(Recogniser&, std::size_t)>& work) {

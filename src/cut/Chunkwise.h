@@ -8,6 +8,10 @@
 
 namespace vorn::cut {
 
+// Runs `mine` on this thread and `theirs` on a second one; the first exception from either is
+// rethrown once both have stopped.
+void onTwoThreads(const std::function<void()>& mine, const std::function<void()>& theirs);
+
 // Runs `work(recogniser, chunk index)` for every chunk: the first half of the speech on this
 // thread with `first`, the later half on a second thread with `second` (a decoder serves one
 // utterance at a time), so both cores listen. Without `second`, all on this thread. The

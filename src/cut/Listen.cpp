@@ -488,9 +488,10 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   // A clear voice is listened to as recorded: its levels are measured already.
   transcript.levels = clear ? recorded : SoundLevels::of(pcm);
   const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);
-  const std::unique_ptr<Recogniser> recogniser = make();
-  // Both recognisers are made here, before the second thread starts.
-  const std::unique_ptr<Recogniser> second = chunks.size() > 1 ? make() : nullptr;
+  // Loading a model takes a while: both load at once.
+  std::unique_ptr<Recogniser> recogniser, second;
+  onTwoThreads([&] { recogniser = make(); },
+               [&] { second = chunks.size() > 1 ? make() : nullptr; });
   const Script expected = sayable(script, *recogniser);
   const bool scripted = !expected.words.empty();
   const auto setUp = [&](bool roughly) {

@@ -12,8 +12,9 @@ constexpr double kMargin = 0.2;
 constexpr double kSeekGap = 4;
 // With one, a seek pays once the keyframe a segment decodes from is this far ahead.
 constexpr double kLeastSkip = 0.5;
-// Seeking lands this far before a segment (then back to the keyframe before it).
-constexpr double kSeekLead = 0.5;
+// Seeking lands this far before a segment (then back to the keyframe before it): the margin,
+// and room for the sound decoder's first frame after a seek, which it only primes on.
+constexpr double kSeekLead = kMargin + 0.05;
 
 av::CodecContext openDecoder(const AVStream* stream) {
   try {
