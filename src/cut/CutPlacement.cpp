@@ -10,8 +10,6 @@ namespace {
 
 // Levels this close count as equally quiet: room noise flickers by about this much.
 constexpr double kSameQuietDb = 1.5;
-// A pause's steady noise stays within this of the take's floor, 10 ms by 10 ms.
-constexpr double kNoiseReachDb = 3;
 // Leaving out less than this between two segments reads as a stutter, not a cut.
 constexpr double kShortestLeftOut = 0.2;
 // A word ending in a stop ("at", "it") is ended by the recogniser at its silent closure, before
@@ -37,7 +35,7 @@ Span gapAround(const std::vector<Word>& words, double moment, bool opening, doub
 // reach of the take's steady noise is that noise, as quiet as the rest of a pause.
 double loudnessAt(const SoundLevels& levels, double moment) {
   const double db = std::max(levels.at(moment - SoundLevels::kStepSeconds), levels.at(moment));
-  return std::max(db, levels.floorDb + kNoiseReachDb);
+  return std::max(db, levels.floorDb + SoundLevels::kNoiseReachDb);
 }
 
 // The quietest of `candidates`, the nearest to `planned` among equals.
@@ -68,17 +66,15 @@ std::vector<double> stepsOf(const Span& gap) {
 // on into the next word is that word's breath; a flicker of noise is shorter.
 constexpr double kVoiceAfterSeconds = 0.2;
 constexpr int kSyllableSteps = 5;
-// Over a loud noise a last syllable may stay under speech level: voice is anything this far
-// over the noise.
-constexpr double kVoiceOverNoiseDb = 6;
+// Over a loud noise a last syllable may stay under speech level: voice is anything that
+// stands out of the noise.
 
 bool tailFollows(const SoundLevels& levels, double moment, const Span& gap) {
-  const auto voice = [&](double t) { return levels.at(t) >= levels.floorDb + kVoiceOverNoiseDb; };
   const double step = SoundLevels::kStepSeconds;
   for (double t = moment; t < std::min(gap.end, moment + kVoiceAfterSeconds); t += step) {
     int held = 0;
     double end = t;
-    while (end < gap.end && voice(end)) {
+    while (end < gap.end && levels.voiceAt(end)) {
       ++held;
       end += step;
     }

@@ -526,9 +526,32 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
       word.end = std::max(word.start, word.end - listening.late);
     }
   }
+  startPastTails(transcript.levels, transcript.words);
   measureLoudness(said, transcript.words);
   placeOnsets(transcript.levels, transcript.words);
   return transcript;
+}
+
+// How far into a word the voice before it may run; further, and the quiet after it is more
+// likely a stop inside the word ("a big": the closure before "b").
+constexpr double kLatestTail = 0.05;
+// A quiet this long parts two voices; a shorter dip is the noise flickering.
+constexpr double kLeastParting = 0.02;
+// What is left of a word after its new start: the recogniser's shortest.
+constexpr double kShortestWord = 0.03;
+
+void startPastTails(const SoundLevels& levels, std::vector<Word>& words) {
+  const double step = SoundLevels::kStepSeconds;
+  for (Word& word : words) {
+    if (!levels.voiceAt(word.start)) continue;
+    double quiet = word.start;
+    while (quiet < word.start + kLatestTail && !levels.noiseAt(quiet)) quiet += step;
+    double risen = quiet;
+    while (risen < word.end && levels.noiseAt(risen)) risen += step;
+    if (quiet < word.start + kLatestTail && risen - quiet >= kLeastParting - 1e-9 &&
+        risen <= word.end - kShortestWord)
+      word.start = risen;
+  }
 }
 
 // How far into a word its sound may rise: further, and the quiet is the word's soft opening.

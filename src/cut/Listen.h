@@ -32,6 +32,10 @@ using RecogniserMaker = std::function<std::unique_ptr<Recogniser>()>;
 // Sets each word's loudness from the sound it spans.
 void measureLoudness(const Pcm& pcm, std::vector<Word>& words);
 
+// Starts a word the aligner opened in the last of the voice before it (voice at its start
+// that falls to the noise within 50 ms) where the sound leaves the noise again: its own voice.
+void startPastTails(const SoundLevels& levels, std::vector<Word>& words);
+
 // Sets each word's onset: the first 10 ms of its opening stretch near the word's own loudest
 // (an aligner often opens a word on the quiet before it).
 void placeOnsets(const SoundLevels& levels, std::vector<Word>& words);

@@ -276,6 +276,23 @@ TEST_F(ListenTest, aFalseStartAndAFillerAreNotTheReadingAndTheStoryLeavesThemOut
                                                           << transcript.words[i].start;
 }
 
+// "So um" before a sentence is talk the script doesn't hold; the alignment may lay a first try
+// at "it was" on it, which fits those words far worse than their reading does.
+TEST_F(ListenTest, talkBeforeASentenceIsNotTakenForAFirstTryAtIt) {
+  const test::SpokenSound sound = test::spokenSound(
+      "so-um",
+      {"The worst email I ever sent got me promoted.",
+       "So um, it was my first week at a new job in a big office."},
+      {"-v", "en", "-s", "165"});
+  const std::string script =
+      "The worst email I ever sent got me promoted.\nIt was my first week at a new job in a big "
+      "office.\n";
+  const Transcript transcript = listenTo(decodeTakeAudio(sound.path), script);
+  std::vector<std::string> texts;
+  for (const Word& word : transcript.words) texts.push_back(word.text);
+  EXPECT_EQ(texts, scriptWords(script));
+}
+
 TEST_F(ListenTest, silenceHoldsNoUsableSpeech) {
   Pcm silence;
   silence.samples.assign(Pcm::kRate * 3, 0);

@@ -47,7 +47,8 @@ SpokenTake make(const std::string& name, double volumeDb, double noise = 0) {
 
 }  // namespace
 
-SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences) {
+SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences,
+                        const std::vector<std::string>& voice) {
   SpokenSound sound;
   sound.path = scratch() + "/" + name + ".wav";
   std::vector<std::string> argv = {"ffmpeg", "-v", "error", "-y"};
@@ -56,7 +57,10 @@ SpokenSound spokenSound(const std::string& name, const std::vector<std::string>&
   double at = kLead;
   for (std::size_t i = 0; i < sentences.size(); ++i) {
     const std::string wav = scratch() + "/" + name + "-sentence" + std::to_string(i) + ".wav";
-    run({"espeak-ng", "-w", wav, sentences[i]});
+    std::vector<std::string> speak = {"espeak-ng", "-w", wav};
+    speak.insert(speak.end(), voice.begin(), voice.end());
+    speak.push_back(sentences[i]);
+    run(speak);
     const double length = cut::takeDuration(wav);
     sound.spoken.push_back({at, at + length});
     const double pad = i + 1 < sentences.size() ? kGap : kTail;

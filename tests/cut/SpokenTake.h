@@ -19,13 +19,15 @@ struct SpokenTake {
   double duration = 0;
 };
 
-// `sentences` read by espeak-ng into one sound file, with the same silences as a SpokenTake.
+// `sentences` read by espeak-ng (with `voice`: its options, "-v en -s 165") into one sound
+// file, with the same silences as a SpokenTake.
 struct SpokenSound {
   std::string path;
   std::vector<cut::Span> spoken;
   double duration = 0;
 };
-SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences);
+SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences,
+                        const std::vector<std::string>& voice = {});
 
 const SpokenTake& spokenTake();
 // The same take over a steady hiss (pink noise at about -48 dBFS, 26 dB under the voice).

@@ -381,6 +381,27 @@ TEST(CaptionsTest, takeTimesMapOntoTheReelSegmentsBackToBack) {
   EXPECT_DOUBLE_EQ(reelTime(segments, 9), 3);
 }
 
+// "light" is heard 30 ms into the last of "good"'s voice: it starts where its own voice rises.
+// "at" falls quiet 80 ms in (the closure before "big"), "soft" opens in the quiet before it
+// and "face" in a dip of one flicker: those stay.
+TEST(CaptionsTest, aWordOpenedInTheTailOfTheVoiceBeforeItStartsWhereItsOwnVoiceRises) {
+  SoundLevels levels;
+  levels.floorDb = -60;
+  const std::vector<Span> voiced = {{1.0, 1.53}, {1.60, 2.0}, {2.2, 2.28}, {2.34, 2.5},
+                                    {3.0, 3.4}, {3.6, 3.63}, {3.64, 4.0}};
+  for (double t = 0.005; t < 5; t += SoundLevels::kStepSeconds)
+    levels.db.push_back(std::any_of(voiced.begin(), voiced.end(),
+                                    [&](const Span& s) { return s.start < t && t < s.end; })
+                            ? -20
+                            : -60);
+  std::vector<Word> words = {{"good", 1.0, 1.5},  {"light", 1.5, 2.0}, {"at", 2.2, 2.3},
+                             {"big", 2.3, 2.5},   {"soft", 2.9, 3.4},  {"face", 3.6, 4.0}};
+  startPastTails(levels, words);
+  const std::vector<double> starts = {1.0, 1.6, 2.2, 2.3, 2.9, 3.6};
+  for (std::size_t i = 0; i < words.size(); ++i)
+    EXPECT_NEAR(words[i].start, starts[i], 1e-9) << words[i].text;
+}
+
 // The aligner opens "good" 30 ms before its sound; "light" follows without a gap; "soft"
 // never rises to speech level early on (a whispered opening). Only "good" lights late.
 TEST(CaptionsTest, aWordLightsWhenItsSoundRisesNotOnTheQuietBeforeIt) {
