@@ -68,7 +68,6 @@ constexpr double kVoiceAfterSeconds = 0.2;
 constexpr int kSyllableSteps = 5;
 // Over a loud noise a last syllable may stay under speech level: voice is anything that
 // stands out of the noise.
-
 bool tailFollows(const SoundLevels& levels, double moment, const Span& gap) {
   const double step = SoundLevels::kStepSeconds;
   for (double t = moment; t < std::min(gap.end, moment + kVoiceAfterSeconds); t += step) {

@@ -567,8 +567,9 @@ void placeOnsets(const SoundLevels& levels, std::vector<Word>& words) {
     for (double t = word.start; t < word.end; t += SoundLevels::kStepSeconds)
       peak = std::max(peak, levels.at(t));
     const double latest = std::min(word.end, word.start + kLatestOnset);
+    // Or once it stands out of the noise: a soft opening ("f", "th") is the word's too.
     for (double t = word.start; t < latest; t += SoundLevels::kStepSeconds)
-      if (levels.at(t) >= peak - kRisenBelowPeakDb) {
+      if (levels.at(t) >= peak - kRisenBelowPeakDb || levels.voiceAt(t)) {
         word.onset = t;
         break;
       }

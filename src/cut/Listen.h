@@ -37,7 +37,7 @@ void measureLoudness(const Pcm& pcm, std::vector<Word>& words);
 void startPastTails(const SoundLevels& levels, std::vector<Word>& words);
 
 // Sets each word's onset: the first 10 ms of its opening stretch near the word's own loudest
-// (an aligner often opens a word on the quiet before it).
+// or standing out of the take's noise (an aligner often opens a word on the quiet before it).
 void placeOnsets(const SoundLevels& levels, std::vector<Word>& words);
 
 // Takes a noisy take's steady noise down first (`forListening`), then finds the speech in it,

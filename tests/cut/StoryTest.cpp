@@ -411,13 +411,17 @@ TEST(CaptionsTest, aWordLightsWhenItsSoundRisesNotOnTheQuietBeforeIt) {
     pcm.samples[i] = std::int16_t(8000 * std::sin(double(i) * 0.2));
   for (std::size_t i = std::size_t(2.6 * Pcm::kRate); i < std::size_t(3 * Pcm::kRate); ++i)
     pcm.samples[i] = std::int16_t(8000 * std::sin(double(i) * 0.2));
+  // "fine" opens on a soft "f", 26 dB under its vowel but well out of the quiet.
+  for (std::size_t i = std::size_t(3.2 * Pcm::kRate); i < std::size_t(3.6 * Pcm::kRate); ++i)
+    pcm.samples[i] = std::int16_t((i < 3.24 * Pcm::kRate ? 400 : 8000) * std::sin(double(i) * 0.2));
   Story story;
-  story.segments = {{0.5, 3.5}};
-  story.words = {{"good", 1, 1.4}, {"light", 1.4, 1.9}, {"soft", 2.5, 3}};
+  story.segments = {{0.5, 3.8}};
+  story.words = {{"good", 1, 1.4}, {"light", 1.4, 1.9}, {"soft", 2.5, 3}, {"fine", 3.18, 3.6}};
   placeOnsets(SoundLevels::of(pcm), story.words);
   EXPECT_NEAR(story.words[0].onset, 1.03, 0.006);
   EXPECT_DOUBLE_EQ(story.words[1].onset, 1.4);
   EXPECT_DOUBLE_EQ(story.words[2].onset, 2.5) << "its sound comes too late to be its opening";
+  EXPECT_NEAR(story.words[3].onset, 3.2, 0.011) << "on its soft opening, not its vowel";
   const std::string script = captionScript(story);
   EXPECT_NE(script.find("0:00:00.53,0:00:00.90,Words,,0,0,0,,{\\pos(510,1240)}{\\c&H0000D7FF&}GOOD"),
             std::string::npos)
