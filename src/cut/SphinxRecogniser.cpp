@@ -2,6 +2,7 @@
 #include "cut/SphinxRecogniser.h"
 
 #include "cut/ScriptWords.h"
+#include "cut/TakeAudio.h"
 
 extern "C" {
 #include <pocketsphinx.h>
@@ -20,7 +21,6 @@ namespace vorn::cut {
 namespace {
 
 constexpr double kFrameSeconds = 0.01;  // the model's 100 frames per second
-constexpr int kSampleRate = 16000;
 const char* const kAlignSearch = "align";
 constexpr double kAlignBeam = 1e-80;
 constexpr double kAlignWordBeam = 1e-60;
@@ -206,8 +206,8 @@ struct SphinxRecogniser::Decoder {
   std::optional<double> fitOf(std::span<const Word> words, std::span<const std::int16_t> chunk,
                               double offset) {
     const double from = std::max(words.front().start, offset);
-    const auto first = std::min(std::size_t((from - offset) * kSampleRate), chunk.size());
-    const auto last = std::min(std::size_t((words.back().end - offset) * kSampleRate), chunk.size());
+    const auto first = std::min(std::size_t((from - offset) * Pcm::kRate), chunk.size());
+    const auto last = std::min(std::size_t((words.back().end - offset) * Pcm::kRate), chunk.size());
     if (last <= first) return std::nullopt;
     const std::span<const std::int16_t> stretch = chunk.subspan(first, last - first);
     std::vector<std::string> texts;
@@ -218,7 +218,7 @@ struct SphinxRecogniser::Decoder {
         decode(stretch, from, &phones).empty())
       return std::nullopt;
     // Scores come scaled down from the model's: per frame, in thousandths.
-    return 1000 * (said - phones) / (double(stretch.size()) / kSampleRate / kFrameSeconds);
+    return 1000 * (said - phones) / (double(stretch.size()) / Pcm::kRate / kFrameSeconds);
   }
 
   // Whether the first `tried` words are a first try at the `tried` after them: not other talk

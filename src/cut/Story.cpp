@@ -6,6 +6,7 @@
 #include "cut/StoryText.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <optional>
 
@@ -102,15 +103,32 @@ std::vector<std::size_t> choose(const Outline& outline, const std::vector<Word>&
   return chosen;
 }
 
+// Runs of the held words from `first` to before `last`, split where the speaker pauses long.
+WordRuns runsWithin(const Transcript& transcript, const std::vector<bool>& held,
+                    std::size_t first, std::size_t last) {
+  const std::vector<Word>& words = transcript.words;
+  WordRuns runs;
+  for (std::size_t i = first; i < last; ++i) {
+    if (!held[i]) continue;
+    const bool joins = !runs.empty() && runs.back().second + 1 == i &&
+                       !pausesBetween(words[i - 1], words[i], transcript.levels, kLongPause);
+    if (joins)
+      runs.back().second = i;
+    else
+      runs.push_back({i, i});
+  }
+  return runs;
+}
+
 // Runs of kept words, sentence by sentence: clutter dropped.
 WordRuns wordRuns(const Transcript& transcript, const std::vector<Sentence>& sentences,
                   const std::vector<std::size_t>& chosen, const std::vector<bool>& clutter) {
+  std::vector<bool> held(clutter.size());
+  std::transform(clutter.begin(), clutter.end(), held.begin(), std::logical_not<>());
   WordRuns runs;
   for (std::size_t index : chosen) {
-    std::vector<bool> held(transcript.words.size(), false);
-    for (std::size_t i = sentences[index].first; i <= sentences[index].last; ++i)
-      held[i] = !clutter[i];
-    const WordRuns sentence = heldRuns(transcript, held);
+    const WordRuns sentence =
+        runsWithin(transcript, held, sentences[index].first, sentences[index].last + 1);
     runs.insert(runs.end(), sentence.begin(), sentence.end());
   }
   return runs;
@@ -125,18 +143,7 @@ double Story::length() const {
 }
 
 WordRuns heldRuns(const Transcript& transcript, const std::vector<bool>& held) {
-  const std::vector<Word>& words = transcript.words;
-  WordRuns runs;
-  for (std::size_t i = 0; i < held.size(); ++i) {
-    if (!held[i]) continue;
-    const bool joins = !runs.empty() && runs.back().second + 1 == i &&
-                       !pausesBetween(words[i - 1], words[i], transcript.levels, kLongPause);
-    if (joins)
-      runs.back().second = i;
-    else
-      runs.push_back({i, i});
-  }
-  return runs;
+  return runsWithin(transcript, held, 0, held.size());
 }
 
 void keepRuns(Story& story, const Transcript& transcript, const WordRuns& runs) {
