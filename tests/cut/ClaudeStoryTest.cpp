@@ -4,6 +4,7 @@
 #include "cut/ClaudeStory.h"
 #include "cut/CutPlacement.h"
 #include "cut/StoryWriter.h"
+#include "cut/OverANoise.h"
 #include "support/Eventually.h"
 
 #include <QDir>
@@ -92,14 +93,7 @@ TEST(ClaudeStoryTest, aNoisyTakesReelStaysWithinTheBudgetOnceItsCutsArePlaced) {
     for (std::size_t w = 0; w < 6; ++w)
       sentences[s].push_back(vocabulary[(s * 7 + w) % vocabulary.size()]);
   Transcript transcript = said(sentences);
-  transcript.clear = false;
-  transcript.levels.floorDb = -40;
-  transcript.levels.speechDb = -34;
-  for (double t = 0.005; t < transcript.duration; t += SoundLevels::kStepSeconds) {
-    const bool voiced = std::any_of(transcript.words.begin(), transcript.words.end(),
-                                    [&](const Word& word) { return word.start < t && t < word.end; });
-    transcript.levels.db.push_back(voiced ? -20 : -40);
-  }
+  test::hearOverANoise(transcript);
   // Nineteen sentences of 2.95 s each, 58 s of words.
   std::string segments;
   for (std::size_t s = 0; s < 19; ++s) {

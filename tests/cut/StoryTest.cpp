@@ -6,6 +6,7 @@
 #include "cut/CutPlacement.h"
 #include "cut/Story.h"
 #include "cut/StoryText.h"
+#include "cut/OverANoise.h"
 
 #include <gtest/gtest.h>
 
@@ -81,11 +82,7 @@ TEST(StoryTest, aLongTakeGivesAHookAndABodyWithinTheBudgetInTakeOrder) {
 // for that in the budget.
 TEST(StoryTest, aNoisyTakesReelStaysWithinTheBudgetOnceItsCutsArePlaced) {
   Transcript transcript = transcriptOf(40);
-  transcript.clear = false;
-  transcript.levels.floorDb = -40;
-  transcript.levels.speechDb = -34;
-  for (double t = 0.005; t < transcript.duration; t += SoundLevels::kStepSeconds)
-    transcript.levels.db.push_back(insideAWord(transcript.words, t) ? -20 : -40);
+  test::hearOverANoise(transcript);
   std::vector<double> pictures;
   for (int i = 0; i < transcript.duration * 30; ++i) pictures.push_back(i / 30.0);
   Story story = deviceStory(transcript, "");
