@@ -49,11 +49,22 @@ bool repeatsAt(const std::vector<Word>& words, std::size_t at, std::size_t lengt
   return true;
 }
 
+// How many words from `at` make one filler, a word or a phrase (0 when none does).
+std::size_t fillerAt(const std::vector<Word>& words, std::size_t at) {
+  return at < words.size() && isFillerWord(words[at].text) ? 1 : phraseAt(words, at);
+}
+
+// Fillers said one after another ("uh, okay so") go together when together they stand apart,
+// else each goes where it stands apart alone.
 void markFillers(const std::vector<Word>& words, const SoundLevels& levels,
                  std::vector<bool>& cut) {
   for (std::size_t i = 0; i < words.size(); ++i) {
-    const std::size_t length = isFillerWord(words[i].text) ? 1 : phraseAt(words, i);
-    if (length == 0 || !standsApart(words, i, i + length - 1, levels)) continue;
+    const std::size_t first = fillerAt(words, i);
+    if (first == 0) continue;
+    std::size_t length = first;
+    while (const std::size_t more = fillerAt(words, i + length)) length += more;
+    if (!standsApart(words, i, i + length - 1, levels)) length = first;
+    if (!standsApart(words, i, i + length - 1, levels)) continue;
     for (std::size_t k = 0; k < length; ++k) cut[i + k] = true;
     i += length - 1;
   }

@@ -100,11 +100,13 @@ TEST(StoryTest, aShortTakeKeepsItsSpeechAndStaysShorterThanTheTake) {
   EXPECT_EQ(story.words.size(), transcript.words.size() - 1) << "all but the filler";
 }
 
-// Over a noise the voice does not stand clear of, the same "um" is a guess and stays.
-TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
+// Fillers said back to back ("um, okay so") go together. Over a noise the voice does not
+// stand clear of, the same fillers are a guess and stay.
+TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndFillersSetApartByQuietGo) {
   Transcript transcript;
-  transcript.words = {{"light", 1.0, 1.4}, {"ah", 1.4, 1.6}, {"matters", 1.6, 2.1},
-                      {"um", 2.4, 2.7},    {"more", 3.0, 3.4}, {"today", 3.4, 3.9}};
+  transcript.words = {{"light", 1.0, 1.4}, {"ah", 1.4, 1.6},   {"matters", 1.6, 2.1},
+                      {"um", 2.4, 2.5},    {"okay", 2.5, 2.6}, {"so", 2.6, 2.7},
+                      {"more", 3.0, 3.4},  {"today", 3.4, 3.9}};
   transcript.duration = 5;
   transcript.levels.speechDb = -50;
   for (int i = 0; i < 500; ++i) {
@@ -120,7 +122,7 @@ TEST(StoryTest, aFillerHeardInsideRunningSpeechStaysAndOneSetApartByQuietGoes) {
   EXPECT_EQ(kept(transcript), (std::vector<std::string>{"light", "ah", "matters", "more", "today"}));
   transcript.clear = false;
   EXPECT_EQ(kept(transcript),
-            (std::vector<std::string>{"light", "ah", "matters", "um", "more", "today"}));
+            (std::vector<std::string>{"light", "ah", "matters", "um", "okay", "so", "more", "today"}));
 }
 
 // Speech as said: words of 0.3 s run together; "/" is a short quiet pause (0.5 s), "|" a
