@@ -200,6 +200,15 @@ bool fillsSpeech(double covered, const Script& script, std::size_t begin, std::s
   return covered >= kLeastSpeechLaid * said;
 }
 
+// Where the reader may pause within the script's words from `begin` to `end`, as indices into
+// those words: before the first (a chunk opens on a pause) and at the script's own pauses.
+std::vector<std::size_t> pausesWithin(const Script& script, std::size_t begin, std::size_t end) {
+  std::vector<std::size_t> pauses{0};
+  for (std::size_t at : script.breaks)
+    if (at > begin && at < end) pauses.push_back(at - begin);
+  return pauses;
+}
+
 // The recognisers alignments run on: with a second, on two threads.
 struct Recognisers {
   Recogniser& first;
@@ -219,7 +228,8 @@ std::vector<Word> bestFit(const Pcm& pcm, const SoundLevels& levels, Recognisers
                        if (ends[i] <= begin) return;
                        tried[i] = recogniser.align(samplesOf(pcm, chunk), chunk.start,
                                                    {script.words.begin() + long(begin),
-                                                    script.words.begin() + long(ends[i])});
+                                                    script.words.begin() + long(ends[i])},
+                                                   pausesWithin(script, begin, ends[i]));
                      });
   std::optional<Alignment> best;
   for (std::size_t i = 0; i < ends.size(); ++i) {

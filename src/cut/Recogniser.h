@@ -31,9 +31,11 @@ class Recogniser {
   // words with their times, or nothing when they cannot be matched to the sound. A first try
   // at the chunk's opening words said again at once ("I sent the… I sent the whole report")
   // comes first, its words marked `offScript`; so do fillers said between the words ("you
-  // know", "I mean"), in their places, when listened for.
+  // know", "I mean"), in their places, when listened for, and a hesitation ("uh", "um") where
+  // the reader may pause: before the expected words whose indices `pauses` holds.
   virtual Alignment align(std::span<const std::int16_t> chunk, double offset,
-                          const std::vector<std::string>& expected) = 0;
+                          const std::vector<std::string>& expected,
+                          const std::vector<std::size_t>& pauses) = 0;
 
   // Whether alignments listen for the fillers too: only where the voice stands clear of the
   // noise, which would otherwise be heard as them.

@@ -11,11 +11,17 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <optional>
 #include <random>
+
+#include <unistd.h>
 
 namespace vorn::cut {
 namespace {
@@ -52,8 +58,7 @@ std::string plainWord(const char* word) {
 // A false start is two to this many of the opening words, said again at once.
 constexpr std::size_t kLongestFirstTry = 5;
 
-// Phrases people say between the words of a script they read (a hesitation of one sound,
-// "uh", would match the weak vowels of the words themselves), each a word of the dictionary
+// Phrases people say between the words of a script they read, each a word of the dictionary
 // of its own ("filler_you_know"), so that an alignment tells it apart from the script.
 const char* const kFillerPrefix = "filler_";
 const std::vector<std::string>& saidFillers() {
@@ -61,17 +66,33 @@ const std::vector<std::string>& saidFillers() {
   return fillers;
 }
 
+// A hesitation of one sound, drawn out to four phones: as long as one is said, longer than a
+// script's weak "a" (read as one phone, it also won over a whole phrase where a reader said
+// "you know"). Listened for only where the reader may pause: elsewhere it matches the breathy
+// opening of a word ("her", "whole").
+struct Hesitation {
+  const char* said;
+  const char* phones;
+};
+constexpr std::array<Hesitation, 2> kHesitations{{{"uh", "AH AH AH AH"}, {"um", "AH AH AH M"}}};
+
 std::string fillerToken(std::string phrase) {
   std::replace(phrase.begin(), phrase.end(), ' ', '_');
   return kFillerPrefix + phrase;
 }
 
+// The phrase a filler token stands for; empty when it is none.
+std::string phraseOf(const std::string& token) {
+  for (const std::string& phrase : saidFillers())
+    if (fillerToken(phrase) == token) return phrase;
+  for (const Hesitation& hesitation : kHesitations)
+    if (fillerToken(hesitation.said) == token) return hesitation.said;
+  return {};
+}
+
 // The filler token's words, sharing its time evenly; not the script's, and never sure.
 std::vector<Word> fillerWords(const Word& token) {
-  const auto phrase = std::find_if(saidFillers().begin(), saidFillers().end(),
-                                   [&](const std::string& said) { return fillerToken(said) == token.text; });
-  const std::vector<std::string> parts =
-      phrase == saidFillers().end() ? std::vector<std::string>{} : scriptWords(*phrase);
+  const std::vector<std::string> parts = scriptWords(phraseOf(token.text));
   std::vector<Word> words;
   const double share = (token.end - token.start) / double(std::max<std::size_t>(parts.size(), 1));
   for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -86,29 +107,53 @@ std::vector<Word> fillerWords(const Word& token) {
   return words;
 }
 
-// Each filler a word of the dictionary, said as its words are.
-void addFillers(ps_decoder_t* ps) {
+// The model's dictionary with each filler and hesitation a word of its own, said as its words
+// are, written to a file of its own for the decoder to read at start: words added to a
+// running decoder (`ps_add_word`) past the first few leave its language model reading freed
+// memory. The caller removes the file once the decoder is made.
+std::filesystem::path dictionaryWithFillers(const std::string& modelDictionary) {
+  static std::atomic<int> made{0};
+  std::ifstream in(modelDictionary);
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() /
+      ("vorn-dictionary-" + std::to_string(::getpid()) + "-" + std::to_string(made++) + ".dict");
+  std::ofstream out(path);
+  std::map<std::string, std::string> said;
+  for (std::string line; std::getline(in, line);) {
+    out << line << '\n';
+    const std::size_t space = line.find(' ');
+    if (space != std::string::npos) said.emplace(line.substr(0, space), line.substr(space + 1));
+  }
   for (const std::string& phrase : saidFillers()) {
     std::string phones;
     bool known = true;
     for (const std::string& part : scriptWords(phrase)) {
-      char* said = ps_lookup_word(ps, part.c_str());
-      known = known && said;
-      if (said) phones += (phones.empty() ? "" : " ") + std::string(said);
-      ckd_free(said);
+      const auto found = said.find(part);
+      known = known && found != said.end();
+      if (known) phones += (phones.empty() ? "" : " ") + found->second;
     }
-    if (known) ps_add_word(ps, fillerToken(phrase).c_str(), phones.c_str(), FALSE);
+    if (known) out << fillerToken(phrase) << ' ' << phones << '\n';
   }
+  for (const Hesitation& hesitation : kHesitations)
+    out << fillerToken(hesitation.said) << ' ' << hesitation.phones << '\n';
+  if (!out.flush()) throw CutError("The speech model's dictionary couldn't be written.");
+  return path;
 }
 
 // The words in order, after an optional first try at the opening ones where asked, with a
-// filler allowed before each where asked: "[ i sent [ the [ whole ] ] ] [<filler>] i [<filler>] sent …".
-std::string grammarFor(const std::vector<std::string>& words, bool fillers, bool firstTry = true) {
+// filler allowed before each where asked, and a hesitation too where the reader may pause
+// (before the words `pauses` holds):
+// "[ i sent [ the [ whole ] ] ] [<hesitation>] [<filler>] i [<filler>] sent … [<hesitation>] [<filler>] a …".
+std::string grammarFor(const std::vector<std::string>& words, bool fillers,
+                       const std::vector<std::size_t>& pauses, bool firstTry = true) {
   std::string grammar = "#JSGF V1.0;\ngrammar align;\n";
   if (fillers) {
     grammar += "<filler> =";
     for (std::size_t i = 0; i < saidFillers().size(); ++i)
       grammar += (i ? " | " : " ") + fillerToken(saidFillers()[i]);
+    grammar += ";\n<hesitation> =";
+    for (std::size_t i = 0; i < kHesitations.size(); ++i)
+      grammar += (i ? " | " : " ") + fillerToken(kHesitations[i].said);
     grammar += ";\n";
   }
   grammar += "public <utterance> =";
@@ -119,7 +164,10 @@ std::string grammarFor(const std::vector<std::string>& words, bool fillers, bool
     for (std::size_t i = 2; i < tried; ++i) grammar += " ]";
     grammar += " ]";
   }
-  for (const std::string& word : words) grammar += (fillers ? " [ <filler> ] " : " ") + word;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const bool pause = std::find(pauses.begin(), pauses.end(), i) != pauses.end();
+    grammar += (!fillers ? " " : pause ? " [ <hesitation> ] [ <filler> ] " : " [ <filler> ] ") + words[i];
+  }
   return grammar + ";\n";
 }
 
@@ -213,7 +261,7 @@ struct SphinxRecogniser::Decoder {
     std::vector<std::string> texts;
     for (const Word& word : words) texts.push_back(word.text);
     double said = 0, phones = 0;
-    if (alignTo(grammarFor(texts, false, false), kAlignBeam, stretch, from, &said).empty() ||
+    if (alignTo(grammarFor(texts, false, {}, false), kAlignBeam, stretch, from, &said).empty() ||
         !makePhoneSearch() || ps_set_search(ps, kPhoneSearch) < 0 ||
         decode(stretch, from, &phones).empty())
       return std::nullopt;
@@ -263,16 +311,16 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   // Silence stays in the features, so a word's frames are its time in the sound. The flat
   // second pass costs a third of listening and, in spoken takes of known truth, heard no
   // better.
+  const std::filesystem::path dictionary = dictionaryWithFillers(model + "/cmudict-en-us.dict");
   decoder_->config =
       cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
-                  (model + "/en-us.lm.bin").c_str(), "-dict",
-                  (model + "/cmudict-en-us.dict").c_str(), "-bestpath", "yes",
-                  "-remove_silence", "no", "-fwdflat", "no", "-allphone_ci", "yes", nullptr);
+                  (model + "/en-us.lm.bin").c_str(), "-dict", dictionary.c_str(), "-bestpath",
+                  "yes", "-remove_silence", "no", "-fwdflat", "no", "-allphone_ci", "yes", nullptr);
   if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
+  std::error_code ignored;
+  std::filesystem::remove(dictionary, ignored);
   if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
   decoder_->languageSearch = ps_get_search(decoder_->ps);
-  // Not updating the language-model search: free recognition never hears the fillers' words.
-  addFillers(decoder_->ps);
   decoder_->makeRoughSearch();
   decoder_->phoneModel = model + "/en-us-phone.lm.bin";
   // The language-model search keeps the beams it was made with; alignment searches, made
@@ -296,9 +344,10 @@ std::vector<Word> SphinxRecogniser::transcribe(std::span<const std::int16_t> chu
 }
 
 Alignment SphinxRecogniser::align(std::span<const std::int16_t> chunk, double offset,
-                                  const std::vector<std::string>& expected) {
+                                  const std::vector<std::string>& expected,
+                                  const std::vector<std::size_t>& pauses) {
   if (expected.empty()) return {};
-  const std::string grammar = grammarFor(expected, fillers_);
+  const std::string grammar = grammarFor(expected, fillers_, pauses);
   Alignment alignment;
   std::vector<Word> heard = decoder_->alignTo(grammar, decoder_->phoneBeam, chunk, offset, &alignment.fit);
   // One odd-sounding stretch can prune every path to the grammar's end at the phone beam:

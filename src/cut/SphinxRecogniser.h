@@ -18,7 +18,8 @@ class SphinxRecogniser final : public Recogniser {
   void listenForFillers(bool on) override { fillers_ = on; }
   void transcribeRoughly(bool on) override { roughly_ = on; }
   Alignment align(std::span<const std::int16_t> chunk, double offset,
-                  const std::vector<std::string>& expected) override;
+                  const std::vector<std::string>& expected,
+                  const std::vector<std::size_t>& pauses) override;
   bool knows(const std::string& word) override;
 
  private:
