@@ -63,7 +63,7 @@ void markFillers(const std::vector<Word>& words, const SoundLevels& levels,
     if (first == 0) continue;
     std::size_t length = first;
     while (const std::size_t more = fillerAt(words, i + length)) length += more;
-    if (!standsApart(words, i, i + length - 1, levels)) length = first;
+    if (length > first && !standsApart(words, i, i + length - 1, levels)) length = first;
     if (!standsApart(words, i, i + length - 1, levels)) continue;
     for (std::size_t k = 0; k < length; ++k) cut[i + k] = true;
     i += length - 1;

@@ -118,19 +118,24 @@ std::filesystem::path dictionaryWithFillers(const std::string& modelDictionary) 
       std::filesystem::temp_directory_path() /
       ("vorn-dictionary-" + std::to_string(::getpid()) + "-" + std::to_string(made++) + ".dict");
   std::ofstream out(path);
+  // Only the fillers' own words are looked up: the dictionary holds some 135,000.
   std::map<std::string, std::string> said;
+  for (const std::string& phrase : saidFillers())
+    for (const std::string& part : scriptWords(phrase)) said.emplace(part, std::string());
   for (std::string line; std::getline(in, line);) {
     out << line << '\n';
     const std::size_t space = line.find(' ');
-    if (space != std::string::npos) said.emplace(line.substr(0, space), line.substr(space + 1));
+    if (space == std::string::npos) continue;
+    const auto wanted = said.find(line.substr(0, space));
+    if (wanted != said.end() && wanted->second.empty()) wanted->second = line.substr(space + 1);
   }
   for (const std::string& phrase : saidFillers()) {
     std::string phones;
     bool known = true;
     for (const std::string& part : scriptWords(phrase)) {
-      const auto found = said.find(part);
-      known = known && found != said.end();
-      if (known) phones += (phones.empty() ? "" : " ") + found->second;
+      const std::string& found = said[part];
+      known = known && !found.empty();
+      if (known) phones += (phones.empty() ? "" : " ") + found;
     }
     if (known) out << fillerToken(phrase) << ' ' << phones << '\n';
   }
