@@ -93,6 +93,14 @@ std::string event(const char* style, double start, double end, const std::string
          text + "\n";
 }
 
+// A line's last word stays lit a moment after it is said, never past `until` nor over talk
+// that follows it.
+double lingerEnd(const Story& story, const Word& word, double until) {
+  double end = std::min(reelTime(story.segments, word.end) + kLinger, until);
+  if (word.talkAfter > 0) end = std::min(end, reelTime(story.segments, word.talkAfter));
+  return end;
+}
+
 // One line of words at `place`, shown once per word with that word lit, gone by `until` at
 // the latest.
 std::string lineEvents(const Story& story, std::size_t first, std::size_t last, double until,
@@ -100,10 +108,9 @@ std::string lineEvents(const Story& story, std::size_t first, std::size_t last, 
   std::string events;
   for (std::size_t lit = first; lit <= last; ++lit) {
     const double start = std::max(0.0, reelTime(story.segments, story.words[lit].litFrom()) - lead);
-    const double end =
-        (lit < last ? reelTime(story.segments, story.words[lit + 1].litFrom())
-                    : std::min(reelTime(story.segments, story.words[lit].end) + kLinger, until)) -
-        lead;
+    const double end = (lit < last ? reelTime(story.segments, story.words[lit + 1].litFrom())
+                                   : lingerEnd(story, story.words[lit], until)) -
+                       lead;
     std::string text = place;
     for (std::size_t i = first; i <= last; ++i)
       text += (i > first ? " " : "") + std::string(i == lit ? kHighlight : kPlain) +

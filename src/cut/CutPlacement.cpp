@@ -83,8 +83,48 @@ bool tailFollows(const SoundLevels& levels, double moment, const Span& gap) {
   return false;
 }
 
+// A voice's fading end that lies under the take's noise: an opening leaves this much after the
+// last voice before it.
+constexpr double kFadingEndSeconds = 0.1;
+// An opening pushed towards its word stays this far before the word's sound rises.
+constexpr double kOpeningClearance = 0.03;
+
+// Where the last voice held for a syllable in `gap` falls back before the gap ends; the gap's
+// start when none does. Voice running on into the word after the gap is that word's.
+double lastVoiceEnd(const SoundLevels& levels, const Span& gap) {
+  const double step = SoundLevels::kStepSeconds;
+  double end = gap.start;
+  int held = 0;
+  for (double t = gap.start; t < gap.end; t += step) {
+    if (levels.voiceAt(t)) {
+      ++held;
+      continue;
+    }
+    if (held >= kSyllableSteps) end = t;
+    held = 0;
+  }
+  return end;
+}
+
+// Over a noise the voice does not stand clear of, the fading end of the voice before an
+// opening (a dropped word, talk no word holds) is as quiet as the rest of the gap: the opening
+// waits for it, as far as the next word's rising sound allows. Only where the words are laid
+// from a script: words heard freely over such a noise are too far off their sound to cut that
+// close to.
+Span openingGap(const Transcript& transcript, Span gap) {
+  const auto next = std::find_if(transcript.words.begin(), transcript.words.end(),
+                                 [&](const Word& word) { return word.start >= gap.end - 1e-9; });
+  const double latest =
+      next == transcript.words.end() ? gap.end : next->litFrom() - kOpeningClearance;
+  const double faded = lastVoiceEnd(transcript.levels, gap) + kFadingEndSeconds;
+  gap.start = std::max(gap.start, std::min(faded, latest));
+  gap.end = std::max(gap.end, gap.start);
+  return gap;
+}
+
 double edgeIn(const Transcript& transcript, const PictureGrid& grid, double planned, bool opening) {
   Span gap = gapAround(transcript.words, planned, opening, transcript.duration);
+  if (opening && transcript.fromScript && !transcript.clear) gap = openingGap(transcript, gap);
   if (!opening && !transcript.clear) {
     const double middle = (gap.start + gap.end) / 2;
     planned = std::max(planned, std::min(gap.start + kUnderNoiseTailSeconds, middle));
@@ -115,8 +155,10 @@ bool holds(const std::vector<Span>& segments, const Word& word) {
 void placeCuts(Story& story, const Transcript& transcript, const PictureGrid& grid) {
   std::vector<Span> placed;
   for (const Span& segment : story.segments) {
-    const Span edges{edgeIn(transcript, grid, segment.start, true),
-                     edgeIn(transcript, grid, segment.end, false)};
+    Span edges{edgeIn(transcript, grid, segment.start, true),
+               edgeIn(transcript, grid, segment.end, false)};
+    // An opening that waited past a segment holding no word leaves nothing of it.
+    edges.end = std::max(edges.end, edges.start);
     if (!placed.empty() && edges.start - placed.back().end < kShortestLeftOut)
       placed.back().end = std::max(placed.back().end, edges.end);
     else

@@ -6,11 +6,11 @@
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
 #include "cut/WordConfidence.h"
+#include "cut/WordEdges.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -64,7 +64,7 @@ Script sayable(const std::string& text, Recogniser& recogniser) {
   std::vector<std::size_t> keptBefore = {0};
   Script script;
   for (const std::string& word : words) {
-    if (recogniser.knows(word))
+    if (!recogniser.pronunciation(word).empty())
       script.words.push_back(word);
     else
       script.unsayable.push_back({script.words.size(), word});
@@ -538,52 +538,13 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   }
   startPastTails(transcript.levels, transcript.words);
   measureLoudness(said, transcript.words);
-  placeOnsets(transcript.levels, transcript.words);
+  placeOnsets(transcript.levels, transcript.words, [&](const std::string& word) {
+    const std::vector<std::string> phones = recogniser->pronunciation(word);
+    return phones.empty() ? std::string() : phones.front();
+  });
+  // Over a noise fillers are not listened for: talk after a word may be one no word holds.
+  if (!clear) markTalkAfter(transcript.levels, transcript.words, transcript.duration);
   return transcript;
-}
-
-// How far into a word the voice before it may run; further, and the quiet after it is more
-// likely a stop inside the word ("a big": the closure before "b").
-constexpr double kLatestTail = 0.05;
-// A quiet this long parts two voices; a shorter dip is the noise flickering.
-constexpr double kLeastParting = 0.02;
-// What is left of a word after its new start: the recogniser's shortest.
-constexpr double kShortestWord = 0.03;
-
-void startPastTails(const SoundLevels& levels, std::vector<Word>& words) {
-  const double step = SoundLevels::kStepSeconds;
-  for (Word& word : words) {
-    if (!levels.voiceAt(word.start)) continue;
-    double quiet = word.start;
-    while (quiet < word.start + kLatestTail && !levels.noiseAt(quiet)) quiet += step;
-    double risen = quiet;
-    while (risen < word.end && levels.noiseAt(risen)) risen += step;
-    if (quiet < word.start + kLatestTail && risen - quiet >= kLeastParting - 1e-9 &&
-        risen <= word.end - kShortestWord)
-      word.start = risen;
-  }
-}
-
-// How far into a word its sound may rise: further, and the quiet is the word's soft opening.
-constexpr double kLatestOnset = 0.08;
-// A word's sound has risen once it comes within this of the word's loudest 10 ms; measured
-// against the word itself, a far voice and a voice over a fan rise alike.
-constexpr double kRisenBelowPeakDb = 18;
-
-void placeOnsets(const SoundLevels& levels, std::vector<Word>& words) {
-  for (Word& word : words) {
-    word.onset = word.start;
-    double peak = -std::numeric_limits<double>::infinity();
-    for (double t = word.start; t < word.end; t += SoundLevels::kStepSeconds)
-      peak = std::max(peak, levels.at(t));
-    const double latest = std::min(word.end, word.start + kLatestOnset);
-    // Or once it stands out of the noise: a soft opening ("f", "th") is the word's too.
-    for (double t = word.start; t < latest; t += SoundLevels::kStepSeconds)
-      if (levels.at(t) >= peak - kRisenBelowPeakDb || levels.voiceAt(t)) {
-        word.onset = t;
-        break;
-      }
-  }
 }
 
 void measureLoudness(const Pcm& pcm, std::vector<Word>& words) {

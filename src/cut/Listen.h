@@ -32,14 +32,6 @@ using RecogniserMaker = std::function<std::unique_ptr<Recogniser>()>;
 // Sets each word's loudness from the sound it spans.
 void measureLoudness(const Pcm& pcm, std::vector<Word>& words);
 
-// Starts a word the aligner opened in the last of the voice before it (voice at its start
-// that falls to the noise within 50 ms) where the sound leaves the noise again: its own voice.
-void startPastTails(const SoundLevels& levels, std::vector<Word>& words);
-
-// Sets each word's onset: the first 10 ms of its opening stretch near the word's own loudest
-// or standing out of the take's noise (an aligner often opens a word on the quiet before it).
-void placeOnsets(const SoundLevels& levels, std::vector<Word>& words);
-
 // Takes a noisy take's steady noise down first (`forListening`), then finds the speech in it,
 // cuts it into chunks at pauses and has recognisers from `make`
 // transcribe them, two chunks at a time. With a non-empty `script`, the script's words are

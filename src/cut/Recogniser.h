@@ -45,8 +45,9 @@ class Recogniser {
   // reads which of the script's words, and a quicker search places them about as well.
   virtual void transcribeRoughly(bool on) = 0;
 
-  // Whether the recogniser can say `word` at all (it is in its pronouncing dictionary).
-  virtual bool knows(const std::string& word) = 0;
+  // How the recogniser says `word`, phone by phone ("DH AH" for "the"); empty when it cannot
+  // (the word is not in its pronouncing dictionary).
+  virtual std::vector<std::string> pronunciation(const std::string& word) = 0;
 };
 
 }  // namespace vorn::cut

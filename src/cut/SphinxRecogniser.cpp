@@ -20,6 +20,7 @@ extern "C" {
 #include <map>
 #include <optional>
 #include <random>
+#include <sstream>
 
 #include <unistd.h>
 
@@ -386,11 +387,14 @@ Alignment SphinxRecogniser::align(std::span<const std::int16_t> chunk, double of
   return alignment;
 }
 
-bool SphinxRecogniser::knows(const std::string& word) {
-  char* pronunciation = ps_lookup_word(decoder_->ps, word.c_str());
-  const bool known = pronunciation != nullptr;
-  ckd_free(pronunciation);
-  return known;
+std::vector<std::string> SphinxRecogniser::pronunciation(const std::string& word) {
+  char* phones = ps_lookup_word(decoder_->ps, word.c_str());
+  std::vector<std::string> said;
+  if (!phones) return said;
+  std::istringstream each(phones);
+  for (std::string phone; each >> phone;) said.push_back(phone);
+  ckd_free(phones);
+  return said;
 }
 
 }  // namespace vorn::cut

@@ -20,7 +20,7 @@ class SphinxRecogniser final : public Recogniser {
   Alignment align(std::span<const std::int16_t> chunk, double offset,
                   const std::vector<std::string>& expected,
                   const std::vector<std::size_t>& pauses) override;
-  bool knows(const std::string& word) override;
+  std::vector<std::string> pronunciation(const std::string& word) override;
 
  private:
   struct Decoder;

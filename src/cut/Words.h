@@ -25,6 +25,10 @@ struct Word {
   // Captions light the word from here.
   double onset = 0;
 
+  // Where talk that no word holds begins after it, before the next word ("uh" not listened
+  // for over a noise); 0 when none. Its caption goes dark there rather than lingering over it.
+  double talkAfter = 0;
+
   double litFrom() const { return onset > start ? onset : start; }
 
   bool operator==(const Word&) const = default;

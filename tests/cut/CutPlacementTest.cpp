@@ -111,6 +111,25 @@ TEST(CutPlacementTest, overANoiseTheVoiceDoesNotStandClearOfASegmentEndsIntoTheP
   EXPECT_NEAR(endAfterOne(1.9), 1.75, 0.02);
 }
 
+// Over a fan, "okay so" (1.0–1.5 s) was said but not laid as words, and "three" was laid at
+// 1.55 s, 250 ms before its sound: the opening waits for the fading end of "so" under the
+// noise, short of where "three" rises.
+TEST(CutPlacementTest, overANoiseAnOpeningWaitsForTheFadingEndOfTalkBeforeIt) {
+  Transcript transcript =
+      transcriptOf({{"started", 0.2, 0.6}, {"three", 1.55, 2.0}, {"months", 2.0, 2.4}},
+                   {{0, 0.2}, {0.6, 1.0}, {1.5, 1.8}, {2.4, 10}});
+  transcript.clear = false;
+  transcript.fromScript = true;
+  transcript.words[1].onset = 1.8;
+  Story story;
+  story.segments = {{1.43, 2.52}};
+  story.words = {transcript.words[1], transcript.words[2]};
+  placeCuts(story, transcript, thirtyFps());
+  ASSERT_EQ(story.segments.size(), 1u);
+  EXPECT_GE(story.segments[0].start, 1.59) << "past the fading end of \"so\"";
+  EXPECT_LE(story.segments[0].start, 1.77) << "before \"three\" rises";
+}
+
 TEST(CutPlacementTest, aSegmentEndsAfterTheBurstThatReleasesItsLastWordsStop) {
   // "…at" as recognised ends at 1.6 s, on its silent closure; the /t/ is released at
   // 1.65–1.70 s, then a breath's quiet before the next word.

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "cut/WordEdges.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <set>
+
+namespace vorn::cut {
+namespace {
+
+// How far into a word the voice before it may run; further, and the quiet after it is more
+// likely a stop inside the word ("a big": the closure before "b").
+constexpr double kLatestTail = 0.05;
+// A quiet this long parts two voices; a shorter dip is the noise flickering.
+constexpr double kLeastParting = 0.02;
+// What is left of a word after its new start: the recogniser's shortest.
+constexpr double kShortestWord = 0.03;
+
+}  // namespace
+
+void startPastTails(const SoundLevels& levels, std::vector<Word>& words) {
+  const double step = SoundLevels::kStepSeconds;
+  for (Word& word : words) {
+    if (!levels.voiceAt(word.start)) continue;
+    double quiet = word.start;
+    while (quiet < word.start + kLatestTail && !levels.noiseAt(quiet)) quiet += step;
+    double risen = quiet;
+    while (risen < word.end && levels.noiseAt(risen)) risen += step;
+    if (quiet < word.start + kLatestTail && risen - quiet >= kLeastParting - 1e-9 &&
+        risen <= word.end - kShortestWord)
+      word.start = risen;
+  }
+}
+
+namespace {
+
+// How far into a word its sound may rise: further, and the quiet is the word's soft opening.
+constexpr double kLatestOnset = 0.08;
+// A word's sound has risen once it comes within this of the word's loudest 10 ms; measured
+// against the word itself, a far voice and a voice over a fan rise alike.
+constexpr double kRisenBelowPeakDb = 18;
+// Voice standing out of the noise this long is the word's own, not the noise flickering.
+constexpr int kHeldVoiceSteps = 3;
+
+// The first 10 ms of the word's opening stretch near its own loudest or standing out of the
+// take's noise (a soft opening, "f" or "th", is the word's too); its start when none is.
+double soundRise(const SoundLevels& levels, const Word& word) {
+  double peak = -std::numeric_limits<double>::infinity();
+  for (double t = word.start; t < word.end; t += SoundLevels::kStepSeconds)
+    peak = std::max(peak, levels.at(t));
+  const double latest = std::min(word.end, word.start + kLatestOnset);
+  for (double t = word.start; t < latest; t += SoundLevels::kStepSeconds)
+    if (levels.at(t) >= peak - kRisenBelowPeakDb || levels.voiceAt(t)) return t;
+  return word.start;
+}
+
+// Where the word's voice first holds out of the noise, early enough to leave some of the word
+// after it; none when it never does.
+std::optional<double> voiceRise(const SoundLevels& levels, const Word& word) {
+  const double step = SoundLevels::kStepSeconds;
+  for (double t = word.start; t < word.end - kShortestWord; t += step) {
+    int held = 0;
+    while (held < kHeldVoiceSteps && levels.voiceAt(t + held * step)) ++held;
+    if (held == kHeldVoiceSteps) return t;
+  }
+  return std::nullopt;
+}
+
+// Voice held this long after a word is talk: a filler, a word said off the script.
+constexpr int kTalkSteps = 10;
+
+std::optional<double> talkWithin(const SoundLevels& levels, const Span& gap) {
+  const double step = SoundLevels::kStepSeconds;
+  double t = gap.start;
+  while (t < gap.end && !levels.noiseAt(t)) t += step;
+  for (int held = 0; t < gap.end; t += step) {
+    held = levels.voiceAt(t) ? held + 1 : 0;
+    if (held == kTalkSteps) return t - (kTalkSteps - 1) * step;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+void markTalkAfter(const SoundLevels& levels, std::vector<Word>& words, double takeLength) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const double next = i + 1 < words.size() ? words[i + 1].start : takeLength;
+    words[i].talkAfter = talkWithin(levels, {words[i].end, next}).value_or(0);
+  }
+}
+
+double unvoicedOpeningSeconds(const std::string& phone) {
+  static const std::set<std::string> voicedStops = {"B", "D", "G"};
+  static const std::set<std::string> voicedHisses = {"DH", "V", "Z", "ZH", "JH"};
+  static const std::set<std::string> stops = {"P", "T", "K"};
+  static const std::set<std::string> hisses = {"S", "SH", "F", "TH", "HH", "CH"};
+  if (voicedStops.contains(phone)) return 0.03;
+  if (voicedHisses.contains(phone) || stops.contains(phone)) return 0.06;
+  if (hisses.contains(phone)) return 0.1;
+  return 0.02;  // a vowel, a nasal, a liquid or a glide: voiced from the start
+}
+
+void placeOnsets(const SoundLevels& levels, std::vector<Word>& words, const FirstPhone& firstPhone) {
+  for (Word& word : words) {
+    word.onset = soundRise(levels, word);
+    if (!firstPhone) continue;
+    const std::string phone = firstPhone(word.text);
+    const std::optional<double> voice = voiceRise(levels, word);
+    if (!phone.empty() && voice)
+      word.onset = std::max(word.onset, *voice - unvoicedOpeningSeconds(phone));
+  }
+}
+
+}  // namespace vorn::cut

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A word's edges judged by the sound: where it starts, where its caption lights and where it
+// goes dark.
+#pragma once
+
+#include "cut/SoundLevels.h"
+#include "cut/Words.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vorn::cut {
+
+// Starts a word the aligner opened in the last of the voice before it (voice at its start
+// that falls to the noise within 50 ms) where the sound leaves the noise again: its own voice.
+void startPastTails(const SoundLevels& levels, std::vector<Word>& words);
+
+// A word's first phone in the recogniser's phone set ("DH" for "the"); empty when unknown.
+using FirstPhone = std::function<std::string(const std::string& word)>;
+
+// Sets each word's onset: the first 10 ms of its opening stretch near the word's own loudest
+// or standing out of the take's noise (an aligner often opens a word on the quiet before it).
+// Over a loud noise the aligner may open a word well before anything of it is heard; with
+// `firstPhone`, a word opens no earlier than its first phone can stay under the noise before
+// its voice rises: a vowel at once, a stop after its closure, a hiss ("s", "th") longer.
+void placeOnsets(const SoundLevels& levels, std::vector<Word>& words,
+                 const FirstPhone& firstPhone = {});
+
+// Marks each word's `talkAfter`: where, once the take has fallen to its noise after the word,
+// voice holds for a tenth of a second before the next word begins.
+void markTalkAfter(const SoundLevels& levels, std::vector<Word>& words, double takeLength);
+
+// How long a word's opening may go unheard under a noise before its voice rises, by its first
+// phone.
+double unvoicedOpeningSeconds(const std::string& phone);
+
+}  // namespace vorn::cut
