@@ -26,6 +26,9 @@ set_target_properties(libyuv::libyuv PROPERTIES
   IMPORTED_LOCATION "${LIBYUV_LIBRARY}"
   INTERFACE_INCLUDE_DIRECTORIES "${LIBYUV_INCLUDE_DIR}")
 
+# How the reel engine says a script word the recogniser's dictionary lacks.
+pkg_check_modules(ESPEAK REQUIRED IMPORTED_TARGET espeak-ng)
+
 # The reel engine's speech recogniser and its US English model (pocketsphinx-en-us).
 # Debian 12's pocketsphinx.pc names /usr/include/sphinxbase, which the package does not ship:
 # the target keeps only the include folders that exist.

@@ -34,8 +34,9 @@ packages=(
   # the studio's session bus service and notifications: a private bus for the tests, and
   # the launcher entry's check
   dbus-daemon dbus-bin desktop-file-utils
-  # the reel engine: speech recognition, caption fonts, a voice for test takes
-  libpocketsphinx-dev pocketsphinx-en-us fonts-dejavu-extra espeak-ng
+  # the reel engine: speech recognition, the words its dictionary lacks said by espeak-ng,
+  # caption fonts, a voice for test takes
+  libpocketsphinx-dev pocketsphinx-en-us libespeak-ng-dev fonts-dejavu-extra espeak-ng
   # the icons: pictures rendered from the drawing, Qt's SVG plugins for the drawing itself
   librsvg2-bin libqt6svg6
   # the Debian package and its checks

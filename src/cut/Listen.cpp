@@ -3,6 +3,7 @@
 
 #include "cut/Chunkwise.h"
 #include "cut/Denoise.h"
+#include "cut/EspeakPhones.h"
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
 #include "cut/WordConfidence.h"
@@ -57,6 +58,20 @@ struct Script {
   // The words the recogniser cannot say, each with the number of sayable words before it.
   std::vector<std::pair<std::size_t, std::string>> unsayable;
 };
+
+// Teaches both recognisers the script's words their dictionary lacks, as espeak-ng says them
+// ("sourdough", a name): laid like the rest rather than squeezed between their neighbours.
+void teachScriptWords(const std::string& text, Recogniser& recogniser, Recogniser* second) {
+  Pronunciations lacking;
+  for (const std::string& word : scriptWords(text))
+    if (!lacking.contains(word) && recogniser.pronunciation(word).empty())
+      if (std::vector<std::string> phones = espeakPhones(word); !phones.empty())
+        lacking.emplace(word, std::move(phones));
+  if (lacking.empty()) return;
+  onTwoThreads([&] { recogniser.learn(lacking); }, [&] {
+    if (second) second->learn(lacking);
+  });
+}
 
 // Drops the words the recogniser cannot say, keeping the breaks between the same words.
 Script sayable(const std::string& text, Recogniser& recogniser) {
@@ -502,6 +517,7 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   std::unique_ptr<Recogniser> recogniser, second;
   onTwoThreads([&] { recogniser = make(); },
                [&] { second = chunks.size() > 1 ? make() : nullptr; });
+  teachScriptWords(script, *recogniser, second.get());
   const Script expected = sayable(script, *recogniser);
   const bool scripted = !expected.words.empty();
   const auto setUp = [&](bool roughly) {

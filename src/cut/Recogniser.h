@@ -4,6 +4,7 @@
 #include "cut/Words.h"
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,6 +20,9 @@ struct Alignment {
   std::vector<Word> words;
   double fit = 0;
 };
+
+// Words and how each is said, phone by phone, in the recogniser's phone set.
+using Pronunciations = std::map<std::string, std::vector<std::string>>;
 
 class Recogniser {
  public:
@@ -48,6 +52,9 @@ class Recogniser {
   // How the recogniser says `word`, phone by phone ("DH AH" for "the"); empty when it cannot
   // (the word is not in its pronouncing dictionary).
   virtual std::vector<std::string> pronunciation(const std::string& word) = 0;
+
+  // Teaches it words its dictionary lacks, for alignments to lay them.
+  virtual void learn(const Pronunciations& words) = 0;
 };
 
 }  // namespace vorn::cut

@@ -112,7 +112,8 @@ std::vector<Word> fillerWords(const Word& token) {
 // are, written to a file of its own for the decoder to read at start: words added to a
 // running decoder (`ps_add_word`) past the first few leave its language model reading freed
 // memory. The caller removes the file once the decoder is made.
-std::filesystem::path dictionaryWithFillers(const std::string& modelDictionary) {
+std::filesystem::path dictionaryWithFillers(const std::string& modelDictionary,
+                                            const Pronunciations& learned) {
   static std::atomic<int> made{0};
   std::ifstream in(modelDictionary);
   const std::filesystem::path path =
@@ -142,6 +143,11 @@ std::filesystem::path dictionaryWithFillers(const std::string& modelDictionary) 
   }
   for (const Hesitation& hesitation : kHesitations)
     out << fillerToken(hesitation.said) << ' ' << hesitation.phones << '\n';
+  for (const auto& [word, phones] : learned) {
+    out << word;
+    for (const std::string& phone : phones) out << ' ' << phone;
+    out << '\n';
+  }
   if (!out.flush()) throw CutError("The speech model's dictionary couldn't be written.");
   return path;
 }
@@ -309,7 +315,8 @@ struct SphinxRecogniser::Decoder {
   }
 };
 
-SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
+std::unique_ptr<SphinxRecogniser::Decoder> SphinxRecogniser::load(const Pronunciations& learned) {
+  auto decoder = std::make_unique<Decoder>();
   const std::string model = VORN_SPHINX_MODEL_DIR "/en-us";
   if (!std::filesystem::exists(model + "/en-us/mdef"))
     throw CutError("The speech model isn't installed (pocketsphinx-en-us).");
@@ -317,26 +324,34 @@ SphinxRecogniser::SphinxRecogniser() : decoder_(std::make_unique<Decoder>()) {
   // Silence stays in the features, so a word's frames are its time in the sound. The flat
   // second pass costs a third of listening and, in spoken takes of known truth, heard no
   // better.
-  const std::filesystem::path dictionary = dictionaryWithFillers(model + "/cmudict-en-us.dict");
-  decoder_->config =
+  const std::filesystem::path dictionary = dictionaryWithFillers(model + "/cmudict-en-us.dict", learned);
+  decoder->config =
       cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
                   (model + "/en-us.lm.bin").c_str(), "-dict", dictionary.c_str(), "-bestpath",
                   "yes", "-remove_silence", "no", "-fwdflat", "no", "-allphone_ci", "yes", nullptr);
-  if (decoder_->config) decoder_->ps = ps_init(decoder_->config);
+  if (decoder->config) decoder->ps = ps_init(decoder->config);
   std::error_code ignored;
   std::filesystem::remove(dictionary, ignored);
-  if (!decoder_->ps) throw CutError("The speech model couldn't be loaded.");
-  decoder_->languageSearch = ps_get_search(decoder_->ps);
-  decoder_->makeRoughSearch();
-  decoder_->phoneModel = model + "/en-us-phone.lm.bin";
+  if (!decoder->ps) throw CutError("The speech model couldn't be loaded.");
+  decoder->languageSearch = ps_get_search(decoder->ps);
+  decoder->makeRoughSearch();
+  decoder->phoneModel = model + "/en-us-phone.lm.bin";
   // The language-model search keeps the beams it was made with; alignment searches, made
   // later, get wider ones: a known text may be pruned away on a single odd-sounding word,
   // and a grammar of one sentence is cheap to search widely.
-  cmd_ln_t* config = ps_get_config(decoder_->ps);
-  decoder_->beam = cmd_ln_float_r(config, "-beam");
-  decoder_->wordBeam = cmd_ln_float_r(config, "-wbeam");
-  decoder_->phoneBeam = cmd_ln_float_r(config, "-pbeam");
-  decoder_->setBeams(kAlignBeam, kAlignWordBeam, decoder_->phoneBeam);
+  cmd_ln_t* config = ps_get_config(decoder->ps);
+  decoder->beam = cmd_ln_float_r(config, "-beam");
+  decoder->wordBeam = cmd_ln_float_r(config, "-wbeam");
+  decoder->phoneBeam = cmd_ln_float_r(config, "-pbeam");
+  decoder->setBeams(kAlignBeam, kAlignWordBeam, decoder->phoneBeam);
+  return decoder;
+}
+
+SphinxRecogniser::SphinxRecogniser() : decoder_(load({})) {}
+
+void SphinxRecogniser::learn(const Pronunciations& words) {
+  learned_.insert(words.begin(), words.end());
+  decoder_ = load(learned_);
 }
 
 SphinxRecogniser::~SphinxRecogniser() = default;

@@ -21,10 +21,15 @@ class SphinxRecogniser final : public Recogniser {
                   const std::vector<std::string>& expected,
                   const std::vector<std::size_t>& pauses) override;
   std::vector<std::string> pronunciation(const std::string& word) override;
+  // Loads the model again with the words added to its dictionary.
+  void learn(const Pronunciations& words) override;
 
  private:
   struct Decoder;
+  static std::unique_ptr<Decoder> load(const Pronunciations& learned);
+
   std::unique_ptr<Decoder> decoder_;
+  Pronunciations learned_;
   bool fillers_ = false;
   bool roughly_ = false;
 };
