@@ -10,7 +10,7 @@
 Each take is a story of about 1.5 minutes that espeak-ng reads (through libespeak-ng, so every
 word's place in the sound is known) with fillers, a false start, an off-topic aside and long
 pauses; its picture numbers itself, so repeated pictures can be counted. The takes: plain, over a
-steady hiss, said far from the microphone, over a loud fan. Each is cut twice, listening freely
+steady hiss, said far from the microphone, over a loud fan, over a music bed. Each is cut twice, listening freely
 and with the script (the story without the fillers, the false start and the aside).
 
 Per reel: word error of the words heard against what was said (and of the sure words against
@@ -63,12 +63,24 @@ STORY = [
 # After these lines the speaker pauses long.
 LONG_PAUSE_AFTER = {4, 11}
 
+def pink(amplitude):
+    return f"anoisesrc=c=pink:seed=3:r={RATE}:a={amplitude}"
+
+
+# A music bed about 14 dB under the voice: a chord every 2 s (C, A minor, F, G: root, third,
+# fifth) over a kick drum on every half second.
+_ROOT = "if(eq(mod(floor(t/2),4),0),261.63,if(eq(mod(floor(t/2),4),1),220,if(eq(mod(floor(t/2),4),2),174.61,196)))"
+_THIRD = "if(eq(mod(floor(t/2),4),1),1.19,1.26)"
+MUSIC = (f"aevalsrc='0.05*((sin(2*PI*{_ROOT}*t)+0.6*sin(2*PI*{_ROOT}*{_THIRD}*t)"
+         f"+0.5*sin(2*PI*{_ROOT}*1.5*t))/2.1+0.8*sin(2*PI*60*t)*exp(-12*mod(t,0.5)))':s={RATE}")
+
 TAKES = [
-    # name, espeak voice, words a minute, voice gain (dB), pink noise amplitude (0: none)
-    ("plain", "en-us", 160, 0, 0),
-    ("hiss", "en", 170, 0, 0.02),
-    ("far", "en-us+m3", 150, -24, 0),
-    ("fan", "en+f3", 165, 0, 0.25),
+    # name, espeak voice, words a minute, voice gain (dB), the sound under the voice (none)
+    ("plain", "en-us", 160, 0, None),
+    ("hiss", "en", 170, 0, pink(0.02)),
+    ("far", "en-us+m3", 150, -24, None),
+    ("fan", "en+f3", 165, 0, pink(0.25)),
+    ("music", "en-us+f2", 155, 0, MUSIC),
 ]
 
 
@@ -191,7 +203,7 @@ def say_all(lines, voice, rate):
     return [espeak.say(line, voice, rate) for line in lines]
 
 
-def make_take(folder, name, voice, rate, gain, noise):
+def make_take(folder, name, voice, rate, gain, bed):
     truth = []  # dicts: text, start, end, sentence, off
     sentences = []  # per line: said start, end, aside
     pieces = []
@@ -224,8 +236,8 @@ def make_take(folder, name, voice, rate, gain, noise):
     duration = at
     take = os.path.join(folder, name + ".mp4")
     audio = f"[1]volume={gain}dB[voice];"
-    audio += (f"anoisesrc=c=pink:seed=3:r={RATE}:a={noise}:d={duration}[noise];"
-              "[voice][noise]amix=inputs=2:normalize=0[mix];" if noise else "[voice]anull[mix];")
+    audio += (f"{bed}:d={duration}[bed];[voice][bed]amix=inputs=2:normalize=0[mix];" if bed
+              else "[voice]anull[mix];")
     # The picture numbers itself: 20 + 4 × (N mod 50) on the left, 20 + 4 × (N / 50) on the right.
     grey = ("geq=lum='if(lt(X,W/2),20+4*mod(N,50),20+4*floor(N/50))':cb=128:cr=128,"
             "scale=540:960:flags=neighbor")
@@ -485,8 +497,8 @@ def main():
     chosen = set(args[1:]) or {take[0] for take in TAKES}
     folder = tempfile.mkdtemp(prefix="vorn-reel-quality-")
     try:
-        for name, voice, rate, gain, noise in (t for t in TAKES if t[0] in chosen):
-            made = make_take(folder, name, voice, rate, gain, noise)
+        for name, voice, rate, gain, bed in (t for t in TAKES if t[0] in chosen):
+            made = make_take(folder, name, voice, rate, gain, bed)
             # Kept with the take, for looking into a run afterwards.
             with open(os.path.join(folder, name + ".truth.json"), "w") as truth:
                 json.dump(made, truth)

@@ -108,7 +108,7 @@ double lastVoiceEnd(const SoundLevels& levels, const Span& gap) {
 
 // Over a noise the voice does not stand clear of, the fading end of the voice before an
 // opening (a dropped word, talk no word holds) is as quiet as the rest of the gap: the opening
-// waits for it, as far as the next word's rising sound allows. Only where the words are laid
+// waits for it, where there is room before the next word's sound rises. Only where the words are laid
 // from a script: words heard freely over such a noise are too far off their sound to cut that
 // close to.
 Span openingGap(const Transcript& transcript, Span gap) {
@@ -117,7 +117,10 @@ Span openingGap(const Transcript& transcript, Span gap) {
   const double latest =
       next == transcript.words.end() ? gap.end : next->litFrom() - kOpeningClearance;
   const double faded = lastVoiceEnd(transcript.levels, gap) + kFadingEndSeconds;
-  gap.start = std::max(gap.start, std::min(faded, latest));
+  // Voice that runs on into the word with no room for a fading end is the word's own
+  // utterance ("I mean" heard as one word): nothing to wait for.
+  if (faded > latest) return gap;
+  gap.start = std::max(gap.start, faded);
   gap.end = std::max(gap.end, gap.start);
   return gap;
 }

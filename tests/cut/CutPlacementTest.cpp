@@ -128,6 +128,20 @@ TEST(CutPlacementTest, overANoiseAnOpeningWaitsForTheFadingEndOfTalkBeforeIt) {
   ASSERT_EQ(story.segments.size(), 1u);
   EXPECT_GE(story.segments[0].start, 1.59) << "past the fading end of \"so\"";
   EXPECT_LE(story.segments[0].start, 1.77) << "before \"three\" rises";
+  // Talk running on into the word ("I" unheard before "mean", 20 ms apart) is one utterance:
+  // the opening is placed as over a clear voice.
+  const auto opening = [](bool clear) {
+    Transcript transcript = transcriptOf({{"started", 0.2, 0.6}, {"mean", 1.52, 2.0}},
+                                         {{0, 0.2}, {0.6, 1.0}, {1.5, 1.52}, {2.0, 10}});
+    transcript.clear = clear;
+    transcript.fromScript = true;
+    Story story;
+    story.segments = {{1.1, 2.1}};
+    story.words = {transcript.words[1]};
+    placeCuts(story, transcript, thirtyFps());
+    return story.segments.empty() ? -1.0 : story.segments[0].start;
+  };
+  EXPECT_DOUBLE_EQ(opening(false), opening(true));
 }
 
 TEST(CutPlacementTest, aSegmentEndsAfterTheBurstThatReleasesItsLastWordsStop) {
