@@ -10,8 +10,9 @@
 Each take is a story of about 1.5 minutes that espeak-ng reads (through libespeak-ng, so every
 word's place in the sound is known) with fillers, a false start, an off-topic aside and long
 pauses; its picture numbers itself, so repeated pictures can be counted. The takes: plain, over a
-steady hiss, said far from the microphone, over a loud fan, over a music bed. Each is cut twice, listening freely
-and with the script (the story without the fillers, the false start and the aside).
+steady hiss, said far from the microphone, over a loud fan, over a music bed, over a softer fan.
+Each is cut twice, listening freely and with the script (the story without the fillers, the
+false start and the aside).
 
 Per reel: word error of the words heard against what was said (and of the sure words against
 the words read from the script); sentence starts against their
@@ -81,6 +82,7 @@ TAKES = [
     ("far", "en-us+m3", 150, -24, None),
     ("fan", "en+f3", 165, 0, pink(0.25)),
     ("music", "en-us+f2", 155, 0, MUSIC),
+    ("softfan", "en+f3", 165, 0, pink(0.1)),
 ]
 
 
