@@ -109,10 +109,10 @@ std::vector<Word> fillerWords(const Word& token) {
 }
 
 // The model's dictionary with each filler and hesitation a word of its own, said as its words
-// are, written to a file of its own for the decoder to read at start: words added to a
-// running decoder (`ps_add_word`) past the first few leave its language model reading freed
-// memory. The caller removes the file once the decoder is made.
-std::filesystem::path dictionaryWithFillers(const std::string& modelDictionary,
+// are, and the `learned` words, written to a file of its own for the decoder to read at start:
+// words added to a running decoder (`ps_add_word`) past the first few leave its language model
+// reading freed memory. The caller removes the file once the decoder is made.
+std::filesystem::path dictionaryFile(const std::string& modelDictionary,
                                             const Pronunciations& learned) {
   static std::atomic<int> made{0};
   std::ifstream in(modelDictionary);
@@ -324,7 +324,7 @@ std::unique_ptr<SphinxRecogniser::Decoder> SphinxRecogniser::load(const Pronunci
   // Silence stays in the features, so a word's frames are its time in the sound. The flat
   // second pass costs a third of listening and, in spoken takes of known truth, heard no
   // better.
-  const std::filesystem::path dictionary = dictionaryWithFillers(model + "/cmudict-en-us.dict", learned);
+  const std::filesystem::path dictionary = dictionaryFile(model + "/cmudict-en-us.dict", learned);
   decoder->config =
       cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (model + "/en-us").c_str(), "-lm",
                   (model + "/en-us.lm.bin").c_str(), "-dict", dictionary.c_str(), "-bestpath",

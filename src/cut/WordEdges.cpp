@@ -55,30 +55,32 @@ double soundRise(const SoundLevels& levels, const Word& word) {
   return word.start;
 }
 
-// Where the word's voice first holds out of the noise, early enough to leave some of the word
-// after it; none when it never does.
-std::optional<double> voiceRise(const SoundLevels& levels, const Word& word) {
+// The first moment from `from` (in 10 ms steps, before `before`) where voice holds out of the
+// noise for `steps` steps; none when it never does.
+std::optional<double> heldVoice(const SoundLevels& levels, double from, double before, int steps) {
   const double step = SoundLevels::kStepSeconds;
-  for (double t = word.start; t < word.end - kShortestWord; t += step) {
+  for (double t = from; t < before; t += step) {
     int held = 0;
-    while (held < kHeldVoiceSteps && levels.voiceAt(t + held * step)) ++held;
-    if (held == kHeldVoiceSteps) return t;
+    while (held < steps && levels.voiceAt(t + held * step)) ++held;
+    if (held == steps) return t;
   }
   return std::nullopt;
+}
+
+// Where the word's voice first holds out of the noise, early enough to leave some of the word
+// after it.
+std::optional<double> voiceRise(const SoundLevels& levels, const Word& word) {
+  return heldVoice(levels, word.start, word.end - kShortestWord, kHeldVoiceSteps);
 }
 
 // Voice held this long after a word is talk: a filler, a word said off the script.
 constexpr int kTalkSteps = 10;
 
+// Talk that begins once the take has fallen to its noise in `gap` and holds within it.
 std::optional<double> talkWithin(const SoundLevels& levels, const Span& gap) {
-  const double step = SoundLevels::kStepSeconds;
   double t = gap.start;
-  while (t < gap.end && !levels.noiseAt(t)) t += step;
-  for (int held = 0; t < gap.end; t += step) {
-    held = levels.voiceAt(t) ? held + 1 : 0;
-    if (held == kTalkSteps) return t - (kTalkSteps - 1) * step;
-  }
-  return std::nullopt;
+  while (t < gap.end && !levels.noiseAt(t)) t += SoundLevels::kStepSeconds;
+  return heldVoice(levels, t, gap.end - (kTalkSteps - 1) * SoundLevels::kStepSeconds, kTalkSteps);
 }
 
 }  // namespace
