@@ -32,17 +32,28 @@ void DesktopNotifier::notify(const QString& summary, const QString& body, const 
   call << QStringLiteral("Vorn") << uint(0) << QStringLiteral("vorn") << summary << body << actions
        << QVariantMap{{QStringLiteral("desktop-entry"), QStringLiteral("vorn")}} << int(-1);
   auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+  ++unanswered_;
   connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, file] {
     watcher->deleteLater();
     const QDBusPendingReply<uint> reply = *watcher;
-    if (reply.isValid()) files_[reply.value()] = file;
+    if (reply.isValid()) {
+      files_[reply.value()] = file;
+      if (const auto early = early_.find(reply.value()); early != early_.end()) act(file, early->second);
+    }
+    if (--unanswered_ == 0) early_.clear();
   });
 }
 
 void DesktopNotifier::actionInvoked(uint id, const QString& action) {
   const auto found = files_.find(id);
-  if (found == files_.end()) return;  // another application's notification
-  if (action == kShowInFiles || action == QStringLiteral("default")) TakeActions::showInFiles(found->second, this, [] { logError("no file manager is available"); });
+  if (found != files_.end()) return act(found->second, action);
+  // Perhaps ours, its id not yet known; otherwise another application's notification.
+  if (unanswered_ > 0) early_[id] = action;
+}
+
+void DesktopNotifier::act(const QString& file, const QString& action) {
+  if (action == kShowInFiles || action == QStringLiteral("default"))
+    TakeActions::showInFiles(file, this, [] { logError("no file manager is available"); });
 }
 
 void DesktopNotifier::closed(uint id, uint) { files_.erase(id); }

@@ -24,7 +24,12 @@ class DesktopNotifier : public QObject {
   void closed(uint id, uint reason);
 
  private:
+  void act(const QString& file, const QString& action);
+
   std::map<uint, QString> files_;  // the file of each notification still on screen
+  // A click the server reports before its answer to Notify has reached us, kept for that answer.
+  std::map<uint, QString> early_;
+  int unanswered_ = 0;
 };
 
 }  // namespace vorn
