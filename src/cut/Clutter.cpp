@@ -19,9 +19,23 @@ const std::vector<std::vector<std::string>>& fillerPhrases() {
 // A false start is at most this many words said again at once.
 constexpr std::size_t kLongestRetake = 5;
 
+// Over a noise an aligner may stretch a word over the pause after it, or open one on the pause
+// before it: a pause this long at the inner edge of either still parts them.
+constexpr double kSwallowedPause = 0.12;
+
+bool quietThroughout(const SoundLevels& levels, double from, double to) {
+  return levels.quietBetween(from, to) >= to - from - SoundLevels::kStepSeconds / 2;
+}
+
 bool quietBetween(const std::vector<Word>& words, std::size_t before, std::size_t after,
                   const SoundLevels& levels) {
-  return levels.hasQuietBetween(words[before].end, words[after].start);
+  const Word &first = words[before], &second = words[after];
+  const double reach = kSwallowedPause;
+  const bool endsOnPause =
+      first.end - first.start > reach && quietThroughout(levels, first.end - reach, first.end);
+  const bool opensOnPause = second.end - second.start > reach &&
+                            quietThroughout(levels, second.start, second.start + reach);
+  return levels.hasQuietBetween(first.end, second.start) || endsOnPause || opensOnPause;
 }
 
 // Whether the words [first, last] stand apart from the speech around them.
@@ -88,9 +102,9 @@ void markRetakes(const std::vector<Word>& words, const SoundLevels& levels,
 std::vector<bool> clutterIn(const Transcript& transcript) {
   const std::vector<Word>& words = transcript.words;
   std::vector<bool> cut(words.size(), false);
-  // Over a noise the voice does not stand clear of, alignments do not listen for fillers and
-  // the sound falls "quiet" inside words: a filler heard there is a guess.
-  if (transcript.clear) markFillers(words, transcript.levels, cut);
+  // Over a broad noise the voice does not stand clear of, alignments do not listen for fillers
+  // and the sound falls "quiet" inside words: a filler heard there is a guess.
+  if (transcript.fillersHeard) markFillers(words, transcript.levels, cut);
   markRetakes(words, transcript.levels, cut);
   return cut;
 }

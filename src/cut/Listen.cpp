@@ -4,6 +4,7 @@
 #include "cut/Chunkwise.h"
 #include "cut/Denoise.h"
 #include "cut/EspeakPhones.h"
+#include "cut/NoiseFlatness.h"
 #include "cut/Pauses.h"
 #include "cut/ScriptWords.h"
 #include "cut/WordConfidence.h"
@@ -43,6 +44,8 @@ constexpr double kOffPauseCost = 0.03;
 // Talk heard where the take strays from its script, and anything heard freely over a noise
 // the voice does not stand clear of, is a guess: never sure enough to be captioned.
 constexpr double kGuessConfidence = 0.4;
+// A take whose quiet is less flat than this holds tones (music), not a broad noise.
+constexpr double kTonalFlatness = 0.1;
 
 std::span<const std::int16_t> samplesOf(const Pcm& pcm, const Span& chunk) {
   const auto first = std::min<std::size_t>(chunk.start * Pcm::kRate, pcm.samples.size());
@@ -505,11 +508,14 @@ std::vector<Word> heardFreely(const std::vector<std::vector<Word>>& heard, bool 
 Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::string& script) {
   const SoundLevels recorded = SoundLevels::of(sound);
   const bool clear = voiceStandsClear(recorded);
+  // A broad noise (a fan, hiss) is heard as the murmur of an "uh"; a music bed's tones are not.
+  const bool fillersHeard = clear || noiseFlatness(sound) < kTonalFlatness;
   const Listening listening = forListening(sound, recorded);
   const Pcm& pcm = listening.pcm;
   Transcript transcript;
   transcript.duration = pcm.duration();
   transcript.clear = clear;
+  transcript.fillersHeard = fillersHeard;
   // A clear voice is listened to as recorded: its levels are measured already.
   transcript.levels = clear ? recorded : SoundLevels::of(pcm);
   const std::vector<Span> chunks = chunksForListening(findSpeech(pcm), transcript.duration);
@@ -523,7 +529,7 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   const auto setUp = [&](bool roughly) {
     for (Recogniser* each : {recogniser.get(), second.get()})
       if (each) {
-        each->listenForFillers(clear);
+        each->listenForFillers(fillersHeard);
         each->transcribeRoughly(roughly);
       }
   };
@@ -558,7 +564,8 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
     const std::vector<std::string> phones = recogniser->pronunciation(word);
     return phones.empty() ? std::string() : phones.front();
   });
-  // Over a noise fillers are not listened for: talk after a word may be one no word holds.
+  // Over a noise, talk after a word may be one no word holds: a filler not listened for, or
+  // one the noise hid.
   if (!clear) markTalkAfter(transcript.levels, transcript.words, transcript.duration);
   return transcript;
 }

@@ -24,6 +24,9 @@ struct Transcript {
   // Whether the voice stands clear of the take's noise. Over a noise it does not, where a
   // word's sound fades out and what a filler heard freely was are guesses.
   bool clear = true;
+  // Whether fillers were listened for and one heard is likely one: where the voice stands
+  // clear, or the noise is a music bed. A broad noise (a fan, hiss) is itself heard as them.
+  bool fillersHeard = true;
 };
 
 // Makes a recogniser; listening runs two at once.

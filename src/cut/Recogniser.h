@@ -42,7 +42,7 @@ class Recogniser {
                           const std::vector<std::size_t>& pauses) = 0;
 
   // Whether alignments listen for the fillers too: only where the voice stands clear of the
-  // noise, which would otherwise be heard as them.
+  // noise or the noise is music, as a broad noise would otherwise be heard as them.
   virtual void listenForFillers(bool on) = 0;
 
   // Whether free recognition may be rough: with a script known, it only plans which chunk

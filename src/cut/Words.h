@@ -25,8 +25,8 @@ struct Word {
   // Captions light the word from here.
   double onset = 0;
 
-  // Where talk that no word holds begins after it, before the next word ("uh" not listened
-  // for over a noise); 0 when none. Its caption goes dark there rather than lingering over it.
+  // Where talk that no word holds begins after it, before the next word (an "uh" not heard
+  // over a noise); 0 when none. Its caption goes dark there rather than lingering over it.
   double talkAfter = 0;
 
   double litFrom() const { return onset > start ? onset : start; }

@@ -77,6 +77,21 @@ SpokenSound spokenSound(const std::string& name, const std::vector<std::string>&
   return sound;
 }
 
+std::string underMusic(const SpokenSound& sound) {
+  const std::string root =
+      "if(eq(mod(floor(t/2),4),0),261.63,if(eq(mod(floor(t/2),4),1),220,"
+      "if(eq(mod(floor(t/2),4),2),174.61,196)))";
+  const std::string third = "if(eq(mod(floor(t/2),4),1),1.19,1.26)";
+  const std::string music = "aevalsrc='0.05*((sin(2*PI*" + root + "*t)+0.6*sin(2*PI*" + root + "*" +
+                            third + "*t)+0.5*sin(2*PI*" + root +
+                            "*1.5*t))/2.1+0.8*sin(2*PI*60*t)*exp(-12*mod(t,0.5)))':s=22050:d=" +
+                            std::to_string(sound.duration);
+  const std::string path = sound.path.substr(0, sound.path.size() - 4) + "-music.wav";
+  run({"ffmpeg", "-v", "error", "-y", "-i", sound.path, "-filter_complex",
+       music + "[music];[0][music]amix=inputs=2:normalize=0[a]", "-map", "[a]", path});
+  return path;
+}
+
 std::string scratch() {
   const std::string dir = tempHome()->path() + "/scratch";
   std::filesystem::create_directories(dir);

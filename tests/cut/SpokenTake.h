@@ -29,6 +29,10 @@ struct SpokenSound {
 SpokenSound spokenSound(const std::string& name, const std::vector<std::string>& sentences,
                         const std::vector<std::string>& voice = {});
 
+// `sound` over a music bed about 14 dB under the voice (a chord every 2 s over a kick drum on
+// every half second), as a sound file beside it.
+std::string underMusic(const SpokenSound& sound);
+
 const SpokenTake& spokenTake();
 // The same take over a steady hiss (pink noise at about -48 dBFS, 26 dB under the voice).
 const SpokenTake& noisySpokenTake();
