@@ -145,7 +145,11 @@ std::string displayable(const std::string& text) {
 
 std::string sentenceText(const std::vector<Word>& words) {
   std::string text;
-  for (const Word& word : words) text += (text.empty() ? "" : " ") + word.text;
+  for (const Word& word : words) {
+    // Words are heard in lower case; "I" and its contractions ("I'm") are written upper.
+    const bool isI = word.text == "i" || word.text.starts_with("i'");
+    text += (text.empty() ? "" : " ") + (isI ? "I" + word.text.substr(1) : word.text);
+  }
   if (text.empty()) return text;
   text[0] = char(std::toupper(static_cast<unsigned char>(text[0])));
   const std::string& first = words.front().text;

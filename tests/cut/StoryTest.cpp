@@ -333,6 +333,9 @@ TEST(StoryTextTest, aHookHeardUnsureIsNeitherHeadlineNorPostButAScriptsOwnWordsA
   writeStoryText(story, transcript.words, "", transcript, {});
   EXPECT_EQ(story.caption.rfind("Good light matters more than gear.", 0), 0u) << story.caption;
   EXPECT_FALSE(story.headline.empty());
+  transcript.words = wordsOf("i think i'm right if it isn't");
+  writeStoryText(story, transcript.words, "", transcript, {});
+  EXPECT_EQ(story.caption.rfind("I think I'm right if it isn't.", 0), 0u) << story.caption;
 }
 
 TEST(StoryTextTest, hashtagsAreTheTopicsWordsNotTheMostFrequentSmallWords) {
