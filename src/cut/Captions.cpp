@@ -96,7 +96,8 @@ std::string event(const char* style, double start, double end, const std::string
 // A line's last word stays lit a moment after it is said, never past `until` nor over talk
 // that follows it.
 double lingerEnd(const Story& story, const Word& word, double until) {
-  double end = std::min(reelTime(story.segments, word.end) + kLinger, until);
+  const double said = word.heardUntil > 0 ? word.heardUntil : word.end;
+  double end = std::min(reelTime(story.segments, said) + kLinger, until);
   if (word.talkAfter > 0) end = std::min(end, reelTime(story.segments, word.talkAfter));
   return end;
 }

@@ -564,9 +564,12 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
     const std::vector<std::string> phones = recogniser->pronunciation(word);
     return phones.empty() ? std::string() : phones.front();
   });
-  // Over a noise, talk after a word may be one no word holds: a filler not listened for, or
-  // one the noise hid.
-  if (!clear) markTalkAfter(transcript.levels, transcript.words, transcript.duration);
+  // Over a noise the aligner runs words on into the quiet after them, and talk after a word
+  // may be one no word holds: a filler not listened for, or one the noise hid.
+  if (!clear) {
+    markTalkAfter(transcript.levels, transcript.words, transcript.duration);
+    markVoiceEnds(transcript.levels, transcript.words);
+  }
   return transcript;
 }
 

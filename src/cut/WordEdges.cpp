@@ -83,7 +83,28 @@ std::optional<double> talkWithin(const SoundLevels& levels, const Span& gap) {
   return heldVoice(levels, t, gap.end - (kTalkSteps - 1) * SoundLevels::kStepSeconds, kTalkSteps);
 }
 
+// A word the aligner ran on this long past its voice over a noise is heard only until then.
+constexpr double kRunOnSeconds = 0.1;
+
+// The end of the word's last voice that holds out of the noise, early enough to leave some of
+// the word before it.
+std::optional<double> voiceFall(const SoundLevels& levels, const Word& word) {
+  const double step = SoundLevels::kStepSeconds;
+  for (double t = word.end - step; t >= word.start + kShortestWord; t -= step) {
+    int held = 0;
+    while (held < kHeldVoiceSteps && levels.voiceAt(t - held * step)) ++held;
+    if (held == kHeldVoiceSteps) return t + step;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
+
+void markVoiceEnds(const SoundLevels& levels, std::vector<Word>& words) {
+  for (Word& word : words)
+    if (const std::optional<double> fall = voiceFall(levels, word); fall && word.end - *fall >= kRunOnSeconds)
+      word.heardUntil = *fall;
+}
 
 void markTalkAfter(const SoundLevels& levels, std::vector<Word>& words, double takeLength) {
   for (std::size_t i = 0; i < words.size(); ++i) {

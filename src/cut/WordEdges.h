@@ -27,6 +27,10 @@ using FirstPhone = std::function<std::string(const std::string& word)>;
 void placeOnsets(const SoundLevels& levels, std::vector<Word>& words,
                  const FirstPhone& firstPhone = {});
 
+// Marks each word's `heardUntil`: over a noise an aligner runs a word on past its voice into
+// the quiet after it (by 0.1 s or more), where nothing of it is heard.
+void markVoiceEnds(const SoundLevels& levels, std::vector<Word>& words);
+
 // Marks each word's `talkAfter`: where, once the take has fallen to its noise after the word,
 // voice holds for a tenth of a second before the next word begins.
 void markTalkAfter(const SoundLevels& levels, std::vector<Word>& words, double takeLength);

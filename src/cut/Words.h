@@ -28,6 +28,9 @@ struct Word {
   // Where talk that no word holds begins after it, before the next word (an "uh" not heard
   // over a noise); 0 when none. Its caption goes dark there rather than lingering over it.
   double talkAfter = 0;
+  // Where its voice last holds out of a noise, when the aligner ran the word on well past it;
+  // 0 when it did not. Its caption lingers from here.
+  double heardUntil = 0;
 
   double litFrom() const { return onset > start ? onset : start; }
 

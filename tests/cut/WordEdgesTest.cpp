@@ -101,24 +101,29 @@ TEST(WordEdgesTest, overALoudNoiseAWordOpensNoEarlierThanItsFirstPhoneCanStayUnh
 }
 
 // "file" is followed by an "uh" no word holds; "team"'s voice runs on past its end (its own
-// last sound), then flickers for 50 ms; "report" ends the take in quiet. Only "file"'s caption
-// goes dark early: where the "uh" begins, not 0.6 s after the word.
-TEST(WordEdgesTest, aCaptionGoesDarkWhereTalkNoWordHoldsBegins) {
+// last sound), then flickers for 50 ms; "report" ends the take in quiet, the aligner running
+// it on 0.3 s past its voice. "file"'s caption goes dark where the "uh" begins, not 0.6 s
+// after the word; "report"'s lingers 0.6 s from where its voice fell.
+TEST(WordEdgesTest, aCaptionGoesDarkWhereTalkNoWordHoldsBeginsAndLingersFromItsWordsVoice) {
   const SoundLevels levels =
       levelsOf({{1.0, 1.4}, {1.6, 1.8}, {2.0, 2.3}, {3.0, 3.55}, {3.7, 3.75}, {4.5, 4.9}}, 6, -60);
   Story story;
   story.segments = {{0.5, 5.5}};
-  story.words = {{"file", 1.0, 1.4}, {"a", 2.0, 2.3}, {"team", 3.0, 3.4}, {"report", 4.5, 4.9}};
+  story.words = {{"file", 1.0, 1.4}, {"a", 2.0, 2.3}, {"team", 3.0, 3.4}, {"report", 4.5, 5.2}};
   story.words[1].endsSentence = true;
   story.words[2].endsSentence = true;
   markTalkAfter(levels, story.words, 6);
+  markVoiceEnds(levels, story.words);
   EXPECT_NEAR(story.words[0].talkAfter, 1.6, 0.011);
   EXPECT_EQ(story.words[1].talkAfter, 0);
   EXPECT_EQ(story.words[2].talkAfter, 0) << "its own voice running on, then a flicker";
   EXPECT_EQ(story.words[3].talkAfter, 0);
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(story.words[i].heardUntil, 0) << story.words[i].text;
+  EXPECT_NEAR(story.words[3].heardUntil, 4.9, 0.011);
   const std::string script = captionScript(story);
   EXPECT_NE(script.find("0:00:00.50,0:00:01.10,Words"), std::string::npos) << script;
   EXPECT_NE(script.find("0:00:02.50,0:00:03.50,Words"), std::string::npos) << script;
+  EXPECT_NE(script.find("0:00:04.00,0:00:05.00,Words"), std::string::npos) << script;
 }
 
 }  // namespace
