@@ -17,6 +17,7 @@
 #include "support/Eventually.h"
 #include "support/MovieProbe.h"
 
+#include <QDir>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QWidget>
@@ -267,11 +268,16 @@ TEST_F(ViewfinderTest, atTwiceTheScaleTheDimTheFrameTheBandAndTheTakeKeepToTheSc
   ASSERT_TRUE(within(20, [&] { return studio.phase() == Phase::review; }));
   const QImage frame = test::frameAt(studio.take()->url.toLocalFile(), 0.3);
   ASSERT_FALSE(frame.isNull());
-  int off = 0;
+  QStringList off;
   for (int y = 10; y < frame.height(); y += 40)
     for (int x = 10; x < frame.width(); x += 40)
-      if (!dimmedTo(frame.pixelColor(x, y), 1.0)) ++off;
-  EXPECT_EQ(off, 0) << "the take is the backdrop alone: no bracket, no dim, nothing beside the window";
+      if (!dimmedTo(frame.pixelColor(x, y), 1.0))
+        off << QStringLiteral("%1,%2 %3").arg(x).arg(y).arg(frame.pixelColor(x, y).name());
+  // Kept where a failed run can be looked at: this has failed twice in many runs, unexplained.
+  if (!off.isEmpty()) frame.save(QDir::tempPath() + "/vorn-scaled-take.png");
+  EXPECT_TRUE(off.isEmpty()) << "the take is the backdrop alone: no bracket, no dim, nothing beside the window; "
+                             << "off at " << off.join(", ").toStdString() << " (the picture: "
+                             << (QDir::tempPath() + "/vorn-scaled-take.png").toStdString() << ")";
 }
 
 TEST_F(ViewfinderTest, aSuggestionLandsOnTheSalientPatchInsideTheFrontWindow) {
