@@ -558,10 +558,12 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
       word.end = std::max(word.start, word.end - listening.late);
     }
   }
+  const Pronounce pronounce = [&](const std::string& word) { return recogniser->pronunciation(word); };
+  if (transcript.fromScript && fillersHeard) splitHesitations(transcript.levels, transcript.words, pronounce);
   startPastTails(transcript.levels, transcript.words);
   measureLoudness(said, transcript.words);
   placeOnsets(transcript.levels, transcript.words, [&](const std::string& word) {
-    const std::vector<std::string> phones = recogniser->pronunciation(word);
+    const std::vector<std::string> phones = pronounce(word);
     return phones.empty() ? std::string() : phones.front();
   });
   // Over a noise the aligner runs words on into the quiet after them, and talk after a word

@@ -100,6 +100,47 @@ std::optional<double> voiceFall(const SoundLevels& levels, const Word& word) {
 
 }  // namespace
 
+namespace {
+
+// A word of one sound held this long is drawn out: a hesitation, when its own short sound
+// follows it.
+constexpr double kDrawnOut = 0.15;
+// The pause between the hesitation and the word said after it.
+constexpr int kPauseSteps = 5;
+
+// The voice held in `gap` after a pause at its opening, up to where it falls back.
+std::optional<Span> voiceAfterPause(const SoundLevels& levels, const Span& gap) {
+  const double step = SoundLevels::kStepSeconds;
+  double t = gap.start;
+  while (t < gap.end && levels.voiceAt(t)) t += step;
+  const double paused = t;
+  while (t < gap.end && !levels.voiceAt(t)) t += step;
+  if (t - paused < kPauseSteps * step - 1e-9) return std::nullopt;
+  const std::optional<double> rise =
+      heldVoice(levels, t, gap.end - (kHeldVoiceSteps - 1) * step, kHeldVoiceSteps);
+  if (!rise) return std::nullopt;
+  double fall = *rise;
+  while (fall < gap.end && levels.voiceAt(fall)) fall += step;
+  return Span{*rise, std::min(fall, gap.end)};
+}
+
+}  // namespace
+
+void splitHesitations(const SoundLevels& levels, std::vector<Word>& words, const Pronounce& pronounce) {
+  for (std::size_t i = 0; i + 1 < words.size(); ++i) {
+    Word& word = words[i];
+    if (word.offScript || word.end - word.start < kDrawnOut || pronounce(word.text).size() != 1) continue;
+    const std::optional<Span> own = voiceAfterPause(levels, {word.end, words[i + 1].start});
+    if (!own) continue;
+    Word hesitation{"uh", word.start, word.end, 0};
+    hesitation.offScript = true;
+    word.start = own->start;
+    word.end = own->end;
+    words.insert(words.begin() + std::ptrdiff_t(i), hesitation);
+    ++i;
+  }
+}
+
 void markVoiceEnds(const SoundLevels& levels, std::vector<Word>& words) {
   for (Word& word : words)
     if (const std::optional<double> fall = voiceFall(levels, word); fall && word.end - *fall >= kRunOnSeconds)

@@ -27,6 +27,14 @@ using FirstPhone = std::function<std::string(const std::string& word)>;
 void placeOnsets(const SoundLevels& levels, std::vector<Word>& words,
                  const FirstPhone& firstPhone = {});
 
+// How the recogniser says a word, phone by phone; empty when it cannot.
+using Pronounce = std::function<std::vector<std::string>(const std::string& word)>;
+
+// A script word of one sound ("a") laid drawn out over a hesitation, with its own short sound
+// after a pause before the next word ("file, uh, a spreadsheet"), is moved onto that sound and
+// the hesitation kept as an "uh" off the script.
+void splitHesitations(const SoundLevels& levels, std::vector<Word>& words, const Pronounce& pronounce);
+
 // Marks each word's `heardUntil`: over a noise an aligner runs a word on past its voice into
 // the quiet after it (by 0.1 s or more), where nothing of it is heard.
 void markVoiceEnds(const SoundLevels& levels, std::vector<Word>& words);

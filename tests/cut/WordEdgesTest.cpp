@@ -126,5 +126,35 @@ TEST(WordEdgesTest, aCaptionGoesDarkWhereTalkNoWordHoldsBeginsAndLingersFromItsW
   EXPECT_NE(script.find("0:00:04.00,0:00:05.00,Words"), std::string::npos) << script;
 }
 
+// "file, uh, a spreadsheet": the aligner drew the script's "a" out over the "uh" and left its
+// own short sound, after a pause, to nobody. "a" moves onto it and the "uh" is talk off the
+// script. A long word of many sounds, a drawn-out "a" with nothing after it and an "a" said
+// at its own length stay as laid.
+TEST(WordEdgesTest, aOneSoundWordDrawnOutOverAHesitationMovesOntoItsOwnSound) {
+  const SoundLevels levels = levelsOf({{1.0, 1.4}, {1.6, 1.84}, {2.05, 2.12}, {2.13, 2.7},
+                                       {3.0, 3.3}, {3.3, 3.6}, {3.8, 3.87}, {4.0, 4.07}, {4.2, 4.5}},
+                                      6, -60);
+  std::vector<Word> words = {{"file", 1.0, 1.4},   {"a", 1.6, 1.85},   {"spreadsheet", 2.13, 2.7},
+                             {"oh", 3.0, 3.3},      {"salary", 3.3, 3.6}, {"a", 4.0, 4.07},
+                             {"team", 4.2, 4.5}};
+  const Pronounce pronounce = [](const std::string& word) {
+    return word == "a" ? std::vector<std::string>{"AH"}
+         : word == "oh" ? std::vector<std::string>{"OW"}
+                        : std::vector<std::string>{"S", "T", "AH"};
+  };
+  splitHesitations(levels, words, pronounce);
+  std::vector<std::string> texts;
+  for (const Word& word : words) texts.push_back(word.text);
+  ASSERT_EQ(texts, (std::vector<std::string>{"file", "uh", "a", "spreadsheet", "oh", "salary", "a", "team"}));
+  EXPECT_TRUE(words[1].offScript);
+  EXPECT_EQ(words[1].confidence, 0);
+  EXPECT_DOUBLE_EQ(words[1].start, 1.6);
+  EXPECT_NEAR(words[2].start, 2.05, 0.011);
+  EXPECT_NEAR(words[2].end, 2.12, 0.011);
+  EXPECT_FALSE(words[2].offScript);
+  EXPECT_DOUBLE_EQ(words[4].start, 3.0) << "drawn out, but the next word follows at once";
+  EXPECT_DOUBLE_EQ(words[6].start, 4.0) << "said at its own length";
+}
+
 }  // namespace
 }  // namespace vorn::cut
