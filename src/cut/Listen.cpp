@@ -559,7 +559,7 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
     }
   }
   const Pronounce pronounce = [&](const std::string& word) { return recogniser->pronunciation(word); };
-  if (transcript.fromScript && fillersHeard) splitHesitations(transcript.levels, transcript.words, pronounce);
+  if (transcript.fromScript) splitHesitations(transcript.levels, transcript.words, pronounce);
   startPastTails(transcript.levels, transcript.words);
   measureLoudness(said, transcript.words);
   placeOnsets(transcript.levels, transcript.words, [&](const std::string& word) {

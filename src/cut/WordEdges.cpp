@@ -108,20 +108,28 @@ constexpr double kDrawnOut = 0.15;
 // The pause between the hesitation and the word said after it.
 constexpr int kPauseSteps = 5;
 
-// The voice held in `gap` after a pause at its opening, up to where it falls back.
-std::optional<Span> voiceAfterPause(const SoundLevels& levels, const Span& gap) {
+struct Hesitated {
+  Span hesitation, own;
+};
+
+// In `span`, from a word's opening to the next word: a drawn-out sound (the hesitation), a
+// pause, then voice held up to where it falls back (the word's own sound).
+std::optional<Hesitated> ownSoundAfterHesitation(const SoundLevels& levels, const Span& span) {
   const double step = SoundLevels::kStepSeconds;
-  double t = gap.start;
-  while (t < gap.end && levels.voiceAt(t)) t += step;
+  const std::optional<double> held = heldVoice(levels, span.start, span.end, kHeldVoiceSteps);
+  if (!held) return std::nullopt;
+  double t = *held;
+  while (t < span.end && levels.voiceAt(t)) t += step;
+  if (t - *held < kDrawnOut - 1e-9) return std::nullopt;
   const double paused = t;
-  while (t < gap.end && !levels.voiceAt(t)) t += step;
+  while (t < span.end && !levels.voiceAt(t)) t += step;
   if (t - paused < kPauseSteps * step - 1e-9) return std::nullopt;
   const std::optional<double> rise =
-      heldVoice(levels, t, gap.end - (kHeldVoiceSteps - 1) * step, kHeldVoiceSteps);
+      heldVoice(levels, t, span.end - (kHeldVoiceSteps - 1) * step, kHeldVoiceSteps);
   if (!rise) return std::nullopt;
   double fall = *rise;
-  while (fall < gap.end && levels.voiceAt(fall)) fall += step;
-  return Span{*rise, std::min(fall, gap.end)};
+  while (fall < span.end && levels.voiceAt(fall)) fall += step;
+  return Hesitated{{*held, paused}, {*rise, std::min(fall, span.end)}};
 }
 
 }  // namespace
@@ -130,12 +138,12 @@ void splitHesitations(const SoundLevels& levels, std::vector<Word>& words, const
   for (std::size_t i = 0; i + 1 < words.size(); ++i) {
     Word& word = words[i];
     if (word.offScript || word.end - word.start < kDrawnOut || pronounce(word.text).size() != 1) continue;
-    const std::optional<Span> own = voiceAfterPause(levels, {word.end, words[i + 1].start});
-    if (!own) continue;
-    Word hesitation{"uh", word.start, word.end, 0};
+    const std::optional<Hesitated> found = ownSoundAfterHesitation(levels, {word.start, words[i + 1].start});
+    if (!found) continue;
+    Word hesitation{"uh", found->hesitation.start, found->hesitation.end, 0};
     hesitation.offScript = true;
-    word.start = own->start;
-    word.end = own->end;
+    word.start = found->own.start;
+    word.end = found->own.end;
     words.insert(words.begin() + std::ptrdiff_t(i), hesitation);
     ++i;
   }

@@ -31,8 +31,8 @@ void placeOnsets(const SoundLevels& levels, std::vector<Word>& words,
 using Pronounce = std::function<std::vector<std::string>(const std::string& word)>;
 
 // A script word of one sound ("a") laid drawn out over a hesitation, with its own short sound
-// after a pause before the next word ("file, uh, a spreadsheet"), is moved onto that sound and
-// the hesitation kept as an "uh" off the script.
+// after a pause before the next word ("file, uh, a spreadsheet"), inside its span or after it,
+// is moved onto that sound and the hesitation kept as an "uh" off the script.
 void splitHesitations(const SoundLevels& levels, std::vector<Word>& words, const Pronounce& pronounce);
 
 // Marks each word's `heardUntil`: over a noise an aligner runs a word on past its voice into

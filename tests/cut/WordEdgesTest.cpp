@@ -127,16 +127,18 @@ TEST(WordEdgesTest, aCaptionGoesDarkWhereTalkNoWordHoldsBeginsAndLingersFromItsW
 }
 
 // "file, uh, a spreadsheet": the aligner drew the script's "a" out over the "uh" and left its
-// own short sound, after a pause, to nobody. "a" moves onto it and the "uh" is talk off the
-// script. A long word of many sounds, a drawn-out "a" with nothing after it and an "a" said
-// at its own length stay as laid.
+// own short sound, after a pause, to nobody; or laid it over all three, from a flicker of the
+// noise on. "a" moves onto its own sound and the "uh" is talk off the script. A long word of
+// many sounds, a drawn-out "oh" with nothing after it and an "a" said at its own length stay
+// as laid.
 TEST(WordEdgesTest, aOneSoundWordDrawnOutOverAHesitationMovesOntoItsOwnSound) {
   const SoundLevels levels = levelsOf({{1.0, 1.4}, {1.6, 1.84}, {2.05, 2.12}, {2.13, 2.7},
-                                       {3.0, 3.3}, {3.3, 3.6}, {3.8, 3.87}, {4.0, 4.07}, {4.2, 4.5}},
+                                       {3.0, 3.3}, {3.3, 3.6}, {3.8, 3.87}, {4.0, 4.07}, {4.2, 4.5},
+                                       {5.0, 5.01}, {5.03, 5.25}, {5.42, 5.49}, {5.5, 5.9}},
                                       6, -60);
-  std::vector<Word> words = {{"file", 1.0, 1.4},   {"a", 1.6, 1.85},   {"spreadsheet", 2.13, 2.7},
+  std::vector<Word> words = {{"file", 1.0, 1.4},   {"a", 1.6, 1.85},     {"spreadsheet", 2.13, 2.7},
                              {"oh", 3.0, 3.3},      {"salary", 3.3, 3.6}, {"a", 4.0, 4.07},
-                             {"team", 4.2, 4.5}};
+                             {"team", 4.2, 4.5},    {"a", 5.0, 5.5},      {"spreadsheet", 5.5, 5.9}};
   const Pronounce pronounce = [](const std::string& word) {
     return word == "a" ? std::vector<std::string>{"AH"}
          : word == "oh" ? std::vector<std::string>{"OW"}
@@ -145,7 +147,8 @@ TEST(WordEdgesTest, aOneSoundWordDrawnOutOverAHesitationMovesOntoItsOwnSound) {
   splitHesitations(levels, words, pronounce);
   std::vector<std::string> texts;
   for (const Word& word : words) texts.push_back(word.text);
-  ASSERT_EQ(texts, (std::vector<std::string>{"file", "uh", "a", "spreadsheet", "oh", "salary", "a", "team"}));
+  ASSERT_EQ(texts, (std::vector<std::string>{"file", "uh", "a", "spreadsheet", "oh", "salary", "a", "team",
+                                             "uh", "a", "spreadsheet"}));
   EXPECT_TRUE(words[1].offScript);
   EXPECT_EQ(words[1].confidence, 0);
   EXPECT_DOUBLE_EQ(words[1].start, 1.6);
@@ -154,6 +157,10 @@ TEST(WordEdgesTest, aOneSoundWordDrawnOutOverAHesitationMovesOntoItsOwnSound) {
   EXPECT_FALSE(words[2].offScript);
   EXPECT_DOUBLE_EQ(words[4].start, 3.0) << "drawn out, but the next word follows at once";
   EXPECT_DOUBLE_EQ(words[6].start, 4.0) << "said at its own length";
+  EXPECT_NEAR(words[8].start, 5.03, 0.011) << "the hesitation, not the flicker before it";
+  EXPECT_NEAR(words[8].end, 5.25, 0.011);
+  EXPECT_NEAR(words[9].start, 5.42, 0.011);
+  EXPECT_NEAR(words[9].end, 5.49, 0.011);
 }
 
 }  // namespace
