@@ -562,10 +562,7 @@ Transcript listen(const Pcm& sound, const RecogniserMaker& make, const std::stri
   if (transcript.fromScript) splitHesitations(transcript.levels, transcript.words, pronounce);
   startPastTails(transcript.levels, transcript.words);
   measureLoudness(said, transcript.words);
-  placeOnsets(transcript.levels, transcript.words, [&](const std::string& word) {
-    const std::vector<std::string> phones = pronounce(word);
-    return phones.empty() ? std::string() : phones.front();
-  });
+  placeOnsets(transcript.levels, transcript.words, pronounce);
   // Over a noise the aligner runs words on into the quiet after them, and talk after a word
   // may be one no word holds: a filler not listened for, or one the noise hid.
   if (!clear) {

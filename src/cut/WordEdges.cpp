@@ -98,10 +98,6 @@ std::optional<double> voiceFall(const SoundLevels& levels, const Word& word) {
   return std::nullopt;
 }
 
-}  // namespace
-
-namespace {
-
 // A word of one sound held this long is drawn out: a hesitation, when its own short sound
 // follows it.
 constexpr double kDrawnOut = 0.15;
@@ -173,14 +169,14 @@ double unvoicedOpeningSeconds(const std::string& phone) {
   return 0.02;  // a vowel, a nasal, a liquid or a glide: voiced from the start
 }
 
-void placeOnsets(const SoundLevels& levels, std::vector<Word>& words, const FirstPhone& firstPhone) {
+void placeOnsets(const SoundLevels& levels, std::vector<Word>& words, const Pronounce& pronounce) {
   for (Word& word : words) {
     word.onset = soundRise(levels, word);
-    if (!firstPhone) continue;
-    const std::string phone = firstPhone(word.text);
+    if (!pronounce) continue;
+    const std::vector<std::string> phones = pronounce(word.text);
     const std::optional<double> voice = voiceRise(levels, word);
-    if (!phone.empty() && voice)
-      word.onset = std::max(word.onset, *voice - unvoicedOpeningSeconds(phone));
+    if (!phones.empty() && voice)
+      word.onset = std::max(word.onset, *voice - unvoicedOpeningSeconds(phones.front()));
   }
 }
 

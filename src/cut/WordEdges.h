@@ -16,19 +16,16 @@ namespace vorn::cut {
 // that falls to the noise within 50 ms) where the sound leaves the noise again: its own voice.
 void startPastTails(const SoundLevels& levels, std::vector<Word>& words);
 
-// A word's first phone in the recogniser's phone set ("DH" for "the"); empty when unknown.
-using FirstPhone = std::function<std::string(const std::string& word)>;
+// How the recogniser says a word, phone by phone ("DH AH" for "the"); empty when it cannot.
+using Pronounce = std::function<std::vector<std::string>(const std::string& word)>;
 
 // Sets each word's onset: the first 10 ms of its opening stretch near the word's own loudest
 // or standing out of the take's noise (an aligner often opens a word on the quiet before it).
 // Over a loud noise the aligner may open a word well before anything of it is heard; with
-// `firstPhone`, a word opens no earlier than its first phone can stay under the noise before
+// `pronounce`, a word opens no earlier than its first phone can stay under the noise before
 // its voice rises: a vowel at once, a stop after its closure, a hiss ("s", "th") longer.
 void placeOnsets(const SoundLevels& levels, std::vector<Word>& words,
-                 const FirstPhone& firstPhone = {});
-
-// How the recogniser says a word, phone by phone; empty when it cannot.
-using Pronounce = std::function<std::vector<std::string>(const std::string& word)>;
+                 const Pronounce& pronounce = {});
 
 // A script word of one sound ("a") laid drawn out over a hesitation, with its own short sound
 // after a pause before the next word ("file, uh, a spreadsheet"), inside its span or after it,

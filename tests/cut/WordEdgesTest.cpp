@@ -84,11 +84,11 @@ TEST(WordEdgesTest, overALoudNoiseAWordOpensNoEarlierThanItsFirstPhoneCanStayUnh
                -30, 4);
   std::vector<Word> words = {{"three", 1.0, 1.4}, {"and", 2.0, 2.3}, {"spot", 3.0, 3.3},
                              {"sourdough", 4.0, 4.4}, {"a", 5.0, 5.2}};
-  const std::map<std::string, std::string> phones = {
-      {"three", "TH"}, {"and", "AE"}, {"spot", "S"}, {"a", "AH"}};
+  const std::map<std::string, std::vector<std::string>> phones = {
+      {"three", {"TH", "R", "IY"}}, {"and", {"AE", "N", "D"}}, {"spot", {"S", "P", "AA", "T"}}, {"a", {"AH"}}};
   placeOnsets(levels, words, [&](const std::string& word) {
     const auto found = phones.find(word);
-    return found == phones.end() ? std::string() : found->second;
+    return found == phones.end() ? std::vector<std::string>() : found->second;
   });
   // Within one 10 ms step of the voice.
   EXPECT_NEAR(words[0].onset, 1.2 - unvoicedOpeningSeconds("TH"), 0.011);

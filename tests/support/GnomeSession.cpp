@@ -41,20 +41,6 @@ bool overviewActive() {
   return active;
 }
 
-// The process that owns `name` on the session bus; 0 while nobody does.
-pid_t ownerOf(const char* name) {
-  sd_bus* bus = nullptr;
-  if (sd_bus_open_user(&bus) < 0) return 0;
-  sd_bus_message* reply = nullptr;
-  uint32_t pid = 0;
-  if (sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                         "GetConnectionUnixProcessID", nullptr, &reply, "s", name) >= 0)
-    sd_bus_message_read(reply, "u", &pid);
-  sd_bus_message_unref(reply);
-  sd_bus_flush_close_unref(bus);
-  return pid_t(pid);
-}
-
 const char* const kShellNames[] = {"org.gnome.Mutter.RemoteDesktop", "org.gnome.Shell"};
 
 }  // namespace
@@ -101,7 +87,7 @@ GnomeSession::GnomeSession() {
   if (!answersRemoteDesktop()) {
     processes_.pop_back();
     // The next shell can only take the names once the last one's connection has let them go.
-    if (!eventually([] { return !ownerOf(kShellNames[0]) && !ownerOf(kShellNames[1]); }, 20))
+    if (!eventually([] { return !sessionBusOwner(kShellNames[0]) && !sessionBusOwner(kShellNames[1]); }, 20))
       throw std::runtime_error("a gnome-shell that did not answer still holds its names");
     startShell();
   }
@@ -121,7 +107,7 @@ void GnomeSession::startShell() {
       std::to_string(width) + "x" + std::to_string(height)}));
   // Its own names, not those of a shell before it.
   const auto up = [shell = processes_.back()->pid()] {
-    return ownerOf(kShellNames[0]) == shell && ownerOf(kShellNames[1]) == shell;
+    return sessionBusOwner(kShellNames[0]) == shell && sessionBusOwner(kShellNames[1]) == shell;
   };
   if (!eventually(up, 60))
     throw std::runtime_error("gnome-shell did not start");

@@ -145,18 +145,20 @@ const char* const kBusConfig = R"(<busconfig>
 </busconfig>
 )";
 
-bool ownedOnSessionBus(const char* name) {
+pid_t sessionBusOwner(const char* name) {
   sd_bus* bus = nullptr;
-  if (sd_bus_open_user(&bus) < 0) return false;
+  if (sd_bus_open_user(&bus) < 0) return 0;
   sd_bus_message* reply = nullptr;
-  int owned = 0;
+  uint32_t pid = 0;
   if (sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                         "NameHasOwner", nullptr, &reply, "s", name) >= 0)
-    sd_bus_message_read(reply, "b", &owned);
+                         "GetConnectionUnixProcessID", nullptr, &reply, "s", name) >= 0)
+    sd_bus_message_read(reply, "u", &pid);
   sd_bus_message_unref(reply);
   sd_bus_flush_close_unref(bus);
-  return owned;
+  return pid_t(pid);
 }
+
+bool ownedOnSessionBus(const char* name) { return sessionBusOwner(name) != 0; }
 
 SessionBus::SessionBus() {
   const std::string config = tempHome()->path() + "/session-bus.conf";

@@ -4,6 +4,7 @@
 #include "support/ChildProcess.h"
 
 #include <memory>
+#include <sys/types.h>
 #include <string>
 #include <vector>
 
@@ -72,7 +73,10 @@ class SessionBus {
   std::unique_ptr<ChildProcess> process_;
 };
 
-// Whether `name` has an owner on the session bus that DBUS_SESSION_BUS_ADDRESS names.
+// The process that owns `name` on the session bus that DBUS_SESSION_BUS_ADDRESS names; 0 while
+// nobody does.
+pid_t sessionBusOwner(const char* name);
+// Whether `name` has an owner there.
 bool ownedOnSessionBus(const char* name);
 
 class GnomeSession;
